@@ -1,0 +1,28 @@
+# SPDX-License-Identifier: Apache-2.0
+# Every box of the architecture is one target. A target sees only its own folder and the folders of
+# the targets it links, so that an include against the direction of the arrows does not compile.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_program(KESTRO_CCACHE ccache)
+if(KESTRO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_C_COMPILER_LAUNCHER "${KESTRO_CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${KESTRO_CCACHE}")
+endif()
+
+# The base name is all that a log line prints of a path, and a build that does not depend on where it
+# was made can be cached and compared.
+add_compile_options("-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+
+if(KESTRO_SANITIZE)
+    add_compile_options("-fsanitize=${KESTRO_SANITIZE}" -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options("-fsanitize=${KESTRO_SANITIZE}")
+endif()
+
+function(kestro_target target)
+    target_compile_features(${target} PRIVATE cxx_std_20)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>
+        $<$<BOOL:${KESTRO_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()

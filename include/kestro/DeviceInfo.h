@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef KESTRO_DEVICEINFO_H
+#define KESTRO_DEVICEINFO_H
+
+#include <kestro/Export.h>
+#include <kestro/InterfaceInfo.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace kestro {
+
+class Camera;
+class DeviceInfoImpl;
+class DeviceInfoGEVImpl;
+
+/**
+ * What a camera says of itself.
+ *
+ * The texts point into the camera's own storage and stay valid as long as this object lives; the
+ * object keeps its camera alive. Made from an empty pointer, texts are null and getType() is 0.
+ * Threads: any.
+ */
+class KESTRO_API DeviceInfo {
+   public:
+    /**
+     * Who controls a camera: the control privilege as the camera reports it (GigE Vision's CCP
+     * register), or why that is not known.
+     */
+    enum AccessPermission : std::int32_t {
+        Open = 0,               ///< nobody controls it
+        Exclusive = 1,          ///< controlled by one program, which nobody may read beside
+        Control = 2,            ///< controlled by one program (also by this one)
+        ControlSwitchover = 6,  ///< controlled, and the control may be taken over with a key
+        Undefined = 254,        ///< no GigE Vision camera
+        Unknown = 255           ///< the camera did not answer, or its address is not valid from here
+    };
+
+    explicit DeviceInfo(const std::shared_ptr<Camera>& camera);
+    DeviceInfo(const DeviceInfo&) = delete;
+    DeviceInfo& operator=(const DeviceInfo&) = delete;
+    virtual ~DeviceInfo();
+
+    /** 1 GigE Vision, 2 USB3 Vision, 0 anything else. */
+    int getType() const;
+    /** The name that a user gave to the camera; empty when none was given. */
+    const char* getName() const;
+    /** The camera's key, the same text as Camera::getKey(). */
+    const char* getID() const;
+    const char* getVendorName() const;
+    const char* getModelName() const;
+    const char* getSerialNumber() const;
+    const char* getDeviceVersion() const;
+    const char* getManufactureInfo() const;
+    /** The interface through which the camera is reached; empty for one that is no network card. */
+    std::shared_ptr<InterfaceInfo> getInterfaceInfo() const;
+
+   protected:
+    /** Takes ownership of a ready implementation object. */
+    explicit DeviceInfo(DeviceInfoImpl* impl);
+    DeviceInfoImpl* impl_;
+};
+
+/** A GigE Vision camera: the addresses are those it had when this object was made. */
+class KESTRO_API DeviceInfoGEV : public DeviceInfo {
+   public:
+    explicit DeviceInfoGEV(const std::shared_ptr<Camera>& camera);
+    ~DeviceInfoGEV() override;
+
+    /** Dotted IPv4 address, "192.168.1.7". */
+    const char* getIpAddress() const;
+    /** "01:23:45:67:89:ab" */
+    const char* getMacAddress() const;
+    const char* getSubnetMask() const;
+    const char* getDefaultGateway() const;
+    /** Asked now: true when the camera can be reached at its address from its interface. */
+    bool isIpValid() const;
+    /** Asked now, without taking control; may wait for the camera's answer (under a second). */
+    AccessPermission getAccessPermission() const;
+
+   private:
+    const DeviceInfoGEVImpl& gev() const;
+};
+
+}  // namespace kestro
+
+#endif

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+/** Everything of the C++ interface. */
+#ifndef KESTRO_KESTRO_H
+#define KESTRO_KESTRO_H
+
+#include <kestro/BarcodeInfo.h>
+#include <kestro/Camera.h>
+#include <kestro/DeviceInfo.h>
+#include <kestro/Frame.h>
+#include <kestro/InterfaceInfo.h>
+#include <kestro/Result.h>
+#include <kestro/System.h>
+
+#endif

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kestrosim {
+
+/** A place in the picture, in pixels; x to the right, y down. */
+struct PixelPoint {
+    std::int32_t x = 0;
+    std::int32_t y = 0;
+};
+
+/** A code as it was drawn or as the device's reader read it. */
+struct SceneCode {
+    std::string type;  ///< "CODE128", "QR"
+    std::string text;
+    std::array<PixelPoint, 4> corners;  ///< 0 upper left of the code, then clockwise
+    float pixelsPerModule = 0;
+};
+
+/** How a reading ended; the names are those of the result documents. */
+enum class ReadStatus { complete, partial, noRead };
+
+/** One picture with what was drawn in it and what the reader found. */
+struct Scene {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint8_t> pixels;  ///< Mono8, rows without padding
+    std::vector<SceneCode> drawn;
+    std::vector<SceneCode> read;
+    ReadStatus status = ReadStatus::noRead;
+    std::uint32_t readMilliseconds = 0;  ///< measured
+};
+
+struct SceneOptions {
+    std::uint32_t width = 1280;
+    std::uint32_t height = 1024;
+    std::uint64_t seed = 1;
+    std::uint32_t count = 12;
+};
+
+/**
+ * The scenes of one camera: drawn from the seed and read by a real reader, each once.
+ *
+ * Scenes are prepared on a thread of the set's own, in order, from the first on. Threads: any.
+ */
+class SceneSet {
+   public:
+    explicit SceneSet(const SceneOptions& options);
+    ~SceneSet();
+    SceneSet(const SceneSet&) = delete;
+    SceneSet& operator=(const SceneSet&) = delete;
+
+    [[nodiscard]] std::uint32_t count() const;
+    /** The scene of that number (modulo count()); waits until it is prepared. Immutable. */
+    [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number) const;
+
+   private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+/**
+ * The scene as the block container that an ID reader sends: "SMAT", a raw Mono8 image block and a
+ * JSON block with the results; at least 576 bytes.
+ *
+ * @param timestamp  the trigger's time in ticks of the camera's clock.
+ */
+[[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp);
+
+/** One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a newline. */
+[[nodiscard]] std::string truthLine(const std::string& camera, std::uint32_t number,
+                                    const Scene& scene);
+
+}  // namespace kestrosim

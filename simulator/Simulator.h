@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace kestrosim {
+
+/** What the image payload holds; the camera's feature ResultFormat. */
+enum class ResultFormat : std::uint32_t {
+    none = 0,      ///< the plain Mono8 image
+    container = 1  ///< the "SMAT" container: image block and result block
+};
+
+/** A simulated camera as it is switched on. */
+struct CameraOptions {
+    std::string address = "127.0.0.2";  ///< the host address that it listens on
+    /** Another address that it claims to have, "198.51.100.5/24"; empty claims the real one. */
+    std::string claim;
+    std::string serial = "SIM001";
+    std::string userName;
+    std::uint32_t width = 1280;
+    std::uint32_t height = 1024;
+    double framesPerSecond = 10;
+    ResultFormat format = ResultFormat::container;
+    double linkMbits = 1000;  ///< packets are paced to this rate
+    std::uint64_t seed = 1;
+    std::uint32_t scenes = 12;
+    std::string truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
+
+    /** A file whose bytes are served as the GenICam description instead; empty: the built-in one. */
+    std::string descriptionFile;
+};
+
+/** What a camera has done since it was switched on; the counters only grow. */
+struct CameraStatistics {
+    std::uint64_t framesSent = 0;
+    std::uint64_t packetsSent = 0;  ///< GVSP packets, resent ones included
+    std::uint64_t packetsResent = 0;
+    std::uint64_t commandsAnswered = 0;  ///< GVCP commands
+    std::uint64_t blockId = 0;           ///< of the latest frame
+    std::uint64_t leaderBytes = 0;       ///< UDP payload of the latest leader
+    std::uint32_t pixelFormat = 0;       ///< as the latest leader said
+};
+
+/**
+ * A GigE Vision ID reader on this machine, on its own threads, speaking UDP on port 3956.
+ *
+ * Made, it answers; destroyed, it is gone as if unplugged. The constructor throws
+ * std::runtime_error when the address cannot be used (not of this host, port taken), with a text
+ * that says so. Threads: any.
+ */
+class SimulatedCamera {
+   public:
+    explicit SimulatedCamera(const CameraOptions& options);
+    ~SimulatedCamera();
+    SimulatedCamera(const SimulatedCamera&) = delete;
+    SimulatedCamera& operator=(const SimulatedCamera&) = delete;
+
+    [[nodiscard]] CameraStatistics statistics() const;
+
+   private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace kestrosim

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The shape of every log line: "[%s(%d) %s] " with the source file's base name, the line and the
+// function, then the message. The macros are expanded in the body of the function that the line
+// names, never in a lambda or a shared helper.
+#pragma once
+
+#include "VXlog4cpp.h"
+
+#include <string>
+#include <string_view>
+
+namespace kestro {
+
+/**
+ * The file name in a path: what follows the last backslash, or, only where there is none, the last
+ * slash; else the whole path. The result is a tail of `path`.
+ */
+constexpr const char* logFileName(const char* path) {
+    const std::string_view text(path);
+    std::size_t cut = text.rfind('\\');
+    if (cut == std::string_view::npos) cut = text.rfind('/');
+    return cut == std::string_view::npos ? path : path + cut + 1;
+}
+
+/**
+ * The device SDK's most recent error on this thread: "code: 0x0000000b, msg: timeout." Read it right
+ * after the failed call: the next one may set another.
+ */
+std::string lastErrorText();
+
+}  // namespace kestro
+
+#define KESTRO_LOG_AT(level, format, ...)                                                       \
+    ::VXlog4cpp::CVxLog::Log(::VXlog4cpp::CVxLog::Logger_vxsdk(), level, "[%s(%d) %s] " format, \
+                             ::kestro::logFileName(__FILE__), __LINE__,                         \
+                             __func__ __VA_OPT__(, ) __VA_ARGS__)
+
+#define KESTRO_LOG_ERROR(...) KESTRO_LOG_AT(::VXlog4cpp::kError, __VA_ARGS__)
+#define KESTRO_LOG_WARNING(...) KESTRO_LOG_AT(::VXlog4cpp::kWarning, __VA_ARGS__)
+#define KESTRO_LOG_DEBUG(...) KESTRO_LOG_AT(::VXlog4cpp::kDebug, __VA_ARGS__)
+
+/** True when trace lines are written. Asked twice, as loggers that count their questions expect. */
+#define KESTRO_TRACE_ENABLED()                                                      \
+    (::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(),       \
+                                         ::VXlog4cpp::kTrace) &&                    \
+     ::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(),       \
+                                         ::VXlog4cpp::kTrace))
+
+/** Evaluates its arguments only when trace lines are written. */
+#define KESTRO_LOG_TRACE(...)                                                        \
+    do {                                                                             \
+        if (KESTRO_TRACE_ENABLED()) KESTRO_LOG_AT(::VXlog4cpp::kTrace, __VA_ARGS__); \
+    } while (false)

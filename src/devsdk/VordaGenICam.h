@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The device SDK as the library sees it. Operations stand in the order in which the device SDK
+// declares them. Every operation that answers bool is true on success; after a false, the thread's
+// Vorda::Infra::getLastError() says why. Objects may be used from any thread.
+#pragma once
+
+#include "VordaInfra.h"
+#include "VordaMemory.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace Vorda::GenICam {
+
+using Infra::CString;
+using Infra::TVector;
+using Memory::TSharedPtr;
+
+/** Pixel formats are PFNC codes; any 32-bit value may occur. */
+enum class EPixelType : std::uint32_t { Mono8 = 0x01080001, Mono16 = 0x01100007, RGB8 = 0x02180014 };
+
+/** Kinds of payload in a frame: GVSP's payload types without the chunk bit. */
+enum EPayloadType : std::uint32_t {
+    kPayloadImage = 1,
+    kPayloadRaw = 2,
+    kPayloadChunk = 4,
+    kPayloadJpeg = 6
+};
+
+/**
+ * One received frame; empty when made. Copies share the received bytes, which live as long as any of
+ * them. Its content depends on who implements the device SDK.
+ */
+class CFrame : public Memory::CBlock {
+   public:
+    using EPayloadType = GenICam::EPayloadType;
+    class Impl;
+
+    CFrame();
+    explicit CFrame(std::shared_ptr<const Impl> impl);
+    CFrame(const CFrame&);
+    CFrame& operator=(const CFrame&);
+    ~CFrame() override;
+
+    bool valid() const;
+    std::uint64_t getBlockId() const;
+    const void* getImage() const;
+    std::uint32_t getImageSize() const;
+    std::uint32_t getImageWidth() const;
+    std::uint32_t getImageHeight() const;
+    EPixelType getImagePixelFormat() const;
+    /** Ticks of the camera's clock. */
+    std::uint64_t getImageTimeStamp() const;
+    bool getPayLoadTypes(TVector<EPayloadType>& types) const;
+    unsigned getChunkCount() const;
+    /** `texts` gets lines of the form "Name Value:text". */
+    bool getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>& texts) const;
+
+   private:
+    std::shared_ptr<const Impl> impl_;
+};
+
+/**
+ * Names a member function of an object as the receiver of events.
+ *
+ * It holds the object weakly, and strongly only while the member runs, so that events in flight
+ * neither keep an object alive nor meet a destroyed one. Two bindings of one member of one object
+ * are equal.
+ */
+template <typename Arg>
+class TBinding {
+   public:
+    static constexpr int kMember = 1;
+
+    TBinding() = default;
+    template <auto Member, typename T>
+    static TBinding toMember(const std::shared_ptr<T>& object) {
+        TBinding binding;
+        binding.kind_ = kMember;
+        binding.object_ = object.get();
+        binding.owner_ = object;
+        binding.call_ = [](void* target, const Arg& arg) { (static_cast<T*>(target)->*Member)(arg); };
+        return binding;
+    }
+
+    int kind() const { return kind_; }
+    /** Calls the member; does nothing when the object is gone. */
+    void operator()(const Arg& arg) const {
+        if (const std::shared_ptr<void> keep = owner_.lock()) call_(object_, arg);
+    }
+    bool operator==(const TBinding& other) const {
+        return kind_ == other.kind_ && object_ == other.object_ && call_ == other.call_;
+    }
+    explicit operator bool() const { return call_ != nullptr; }
+
+   private:
+    int kind_ = 0;
+    void* object_ = nullptr;
+    std::weak_ptr<void> owner_;
+    void (*call_)(void*, const Arg&) = nullptr;
+};
+
+/** A change of the control connection. */
+struct SConnectArg {
+    std::int32_t state = 0;  ///< 1 online, anything else offline
+};
+
+/** Features that changed, in the order of change. */
+struct SParamsUpdateArg {
+    TVector<CString> names;
+};
+
+using FrameBinding = TBinding<CFrame>;
+using ConnectBinding = TBinding<SConnectArg>;
+using ParamsUpdateBinding = TBinding<SParamsUpdateArg>;
+
+/** A camera. Texts are immutable and live as long as the object. */
+class ICamera {
+   public:
+    virtual ~ICamera() = default;
+    /** 0 GigE Vision, 1 USB3 Vision. */
+    virtual int getType() const = 0;
+    virtual const char* getName() const = 0;
+    virtual const char* getKey() const = 0;
+    virtual bool isConnected() const = 0;
+    /** 0 network interface card, 1 USB. */
+    virtual int getInterfaceType() const = 0;
+    virtual bool downloadGenICamXML(const char* path) = 0;
+    virtual const char* getVendor() const = 0;
+    virtual const char* getModelName() const = 0;
+    virtual const char* getSerialNumber() const = 0;
+    virtual const char* getDeviceVersion() const = 0;
+    virtual const char* getManufactureInfo() const = 0;
+    /** 0 is success. */
+    virtual int saveDeviceConfig(const char* path) = 0;
+    /** 0 is success; `errors` gets one line per refused feature. */
+    virtual int loadDeviceConfig(const char* path, CString& errors) = 0;
+    /** `access` is the privilege to take: 2 is control. */
+    virtual bool connect(int access) = 0;
+    virtual bool disConnect() = 0;
+};
+
+/** The GigE Vision view of a camera; addresses are dotted texts, as they are now. */
+class IGigECamera {
+   public:
+    /** Empty for a camera of another kind. */
+    static TSharedPtr<IGigECamera> getInstance(const TSharedPtr<ICamera>& camera);
+    virtual ~IGigECamera() = default;
+    virtual bool forceIpAddress(const char* ip, const char* mask, const char* gateway) = 0;
+    /** The control privilege register's value; 255 when it is not known. */
+    virtual int getAccessPermission() const = 0;
+    /** "Valid", or a sentence that says why the camera cannot be reached. */
+    virtual CString getIpValidity() const = 0;
+    virtual CString getIpAddress() const = 0;
+    virtual CString getMacAddress() const = 0;
+    virtual CString getSubnetMask() const = 0;
+    virtual CString getGateway() const = 0;
+};
+
+/** The host interface through which a GigE Vision camera is reached. */
+class IGigEInterface {
+   public:
+    static TSharedPtr<IGigEInterface> getInstance(const TSharedPtr<ICamera>& camera);
+    virtual ~IGigEInterface() = default;
+    virtual CString getIpAddress() const = 0;
+    virtual CString getMacAddress() const = 0;
+    virtual CString getSubnetMask() const = 0;
+    virtual CString getGateway() const = 0;
+    virtual CString getName() const = 0;
+    virtual CString getDescription() const = 0;
+};
+
+/** The image stream of a connected camera; its destructor stops it. */
+class IStreamSource {
+   public:
+    virtual ~IStreamSource() = default;
+    /** `maxImages` 0 is no limit; strategy 0 delivers frames in order, the oldest first. */
+    virtual bool startGrabbing(std::uint64_t maxImages, int strategy) = 0;
+    virtual bool stopGrabbing() = 0;
+    virtual bool isGrabbing() const = 0;
+    virtual bool getFrame(CFrame& frame, std::uint32_t timeoutMs) = 0;
+    /** The handler takes every frame from now on; binding it twice changes nothing. */
+    virtual bool attachGrabbing(const FrameBinding& handler) = 0;
+    /** When it returns, the handler does not run (unless called from it). */
+    virtual bool detachGrabbing(const FrameBinding& handler) = 0;
+    virtual bool setBufferCount(std::uint32_t count) = 0;
+    virtual bool clearFrameBuffer() = 0;
+};
+
+/** The events of a camera; its destructor ends them. */
+class IEventSubscribe {
+   public:
+    virtual ~IEventSubscribe() = default;
+    virtual bool subscribeConnectArgs(const ConnectBinding& handler) = 0;
+    virtual bool unsubscribeConnectArgs(const ConnectBinding& handler) = 0;
+    virtual bool subscribeParamsUpdate(const ParamsUpdateBinding& handler) = 0;
+    virtual bool unsubscribeParamsUpdate(const ParamsUpdateBinding& handler) = 0;
+    /** Bounds the events that may wait; connection events are never dropped. */
+    virtual bool setEventQueueSize(std::uint32_t count) = 0;
+};
+
+/** The process-wide device SDK. */
+class CSystem {
+   public:
+    enum EDiscoveryMode { kDiscoveryModeAll = 2 };
+    struct _DiscoveryModeInfo {  // NOLINT(bugprone-reserved-identifier): the device SDK's name
+        std::uint32_t mode;
+        std::uint32_t reserved[7];
+    };
+
+    static CSystem& getInstance();
+    /** Fills `cameras` with every camera found, in the order of their keys. */
+    bool discoveryEx(TVector<TSharedPtr<ICamera>>& cameras, EDiscoveryMode mode,
+                     _DiscoveryModeInfo info);
+    TSharedPtr<IStreamSource> createStreamSource(const TSharedPtr<ICamera>& camera,
+                                                 unsigned short channel);
+    TSharedPtr<IEventSubscribe> createEventSubscribe(const TSharedPtr<ICamera>& camera);
+
+    CSystem(const CSystem&) = delete;
+    CSystem& operator=(const CSystem&) = delete;
+
+   private:
+    CSystem() = default;
+    ~CSystem() = default;
+};
+
+}  // namespace Vorda::GenICam

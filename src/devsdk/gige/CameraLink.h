@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Ipv4.h"
+
+#include <cstdint>
+#include <string>
+
+namespace Vorda::Gige {
+
+/** A range of missing packets of one block, to be sent again. */
+struct ResendRequest {
+    std::uint64_t blockId = 0;
+    std::uint32_t firstPacket = 0;
+    std::uint32_t lastPacket = 0;
+    bool extendedIds = false;  ///< 64-bit block ids and 32-bit packet ids
+};
+
+/** How a camera's stream channel 0 was set up. */
+struct StreamSetup {
+    std::uint32_t payloadBytes = 0;  ///< PayloadSize: the largest image the camera will send
+    std::uint32_t packetBytes = 0;   ///< SCPS: IP, UDP and GVSP headers included
+    bool canResend = false;          ///< the camera announces packet resend
+    bool extendedIds = false;        ///< the camera was switched to 64-bit block ids
+};
+
+/**
+ * What a stream needs of its camera. The control side implements it; tests of the stream fake it.
+ *
+ * Operations that answer bool set the thread's last error on failure. Threads: any.
+ */
+class CameraLink {
+   public:
+    virtual ~CameraLink() = default;
+
+    /** The camera's key, for log lines. */
+    [[nodiscard]] virtual const char* key() const = 0;
+    [[nodiscard]] virtual Ipv4 cameraAddress() const = 0;
+    /** Address of the host interface that the camera is reached through: bind the stream to it. */
+    [[nodiscard]] virtual Ipv4 hostAddress() const = 0;
+    /** True while the control is held and the camera answers. */
+    [[nodiscard]] virtual bool isOnline() const = 0;
+
+    /**
+     * Points the camera's stream channel 0 at `hostPort` of hostAddress() and reports what it will
+     * send. The packet size is the one that the camera was set to, as far as the interface carries
+     * it.
+     */
+    [[nodiscard]] virtual bool openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) = 0;
+    /** Stops the camera's stream channel 0; quiet on a camera that is gone. */
+    virtual void closeStreamChannel() = 0;
+    /** Locks the transport layer (TLParamsLocked) and executes AcquisitionStart. */
+    [[nodiscard]] virtual bool startAcquisition() = 0;
+    /** Executes AcquisitionStop and unlocks the transport layer. */
+    [[nodiscard]] virtual bool stopAcquisition() = 0;
+
+    /** Sends a PACKETRESEND from the control port: one datagram, no acknowledge, never waits. */
+    virtual void requestResend(const ResendRequest& request) = 0;
+};
+
+}  // namespace Vorda::Gige

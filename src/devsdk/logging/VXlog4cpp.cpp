@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "VXlog4cpp.h"
+
+#include "FormatText.h"
+
+#include <log4cplus/configurator.h>
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string_view>
+
+namespace VXlog4cpp {
+
+class Category {
+   public:
+    explicit Category(const char* name) : logger(log4cplus::Logger::getInstance(name)) {}
+    log4cplus::Logger logger;
+};
+
+}  // namespace VXlog4cpp
+
+namespace {
+
+using VXlog4cpp::Category;
+
+constexpr const char* kLibraryLogger = "kestro";
+constexpr const char* kDeviceLogger = "kestro.device";
+
+std::atomic<bool> configLoaded{false};
+
+log4cplus::LogLevel toLogLevel(int level) {
+    if (level <= VXlog4cpp::kError) return log4cplus::ERROR_LOG_LEVEL;
+    if (level <= VXlog4cpp::kWarning) return log4cplus::WARN_LOG_LEVEL;
+    if (level <= VXlog4cpp::kDebug) return log4cplus::DEBUG_LOG_LEVEL;
+    return log4cplus::TRACE_LOG_LEVEL;
+}
+
+log4cplus::LogLevel levelOfEnvironment() {
+    const char* wanted = std::getenv("KESTRO_LOG");
+    const std::string_view name = wanted ? wanted : "";
+    if (name == "trace") return log4cplus::TRACE_LOG_LEVEL;
+    if (name == "debug") return log4cplus::DEBUG_LOG_LEVEL;
+    if (name == "error") return log4cplus::ERROR_LOG_LEVEL;
+    if (name == "off") return log4cplus::OFF_LOG_LEVEL;
+    return log4cplus::WARN_LOG_LEVEL;
+}
+
+}  // namespace
+
+namespace VXlog4cpp {
+
+// The categories are never destroyed: threads may log until the process ends.
+Category* CVxLog::Logger_vxsdk() {
+    static Category* const category = new Category(kLibraryLogger);
+    return category;
+}
+
+Category* CVxLog::Logger_device() {
+    static Category* const category = new Category(kDeviceLogger);
+    return category;
+}
+
+void CVxLog::Log(Category* category, int level, const char* format, ...) {
+    if (!isLevelEnabled(category, level)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    try {
+        category->logger.log(toLogLevel(level), formatText(format, arguments));
+    } catch (...) {  // NOLINT(bugprone-empty-catch): a line that cannot be written is lost
+    }
+    va_end(arguments);
+}
+
+bool CVxLog::isLevelEnabled(Category* category, int level) {
+    try {
+        return category->logger.isEnabledFor(toLogLevel(level));
+    } catch (...) {
+        return false;
+    }
+}
+
+bool CVxLog::isConfigloaded() {
+    if (configLoaded) return true;
+    // A host application that uses log4cplus itself has given the root logger its appenders.
+    return !log4cplus::Logger::getRoot().getAllAppenders().empty();
+}
+
+bool CVxLog::LoadConfig(const char* path) {
+    try {
+        // The configurator would take a missing file for an empty one.
+        if (!path || !std::ifstream(path)) return false;
+        log4cplus::PropertyConfigurator::doConfigure(path);
+        configLoaded = true;
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void CVxLog::LoadDefault() {
+    try {
+        constexpr bool kToStderr = true;
+        constexpr bool kFlushEachLine = true;
+        log4cplus::SharedAppenderPtr console(
+            new log4cplus::ConsoleAppender(kToStderr, kFlushEachLine));
+        console->setLayout(
+            std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %m%n"));
+        log4cplus::Logger logger = log4cplus::Logger::getInstance(kLibraryLogger);
+        logger.setAdditivity(false);  // the host's own appenders are not ours to write to
+        logger.setLogLevel(levelOfEnvironment());
+        logger.addAppender(console);
+        configLoaded = true;
+    } catch (...) {  // NOLINT(bugprone-empty-catch): without a log the library works on
+    }
+}
+
+}  // namespace VXlog4cpp
