@@ -50,7 +50,7 @@ struct SceneOptions {
  * Scenes are prepared on a thread of the set's own, in order, from the first on. Threads: any.
  */
 class SceneSet {
-   public:
+ public:
     explicit SceneSet(const SceneOptions& options);
     ~SceneSet();
     SceneSet(const SceneSet&) = delete;
@@ -60,7 +60,7 @@ class SceneSet {
     /** The scene of that number (modulo count()); waits until it is prepared. Immutable. */
     [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number) const;
 
-   private:
+ private:
     struct State;
     std::unique_ptr<State> state_;
 };
@@ -71,9 +71,11 @@ class SceneSet {
  *
  * @param timestamp  the trigger's time in ticks of the camera's clock.
  */
-[[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp);
+[[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene,
+                                                        std::uint64_t timestamp);
 
-/** One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a newline. */
+/** One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a
+ * newline. */
 [[nodiscard]] std::string truthLine(const std::string& camera, std::uint32_t number,
                                     const Scene& scene);
 

@@ -27,9 +27,11 @@ struct CameraOptions {
     double linkMbits = 1000;  ///< packets are paced to this rate
     std::uint64_t seed = 1;
     std::uint32_t scenes = 12;
-    std::string truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
+    std::string
+        truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
 
-    /** A file whose bytes are served as the GenICam description instead; empty: the built-in one. */
+    /** A file whose bytes are served as the GenICam description instead; empty: the built-in one.
+     */
     std::string descriptionFile;
 };
 
@@ -52,7 +54,7 @@ struct CameraStatistics {
  * that says so. Threads: any.
  */
 class SimulatedCamera {
-   public:
+ public:
     explicit SimulatedCamera(const CameraOptions& options);
     ~SimulatedCamera();
     SimulatedCamera(const SimulatedCamera&) = delete;
@@ -60,7 +62,7 @@ class SimulatedCamera {
 
     [[nodiscard]] CameraStatistics statistics() const;
 
-   private:
+ private:
     struct State;
     std::unique_ptr<State> state_;
 };

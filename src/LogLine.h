@@ -24,8 +24,8 @@ constexpr const char* logFileName(const char* path) {
 }
 
 /**
- * The device SDK's most recent error on this thread: "code: 0x0000000b, msg: timeout." Read it right
- * after the failed call: the next one may set another.
+ * The device SDK's most recent error on this thread: "code: 0x0000000b, msg: timeout." Read it
+ * right after the failed call: the next one may set another.
  */
 std::string lastErrorText();
 
@@ -41,10 +41,10 @@ std::string lastErrorText();
 #define KESTRO_LOG_DEBUG(...) KESTRO_LOG_AT(::VXlog4cpp::kDebug, __VA_ARGS__)
 
 /** True when trace lines are written. Asked twice, as loggers that count their questions expect. */
-#define KESTRO_TRACE_ENABLED()                                                      \
-    (::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(),       \
-                                         ::VXlog4cpp::kTrace) &&                    \
-     ::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(),       \
+#define KESTRO_TRACE_ENABLED()                                                \
+    (::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(), \
+                                         ::VXlog4cpp::kTrace) &&              \
+     ::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(), \
                                          ::VXlog4cpp::kTrace))
 
 /** Evaluates its arguments only when trace lines are written. */

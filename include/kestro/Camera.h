@@ -41,7 +41,7 @@ static_assert(sizeof(ParamUpdateEventArg) == sizeof(void*) + 256,
  * throws. An exception that leaves a callback is caught and logged.
  */
 class KESTRO_API Camera {
-   public:
+ public:
     Camera() {}
     Camera(const Camera&) {}
     Camera& operator=(const Camera&) { return *this; }
@@ -106,7 +106,8 @@ class KESTRO_API Camera {
      * @return 0, 2 (bad text, no answer), 9 when it is no GigE Vision camera.
      */
     virtual Result forceIpAddress(const char* ip, const char* mask, const char* gateway) = 0;
-    /** Writes the camera's GenICam description (XML) to `path`. Needs: connected. @return 0 or 2. */
+    /** Writes the camera's GenICam description (XML) to `path`. Needs: connected. @return 0 or 2.
+     */
     virtual Result downloadGenICamXML(const char* path) = 0;
     /** Saves the camera's configuration to a file. In this version always 2, with a log line. */
     virtual Result saveDeviceConfig(const char* path) = 0;

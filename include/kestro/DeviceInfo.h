@@ -22,7 +22,7 @@ class DeviceInfoGEVImpl;
  * Threads: any.
  */
 class KESTRO_API DeviceInfo {
-   public:
+ public:
     /**
      * Who controls a camera: the control privilege as the camera reports it (GigE Vision's CCP
      * register), or why that is not known.
@@ -33,7 +33,7 @@ class KESTRO_API DeviceInfo {
         Control = 2,            ///< controlled by one program (also by this one)
         ControlSwitchover = 6,  ///< controlled, and the control may be taken over with a key
         Undefined = 254,        ///< no GigE Vision camera
-        Unknown = 255           ///< the camera did not answer, or its address is not valid from here
+        Unknown = 255  ///< the camera did not answer, or its address is not valid from here
     };
 
     explicit DeviceInfo(const std::shared_ptr<Camera>& camera);
@@ -55,7 +55,7 @@ class KESTRO_API DeviceInfo {
     /** The interface through which the camera is reached; empty for one that is no network card. */
     std::shared_ptr<InterfaceInfo> getInterfaceInfo() const;
 
-   protected:
+ protected:
     /** Takes ownership of a ready implementation object. */
     explicit DeviceInfo(DeviceInfoImpl* impl);
     DeviceInfoImpl* impl_;
@@ -63,7 +63,7 @@ class KESTRO_API DeviceInfo {
 
 /** A GigE Vision camera: the addresses are those it had when this object was made. */
 class KESTRO_API DeviceInfoGEV : public DeviceInfo {
-   public:
+ public:
     explicit DeviceInfoGEV(const std::shared_ptr<Camera>& camera);
     ~DeviceInfoGEV() override;
 
@@ -78,7 +78,7 @@ class KESTRO_API DeviceInfoGEV : public DeviceInfo {
     /** Asked now, without taking control; may wait for the camera's answer (under a second). */
     AccessPermission getAccessPermission() const;
 
-   private:
+ private:
     const DeviceInfoGEVImpl& gev() const;
 };
 

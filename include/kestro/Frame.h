@@ -18,7 +18,7 @@ namespace kestro {
  * stopped, disconnected or destroyed.
  */
 class KESTRO_API Frame {
-   public:
+ public:
     Frame() {}
     Frame(const Frame&) {}
     Frame& operator=(const Frame&) { return *this; }

@@ -18,7 +18,7 @@ class InterfaceInfoNICImpl;
  * Texts are never null and stay valid as long as the object lives. Threads: any.
  */
 class KESTRO_API InterfaceInfo {
-   public:
+ public:
     /** Copies the interface's data from `camera`; an empty pointer gives type 0 and empty texts. */
     explicit InterfaceInfo(const std::shared_ptr<Camera>& camera);
     InterfaceInfo(const InterfaceInfo&) = delete;
@@ -32,7 +32,7 @@ class KESTRO_API InterfaceInfo {
     /** A text for people, such as "eth0 192.168.1.1/24". (The operation's name is spelled so.) */
     const char* getDecription() const;
 
-   protected:
+ protected:
     /** Takes ownership of a ready implementation object. */
     explicit InterfaceInfo(InterfaceInfoImpl* impl);
     InterfaceInfoImpl* impl_;
@@ -40,7 +40,7 @@ class KESTRO_API InterfaceInfo {
 
 /** A network interface card. */
 class KESTRO_API InterfaceInfoNIC : public InterfaceInfo {
-   public:
+ public:
     explicit InterfaceInfoNIC(const std::shared_ptr<Camera>& camera);
     ~InterfaceInfoNIC() override;
 
@@ -52,7 +52,7 @@ class KESTRO_API InterfaceInfoNIC : public InterfaceInfo {
     /** Empty when the interface has no default route. */
     const char* getDefaultGateway() const;
 
-   private:
+ private:
     const InterfaceInfoNICImpl& nic() const;
 };
 

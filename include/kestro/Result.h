@@ -31,7 +31,7 @@ namespace kestro {
  * Threads: a plain value; not shared by the library.
  */
 class KESTRO_API Result {
-   public:
+ public:
     /** Success: code 0. */
     Result() noexcept;
     /** Holds `code` as it is; implicit, so that operations can `return 2;`. */
@@ -61,7 +61,7 @@ class KESTRO_API Result {
     void setCode(int code) noexcept;
     int getCode() const noexcept;
 
-   private:
+ private:
     std::int32_t code_;
 };
 

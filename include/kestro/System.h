@@ -17,7 +17,7 @@ namespace kestro {
  * found last. Threads: any.
  */
 class KESTRO_API System {
-   public:
+ public:
     /** What kind of text getCamera() is given. */
     enum CameraDataType : std::int32_t {
         Key = 0,           ///< Camera::getKey()
@@ -39,8 +39,8 @@ class KESTRO_API System {
     /**
      * Finds the cameras on the network and replaces the kept list by them.
      *
-     * Takes up to a second; with the same cameras as last time a quarter of one. Cameras found again
-     * are new Camera objects that share the connection of the earlier ones.
+     * Takes up to a second; with the same cameras as last time a quarter of one. Cameras found
+     * again are new Camera objects that share the connection of the earlier ones.
      *
      * @param cameras  replaced by the cameras found; left as it is on failure.
      * @param typeMask  bit 0 network interface cards, bit 1 USB ports; 0 means all.
@@ -61,7 +61,7 @@ class KESTRO_API System {
     System(const System&) = delete;
     System& operator=(const System&) = delete;
 
-   private:
+ private:
     System();
     ~System();
     struct State;

@@ -14,7 +14,7 @@ inline constexpr int kTrace = 800;
 
 /** The logging facade. Threads: any, all operations. Nothing here throws. */
 class CVxLog {
-   public:
+ public:
     /** The category of the library's own lines. */
     static Category* Logger_vxsdk();
     /** The category of the device SDK's lines. */

@@ -18,7 +18,11 @@ using Infra::TVector;
 using Memory::TSharedPtr;
 
 /** Pixel formats are PFNC codes; any 32-bit value may occur. */
-enum class EPixelType : std::uint32_t { Mono8 = 0x01080001, Mono16 = 0x01100007, RGB8 = 0x02180014 };
+enum class EPixelType : std::uint32_t {
+    Mono8 = 0x01080001,
+    Mono16 = 0x01100007,
+    RGB8 = 0x02180014
+};
 
 /** Kinds of payload in a frame: GVSP's payload types without the chunk bit. */
 enum EPayloadType : std::uint32_t {
@@ -29,11 +33,11 @@ enum EPayloadType : std::uint32_t {
 };
 
 /**
- * One received frame; empty when made. Copies share the received bytes, which live as long as any of
- * them. Its content depends on who implements the device SDK.
+ * One received frame; empty when made. Copies share the received bytes, which live as long as any
+ * of them. Its content depends on who implements the device SDK.
  */
 class CFrame : public Memory::CBlock {
-   public:
+ public:
     using EPayloadType = GenICam::EPayloadType;
     class Impl;
 
@@ -57,7 +61,7 @@ class CFrame : public Memory::CBlock {
     /** `texts` gets lines of the form "Name Value:text". */
     bool getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>& texts) const;
 
-   private:
+ private:
     std::shared_ptr<const Impl> impl_;
 };
 
@@ -70,7 +74,7 @@ class CFrame : public Memory::CBlock {
  */
 template <typename Arg>
 class TBinding {
-   public:
+ public:
     static constexpr int kMember = 1;
 
     TBinding() = default;
@@ -80,7 +84,9 @@ class TBinding {
         binding.kind_ = kMember;
         binding.object_ = object.get();
         binding.owner_ = object;
-        binding.call_ = [](void* target, const Arg& arg) { (static_cast<T*>(target)->*Member)(arg); };
+        binding.call_ = [](void* target, const Arg& arg) {
+            (static_cast<T*>(target)->*Member)(arg);
+        };
         return binding;
     }
 
@@ -94,7 +100,7 @@ class TBinding {
     }
     explicit operator bool() const { return call_ != nullptr; }
 
-   private:
+ private:
     int kind_ = 0;
     void* object_ = nullptr;
     std::weak_ptr<void> owner_;
@@ -117,7 +123,7 @@ using ParamsUpdateBinding = TBinding<SParamsUpdateArg>;
 
 /** A camera. Texts are immutable and live as long as the object. */
 class ICamera {
-   public:
+ public:
     virtual ~ICamera() = default;
     /** 0 GigE Vision, 1 USB3 Vision. */
     virtual int getType() const = 0;
@@ -143,7 +149,7 @@ class ICamera {
 
 /** The GigE Vision view of a camera; addresses are dotted texts, as they are now. */
 class IGigECamera {
-   public:
+ public:
     /** Empty for a camera of another kind. */
     static TSharedPtr<IGigECamera> getInstance(const TSharedPtr<ICamera>& camera);
     virtual ~IGigECamera() = default;
@@ -160,7 +166,7 @@ class IGigECamera {
 
 /** The host interface through which a GigE Vision camera is reached. */
 class IGigEInterface {
-   public:
+ public:
     static TSharedPtr<IGigEInterface> getInstance(const TSharedPtr<ICamera>& camera);
     virtual ~IGigEInterface() = default;
     virtual CString getIpAddress() const = 0;
@@ -173,7 +179,7 @@ class IGigEInterface {
 
 /** The image stream of a connected camera; its destructor stops it. */
 class IStreamSource {
-   public:
+ public:
     virtual ~IStreamSource() = default;
     /** `maxImages` 0 is no limit; strategy 0 delivers frames in order, the oldest first. */
     virtual bool startGrabbing(std::uint64_t maxImages, int strategy) = 0;
@@ -190,7 +196,7 @@ class IStreamSource {
 
 /** The events of a camera; its destructor ends them. */
 class IEventSubscribe {
-   public:
+ public:
     virtual ~IEventSubscribe() = default;
     virtual bool subscribeConnectArgs(const ConnectBinding& handler) = 0;
     virtual bool unsubscribeConnectArgs(const ConnectBinding& handler) = 0;
@@ -202,7 +208,7 @@ class IEventSubscribe {
 
 /** The process-wide device SDK. */
 class CSystem {
-   public:
+ public:
     enum EDiscoveryMode { kDiscoveryModeAll = 2 };
     struct _DiscoveryModeInfo {  // NOLINT(bugprone-reserved-identifier): the device SDK's name
         std::uint32_t mode;
@@ -220,7 +226,7 @@ class CSystem {
     CSystem(const CSystem&) = delete;
     CSystem& operator=(const CSystem&) = delete;
 
-   private:
+ private:
     CSystem() = default;
     ~CSystem() = default;
 };

@@ -12,7 +12,7 @@ namespace Vorda::Infra {
 
 /** Memory of the device SDK's containers: what one side allocates, either side may free. */
 class CAllocator {
-   public:
+ public:
     static void* allocate(std::size_t bytes) { return ::operator new(bytes); }
     static void dealocate(void* memory, std::size_t bytes) noexcept {
         ::operator delete(memory, bytes);
@@ -44,7 +44,7 @@ using TVector = std::vector<T, TAllocator<T>>;
 
 /** The device SDK's string: bytes with a NUL behind them. A null pointer makes an empty string. */
 class CString {
-   public:
+ public:
     static constexpr std::size_t npos = std::string::npos;
 
     CString() = default;
@@ -64,7 +64,7 @@ class CString {
         return text_.find(character, from);
     }
 
-   private:
+ private:
     std::string text_;
 };
 
@@ -78,7 +78,7 @@ int getLastError();
 const char* getErrMsg(int number);
 
 class CTime {
-   public:
+ public:
     /** Microseconds of a monotonic clock. */
     static std::uint64_t getCurrentMicroSecond();
 };

@@ -11,7 +11,7 @@ using TSharedPtr = std::shared_ptr<T>;
 
 /** Base of the device SDK's frames. */
 class CBlock {
-   public:
+ public:
     CBlock() = default;
     CBlock(const CBlock&) = default;
     CBlock& operator=(const CBlock&) = default;

@@ -30,7 +30,7 @@ struct StreamSetup {
  * Operations that answer bool set the thread's last error on failure. Threads: any.
  */
 class CameraLink {
-   public:
+ public:
     virtual ~CameraLink() = default;
 
     /** The camera's key, for log lines. */

@@ -16,21 +16,36 @@ thread_local LastError lastError;
 
 const char* generalText(int number) {
     switch (static_cast<Vorda::Gige::Error>(number)) {
-        case Vorda::Gige::Error::none: return "no error";
-        case Vorda::Gige::Error::invalidArgument: return "invalid argument";
-        case Vorda::Gige::Error::notConnected: return "the camera is not connected";
-        case Vorda::Gige::Error::accessDenied: return "the camera is controlled by another program";
-        case Vorda::Gige::Error::notReachable: return "the camera cannot be reached";
-        case Vorda::Gige::Error::notSupported: return "not supported";
-        case Vorda::Gige::Error::refused: return "the camera refused the request";
-        case Vorda::Gige::Error::badAnswer: return "the camera's answer cannot be understood";
-        case Vorda::Gige::Error::description: return "the GenICam description cannot be used";
-        case Vorda::Gige::Error::feature: return "the feature failed";
-        case Vorda::Gige::Error::system: return "the operating system refused the request";
-        case Vorda::Gige::Error::timeout: return "timeout";
-        case Vorda::Gige::Error::connectionLost: return "the connection to the camera is lost";
-        case Vorda::Gige::Error::notGrabbing: return "the stream is not grabbing";
-        case Vorda::Gige::Error::alreadyGrabbing: return "the stream is already grabbing";
+        case Vorda::Gige::Error::none:
+            return "no error";
+        case Vorda::Gige::Error::invalidArgument:
+            return "invalid argument";
+        case Vorda::Gige::Error::notConnected:
+            return "the camera is not connected";
+        case Vorda::Gige::Error::accessDenied:
+            return "the camera is controlled by another program";
+        case Vorda::Gige::Error::notReachable:
+            return "the camera cannot be reached";
+        case Vorda::Gige::Error::notSupported:
+            return "not supported";
+        case Vorda::Gige::Error::refused:
+            return "the camera refused the request";
+        case Vorda::Gige::Error::badAnswer:
+            return "the camera's answer cannot be understood";
+        case Vorda::Gige::Error::description:
+            return "the GenICam description cannot be used";
+        case Vorda::Gige::Error::feature:
+            return "the feature failed";
+        case Vorda::Gige::Error::system:
+            return "the operating system refused the request";
+        case Vorda::Gige::Error::timeout:
+            return "timeout";
+        case Vorda::Gige::Error::connectionLost:
+            return "the connection to the camera is lost";
+        case Vorda::Gige::Error::notGrabbing:
+            return "the stream is not grabbing";
+        case Vorda::Gige::Error::alreadyGrabbing:
+            return "the stream is already grabbing";
     }
     return nullptr;
 }

@@ -18,7 +18,7 @@
 namespace VXlog4cpp {
 
 class Category {
-   public:
+ public:
     explicit Category(const char* name) : logger(log4cplus::Logger::getInstance(name)) {}
     log4cplus::Logger logger;
 };
@@ -109,8 +109,7 @@ void CVxLog::LoadDefault() {
         constexpr bool kFlushEachLine = true;
         log4cplus::SharedAppenderPtr console(
             new log4cplus::ConsoleAppender(kToStderr, kFlushEachLine));
-        console->setLayout(
-            std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %m%n"));
+        console->setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %m%n"));
         log4cplus::Logger logger = log4cplus::Logger::getInstance(kLibraryLogger);
         logger.setAdditivity(false);  // the host's own appenders are not ours to write to
         logger.setLogLevel(levelOfEnvironment());
