@@ -14,9 +14,8 @@ namespace Vorda::Infra {
 class CAllocator {
  public:
     static void* allocate(std::size_t bytes) { return ::operator new(bytes); }
-    static void dealocate(void* memory, std::size_t bytes) noexcept {
-        ::operator delete(memory, bytes);
-    }
+    // Without the size: clang 14 has no sized operator delete unless asked for it.
+    static void dealocate(void* memory, std::size_t) noexcept { ::operator delete(memory); }
 };
 
 /** CAllocator in the shape that standard containers ask for. */
