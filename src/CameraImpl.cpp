@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CameraImpl.h"
+
+#include "FrameImpl.h"
+#include "LogLine.h"
+
+#include <sched.h>
+
+#include <exception>
+
+namespace kestro {
+
+using Vorda::GenICam::CFrame;
+using Vorda::GenICam::ConnectBinding;
+using Vorda::GenICam::CSystem;
+using Vorda::GenICam::FrameBinding;
+using Vorda::GenICam::ICamera;
+using Vorda::GenICam::IGigECamera;
+using Vorda::GenICam::IStreamSource;
+using Vorda::GenICam::ParamsUpdateBinding;
+using Vorda::GenICam::SConnectArg;
+using Vorda::GenICam::SParamsUpdateArg;
+using Vorda::Infra::CString;
+using Vorda::Infra::CTime;
+using Vorda::Memory::TSharedPtr;
+
+namespace {
+
+constexpr int kSdkFailure = 2;
+constexpr int kAlreadyGrabbing = 8;
+constexpr int kObjectAbsent = 9;
+constexpr int kSubnetMismatch = 22;
+
+constexpr int kGigECamera = 0;
+constexpr int kNetworkInterface = 0;
+constexpr int kControlAccess = 2;
+constexpr std::uint32_t kEventQueueSize = 8192;
+constexpr unsigned short kStreamChannel = 0;
+constexpr int kOnline = 1;
+constexpr int kUnknownParameterType = 0;
+
+const char* orEmpty(const char* text) { return text ? text : ""; }
+
+// What the exception says that is being handled; for catch blocks only.
+std::string exceptionText() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        return exception.what();
+    } catch (...) {
+        return "unknown exception";
+    }
+}
+
+}  // namespace
+
+Camera::~Camera() = default;
+
+TSharedPtr<ICamera> deviceOf(const std::shared_ptr<Camera>& camera) {
+    const auto* impl = dynamic_cast<const CameraImpl*>(camera.get());
+    return impl ? impl->device() : nullptr;
+}
+
+std::shared_ptr<CameraImpl> CameraImpl::create(const TSharedPtr<ICamera>& device) {
+    if (!device) return nullptr;
+    return std::make_shared<CameraImpl>(device);
+}
+
+CameraImpl::CameraImpl(const TSharedPtr<ICamera>& device)
+    : key_(device ? orEmpty(device->getKey()) : ""), camera_(device) {}
+
+const char* CameraImpl::getKey() const { return key_.c_str(); }
+
+// Connection
+
+Result CameraImpl::connect() {
+    if (camera_->isConnected()) {
+        KESTRO_LOG_WARNING("device has been connected! [%s]", key_.c_str());
+        return 0;
+    }
+    const TSharedPtr<IGigECamera> gige = IGigECamera::getInstance(camera_);
+    if (!gige) {
+        KESTRO_LOG_ERROR("can not get gige camera ptr. [%s]", lastErrorText().c_str());
+        return kObjectAbsent;
+    }
+    if (gige->getIpValidity().compare("Valid") != 0) {
+        KESTRO_LOG_ERROR("Device's and PC's subnet is mismatch! SerialNumber=[%s]", key_.c_str());
+        return kSubnetMismatch;
+    }
+    if (!camera_->connect(kControlAccess)) {
+        KESTRO_LOG_ERROR("camera connect failed. [%s]", lastErrorText().c_str());
+        return kSdkFailure;
+    }
+    eventSubscribe_.reset();  // of an earlier connection
+    eventSubscribe_ = CSystem::getInstance().createEventSubscribe(camera_);
+    if (!eventSubscribe_) {
+        KESTRO_LOG_ERROR("createEventSubscribe failed. [%s]", lastErrorText().c_str());
+        camera_->disConnect();
+        return kSdkFailure;
+    }
+    // A camera whose events cannot be had is still worth connecting, so no answer is looked at.
+    eventSubscribe_->setEventQueueSize(kEventQueueSize);
+    eventSubscribe_->subscribeParamsUpdate(paramsUpdateBinding());
+    eventSubscribe_->subscribeConnectArgs(connectBinding());
+    return 0;
+}
+
+void CameraImpl::disconnect() {
+    if (isGrabbing()) stopGrabbing();
+    if (eventSubscribe_) {
+        eventSubscribe_->unsubscribeConnectArgs(connectBinding());
+        eventSubscribe_->unsubscribeParamsUpdate(paramsUpdateBinding());
+    }
+    if (!camera_->disConnect()) KESTRO_LOG_ERROR("disConnect device failed!");
+}
+
+bool CameraImpl::isConnected() const { return camera_->isConnected(); }
+
+ConnectBinding CameraImpl::connectBinding() {
+    return ConnectBinding::toMember<&CameraImpl::onConnectEvent>(shared_from_this());
+}
+
+ParamsUpdateBinding CameraImpl::paramsUpdateBinding() {
+    return ParamsUpdateBinding::toMember<&CameraImpl::onParamUpdateEvent>(shared_from_this());
+}
+
+// Acquisition
+
+TSharedPtr<IStreamSource> CameraImpl::streamSource() const {
+    const std::lock_guard<std::mutex> lock(streamMutex_);
+    return streamSource_;
+}
+
+bool CameraImpl::isGrabbing() const {
+    const TSharedPtr<IStreamSource> source = streamSource();
+    return source && source->isGrabbing();
+}
+
+Result CameraImpl::startGrabbing(std::int32_t bufferCount) {
+    if (isGrabbing()) {
+        KESTRO_LOG_DEBUG("the camera is already grabbing.");
+        return kAlreadyGrabbing;
+    }
+    TSharedPtr<IStreamSource> source = streamSource();
+    const bool isNew = !source;
+    if (isNew) source = CSystem::getInstance().createStreamSource(camera_, kStreamChannel);
+    if (!source) {
+        KESTRO_LOG_ERROR("createStreamSource failed. [%s]", lastErrorText().c_str());
+        return kObjectAbsent;
+    }
+    if (bufferCount > 0 && !source->setBufferCount(static_cast<std::uint32_t>(bufferCount))) {
+        KESTRO_LOG_ERROR("setBufferCount failed. [%s]", lastErrorText().c_str());
+        return kSdkFailure;
+    }
+    constexpr std::uint64_t kNoImageLimit = 0;
+    constexpr int kOldestFirst = 0;
+    if (!source->startGrabbing(kNoImageLimit, kOldestFirst)) {
+        KESTRO_LOG_ERROR("startGrabbing failed. [%s]", lastErrorText().c_str());
+        return kSdkFailure;
+    }
+    if (frameCallback_.get()) source->attachGrabbing(frameBinding());
+    if (isNew) {
+        const std::lock_guard<std::mutex> lock(streamMutex_);
+        streamSource_.swap(source);  // what it held is dropped after the lock
+    }
+    return 0;
+}
+
+void CameraImpl::stopGrabbing() {
+    TSharedPtr<IStreamSource> source;
+    {
+        // Taken out before the device is stopped, so that others see at once that it is over.
+        const std::lock_guard<std::mutex> lock(streamMutex_);
+        source.swap(streamSource_);
+    }
+    if (!source) return;
+    if (!source->stopGrabbing()) {
+        KESTRO_LOG_ERROR("stopGrabbing failed! SerialNumber=[%s]", key_.c_str());
+        return;
+    }
+    // Attached, not detached, and on purpose: the device SDK is told in this order. On a source
+    // that stopped it only records the handler.
+    source->attachGrabbing(frameBinding());
+}
+
+std::shared_ptr<Frame> CameraImpl::getFrame(std::uint32_t timeoutMs) {
+    const TSharedPtr<IStreamSource> source = streamSource();
+    if (!source) {
+        KESTRO_LOG_ERROR("camera is not grabbing, streamSource is null");
+        return nullptr;
+    }
+    CFrame deviceFrame;
+    if (!source->getFrame(deviceFrame, timeoutMs)) {
+        KESTRO_LOG_ERROR("get frame error. [%s]", lastErrorText().c_str());
+        return nullptr;
+    }
+    try {
+        return FrameImpl::create(deviceFrame);
+    } catch (...) {
+        KESTRO_LOG_ERROR("frame dropped. [%s]", exceptionText().c_str());
+        return nullptr;
+    }
+}
+
+Result CameraImpl::clearFrameBuffer() {
+    const TSharedPtr<IStreamSource> source = streamSource();
+    if (!source) {
+        KESTRO_LOG_ERROR("camera is not grabbing, streamSource is null");
+        return kObjectAbsent;
+    }
+    if (!source->clearFrameBuffer()) {
+        KESTRO_LOG_ERROR("call clearFrameBuffer failed");
+        return kSdkFailure;
+    }
+    return 0;
+}
+
+FrameBinding CameraImpl::frameBinding() {
+    return FrameBinding::toMember<&CameraImpl::onFrameEvent>(shared_from_this());
+}
+
+// Information and control
+
+std::shared_ptr<DeviceInfo> CameraImpl::getDeviceInfo() {
+    const int type = camera_->getType();
+    if (type != kGigECamera) {
+        KESTRO_LOG_ERROR("error camera type: [%d]", type);
+        return nullptr;
+    }
+    return std::make_shared<DeviceInfoGEV>(shared_from_this());
+}
+
+std::shared_ptr<InterfaceInfo> CameraImpl::getInterfaceInfo() {
+    const int type = camera_->getInterfaceType();
+    if (type != kNetworkInterface) {
+        KESTRO_LOG_ERROR("error interface type: [%d]", type);
+        return nullptr;
+    }
+    return std::make_shared<InterfaceInfoNIC>(shared_from_this());
+}
+
+std::shared_ptr<Parameter> CameraImpl::getParameter(const char* name) {
+    if (!name || !*name) return nullptr;
+    // No feature is served yet, so every name is of unknown type.
+    KESTRO_LOG_ERROR("error param type: [%d]", kUnknownParameterType);
+    return nullptr;
+}
+
+Result CameraImpl::forceIpAddress(const char* ip, const char* mask, const char* gateway) {
+    const TSharedPtr<IGigECamera> gige = IGigECamera::getInstance(camera_);
+    if (!gige) {
+        KESTRO_LOG_ERROR("can not get gige camera ptr. [%s]", lastErrorText().c_str());
+        return kObjectAbsent;
+    }
+    if (!gige->forceIpAddress(orEmpty(ip), orEmpty(mask), orEmpty(gateway))) {
+        KESTRO_LOG_ERROR("force ip address error. [%s]", lastErrorText().c_str());
+        return kSdkFailure;
+    }
+    return 0;
+}
+
+Result CameraImpl::downloadGenICamXML(const char* path) {
+    return camera_->downloadGenICamXML(orEmpty(path)) ? 0 : kSdkFailure;
+}
+
+Result CameraImpl::saveDeviceConfig(const char* path) {
+    const int ret = camera_->saveDeviceConfig(orEmpty(path));
+    if (ret != 0) {
+        KESTRO_LOG_ERROR("save device config error, ret: [%d]", ret);
+        return kSdkFailure;
+    }
+    return 0;
+}
+
+Result CameraImpl::loadDeviceConfig(const char* path) {
+    CString errors;  // the device SDK logs them itself, one line a feature
+    const int ret = camera_->loadDeviceConfig(orEmpty(path), errors);
+    if (ret != 0) {
+        KESTRO_LOG_ERROR("load device config error, ret: [%d]", ret);
+        return kSdkFailure;
+    }
+    return 0;
+}
+
+// Events
+
+Result CameraImpl::registerFrameCallback(
+    std::function<void(const std::shared_ptr<Frame>&)> callback) {
+    const bool registers = static_cast<bool>(callback);
+    frameCallback_.set(std::move(callback));
+    const TSharedPtr<IStreamSource> source = streamSource();
+    if (!source) return 0;  // the next start binds it
+    if (registers) {
+        source->attachGrabbing(frameBinding());
+    } else {
+        source->detachGrabbing(frameBinding());
+    }
+    return 0;
+}
+
+Result CameraImpl::registerConnectCallback(std::function<void(const ConnectEventArg&)> callback) {
+    connectCallback_.set(std::move(callback));
+    return 0;
+}
+
+Result CameraImpl::registerParamUpdateCallback(
+    std::function<void(const ParamUpdateEventArg&)> callback) {
+    paramUpdateCallback_.set(std::move(callback));
+    return 0;
+}
+
+void CameraImpl::onFrameEvent(const CFrame& deviceFrame) {
+    const auto callback = frameCallback_.get();
+    if (!callback) return;
+    const std::uint64_t startUs = CTime::getCurrentMicroSecond();
+    std::shared_ptr<Frame> frame;
+    try {
+        frame = FrameImpl::create(deviceFrame);
+    } catch (...) {
+        KESTRO_LOG_ERROR("frame dropped. [%s]", exceptionText().c_str());
+    }
+    if (!frame) return;  // why is already logged
+    KESTRO_LOG_TRACE(
+        "Enter : Caller Frame Callback, SerialNumber=[%s], CurrentProcessorNumber=[%d]",
+        key_.c_str(), sched_getcpu());
+    try {
+        (*callback)(frame);
+    } catch (...) {
+        KESTRO_LOG_ERROR("exception in frame callback. [%s]", exceptionText().c_str());
+    }
+    KESTRO_LOG_TRACE("Exit : Caller Frame Callback, Elapsed-time=[%I64u]us, SerialNumber=[%s]",
+                     CTime::getCurrentMicroSecond() - startUs, key_.c_str());
+}
+
+void CameraImpl::onConnectEvent(const SConnectArg& arg) {
+    const bool online = arg.state == kOnline;
+    KESTRO_LOG_DEBUG("camera connect state changed: [%s], [%s]", online ? "online" : "offline",
+                     isConnected() ? "Connected" : "DisConnected");
+    const auto callback = connectCallback_.get();
+    if (!callback) return;
+    ConnectEventArg event{};
+    event.state = online ? 1 : 0;
+    try {
+        (*callback)(event);
+    } catch (...) {
+        KESTRO_LOG_ERROR("exception in connect callback. [%s]", exceptionText().c_str());
+    }
+}
+
+void CameraImpl::onParamUpdateEvent(const SParamsUpdateArg& arg) {
+    const auto callback = paramUpdateCallback_.get();
+    if (!callback) return;
+    for (const CString& name : arg.names) {
+        ParamUpdateEventArg event{};
+        event.name = name.c_str();
+        try {
+            (*callback)(event);
+        } catch (...) {
+            KESTRO_LOG_ERROR("exception in param update callback. [%s]", exceptionText().c_str());
+        }
+    }
+}
+
+}  // namespace kestro
