@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The control protocol's bytes, against a recorded session of Aravis' client and fake camera.
+#include "Gvcp.h"
+
+#include "Pcap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+namespace Vorda::Gige::Gvcp {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<kestro::test::UdpDatagram> session() {
+    return kestro::test::PcapReader::read(KESTRO_GOLDEN_DIR "/aravis-session.pcap");
+}
+
+std::uint16_t idOf(ByteView packet) {
+    return static_cast<std::uint16_t>(packet[6] << 8 | packet[7]);
+}
+
+/** The packet that we would send for the request in `packet`; empty for a request we never make. */
+Bytes encodedAgain(ByteView packet) {
+    BigEndianReader fields(packet);
+    fields.seek(2);
+    const auto command = static_cast<Command>(fields.u16());
+    fields.seek(kHeaderBytes);
+    const std::uint16_t id = idOf(packet);
+    switch (command) {
+        case Command::discovery:
+            return encodeDiscovery(id, false);
+        case Command::readRegister:
+            return encodeReadRegister(id, fields.u32());
+        case Command::writeRegister: {
+            const std::uint32_t address = fields.u32();
+            return encodeWriteRegister(id, address, fields.u32());
+        }
+        case Command::readMemory: {
+            const std::uint32_t address = fields.u32();
+            fields.seek(kHeaderBytes + 6);
+            return encodeReadMemory(id, address, fields.u16());
+        }
+        default:
+            return {};
+    }
+}
+
+TEST(Gvcp, MakesTheBytesOfAravisClientForTheSameRequests) {
+    std::map<std::uint8_t, int> seen;
+    for (const kestro::test::UdpDatagram& datagram : session()) {
+        if (datagram.destinationPort != kPort) continue;
+        EXPECT_EQ(datagram.payload, encodedAgain(datagram.payload));
+        ++seen[datagram.payload.at(3)];
+    }
+    EXPECT_THAT(seen, ElementsAre(testing::Pair(0x02, 1), testing::Pair(0x80, testing::Gt(30)),
+                                  testing::Pair(0x82, testing::Gt(10)),
+                                  testing::Pair(0x84, testing::Gt(90))));
+}
+
+TEST(Gvcp, ReadsTheAnswersOfAravisCamera) {
+    std::map<std::uint16_t, Command> asked;
+    int answers = 0;
+    for (const kestro::test::UdpDatagram& datagram : session()) {
+        if (datagram.destinationPort == kPort)
+            asked[idOf(datagram.payload)] = static_cast<Command>(datagram.payload.at(3));
+        if (datagram.sourcePort != kPort) continue;
+        const auto answer = decodeAcknowledge(datagram.payload);
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(kStatusSuccess, answer->status);
+        EXPECT_EQ(acknowledgeOf(asked.at(answer->id)), answer->command);
+        EXPECT_EQ(datagram.payload.size() - kHeaderBytes, answer->payload.size());
+        ++answers;
+    }
+    EXPECT_GT(answers, 150);
+}
+
+TEST(Gvcp, ReadsTheAnnouncementOfAravisCamera) {
+    for (const kestro::test::UdpDatagram& datagram : session()) {
+        const auto answer = decodeAcknowledge(datagram.payload);
+        if (!answer || answer->command != acknowledgeOf(Command::discovery)) continue;
+        const auto device = decodeAnnouncement(answer->payload);
+        ASSERT_TRUE(device);
+        EXPECT_EQ("127.0.0.1", device->address.text());
+        EXPECT_TRUE(device->mask.isZero());
+        EXPECT_TRUE(device->mac.isZero());
+        EXPECT_EQ("Aravis", device->manufacturer);
+        EXPECT_EQ("Fake", device->model);
+        EXPECT_EQ("0.8.26", device->version);
+        EXPECT_EQ("none", device->information);
+        EXPECT_EQ("GOLDEN01", device->serial);
+        EXPECT_EQ("", device->userName);
+        return;
+    }
+    FAIL() << "no announcement in the capture";
+}
+
+TEST(Gvcp, KeepsTextFieldsWithoutNulInTheirBounds) {
+    Bytes payload(0xf8, 'x');
+    const auto device = decodeAnnouncement(payload);
+    ASSERT_TRUE(device);
+    EXPECT_EQ(std::string(32, 'x'), device->manufacturer);
+    EXPECT_EQ(std::string(16, 'x'), device->userName);
+    payload.pop_back();
+    EXPECT_FALSE(decodeAnnouncement(payload));
+}
+
+TEST(Gvcp, RefusesAnswersThatAreShorterThanTheySay) {
+    const Bytes whole{0x80, 0x06, 0x00, 0x81, 0x00, 0x04, 0x12, 0x34, 0, 0, 0, 2};
+    ASSERT_TRUE(decodeAcknowledge(whole));
+    EXPECT_EQ(0x8006, decodeAcknowledge(whole)->status);
+    EXPECT_EQ(0x1234, decodeAcknowledge(whole)->id);
+    for (std::size_t bytes = 0; bytes < whole.size(); ++bytes)
+        EXPECT_FALSE(decodeAcknowledge(ByteView(whole).first(bytes))) << bytes;
+}
+
+TEST(Gvcp, LaysOutForceIp) {
+    const MacAddress mac{{0x02, 0x11, 0x22, 0x33, 0x44, 0x55}};
+    const Bytes packet =
+        encodeForceIp(7, mac, Ipv4{0x0a000102}, Ipv4{0xffffff00}, Ipv4{0x0a0001fe});
+    Bytes expected{0x42, 0x11, 0x00, 0x04, 0x00, 0x38, 0x00, 0x07};
+    expected.resize(kHeaderBytes + 56);
+    std::ranges::copy(mac.bytes, expected.begin() + 8 + 0x02);
+    std::ranges::copy(Bytes{10, 0, 1, 2}, expected.begin() + 8 + 0x14);
+    std::ranges::copy(Bytes{255, 255, 255, 0}, expected.begin() + 8 + 0x24);
+    std::ranges::copy(Bytes{10, 0, 1, 254}, expected.begin() + 8 + 0x34);
+    EXPECT_EQ(expected, packet);
+}
+
+TEST(Gvcp, LaysOutResendRequestsForBothKindsOfIds) {
+    const ResendRequest request{0x1234, 5, 9, false};
+    EXPECT_THAT(encodeResend(3, 0, request), ElementsAre(0x42, 0x00, 0x00, 0x40, 0, 12, 0, 3, 0, 0,
+                                                         0x12, 0x34, 0, 0, 0, 5, 0, 0, 0, 9));
+    const ResendRequest extended{0x1122334455667788, 0x01000005, 0x01000009, true};
+    EXPECT_THAT(encodeResend(3, 0, extended),
+                ElementsAre(0x42, 0x10, 0x00, 0x40, 0, 20, 0, 3, 0, 0, 0, 0, 1, 0, 0, 5, 1, 0, 0, 9,
+                            0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88));
+}
+
+TEST(Gvcp, NamesStatuses) {
+    EXPECT_EQ("access denied (0x8006)", statusText(0x8006));
+    EXPECT_EQ("unknown status (0x9999)", statusText(0x9999));
+}
+
+TEST(MacAddress, IsWrittenInLowerCaseWithColons) {
+    EXPECT_EQ("01:23:45:67:89:ab", (MacAddress{{0x01, 0x23, 0x45, 0x67, 0x89, 0xab}}.text()));
+}
+
+}  // namespace
+}  // namespace Vorda::Gige::Gvcp
