@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "Scene.h"
+
+namespace kestrosim {
+namespace {
+
+// The container, little-endian:
+//
+//   0    4  "SMAT"
+//   8    4  number of blocks
+//   24      block table, 64 bytes a block: 0 type, 4 offset, 8 size, 12 width, 16 height,
+//           24 timestamp (8 bytes), 32 payload indicator (0: pixels as they are)
+//   576     the blocks; the table has room for eight whether they are there or not
+constexpr std::size_t kBlockCountOffset = 8;
+constexpr std::size_t kTableOffset = 24;
+constexpr std::size_t kEntryBytes = 64;
+constexpr std::size_t kHeadBytes = 576;
+constexpr std::size_t kBlockAlignment = 64;
+constexpr std::uint32_t kImageBlock = 0;
+constexpr std::uint32_t kJsonBlock = 2;
+
+using Bytes = std::vector<std::uint8_t>;
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+template <typename Unsigned>
+void store(Bytes& bytes, std::size_t offset, Unsigned value) {
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        bytes[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
+    }
+}
+
+std::uint32_t size32(std::size_t size) { return static_cast<std::uint32_t>(size); }
+
+/** Copies the block behind what is there; returns the offset of its table entry. */
+std::size_t appendBlock(Bytes& bytes, std::size_t number, std::uint32_t type, const void* data,
+                        std::size_t size) {
+    const std::size_t offset =
+        (bytes.size() + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment;
+    bytes.resize(offset + size);
+    const auto* const first = static_cast<const std::uint8_t*>(data);
+    std::copy(first, first + size, bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+
+    const std::size_t entry = kTableOffset + number * kEntryBytes;
+    store(bytes, entry, type);
+    store(bytes, entry + 4, size32(offset));
+    store(bytes, entry + 8, size32(size));
+    return entry;
+}
+
+void key(JsonWriter& json, const std::string& name) {
+    json.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
+}
+
+void text(JsonWriter& json, const std::string& value) {
+    json.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+}
+
+/** "name":{"value":...}: every datum is wrapped so. */
+template <typename Write>
+void wrapped(JsonWriter& json, const std::string& name, Write write) {
+    key(json, name);
+    json.StartObject();
+    key(json, "value");
+    write();
+    json.EndObject();
+}
+
+void wrappedInt(JsonWriter& json, const std::string& name, std::int64_t value) {
+    wrapped(json, name, [&] { json.Int64(value); });
+}
+
+void wrappedText(JsonWriter& json, const std::string& name, const std::string& value) {
+    wrapped(json, name, [&] { text(json, value); });
+}
+
+template <typename Write>
+void wrappedObject(JsonWriter& json, const std::string& name, Write writeMembers) {
+    wrapped(json, name, [&] {
+        json.StartObject();
+        writeMembers();
+        json.EndObject();
+    });
+}
+
+/** The shortest number that reads as the same float. */
+double shortened(float pixelsPerModule) {
+    return std::round(static_cast<double>(pixelsPerModule) * 1000) / 1000;
+}
+
+std::string statusName(ReadStatus status) {
+    switch (status) {
+        case ReadStatus::complete:
+            return "Complete";
+        case ReadStatus::partial:
+            return "Partial";
+        case ReadStatus::noRead:
+            break;
+    }
+    return "NoRead";
+}
+
+void writeCode(JsonWriter& json, const SceneCode& code) {
+    json.StartObject();
+    wrappedText(json, "CodeType", code.type);
+    wrappedText(json, "CodeData", code.text);
+    wrapped(json, "PPM", [&] { json.Double(shortened(code.pixelsPerModule)); });
+    for (std::size_t i = 0; i < code.corners.size(); ++i) {
+        const std::string point = "Point" + std::to_string(i);
+        wrappedInt(json, point + "_X", code.corners[i].x);
+        wrappedInt(json, point + "_Y", code.corners[i].y);
+    }
+    json.EndObject();
+}
+
+bool isMatrix(const SceneCode& code) { return code.type == "QR"; }
+
+/**
+ * One reader's document. Status and time are the whole scene's in both: who takes both documents
+ * in keeps only one status and one time, whichever comes last.
+ */
+void writeReader(JsonWriter& json, const char* document, const char* list, const Scene& scene,
+                 bool matrix) {
+    wrappedObject(json, document, [&] {
+        wrappedText(json, "Status", statusName(scene.status));
+        wrappedInt(json, "Time", scene.readMilliseconds);
+        wrapped(json, list, [&] {
+            json.StartArray();
+            for (const SceneCode& code : scene.read) {
+                if (isMatrix(code) == matrix) writeCode(json, code);
+            }
+            json.EndArray();
+        });
+    });
+}
+
+/** The words are signed, as the camera's features for them are. */
+std::int32_t signedWord(std::uint64_t value) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+rapidjson::StringBuffer resultDocuments(const Scene& scene, std::uint64_t timestamp) {
+    rapidjson::StringBuffer buffer;
+    JsonWriter json(buffer);
+    json.StartObject();
+    wrappedObject(json, "ChunkPipelineJson", [&] {
+        wrappedInt(json, "TriggerTsHigh", signedWord(timestamp >> 32));
+        wrappedInt(json, "TriggerTsLow", signedWord(timestamp));
+    });
+    wrappedObject(json, "ChunkImgScaleJson", [&] {
+        wrappedInt(json, "OutWidth", scene.width);
+        wrappedInt(json, "OutHeight", scene.height);
+    });
+    writeReader(json, "ChunkBarCodeJson", "BarCode", scene, false);
+    writeReader(json, "ChunkQRCodeJson", "DataCode", scene, true);
+    json.EndObject();
+    return buffer;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp) {
+    const auto json = resultDocuments(scene, timestamp);
+    Bytes bytes;
+    bytes.reserve(kHeadBytes + scene.pixels.size() + kBlockAlignment + json.GetSize());
+    bytes.resize(kHeadBytes);
+    bytes[0] = 'S';
+    bytes[1] = 'M';
+    bytes[2] = 'A';
+    bytes[3] = 'T';
+    store(bytes, kBlockCountOffset, std::uint32_t{2});
+
+    const std::size_t image =
+        appendBlock(bytes, 0, kImageBlock, scene.pixels.data(), scene.pixels.size());
+    store(bytes, image + 12, scene.width);
+    store(bytes, image + 16, scene.height);
+    store(bytes, image + 24, timestamp);
+    appendBlock(bytes, 1, kJsonBlock, json.GetString(), json.GetSize());
+    return bytes;
+}
+
+}  // namespace kestrosim

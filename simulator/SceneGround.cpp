@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "SceneGround.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kestrosim {
+namespace {
+
+constexpr int kCellPixels = 64;  // of the lattice that the smooth unevenness is interpolated from
+
+/** Smooth unevenness: random heights on a lattice, interpolated between. */
+class Unevenness {
+ public:
+    Unevenness(int width, int height, int amplitude, SeededRandom& random)
+        : columns_(width / kCellPixels + 2),
+          heights_(static_cast<std::size_t>(columns_) *
+                   static_cast<std::size_t>(height / kCellPixels + 2)) {
+        for (int& value : heights_) value = random.between(-amplitude, amplitude);
+    }
+
+    [[nodiscard]] int at(int x, int y) const {
+        const int fx = x % kCellPixels;
+        const int fy = y % kCellPixels;
+        const auto cell = static_cast<std::size_t>(y / kCellPixels * columns_ + x / kCellPixels);
+        const auto below = cell + static_cast<std::size_t>(columns_);
+        const int upper = heights_[cell] * (kCellPixels - fx) + heights_[cell + 1] * fx;
+        const int lower = heights_[below] * (kCellPixels - fx) + heights_[below + 1] * fx;
+        return (upper * (kCellPixels - fy) + lower * fy) / (kCellPixels * kCellPixels);
+    }
+
+ private:
+    int columns_;
+    std::vector<int> heights_;
+};
+
+/** The parcel fills the picture but for a strip of belt; small pictures show the parcel alone. */
+Box parcelIn(const Canvas& canvas, SeededRandom& random) {
+    const Box whole{0, 0, canvas.width(), canvas.height()};
+    if (canvas.width() < 400 || canvas.height() < 300) return whole;
+    const int strip = std::min(canvas.width(), canvas.height()) / 20;
+    return {whole.left + random.between(0, strip), whole.top + random.between(0, strip),
+            whole.right - random.between(0, strip), whole.bottom - random.between(0, strip)};
+}
+
+void drawSurface(Canvas& canvas, const Box& box, int grey, SeededRandom& random) {
+    const Unevenness unevenness(box.width(), box.height(), 5, random);
+    const int slopeX = random.between(-22, 22);
+    const int slopeY = random.between(-22, 22);
+    for (int y = 0; y < box.height(); ++y) {
+        const int rowGrey = grey + slopeY * y / box.height();
+        for (int x = 0; x < box.width(); ++x) {
+            const int value = rowGrey + slopeX * x / box.width() + unevenness.at(x, y);
+            canvas.at(box.left + x, box.top + y) =
+                static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+        }
+    }
+}
+
+/** The corrugation that shows through cardboard. */
+void drawCorrugation(Canvas& canvas, const Box& parcel) {
+    for (int x = parcel.left; x < parcel.right; x += 11) {
+        canvas.lighten({x, parcel.top, std::min(x + 4, parcel.right), parcel.bottom}, -3);
+    }
+}
+
+void drawTape(Canvas& canvas, const Box& parcel, SeededRandom& random) {
+    const int half = std::max(parcel.height() / 22, 4);
+    const int middle =
+        random.between(parcel.top + parcel.height() / 3, parcel.bottom - parcel.height() / 3);
+    const Box tape{parcel.left, middle - half, parcel.right, middle + half};
+    canvas.lighten(tape, 12);
+    canvas.lighten({tape.left, tape.top, tape.right, tape.top + 2}, 14);
+    canvas.lighten({tape.left, tape.bottom - 2, tape.right, tape.bottom}, -16);
+    canvas.lighten({tape.left, middle - 1, tape.right, middle + 1}, -20);  // the flaps' gap
+}
+
+void drawParcelEdges(Canvas& canvas, const Box& parcel) {
+    for (int step = 0; step < 6; ++step) {
+        const Box ring = parcel.grownBy(-step);
+        canvas.lighten({ring.left, ring.top, ring.right, ring.top + 1}, 18 - 3 * step);
+        canvas.lighten({ring.left, ring.top, ring.left + 1, ring.bottom}, 12 - 2 * step);
+        canvas.lighten({ring.left, ring.bottom - 1, ring.right, ring.bottom}, -30 + 5 * step);
+        canvas.lighten({ring.right - 1, ring.top, ring.right, ring.bottom}, -24 + 4 * step);
+    }
+}
+
+/** Sums of eight die throws, scaled: near enough to a bell of sigma 4 and portable. */
+std::array<std::int8_t, 4096> noiseTable(SeededRandom& random) {
+    std::array<std::int8_t, 4096> table{};
+    for (std::int8_t& value : table) {
+        int sum = 0;
+        for (int i = 0; i < 8; ++i) sum += random.between(-40, 40);
+        value = static_cast<std::int8_t>(sum * 6 / 100);  // sigma 23.4 * sqrt(8) * 0.06 = 4
+    }
+    return table;
+}
+
+}  // namespace
+
+Box drawGround(Canvas& canvas, SeededRandom& random) {
+    const Box whole{0, 0, canvas.width(), canvas.height()};
+    const Box parcel = parcelIn(canvas, random);
+    if (parcel.width() < whole.width()) {
+        drawSurface(canvas, whole, random.between(52, 66), random);
+        canvas.darken({parcel.left, parcel.bottom, parcel.right, whole.bottom}, 70);
+    }
+    drawSurface(canvas, parcel, random.between(118, 146), random);
+    drawCorrugation(canvas, parcel);
+    if (parcel.width() < whole.width()) {
+        drawTape(canvas, parcel, random);
+        drawParcelEdges(canvas, parcel);
+    }
+    return parcel;
+}
+
+void addNoise(std::vector<std::uint8_t>& pixels, SeededRandom& random) {
+    const auto table = noiseTable(random);
+    constexpr int kDrawsPerNumber = 5;  // of 12 bits out of 64
+    std::uint64_t bits = 0;
+    int left = 0;
+    for (std::uint8_t& pixel : pixels) {
+        if (left == 0) {
+            bits = random.next();
+            left = kDrawsPerNumber;
+        }
+        const int value = pixel + table[bits & 0xFFF];
+        pixel = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+        bits >>= 12;
+        --left;
+    }
+}
+
+}  // namespace kestrosim
