@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Find.h"
+#include "Grab.h"
+#include "ImageFile.h"
+#include "Json.h"
+#include "Options.h"
+#include "Output.h"
+#include "Pump.h"
+#include "Sim.h"
+#include "StopSignal.h"
+#include "Tally.h"
+#include "Text.h"
+
+#include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace kestrocli {
+namespace {
+
+constexpr std::uint64_t kFramesEach = 20;
+constexpr std::size_t kMailboxFrames = 8;
+constexpr std::array<const char*, 2> kSerials = {"DEMO-1", "DEMO-2"};
+constexpr std::array<const char*, 2> kAddresses = {"127.0.0.21", "127.0.0.22"};
+constexpr std::array<std::uint64_t, 2> kSeeds = {2101, 2102};
+// Drawing and reading the first scenes takes seconds on a small machine.
+constexpr std::chrono::seconds kFirstFrameWait{60};
+constexpr std::chrono::seconds kLongestReading{300};
+
+using Cameras = std::vector<std::unique_ptr<kestrosim::SimulatedCamera>>;
+
+/** Where the demo puts what it makes. */
+struct Files {
+    explicit Files(const std::string& folder)
+        : images(folder + "/images"),
+          results(folder + "/results.jsonl"),
+          truth(folder + "/truth.jsonl") {
+        prepareFolder(folder);
+        prepareFolder(images);
+        // The simulator appends.
+        if (unlink(truth.c_str()) != 0 && errno != ENOENT) {
+            throw Failure("cannot replace " + truth + ": " + std::strerror(errno));
+        }
+    }
+    std::string images;
+    std::string results;
+    std::string truth;
+};
+
+/** What was read from one of the demo's cameras. */
+struct Progress {
+    CameraRecord camera;
+    BlockCounter blocks;
+    Tally tally;
+};
+
+Cameras switchOn(const Files& files) {
+    Cameras cameras;
+    for (std::size_t i = 0; i < kSerials.size(); ++i) {
+        kestrosim::CameraOptions options;
+        options.serial = kSerials[i];
+        options.address = kAddresses[i];
+        options.seed = kSeeds[i];
+        options.truthFile = files.truth;
+        try {
+            cameras.push_back(std::make_unique<kestrosim::SimulatedCamera>(options));
+        } catch (const std::runtime_error& error) {
+            throw Failure(std::string("the demo's cameras cannot be switched on: ") + error.what() +
+                          "\nIs another demo running? Try again when it has ended.");
+        }
+    }
+    return cameras;
+}
+
+std::vector<FoundCamera> findDemoCameras() {
+    const std::vector<FoundCamera> all = discoverCameras();
+    std::vector<FoundCamera> found;
+    for (const char* address : kAddresses) found.push_back(chooseCamera(all, address));
+    return found;
+}
+
+std::string camerasTable(const std::vector<FoundCamera>& cameras) {
+    std::vector<std::vector<std::string>> rows;
+    for (const auto& [camera, record] : cameras) {
+        rows.push_back({"  " + visible(record.serialNumber), visible(record.model), record.ip,
+                        std::string(accessName(stateOf(camera).access))});
+    }
+    return table(rows);
+}
+
+class DemoReading {
+ public:
+    DemoReading(const Files& files, const std::vector<FoundCamera>& cameras)
+        : images_(files.images) {
+        for (const auto& found : cameras) progress_.push_back({found.record, {}, {}});
+    }
+
+    /** Saves a frame; false when there are enough of every camera. */
+    bool take(const Delivery& delivery) {
+        Progress& of = progress_[delivery.source];
+        if (of.tally.frames() < kFramesEach) save(of, delivery);
+        showProgress();
+        return frames() < kFramesEach * progress_.size();
+    }
+
+    [[nodiscard]] std::uint64_t frames() const {
+        std::uint64_t sum = 0;
+        for (const auto& one : progress_) sum += one.tally.frames();
+        return sum;
+    }
+    [[nodiscard]] const std::string& results() const { return results_; }
+    [[nodiscard]] std::string summary() const {
+        std::vector<std::vector<std::string>> rows;
+        for (const auto& one : progress_) {
+            rows.push_back({"  " + nameOf(one.camera), one.tally.summary()});
+        }
+        return table(rows);
+    }
+
+ private:
+    void save(Progress& of, const Delivery& delivery) {
+        const kestro::Frame& frame = *delivery.frame;
+        const std::uint64_t number = of.blocks.next(frame.getBlockId());
+        const std::string image = images_.save(frame, of.camera.serialNumber, number);
+        of.tally.add(frame, delivery.arrival, of.blocks.missed());
+        results_ += resultLine(frame, {of.camera.key, delivery.hostTime, "images/" + image}) + "\n";
+    }
+
+    void showProgress() const {
+        if (isatty(STDERR_FILENO) == 0) return;
+        const std::string line = "\r  " + std::to_string(frames()) + " frames\r";
+        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, line.data(), line.size());
+    }
+
+    ImageFolder images_;
+    std::vector<Progress> progress_;
+    std::string results_;
+};
+
+void readAtOnce(const std::vector<FoundCamera>& cameras, const std::shared_ptr<Mailbox>& mailbox,
+                DemoReading& reading) {
+    std::vector<std::unique_ptr<Grab>> grabs;
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        grabs.push_back(std::make_unique<Grab>(cameras[i], i, mailbox));
+    }
+    for (const auto& grab : grabs) grab->start();
+    const auto now = std::chrono::steady_clock::now();
+    const End end = pump(*mailbox, {now + kLongestReading, now + kFirstFrameWait},
+                         [&reading](const Delivery& delivery) { return reading.take(delivery); });
+    if (end == End::done) return;
+    if (end == End::stopped) throw Failure("the demo was stopped");
+    if (end == End::lost) throw Failure("a camera of the demo was lost", ExitCode::lost);
+    throw Failure("the demo's cameras sent " + std::to_string(reading.frames()) +
+                      " frames only in the time that it allows",
+                  ExitCode::timedOut);
+}
+
+std::string closingText(const DemoOptions& options, const Output& output) {
+    const std::string line = output.bold("\nWritten to " + options.folder + ":\n");
+    return line +
+           table({{"  images/", "what the cameras saw"},
+                  {"  results.jsonl", "what they read, a line for each frame"},
+                  {"  truth.jsonl", "what was drawn, a line for each scene"}}) +
+           output.bold("\nTry next:\n") +
+           table({{"  kestro sim", "a simulated camera to play with, until Ctrl-C"},
+                  {"  kestro list", "every camera in the network, from another terminal"},
+                  {"  kestro read SIM001 -n 10", "ten frames of it; --json for programs"}});
+}
+
+}  // namespace
+
+ExitCode runDemo(const DemoOptions& options, Output& output) {
+    const Files files(options.folder);
+    // The demo's cameras are on this machine: it has no business in any network.
+    setenv("KESTRO_INTERFACES", "lo", 1);
+    const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
+    const StopSignal stopSignal(mailbox->wake());
+    const Cameras cameras = switchOn(files);
+    const std::vector<FoundCamera> found = findDemoCameras();
+    output.write(output.bold("Two simulated cameras on this machine:\n") + camerasTable(found));
+    output.write(output.bold("\nReading 20 frames from each, at once:\n"));
+    DemoReading reading(files, found);
+    readAtOnce(found, mailbox, reading);
+    const std::string& results = reading.results();
+    writeWhole(files.results, std::vector<std::uint8_t>(results.begin(), results.end()));
+    output.write(reading.summary() + closingText(options, output));
+    return ExitCode::ok;
+}
+
+}  // namespace kestrocli

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Json.h"
+
+#include "PixelFormat.h"
+#include "Text.h"
+
+// Of our own, so that it cannot meet another RapidJSON, built otherwise, in one program.
+#define RAPIDJSON_NAMESPACE kestrocli_rapidjson
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace kestrocli {
+namespace {
+
+constexpr std::string_view kResultSchema = "kestro.result/1";
+
+constexpr std::array<std::string_view, 11> kStatusNames = {
+    "",         "NA",      "Complete",      "NoRead",      "Partial",
+    "Fail",     "PhaseNA", "PhaseComplete", "PhaseNoRead", "PhasePartial",
+    "PhaseFail"};
+
+class ObjectWriter {
+ public:
+    ObjectWriter() { writer_.StartObject(); }
+
+    void name(std::string_view key) {
+        writer_.Key(key.data(), static_cast<kestrocli_rapidjson::SizeType>(key.size()));
+    }
+    /** Bytes from a camera: what is not UTF-8 is replaced. */
+    void text(std::string_view bytes) {
+        const std::string utf8 = toUtf8(bytes);
+        writer_.String(utf8.data(), static_cast<kestrocli_rapidjson::SizeType>(utf8.size()));
+    }
+    void number(std::uint64_t value) { writer_.Uint64(value); }
+    void signedNumber(std::int32_t value) { writer_.Int(value); }
+    void boolean(bool value) { writer_.Bool(value); }
+    void null() { writer_.Null(); }
+    /** The shortest text that reads back as the same float: 3.2, not 3.2000000476837158. */
+    void real(float value) {
+        std::array<char, 64> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+        if (!std::isfinite(value) || end.ec != std::errc()) return null();
+        writer_.RawValue(digits.data(), static_cast<std::size_t>(end.ptr - digits.data()),
+                         kestrocli_rapidjson::kNumberType);
+    }
+
+    void member(std::string_view key, std::string_view bytes) { name(key), text(bytes); }
+    void member(std::string_view key, std::uint64_t value) { name(key), number(value); }
+    void flag(std::string_view key, bool value) { name(key), boolean(value); }
+    void textOrNull(std::string_view key, std::string_view bytes) {
+        name(key);
+        bytes.empty() ? null() : text(bytes);
+    }
+
+    void startObject() { writer_.StartObject(); }
+    void endObject() { writer_.EndObject(); }
+    void startArray() { writer_.StartArray(); }
+    void endArray() { writer_.EndArray(); }
+
+    std::string finish() {
+        writer_.EndObject();
+        return {buffer_.GetString(), buffer_.GetSize()};
+    }
+
+ private:
+    kestrocli_rapidjson::StringBuffer buffer_;
+    kestrocli_rapidjson::Writer<kestrocli_rapidjson::StringBuffer> writer_{buffer_};
+};
+
+void writeCode(ObjectWriter& json, const kestro::BarcodeInfo& code) {
+    json.startObject();
+    json.name("type"), json.signedNumber(code.getCodeType());
+    json.member("type_name", code.getCodeTypeName());
+    json.member("text", code.getCodeData());
+    if (!isUtf8(code.getCodeData())) json.member("bytes", base64(code.getCodeData()));
+    json.name("ppm"), json.real(code.getPPM());
+    json.name("points"), json.startArray();
+    for (const kestro::Point& point : code.getPoints()) {
+        json.startArray();
+        json.signedNumber(point.x), json.signedNumber(point.y);
+        json.endArray();
+    }
+    json.endArray();
+    json.endObject();
+}
+
+}  // namespace
+
+std::string cameraLine(const CameraRecord& camera, const CameraState& state) {
+    ObjectWriter json;
+    json.member("key", camera.key);
+    json.member("serial_number", camera.serialNumber);
+    json.member("model", camera.model);
+    json.member("vendor", camera.vendor);
+    json.member("user_name", camera.userName);
+    json.member("ip", camera.ip);
+    json.member("mask", camera.mask);
+    json.member("gateway", camera.gateway);
+    json.member("mac", camera.mac);
+    json.flag("ip_valid", state.ipValid);
+    json.member("access", accessName(state.access));
+    json.member("interface", camera.interfaceName);
+    return json.finish();
+}
+
+std::string resultLine(const kestro::Frame& frame, const FrameContext& context) {
+    const std::uint32_t status = frame.getStatus();
+    ObjectWriter json;
+    json.member("schema", kResultSchema);
+    json.member("camera", context.cameraKey);
+    json.member("block_id", frame.getBlockId());
+    json.member("timestamp", frame.getTimestamp());
+    json.member("host_time", isoTime(context.hostTime));
+    json.textOrNull("status", status < kStatusNames.size() ? kStatusNames[status] : "");
+    json.member("detect_time", std::uint64_t{frame.getDetectTime()});
+    json.member("width", std::uint64_t{frame.getWidth()});
+    json.member("height", std::uint64_t{frame.getHeight()});
+    json.member("pixel_format", pixelFormatName(frame.getPixelFormat()));
+    json.flag("jpeg", frame.getPayloadFlag());
+    json.textOrNull("image", context.image);
+    json.name("codes"), json.startArray();
+    for (const auto& code : frame.getBarcodes()) writeCode(json, *code);
+    json.endArray();
+    return json.finish();
+}
+
+std::string statisticsLine(const kestrosim::CameraOptions& camera,
+                           const kestrosim::CameraStatistics& statistics) {
+    ObjectWriter json;
+    json.member("serial_number", camera.serial);
+    json.member("ip", camera.address);
+    json.member("frames_sent", statistics.framesSent);
+    json.member("packets_sent", statistics.packetsSent);
+    json.member("packets_resent", statistics.packetsResent);
+    json.member("commands_answered", statistics.commandsAnswered);
+    json.member("block_id", statistics.blockId);
+    json.member("leader_bytes", statistics.leaderBytes);
+    json.member("pixel_format", std::uint64_t{statistics.pixelFormat});
+    return json.finish();
+}
+
+}  // namespace kestrocli

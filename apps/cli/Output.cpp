@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Output.h"
+
+#include "Failure.h"
+#include "StopSignal.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+namespace kestrocli {
+namespace {
+
+bool wantsColours(int descriptor) {
+    const char* noColour = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return isatty(descriptor) == 1 && (noColour == nullptr || *noColour == '\0') &&
+           terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
+}
+
+void writeToStderr(std::string text) {
+    text += '\n';
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+}  // namespace
+
+Output::Output(int descriptor) : descriptor_(descriptor), colours_(wantsColours(descriptor)) {}
+
+void Output::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor_, text.data(), text.size());
+        if (written < 0) {
+            handleError(errno);
+        } else {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+}
+
+void Output::handleError(int error) const {
+    if (error == EPIPE) throw OutputClosed();
+    if (error == EINTR || error == EAGAIN) {
+        if (StopSignal::requested()) throw OutputClosed();
+        if (error == EINTR) return;
+        pollfd writable{descriptor_, POLLOUT, 0};
+        ::poll(&writable, 1, -1);
+        return;
+    }
+    throw Failure(std::string("cannot write to standard output: ") + std::strerror(error));
+}
+
+std::string Output::bold(std::string_view text) const {
+    return colours_ ? "\033[1m" + std::string(text) + "\033[0m" : std::string(text);
+}
+
+std::string Output::faint(std::string_view text) const {
+    return colours_ ? "\033[2m" + std::string(text) + "\033[0m" : std::string(text);
+}
+
+void say(std::string_view text) { writeToStderr(std::string(text)); }
+
+void complain(std::string_view text) { writeToStderr("kestro: " + std::string(text)); }
+
+void prepareStandardStreams() {
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) >= 0) continue;
+        // The lowest free descriptor is the one that is missing. Read-only, so that writing fails.
+        if (open("/dev/null", O_RDONLY) != descriptor) return;  // NOLINT(*-vararg)
+    }
+}
+
+}  // namespace kestrocli

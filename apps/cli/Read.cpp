@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Read.h"
+
+#include "Find.h"
+#include "Grab.h"
+#include "ImageFile.h"
+#include "Json.h"
+#include "Options.h"
+#include "Output.h"
+#include "Pump.h"
+#include "StopSignal.h"
+#include "Tally.h"
+#include "Text.h"
+
+#include <memory>
+#include <optional>
+
+namespace kestrocli {
+namespace {
+
+constexpr std::size_t kMailboxFrames = 8;
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+SteadyTime after(SteadyTime start, double seconds) {
+    return start +
+           std::chrono::duration_cast<SteadyTime::duration>(std::chrono::duration<double>(seconds));
+}
+
+/** Reading from one camera: what happens to each of its frames. */
+class Reading {
+ public:
+    Reading(const ReadOptions& options, const CameraRecord& camera, Output& output)
+        : options_(options), camera_(camera), output_(output) {
+        if (!options.saveFolder.empty()) folder_.emplace(options.saveFolder);
+    }
+
+    /** Writes a frame; false when it was the last one wanted. */
+    bool take(const Delivery& delivery) {
+        if (isComplete()) return false;
+        const kestro::Frame& frame = *delivery.frame;
+        const std::uint64_t number = blocks_.next(frame.getBlockId());
+        const std::string& serial =
+            camera_.serialNumber.empty() ? camera_.key : camera_.serialNumber;
+        const std::string image = folder_ ? folder_->save(frame, serial, number) : "";
+        tally_.add(frame, delivery.arrival, blocks_.missed());
+        output_.write(options_.json
+                          ? resultLine(frame, {camera_.key, delivery.hostTime, image}) + "\n"
+                          : codeLines(frame, output_));
+        return !isComplete();
+    }
+
+    [[nodiscard]] const Tally& tally() const { return tally_; }
+
+ private:
+    [[nodiscard]] bool isComplete() const {
+        return options_.frames != 0 && tally_.frames() >= options_.frames;
+    }
+
+    const ReadOptions& options_;
+    const CameraRecord& camera_;
+    Output& output_;
+    std::optional<ImageFolder> folder_;
+    BlockCounter blocks_;
+    Tally tally_;
+};
+
+Deadlines deadlinesOf(const ReadOptions& options, SteadyTime start) {
+    Deadlines deadlines;
+    if (options.seconds > 0) deadlines.end = after(start, options.seconds);
+    if (options.timeoutSeconds > 0) deadlines.firstFrame = after(start, options.timeoutSeconds);
+    return deadlines;
+}
+
+ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options) {
+    const double waited = options.seconds > 0 && options.seconds < options.timeoutSeconds
+                              ? options.seconds
+                              : options.timeoutSeconds;
+    complain("no frame from camera " + nameOf(camera) + " within " + fixed(waited, 1) +
+             " s. Likely causes:\n"
+             "  the camera waits for a trigger (wait longer with --timeout, 0 waits for ever)\n"
+             "  a firewall on this host drops the camera's UDP packets\n"
+             "  packets larger than the network between takes (MTU), or too fast for it");
+    return ExitCode::timedOut;
+}
+
+ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
+                  const ReadOptions& options) {
+    const bool silent = reading.tally().frames() == 0;
+    if (silent && (end == End::noFrame || (end == End::time && options.timeoutSeconds > 0))) {
+        return endWithoutFrame(camera, options);
+    }
+    say(reading.tally().summary());
+    if (end != End::lost) return ExitCode::ok;
+    complain("the connection to camera " + nameOf(camera) + " is lost: it no longer answers");
+    return ExitCode::lost;
+}
+
+}  // namespace
+
+std::string codeLines(const kestro::Frame& frame, const Output& output) {
+    constexpr std::size_t kBlockColumns = 8;
+    constexpr std::size_t kTypeColumns = 10;
+    const std::string block = std::to_string(frame.getBlockId());
+    std::string lines;
+    for (const auto& code : frame.getBarcodes()) {
+        const std::string indent(block.size() < kBlockColumns ? kBlockColumns - block.size() : 0,
+                                 ' ');
+        lines += output.faint(indent + block + "  " +
+                              padded(visible(code->getCodeTypeName()), kTypeColumns) + "  ");
+        lines += visible(code->getCodeData()) + "\n";
+    }
+    return lines;
+}
+
+ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output& output) {
+    Reading reading(options, found.record, output);
+    const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
+    const StopSignal stopSignal(mailbox->wake());
+    Grab grab(found, 0, mailbox);
+    const auto take = [&reading](const Delivery& delivery) { return reading.take(delivery); };
+    grab.start();
+    End end = End::stopped;
+    try {
+        end = pump(*mailbox, deadlinesOf(options, std::chrono::steady_clock::now()), take);
+        grab.stop();
+        if (end != End::done) drain(*mailbox, take);
+    } catch (const OutputClosed&) {
+        if (!StopSignal::requested()) throw;
+    }
+    return conclude(end, reading, found.record, options);
+}
+
+ExitCode runRead(const ReadOptions& options, Output& output) {
+    // Before the network is searched: the quickest answer to a mistyped folder.
+    if (!options.saveFolder.empty()) prepareFolder(options.saveFolder);
+    return readCamera(findCamera(options.camera), options, output);
+}
+
+}  // namespace kestrocli

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Sim.h"
+
+#include "ImageFile.h"
+#include "Json.h"
+#include "Output.h"
+#include "PixelFormat.h"
+#include "StopSignal.h"
+#include "Text.h"
+#include "Wake.h"
+
+#include <arpa/inet.h>
+
+#include <array>
+#include <charconv>
+#include <fstream>
+#include <memory>
+
+namespace kestrocli {
+namespace {
+
+constexpr std::size_t kLongestName = 15;  // a GigE Vision name field is 16 bytes with its NUL
+
+using Cameras = std::vector<std::unique_ptr<kestrosim::SimulatedCamera>>;
+using Plans = std::vector<kestrosim::CameraOptions>;
+
+void checkName(const std::string& name, const char* what) {
+    if (name.size() <= kLongestName) return;
+    throw Failure(std::string(what) + " \"" + name + "\" is longer than 15 bytes", ExitCode::usage);
+}
+
+std::string numbered(const std::string& name, std::uint32_t index, std::uint32_t count) {
+    return name.empty() || count == 1 ? name : name + "-" + std::to_string(index + 1);
+}
+
+std::string claimAfter(const std::string& claim, std::uint32_t steps) {
+    if (claim.empty()) return {};
+    const std::size_t slash = claim.find('/');
+    unsigned prefix = 0;
+    const char* end = claim.data() + claim.size();
+    const char* digits = slash == std::string::npos ? end : claim.data() + slash + 1;
+    const auto parsed = std::from_chars(digits, end, prefix);
+    if (parsed.ec != std::errc() || parsed.ptr != end || prefix < 1 || prefix > 32) {
+        throw Failure(
+            "--claim takes ADDRESS/PREFIX, such as 198.51.100.5/24, not \"" + claim + "\"",
+            ExitCode::usage);
+    }
+    return addressAfter(claim.substr(0, slash), steps) + claim.substr(slash);
+}
+
+/** Found out before cameras run for an hour. */
+void checkWritable(const std::string& path) {
+    if (path.empty()) return;
+    if (!std::ofstream(path, std::ios::app)) throw Failure("cannot write " + path);
+}
+
+Cameras switchOn(const Plans& plans, Output& output) {
+    Cameras cameras;
+    for (const auto& plan : plans) {
+        cameras.push_back(std::make_unique<kestrosim::SimulatedCamera>(plan));
+        output.write(plan.serial + " " + plan.address + " ready\n");
+    }
+    return cameras;
+}
+
+std::string statisticsTable(const Plans& plans, const Cameras& cameras) {
+    std::vector<std::vector<std::string>> rows = {
+        {"SERIAL", "FRAMES", "PACKETS", "RESENT", "COMMANDS", "BLOCK", "LEADER", "PIXELS"}};
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        const kestrosim::CameraStatistics did = cameras[i]->statistics();
+        rows.push_back({plans[i].serial, std::to_string(did.framesSent),
+                        std::to_string(did.packetsSent), std::to_string(did.packetsResent),
+                        std::to_string(did.commandsAnswered), std::to_string(did.blockId),
+                        std::to_string(did.leaderBytes),
+                        did.pixelFormat == 0 ? "-" : pixelFormatName(did.pixelFormat)});
+    }
+    std::string text = table(rows);
+    text.pop_back();
+    return text;
+}
+
+void writeStatistics(const std::string& path, const Plans& plans, const Cameras& cameras) {
+    std::string lines;
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        lines += statisticsLine(plans[i], cameras[i]->statistics()) + "\n";
+    }
+    writeWhole(path, std::vector<std::uint8_t>(lines.begin(), lines.end()));
+}
+
+}  // namespace
+
+std::string addressAfter(const std::string& address, std::uint32_t steps) {
+    in_addr parsed{};
+    if (inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
+        throw Failure("\"" + address + "\" is no IPv4 address", ExitCode::usage);
+    }
+    const std::uint32_t number = ntohl(parsed.s_addr);
+    if (number > UINT32_MAX - steps) {
+        throw Failure("there are no " + std::to_string(steps) + " addresses after " + address,
+                      ExitCode::usage);
+    }
+    parsed.s_addr = htonl(number + steps);
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &parsed, text.data(), text.size());
+    return text.data();
+}
+
+Plans planCameras(const SimOptions& options) {
+    Plans plans;
+    for (std::uint32_t i = 0; i < options.count; ++i) {
+        kestrosim::CameraOptions plan;
+        plan.address = addressAfter(options.address, i);
+        plan.claim = claimAfter(options.claim, i);
+        plan.serial = numbered(options.serial, i, options.count);
+        plan.userName = numbered(options.userName, i, options.count);
+        plan.width = options.width;
+        plan.height = options.height;
+        plan.framesPerSecond = options.framesPerSecond;
+        plan.format =
+            options.container ? kestrosim::ResultFormat::container : kestrosim::ResultFormat::none;
+        plan.linkMbits = options.linkMbits;
+        plan.seed = options.seed + i;
+        plan.truthFile = options.truthFile;
+        plan.descriptionFile = options.descriptionFile;
+        checkName(plan.serial, "the serial number");
+        checkName(plan.userName, "the name");
+        plans.push_back(plan);
+    }
+    return plans;
+}
+
+ExitCode runSim(const SimOptions& options, Output& output) {
+    const Plans plans = planCameras(options);
+    checkWritable(options.truthFile);
+    checkWritable(options.statisticsFile);
+    const Wake wake;
+    const StopSignal stopSignal(wake);
+    const Cameras cameras = switchOn(plans, output);
+    while (!StopSignal::requested()) {
+        wake.waitUntil(std::chrono::steady_clock::time_point::max());
+    }
+    say(statisticsTable(plans, cameras));
+    if (!options.statisticsFile.empty()) {
+        writeStatistics(options.statisticsFile, plans, cameras);
+    }
+    return ExitCode::ok;
+}
+
+}  // namespace kestrocli

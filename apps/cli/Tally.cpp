@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tally.h"
+
+#include "Text.h"
+
+namespace kestrocli {
+namespace {
+
+constexpr std::uint64_t kShortIds = 0xFFFF;  // 16-bit ids: 1 to 65535, then 1 again
+constexpr std::uint32_t kNotDelivered = 0;
+constexpr std::uint32_t kNotAvailable = 1;
+constexpr std::uint32_t kComplete = 2;
+constexpr std::uint32_t kPhaseNotAvailable = 6;
+constexpr std::uint32_t kPhaseComplete = 7;
+
+std::string orDash(const std::optional<double>& value) { return value ? fixed(*value, 1) : "-"; }
+
+}  // namespace
+
+std::uint64_t BlockCounter::next(std::uint64_t blockId) {
+    std::uint64_t step = blockId - previousId_;
+    if (blockId <= previousId_) {
+        const bool wrapped = previousId_ <= kShortIds && previousId_ - blockId > kShortIds / 2;
+        step = wrapped ? blockId + kShortIds - previousId_ : 1;
+    }
+    previousId_ = blockId;
+    running_ += step;
+    missed_ += step - 1;
+    return running_;
+}
+
+void Tally::add(const kestro::Frame& frame, std::chrono::steady_clock::time_point arrival,
+                std::uint64_t missed) {
+    if (frames_ == 0) {
+        first_ = arrival;
+    } else {
+        bytesAfterFirst_ += frame.getImageSize();
+    }
+    last_ = arrival;
+    ++frames_;
+    missed_ = missed;
+    const std::size_t codes = frame.getBarcodes().size();
+    codes_ += codes;
+    const std::uint32_t status = frame.getStatus();
+    const bool silent =
+        status == kNotDelivered || status == kNotAvailable || status == kPhaseNotAvailable;
+    toldOfReading_ = toldOfReading_ || !silent || codes > 0;
+    const bool complete = status == kComplete || status == kPhaseComplete;
+    if (complete || (silent && codes > 0)) ++complete_;
+}
+
+std::optional<double> Tally::readRate() const {
+    if (!toldOfReading_) return std::nullopt;
+    return 100.0 * static_cast<double>(complete_) / static_cast<double>(frames_);
+}
+
+std::optional<double> Tally::framesPerSecond() const {
+    if (frames_ < 2 || last_ <= first_) return std::nullopt;
+    return static_cast<double>(frames_ - 1) / std::chrono::duration<double>(last_ - first_).count();
+}
+
+std::optional<double> Tally::megabytesPerSecond() const {
+    if (frames_ < 2 || last_ <= first_) return std::nullopt;
+    return static_cast<double>(bytesAfterFirst_) / 1e6 /
+           std::chrono::duration<double>(last_ - first_).count();
+}
+
+std::string Tally::summary() const {
+    const auto rate = readRate();
+    return std::to_string(frames_) + " frames, " + orDash(framesPerSecond()) + " frames/s, " +
+           orDash(megabytesPerSecond()) + " MB/s, " + std::to_string(codes_) +
+           " codes, read rate " + (rate ? fixed(*rate, 1) + " %" : "-") + ", " +
+           std::to_string(missed_) + " missed";
+}
+
+}  // namespace kestrocli

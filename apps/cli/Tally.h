@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <kestro/Frame.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace kestrocli {
+
+/**
+ * Makes one running number of a stream's block ids.
+ *
+ * Ids start at 1 and are consecutive. Those of a stream with 16-bit ids go from 65535 to 1 again;
+ * the running number goes on, so that a long recording has no two pictures of one name.
+ */
+class BlockCounter {
+ public:
+    /** Takes the next id; the running number. */
+    std::uint64_t next(std::uint64_t blockId);
+    /** Frames that did not arrive, so far. */
+    [[nodiscard]] std::uint64_t missed() const { return missed_; }
+
+ private:
+    std::uint64_t previousId_ = 0;
+    std::uint64_t running_ = 0;
+    std::uint64_t missed_ = 0;
+};
+
+/** Counts for the summary of a reading. */
+class Tally {
+ public:
+    void add(const kestro::Frame& frame, std::chrono::steady_clock::time_point arrival,
+             std::uint64_t missed);
+
+    [[nodiscard]] std::uint64_t frames() const { return frames_; }
+    [[nodiscard]] std::uint64_t codes() const { return codes_; }
+    /**
+     * The share of frames whose reading was complete, in percent; where the camera sends no status,
+     * the share with a code. Empty when no frame told anything of a reading.
+     */
+    [[nodiscard]] std::optional<double> readRate() const;
+    /** Frames a second between the first and the last arrival; empty with fewer than two. */
+    [[nodiscard]] std::optional<double> framesPerSecond() const;
+    [[nodiscard]] std::optional<double> megabytesPerSecond() const;
+    /** "40 frames, 10.0 frames/s, 13.1 MB/s, 120 codes, read rate 100.0 %, 0 missed" */
+    [[nodiscard]] std::string summary() const;
+
+ private:
+    std::uint64_t frames_ = 0;
+    std::uint64_t bytesAfterFirst_ = 0;
+    std::uint64_t codes_ = 0;
+    bool toldOfReading_ = false;
+    std::uint64_t complete_ = 0;
+    std::uint64_t missed_ = 0;
+    std::chrono::steady_clock::time_point first_;
+    std::chrono::steady_clock::time_point last_;
+};
+
+}  // namespace kestrocli

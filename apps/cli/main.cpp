@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Options.h"
+#include "Output.h"
+
+#include <kestro/System.h>
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+namespace kestrocli {
+namespace {
+
+constexpr const char* kFooter =
+    "Data goes to stdout, everything else to stderr.\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  success, also when ended by Ctrl-C or by a reader that closed the pipe\n"
+    "  1  failure\n"
+    "  2  wrong arguments, or a name that means several cameras\n"
+    "  3  no such camera\n"
+    "  4  the camera is in use by another program\n"
+    "  5  time-out: no frame came\n"
+    "  6  the connection to the camera was lost\n"
+    "\n"
+    "KESTRO_INTERFACES limits the search to some interfaces (\"lo\", \"eth0,eth1\").";
+
+/** A number of seconds: any that is not negative, and zero only if allowed. */
+CLI::Validator seconds(bool allowsZero) {
+    return CLI::Validator(
+        [allowsZero](std::string& text) {
+            constexpr double kLongest = 1e8;  // three years
+            double value = 0;
+            const bool fits = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
+                              value <= kLongest && (allowsZero ? value >= 0 : value > 0);
+            return fits ? std::string() : "\"" + text + "\" is no number of seconds";
+        },
+        "SECONDS");
+}
+
+void addList(CLI::App& app, ListOptions& options) {
+    CLI::App* command = app.add_subcommand("list", "List the cameras on the network");
+    command->add_flag("--json", options.json, "One JSON object a camera and line");
+}
+
+void addInfo(CLI::App& app, InfoOptions& options) {
+    CLI::App* command = app.add_subcommand("info", "Show all about one camera");
+    command
+        ->add_option("CAMERA", options.camera,
+                     "Key, serial number, user-given name, IP or MAC address")
+        ->required();
+    command->add_flag("--json", options.json, "One JSON object on a line");
+}
+
+void addRead(CLI::App& app, ReadOptions& options) {
+    CLI::App* command = app.add_subcommand("read", "Print what a camera reads, until Ctrl-C");
+    command
+        ->add_option("CAMERA", options.camera,
+                     "Key, serial number, user-given name, IP or MAC address")
+        ->required();
+    command->add_option("-n", options.frames, "End after N frames")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    command->add_option("-d", options.seconds, "End after this time")->check(seconds(false));
+    command
+        ->add_option("--timeout", options.timeoutSeconds,
+                     "Longest wait for the first frame; 0 waits for ever (triggered cameras)")
+        ->check(seconds(true))
+        ->capture_default_str();
+    command->add_flag("--json", options.json, "One JSON object a frame and line");
+    command->add_option("--save", options.saveFolder, "Save each picture in this folder")
+        ->type_name("DIR");
+}
+
+void addSimPicture(CLI::App& command, SimOptions& options) {
+    command.add_option("--width", options.width, "Pixels")
+        ->check(CLI::Range(64, 8192))
+        ->capture_default_str();
+    command.add_option("--height", options.height, "Pixels")
+        ->check(CLI::Range(64, 8192))
+        ->capture_default_str();
+    command.add_option("--fps", options.framesPerSecond, "Frames a second")
+        ->check(CLI::Range(0.01, 10000.0))
+        ->capture_default_str();
+    command
+        .add_option_function<std::string>(
+            "--format",
+            [&options](const std::string& format) { options.container = format == "container"; },
+            "What a frame holds: the picture alone, or a container with the results")
+        ->check(CLI::IsMember({"none", "container"}))
+        ->default_str("container");
+    command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
+        ->check(CLI::Range(0.1, 100000.0))
+        ->capture_default_str();
+    command.add_option("--seed", options.seed, "Seed of the scenes; camera i gets SEED + i")
+        ->capture_default_str();
+}
+
+void addSim(CLI::App& app, SimOptions& options) {
+    CLI::App* command = app.add_subcommand("sim", "Run simulated cameras, until Ctrl-C");
+    command->add_option("--count", options.count, "Number of cameras")
+        ->check(CLI::Range(1, 250))
+        ->capture_default_str();
+    command->add_option("--serial", options.serial, "Serial number; several get S-1, S-2 ...")
+        ->capture_default_str();
+    command->add_option("--address", options.address, "Address; several get the following ones")
+        ->capture_default_str();
+    command->add_option("--name", options.userName, "User-given name");
+    addSimPicture(*command, options);
+    command->add_option("--truth", options.truthFile, "Append what is drawn, a JSON line a scene")
+        ->type_name("FILE");
+    command->add_option("--claim", options.claim, "Pretend to have another address, and its subnet")
+        ->type_name("ADDR/PREFIX");
+    command->add_option("--description", options.descriptionFile, "Serve this GenICam description")
+        ->type_name("FILE");
+    command
+        ->add_option("--stats", options.statisticsFile,
+                     "At the end, write a JSON line a camera: what it did")
+        ->type_name("FILE");
+}
+
+void addDemo(CLI::App& app, DemoOptions& options) {
+    CLI::App* command = app.add_subcommand("demo", "Two simulated cameras, read and saved");
+    command->add_option("--output", options.folder, "Where the results go")
+        ->type_name("DIR")
+        ->capture_default_str();
+}
+
+struct AllOptions {
+    ListOptions list;
+    InfoOptions info;
+    ReadOptions read;
+    SimOptions sim;
+    DemoOptions demo;
+    int verbosity = 0;
+    bool version = false;
+};
+
+void define(CLI::App& app, AllOptions& options) {
+    app.footer(kFooter);
+    app.fallthrough();
+    app.add_flag("-v", options.verbosity, "Log what the library does; -vv logs more");
+    app.add_flag("--version", options.version, "Print the versions and end");
+    addList(app, options.list);
+    addInfo(app, options.info);
+    addRead(app, options.read);
+    addSim(app, options.sim);
+    addDemo(app, options.demo);
+}
+
+ExitCode runCommand(const CLI::App& app, const AllOptions& options, Output& output) {
+    if (app.got_subcommand("list")) return runList(options.list, output);
+    if (app.got_subcommand("info")) return runInfo(options.info, output);
+    if (app.got_subcommand("read")) return runRead(options.read, output);
+    if (app.got_subcommand("sim")) return runSim(options.sim, output);
+    if (app.got_subcommand("demo")) return runDemo(options.demo, output);
+    throw Failure("which command? See kestro --help", ExitCode::usage);
+}
+
+ExitCode run(int argc, char** argv) {
+    Output output(STDOUT_FILENO);
+    AllOptions options;
+    CLI::App app("Finds network ID-reading cameras, shows and reads them.", "kestro");
+    define(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        output.write(app.help());
+        return ExitCode::ok;
+    } catch (const CLI::ParseError& error) {
+        throw Failure(std::string(error.what()) + " (see kestro --help)", ExitCode::usage);
+    }
+    // Before the library's first use, which is when it looks.
+    if (options.verbosity > 0) setenv("KESTRO_LOG", options.verbosity > 1 ? "trace" : "debug", 1);
+    if (options.version) {
+        output.write(std::string("kestro " KESTRO_CLI_VERSION " (library ") +
+                     kestro::System::getInstance().getVersion() + ")\n");
+        return ExitCode::ok;
+    }
+    return runCommand(app, options, output);
+}
+
+}  // namespace
+
+/** Runs the program; every way to fail ends here. */
+ExitCode runGuarded(int argc, char** argv) {
+    try {
+        prepareStandardStreams();
+        return run(argc, argv);
+    } catch (const OutputClosed&) {
+        return ExitCode::ok;
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return failure.code();
+    } catch (const std::exception& error) {
+        complain(error.what());
+    } catch (...) {
+        complain("an error of unknown kind");
+    }
+    return ExitCode::failure;
+}
+
+}  // namespace kestrocli
+
+int main(int argc, char** argv) { return static_cast<int>(kestrocli::runGuarded(argc, argv)); }
