@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <optional>
 
 #include "Canvas.h"
@@ -80,6 +81,27 @@ Box boundsOf(const Corners& corners) {
     return {left, top, right, bottom};
 }
 
+/**
+ * Takes a piece of a linear code, above or below a scratch through its bars, as part of the code
+ * that was read from the other side of it; false when the two are not one.
+ */
+bool join(SceneCode& known, const SceneCode& piece) {
+    if (known.type != "CODE128" || known.type != piece.type || known.text != piece.text) {
+        return false;
+    }
+    constexpr int kAlignmentPixels = 8;
+    const Box a = boundsOf(known.corners);
+    const Box b = boundsOf(piece.corners);
+    const bool aligned = std::abs(a.left - b.left) <= kAlignmentPixels &&
+                         std::abs(a.right - b.right) <= kAlignmentPixels;
+    const int gap = std::max(a.top, b.top) - std::min(a.bottom, b.bottom);
+    if (!aligned || gap > a.width() / 2) return false;
+    for (PixelPoint& corner : known.corners) {
+        corner.y = corner.y == a.top ? std::min(a.top, b.top) : std::max(a.bottom, b.bottom);
+    }
+    return true;
+}
+
 /** The codes of one region, each blanked once it is read so that the next one is found. */
 void readRegion(std::vector<std::uint8_t>& pixels, Canvas& canvas, const Box& region,
                 std::vector<SceneCode>& codes) {
@@ -87,8 +109,11 @@ void readRegion(std::vector<std::uint8_t>& pixels, Canvas& canvas, const Box& re
     for (int i = 0; i < kMostCodesInARegion; ++i) {
         const auto result = readOne(picture, region);
         if (!result) return;
-        codes.push_back(codeOf(*result, picture, region));
-        canvas.fill(boundsOf(codes.back().corners).grownBy(2), 255);
+        const SceneCode code = codeOf(*result, picture, region);
+        canvas.fill(boundsOf(code.corners).grownBy(2), 255);
+        const bool joined = std::any_of(codes.begin(), codes.end(),
+                                        [&code](SceneCode& known) { return join(known, code); });
+        if (!joined) codes.push_back(code);
     }
 }
 

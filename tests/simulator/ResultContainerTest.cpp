@@ -98,7 +98,7 @@ TEST(ResultContainer, PutsLinearCodesAndMatrixCodesIntoTheirOwnDocuments) {
     EXPECT_EQ(leaves.at(matrix + "CodeData/value"), "Köln \"4\"\n北京");
     for (std::size_t i = 0; i < 4; ++i) {
         const std::string point = "Point" + std::to_string(i);
-        const auto& corner = matrixCode().corners[i];
+        const PixelPoint corner = matrixCode().corners[i];
         EXPECT_EQ(leaves.at(matrix + point + "_X/value"), std::to_string(corner.x));
         EXPECT_EQ(leaves.at(matrix + point + "_Y/value"), std::to_string(corner.y));
     }

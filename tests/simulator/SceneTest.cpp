@@ -156,6 +156,21 @@ TEST(SceneReading, IsPartialWithOneLabelSpoiltAndNoReadWithAll) {
     }
 }
 
+TEST(SceneReading, TakesALinearCodeWithAScratchThroughItsBarsAsOne) {
+    Scene scene = sceneWith(1, "CODE128");
+    SceneCode scratch = scene.drawn.front();
+    const auto middle = (scratch.corners[0].y + scratch.corners[2].y) / 2;
+    scratch.corners[0].y = middle - 4;
+    scratch.corners[2].y = middle + 4;
+    spoil(scene, scratch);
+    readScene(scene);
+    EXPECT_EQ(scene.read.size(), scene.drawn.size());
+    const SceneCode* const read = findRead(scene, scene.drawn.front());
+    ASSERT_NE(read, nullptr);
+    EXPECT_NEAR(read->corners[0].y, scene.drawn.front().corners[0].y, 3);
+    EXPECT_NEAR(read->corners[2].y, scene.drawn.front().corners[2].y, 3);
+}
+
 TEST(SceneReading, SurvivesEqualCodesInOnePicture) {
     Scene scene = sceneWith(2, "CODE128");
     const auto once = scene.pixels;
