@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "FrameImpl.h"
+
+#include "BarcodeInfoImpl.h"
+#include "BlockContainer.h"
+#include "ChunkLines.h"
+#include "CodeKeys.h"
+#include "CodeValues.h"
+#include "ImageBufferPool.h"
+#include "LogLine.h"
+#include "Names.h"
+#include "ResultJson.h"
+#include "StreamNumbers.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <span>
+#include <string>
+
+namespace kestro {
+
+namespace {
+
+using Vorda::GenICam::CFrame;
+using Vorda::GenICam::EPayloadType;
+using Vorda::Infra::CString;
+using Vorda::Infra::TVector;
+
+constexpr std::uint32_t kMono8 = 0x01080001;
+
+// What the chunks of a frame hold, by chunk id.
+constexpr std::uint32_t kBarcodeChunk = 0x80000000;
+constexpr std::uint32_t kQrChunk = 0x80000001;
+constexpr std::uint32_t kPipelineChunk = 0x80000003;
+constexpr std::uint32_t kImageScaleChunk = 0x80000006;
+
+constexpr decode::ChunkKey kBarcodeTime("BarCodeDetectTime");
+constexpr decode::ChunkKey kBarcodeCount("BarCodeNum");
+constexpr decode::ChunkKey kQrTime("QRDetectTime");
+constexpr decode::ChunkKey kQrCount("QRNum");
+constexpr decode::ChunkKey kStatus("PipelineStatus");
+constexpr decode::ChunkKey kTimestampHigh("PipelineTriggerTsHigh");
+constexpr decode::ChunkKey kTimestampLow("PipelineTriggerTsLow");
+constexpr decode::ChunkKey kScaledWidth("ImageScaleOutWidth");
+constexpr decode::ChunkKey kScaledHeight("ImageScaleOutHeight");
+
+// A chunk of a few bytes can announce four billion codes; no image holds more than this.
+constexpr std::uint32_t kMostCodesInChunk = 65536;
+
+std::uint32_t unsignedOf(const decode::ChunkLines& lines, const decode::ChunkKey& key) {
+    return decode::streamNumber<std::uint32_t>(lines.find(key));
+}
+
+std::int32_t signedOf(const decode::ChunkLines& lines, const decode::ChunkKey& key) {
+    return decode::streamNumber<std::int32_t>(lines.find(key));
+}
+
+decode::CodeValues codeOf(const decode::ChunkLines& lines, const decode::CodeKeys& keys) {
+    decode::CodeValues code;
+    code.typeName = lines.find(keys.codeType());
+    code.data = lines.find(keys.codeData());
+    code.ppm = decode::streamFloat(lines.find(keys.ppm()));
+    for (std::size_t j = 0; j < code.corners.size(); ++j) {
+        code.corners[j] = {signedOf(lines, keys.pointX(j)), signedOf(lines, keys.pointY(j))};
+    }
+    return code;
+}
+
+bool isChunkOfResults(std::uint32_t chunkId) {
+    return chunkId == kBarcodeChunk || chunkId == kQrChunk || chunkId == kPipelineChunk ||
+           chunkId == kImageScaleChunk;
+}
+
+}  // namespace
+
+Frame::~Frame() = default;
+
+FrameImpl::FrameImpl() = default;
+
+FrameImpl::~FrameImpl() { ImageBufferPool::instance().giveBack(imageData_); }
+
+std::shared_ptr<FrameImpl> FrameImpl::create(const CFrame& frame) {
+    try {
+        if (!frame.valid()) {
+            KESTRO_LOG_ERROR("frame is not valid");
+            return nullptr;
+        }
+        const std::uint32_t size = frame.getImageSize();
+        if (size == 0) {
+            KESTRO_LOG_ERROR("invalid image data size");
+            return nullptr;
+        }
+        const auto* data = static_cast<const std::uint8_t*>(frame.getImage());
+        if (!data) {
+            KESTRO_LOG_ERROR("image data is null");
+            return nullptr;
+        }
+        auto made = std::make_shared<FrameImpl>();
+        made->blockId_ = frame.getBlockId();
+        const bool isContainer = decode::BlockContainer::recognises({data, size});
+        if (!(isContainer ? made->parseJsonFrame(data, size) : made->parseChunks(frame))) {
+            KESTRO_LOG_ERROR("frame parse error, id: {%I64u}", frame.getBlockId());
+            return nullptr;
+        }
+        // The device SDK's timestamp, which is not the trigger's that getTimestamp() returns.
+        KESTRO_LOG_TRACE("BlockID: {%I64u}, timestamp: {%I64u}", made->blockId_,
+                         frame.getImageTimeStamp());
+        return made;
+    } catch (const std::exception& error) {
+        KESTRO_LOG_ERROR("frame could not be created, [%s]", error.what());
+    } catch (...) {
+        KESTRO_LOG_ERROR("frame could not be created");
+    }
+    return nullptr;
+}
+
+bool FrameImpl::parseJsonFrame(const std::uint8_t* data, std::uint32_t size) {
+    const decode::BlockContainer container({data, size});
+    for (std::int32_t i = 0; i < container.blockCount(); ++i) {
+        decode::BlockEntry entry;
+        if (!container.readEntry(static_cast<std::uint32_t>(i), entry)) {
+            KESTRO_LOG_ERROR("invalid block data size, offset: {%u}, size: {%u}, frame size: {%u}",
+                             entry.offset, entry.size, size);
+            return false;
+        }
+        KESTRO_LOG_TRACE("block data type: {%u}, offset: {%u}, size: {%u}", entry.type,
+                         entry.offset, entry.size);
+        const std::span<const std::uint8_t> bytes = container.blockBytes(entry);
+        if (entry.type == decode::kImageBlock) {
+            payloadFlag_ = entry.payloadIndicator == 1;
+            width_ = entry.width;
+            height_ = entry.height;
+            pixelFormat_ = kMono8;  // the container does not say; a JPEG file has it, too
+            timestamp_ = entry.timestamp;
+            setImage(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        } else if (entry.type == decode::kJsonBlock) {
+            // A text that does not parse costs its results, not the frame.
+            parseJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        }
+    }
+    return true;
+}
+
+bool FrameImpl::parseJson(std::string_view text) {
+    const decode::ResultJson json = decode::parseResultJson(text);
+    if (!json.error.empty()) {
+        KESTRO_LOG_ERROR("parse json error, [%s]", json.error.c_str());
+        return false;
+    }
+    if (json.pipeline) {
+        // Both words are signed here: a low word of 2^31 or more sets all upper bits.
+        const auto high = static_cast<std::uint64_t>(std::int64_t{json.pipeline->timestampHigh});
+        const auto low = static_cast<std::uint64_t>(std::int64_t{json.pipeline->timestampLow});
+        timestamp_ = high << 32 | low;
+    }
+    if (json.scale) {
+        width_ = static_cast<std::uint32_t>(json.scale->width);
+        height_ = static_cast<std::uint32_t>(json.scale->height);
+    }
+    // The QR document writes the barcode document's status and time: where both are there, it wins.
+    if (json.barcodes) takeReadings(*json.barcodes);
+    if (json.qrCodes) takeReadings(*json.qrCodes);
+    return true;
+}
+
+void FrameImpl::takeReadings(const decode::JsonReadings& readings) {
+    status_ = decode::statusFromName(readings.status);
+    barcodeDetectTime_ = static_cast<std::uint32_t>(readings.time);
+    for (const decode::CodeValues& code : readings.codes) appendCode(code);
+}
+
+bool FrameImpl::parseChunks(const CFrame& frame) {
+    // The only copy of the image: nothing below changes it, so that copying it again afterwards,
+    // into the buffer that it is in already, would change nothing.
+    setImage(frame.getImage(), frame.getImageSize());
+    width_ = frame.getImageWidth();
+    height_ = frame.getImageHeight();
+    blockId_ = frame.getBlockId();
+    pixelFormat_ = static_cast<std::uint32_t>(frame.getImagePixelFormat());
+    TVector<EPayloadType> types;
+    frame.getPayLoadTypes(types);
+    payloadFlag_ =
+        std::find(types.begin(), types.end(), Vorda::GenICam::kPayloadJpeg) != types.end();
+
+    decode::ChunkLines lines;
+    TVector<CString> texts;
+    const unsigned count = frame.getChunkCount();
+    for (unsigned i = 0; i < count; ++i) {
+        unsigned chunkId = 0;
+        texts.clear();
+        // A chunk that cannot be fetched keeps id 0; one that was filled in counts all the same.
+        frame.getChunkDataByIndex(i, chunkId, texts);
+        if (!isChunkOfResults(chunkId)) continue;
+        lines.reset(texts.size());
+        for (const CString& text : texts) lines.add({text.data(), text.size()});
+        parseChunk(chunkId, lines);
+    }
+    return true;
+}
+
+void FrameImpl::parseChunk(std::uint32_t chunkId, const decode::ChunkLines& lines) {
+    switch (chunkId) {
+        case kBarcodeChunk:
+            barcodeDetectTime_ = unsignedOf(lines, kBarcodeTime);
+            appendChunkCodes(lines, decode::CodeKeyTable::barcodes(),
+                             unsignedOf(lines, kBarcodeCount));
+            break;
+        case kQrChunk:
+            qrDetectTime_ = unsignedOf(lines, kQrTime);
+            appendChunkCodes(lines, decode::CodeKeyTable::qrCodes(), unsignedOf(lines, kQrCount));
+            break;
+        case kPipelineChunk:
+            status_ = decode::statusFromName(lines.find(kStatus));
+            timestamp_ = std::uint64_t{unsignedOf(lines, kTimestampHigh)} << 32 |
+                         unsignedOf(lines, kTimestampLow);
+            break;
+        case kImageScaleChunk:
+            width_ = static_cast<std::uint32_t>(signedOf(lines, kScaledWidth));
+            height_ = static_cast<std::uint32_t>(signedOf(lines, kScaledHeight));
+            break;
+        default:
+            break;
+    }
+}
+
+void FrameImpl::appendChunkCodes(const decode::ChunkLines& lines, decode::CodeKeyTable& table,
+                                 std::uint32_t announced) {
+    const std::uint32_t count = std::min(announced, kMostCodesInChunk);
+    if (count < announced) {
+        KESTRO_LOG_ERROR("too many codes in chunk, announced: {%u}, decoded: {%u}", announced,
+                         count);
+    }
+    decode::CodeKeys spare;
+    for (std::uint32_t i = 0; i < count; ++i) appendCode(codeOf(lines, table.keys(i, spare)));
+}
+
+void FrameImpl::appendCode(const decode::CodeValues& code) {
+    auto info = std::make_shared<BarcodeInfoImpl>();
+    info->setCodeType(decode::codeTypeFromName(code.typeName), std::string(code.typeName));
+    info->setCodeData(std::string(code.data));
+    info->setPPM(code.ppm);
+    std::vector<Point> points;
+    points.reserve(code.corners.size());
+    for (const decode::Corner& corner : code.corners) points.push_back({corner.x, corner.y});
+    info->setPoints(std::move(points));
+    barcodes_.push_back(std::move(info));
+}
+
+void FrameImpl::setImage(const void* bytes, std::uint32_t size) {
+    if (imageData_ && imageSize_ < size) {
+        ImageBufferPool::instance().giveBack(imageData_);
+        imageData_ = nullptr;
+    }
+    if (!imageData_) {
+        imageData_ = ImageBufferPool::instance().take(size);
+        imageSize_ = size;
+    }
+    if (size > 0) std::memcpy(imageData_, bytes, size);
+}
+
+const std::uint8_t* FrameImpl::getImageData() const { return imageData_; }
+std::uint32_t FrameImpl::getImageSize() const { return imageSize_; }
+std::uint32_t FrameImpl::getWidth() const { return width_; }
+std::uint32_t FrameImpl::getHeight() const { return height_; }
+std::uint32_t FrameImpl::getPixelFormat() const { return pixelFormat_; }
+bool FrameImpl::getPayloadFlag() const { return payloadFlag_; }
+std::uint64_t FrameImpl::getBlockId() const { return blockId_; }
+std::uint64_t FrameImpl::getTimestamp() const { return timestamp_; }
+std::uint32_t FrameImpl::getDetectTime() const { return barcodeDetectTime_ + qrDetectTime_; }
+std::uint32_t FrameImpl::getStatus() const { return status_; }
+
+std::vector<std::shared_ptr<BarcodeInfo>> FrameImpl::getBarcodes() const { return barcodes_; }
+
+}  // namespace kestro

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "ChunkLines.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace kestro::decode {
+
+/** The twelve keys of one code, "BarCode3_CodeType" and so on, with their hashes. */
+class CodeKeys {
+ public:
+    CodeKeys() = default;
+    CodeKeys(std::string_view prefix, std::uint32_t codeIndex);
+
+    [[nodiscard]] ChunkKey codeType() const { return key(0); }
+    [[nodiscard]] ChunkKey codeData() const { return key(1); }
+    [[nodiscard]] ChunkKey positionPointCount() const { return key(2); }
+    [[nodiscard]] ChunkKey pointX(std::size_t point) const { return key(3 + 2 * point); }
+    [[nodiscard]] ChunkKey pointY(std::size_t point) const { return key(4 + 2 * point); }
+    [[nodiscard]] ChunkKey ppm() const { return key(11); }
+
+ private:
+    // Room for the longest key there is, "BarCode4294967295_PosPointNum".
+    struct Text {
+        std::uint32_t hash = 0;
+        std::uint8_t length = 0;
+        std::array<char, 31> bytes{};
+    };
+
+    [[nodiscard]] ChunkKey key(std::size_t i) const {
+        return {std::string_view(texts_[i].bytes.data(), texts_[i].length), texts_[i].hash};
+    }
+
+    std::array<Text, 12> texts_{};
+};
+
+/**
+ * The keys of one reader's codes, formatted once a process.
+ *
+ * Begins with 64 sets and doubles as codes with higher numbers come, up to kMostKept; keys beyond
+ * are formatted anew each time. Threads: any, without a lock: a part of the table that two threads
+ * make at once is kept from one of them.
+ */
+class CodeKeyTable {
+ public:
+    static constexpr std::size_t kFirstPart = 64;
+    static constexpr std::size_t kMostKept = 1024;
+
+    explicit CodeKeyTable(std::string_view prefix);
+    ~CodeKeyTable();
+    CodeKeyTable(const CodeKeyTable&) = delete;
+    CodeKeyTable& operator=(const CodeKeyTable&) = delete;
+
+    /** The process-wide tables; never destroyed. */
+    static CodeKeyTable& barcodes();
+    static CodeKeyTable& qrCodes();
+
+    /** The keys of code `codeIndex`; `spare` holds them where the table does not. */
+    [[nodiscard]] const CodeKeys& keys(std::uint32_t codeIndex, CodeKeys& spare);
+    /** How many codes' keys the table holds. */
+    [[nodiscard]] std::size_t size() const;
+
+ private:
+    // Part 0 has the first 64 sets; every further part as many as all parts before it together.
+    static constexpr std::size_t kParts = 5;
+    static constexpr std::size_t partBegin(std::size_t part) {
+        return part == 0 ? 0 : kFirstPart << (part - 1);
+    }
+    static constexpr std::size_t partSize(std::size_t part) {
+        return part == 0 ? kFirstPart : partBegin(part);
+    }
+
+    const CodeKeys* makePart(std::size_t part);
+
+    std::string_view prefix_;
+    std::array<std::atomic<const CodeKeys*>, kParts> parts_{};
+};
+
+}  // namespace kestro::decode
