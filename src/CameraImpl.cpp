@@ -194,12 +194,7 @@ std::shared_ptr<Frame> CameraImpl::getFrame(std::uint32_t timeoutMs) {
         KESTRO_LOG_ERROR("get frame error. [%s]", lastErrorText().c_str());
         return nullptr;
     }
-    try {
-        return FrameImpl::create(deviceFrame);
-    } catch (...) {
-        KESTRO_LOG_ERROR("frame dropped. [%s]", exceptionText().c_str());
-        return nullptr;
-    }
+    return FrameImpl::create(deviceFrame);
 }
 
 Result CameraImpl::clearFrameBuffer() {
@@ -313,12 +308,7 @@ void CameraImpl::onFrameEvent(const CFrame& deviceFrame) {
     const auto callback = frameCallback_.get();
     if (!callback) return;
     const std::uint64_t startUs = CTime::getCurrentMicroSecond();
-    std::shared_ptr<Frame> frame;
-    try {
-        frame = FrameImpl::create(deviceFrame);
-    } catch (...) {
-        KESTRO_LOG_ERROR("frame dropped. [%s]", exceptionText().c_str());
-    }
+    const std::shared_ptr<Frame> frame = FrameImpl::create(deviceFrame);
     if (!frame) return;  // why is already logged
     KESTRO_LOG_TRACE(
         "Enter : Caller Frame Callback, SerialNumber=[%s], CurrentProcessorNumber=[%d]",
