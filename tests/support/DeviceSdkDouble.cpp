@@ -246,22 +246,32 @@ bool CameraDouble::disConnect() {
     return true;
 }
 
+std::shared_ptr<StreamDouble> CameraDouble::stream() {
+    const std::lock_guard lock(mutex_);
+    return stream_.lock();
+}
+
+std::shared_ptr<EventsDouble> CameraDouble::events() {
+    const std::lock_guard lock(mutex_);
+    return events_.lock();
+}
+
 bool CameraDouble::deliver(const CFrame& frame) {
-    const auto stream = stream_.lock();
-    return stream && stream->deliver(frame);
+    const auto source = stream();
+    return source && source->deliver(frame);
 }
 
 bool CameraDouble::raiseConnect(std::int32_t state) {
-    const auto events = events_.lock();
-    const ConnectBinding handler = events ? events->connectHandler() : ConnectBinding();
+    const auto source = events();
+    const ConnectBinding handler = source ? source->connectHandler() : ConnectBinding();
     if (!handler) return false;
     handler({state});
     return true;
 }
 
 bool CameraDouble::raiseUpdates(const std::vector<std::string>& names) {
-    const auto events = events_.lock();
-    const ParamsUpdateBinding handler = events ? events->updateHandler() : ParamsUpdateBinding();
+    const auto source = events();
+    const ParamsUpdateBinding handler = source ? source->updateHandler() : ParamsUpdateBinding();
     if (!handler) return false;
     Vorda::GenICam::SParamsUpdateArg arg;
     arg.names.assign(names.begin(), names.end());
@@ -470,6 +480,7 @@ TSharedPtr<IStreamSource> CSystem::createStreamSource(const TSharedPtr<ICamera>&
     const auto device = std::dynamic_pointer_cast<CameraDouble>(camera);
     if (!device) return nullptr;
     auto stream = std::make_shared<kestro::test::StreamDouble>();
+    const std::lock_guard lock(device->mutex_);
     device->stream_ = stream;
     return stream;
 }
@@ -479,6 +490,7 @@ TSharedPtr<IEventSubscribe> CSystem::createEventSubscribe(const TSharedPtr<ICame
     const auto device = std::dynamic_pointer_cast<CameraDouble>(camera);
     if (!device) return nullptr;
     auto events = std::make_shared<kestro::test::EventsDouble>();
+    const std::lock_guard lock(device->mutex_);
     device->events_ = events;
     return events;
 }

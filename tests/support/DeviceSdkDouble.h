@@ -77,6 +77,10 @@ class CameraDouble final : public Vorda::GenICam::ICamera {
 
  private:
     friend class Vorda::GenICam::CSystem;
+    std::shared_ptr<StreamDouble> stream();
+    std::shared_ptr<EventsDouble> events();
+
+    std::mutex mutex_;  // guards both below
     std::weak_ptr<StreamDouble> stream_;
     std::weak_ptr<EventsDouble> events_;
 };
