@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "CameraLink.h"
+#include "Ipv4.h"
+#include "RegisterPort.h"
+#include "WorkerThread.h"
+
+#include <functional>
+#include <memory>
+
+namespace Vorda::Gige {
+
+/**
+ * The control channel to one camera: one request at a time, repeated when nothing answers, and
+ * while the control is held a heartbeat that notices its loss in about a second.
+ *
+ * Once lost, a channel stays lost; a new connection takes a new channel. Threads: any; open() and
+ * takeControl() are called once, by the owner.
+ */
+class ControlChannel final : public RegisterPort {
+ public:
+    /** Binds to `host` and talks to `camera`; empty, with the last error, when that is impossible.
+     */
+    [[nodiscard]] static std::shared_ptr<ControlChannel> open(Ipv4 host, Ipv4 camera);
+    /** Closes. */
+    ~ControlChannel() override;
+
+    [[nodiscard]] bool readRegister(std::uint64_t address, std::uint32_t& value) override;
+    [[nodiscard]] bool writeRegister(std::uint64_t address, std::uint32_t value) override;
+    [[nodiscard]] bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override;
+    [[nodiscard]] bool writeMemory(std::uint64_t address, ByteView data) override;
+    /** One datagram, no answer, never waits. */
+    void requestResend(const ResendRequest& request);
+
+    /**
+     * Takes the control and starts the heartbeat. `onLost` is called at most once, on the thread
+     * that notices, with no lock held.
+     */
+    [[nodiscard]] bool takeControl(std::function<void()> onLost);
+    /** True while the control is held. */
+    [[nodiscard]] bool isOnline() const;
+    /**
+     * Ends the heartbeat and requests in flight, and releases the control where the camera still
+     * answers. May be repeated, also from onLost.
+     */
+    void close();
+
+ private:
+    class Core;
+    explicit ControlChannel(std::shared_ptr<Core> core);
+
+    std::shared_ptr<Core> core_;
+    WorkerThread heartbeat_;
+};
+
+}  // namespace Vorda::Gige

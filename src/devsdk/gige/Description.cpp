@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Description.h"
+
+#include "Gvcp.h"
+#include "LastError.h"
+#include "Zip.h"
+
+#include <libxml/parser.h>
+#include <libxml/xmlreader.h>
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <memory>
+#include <mutex>
+
+namespace Vorda::Gige {
+namespace {
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), [](unsigned char character) {
+        return static_cast<char>(std::tolower(character));
+    });
+    return lower;
+}
+
+bool startsWithName(std::string_view text, std::string_view lowerCaseName) {
+    return lowerCase(text.substr(0, lowerCaseName.size())) == lowerCaseName;
+}
+
+/** A hexadecimal number of up to 32 bits, with or without "0x". */
+std::optional<std::uint32_t> parseHex(std::string_view text) {
+    while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+    if (startsWithName(text, "0x")) text.remove_prefix(2);
+    std::uint32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+struct FreeReader {
+    void operator()(xmlTextReader* reader) const { xmlFreeTextReader(reader); }
+};
+
+/** Keeps the first error: the later ones follow from it. */
+void keepFirstError(void* text, xmlError* error) {
+    auto& first = *static_cast<std::string*>(text);
+    if (!first.empty() || error == nullptr || error->message == nullptr) return;
+    first = "line " + std::to_string(error->line) + ": " + error->message;
+    while (!first.empty() && std::isspace(static_cast<unsigned char>(first.back())))
+        first.pop_back();
+}
+
+std::optional<std::string> readUrl(RegisterPort& camera, std::uint32_t address) {
+    std::array<std::uint8_t, Gvcp::Register::kDescriptionUrlBytes> bytes;
+    if (!camera.readMemory(address, bytes)) return std::nullopt;
+    return BigEndianReader(bytes).text(bytes.size());
+}
+
+/** The bytes at `location`; memory grows with what has arrived, not with what was announced. */
+std::optional<Bytes> readDescriptionBytes(RegisterPort& camera,
+                                          const DescriptionLocation& location) {
+    Bytes bytes;
+    for (std::uint32_t done = 0; done < location.sizeBytes;) {
+        const auto count =
+            std::min<std::uint32_t>(location.sizeBytes - done, Gvcp::kMemoryBlockBytes);
+        bytes.resize(done + count);
+        if (!camera.readMemory(std::uint64_t{location.address} + done,
+                               std::span(bytes).subspan(done, count)))
+            return std::nullopt;
+        done += count;
+    }
+    return bytes;
+}
+
+std::nullopt_t failDescription(const std::string& why) {
+    setLastError(Error::description, "the camera's GenICam description cannot be used: " + why);
+    return std::nullopt;
+}
+
+std::optional<std::string> downloadFrom(RegisterPort& camera, const DescriptionLocation& location) {
+    const auto bytes = readDescriptionBytes(camera, location);
+    if (!bytes) return std::nullopt;
+    std::string xml(bytes->begin(), bytes->end());
+    if (looksZipped(*bytes) || lowerCase(location.fileName).ends_with(".zip")) {
+        std::string reason;
+        auto unpacked = unzipFirstFile(*bytes, kLongestDescriptionBytes, reason);
+        if (!unpacked) return failDescription(reason);
+        xml = std::move(*unpacked);
+    }
+    // Cameras announce whole words or blocks; what follows the text is filled with NULs.
+    xml.resize(std::min(xml.size(), xml.find_last_not_of('\0') + 1));
+    const std::string fault = descriptionFault(xml);
+    if (!fault.empty()) return failDescription(fault);
+    return xml;
+}
+
+}  // namespace
+
+std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std::string& reason) {
+    constexpr std::string_view kLocal = "local:";
+    const auto failed = [&](const char* why) {
+        reason = std::string(why) + " [" + std::string(url) + "]";
+        return std::nullopt;
+    };
+    if (startsWithName(url, "http:") || startsWithName(url, "https:") ||
+        startsWithName(url, "file:"))
+        return failed("it is not in the camera but at");
+    if (!startsWithName(url, kLocal)) return failed("its URL is malformed");
+    std::string_view rest = url.substr(kLocal.size());
+    rest = rest.substr(0, rest.find('?'));  // "?SchemaVersion=1.1.0" may follow
+    const std::size_t first = rest.find(';');
+    const std::size_t second = rest.find(';', first == rest.npos ? first : first + 1);
+    if (second == rest.npos) return failed("its URL is malformed");
+    const auto address = parseHex(rest.substr(first + 1, second - first - 1));
+    const auto size = parseHex(rest.substr(second + 1));
+    if (!address || !size) return failed("its URL is malformed");
+    if (*size == 0 || *size > kLongestDescriptionBytes) return failed("its size is absurd");
+    std::string_view name = rest.substr(0, first);
+    name.remove_prefix(std::min(name.size(), name.find_first_not_of('/')));
+    return DescriptionLocation{std::string(name), *address, *size};
+}
+
+std::string descriptionFault(const std::string& xml) {
+    static std::once_flag initialised;
+    std::call_once(initialised, xmlInitParser);
+    const std::unique_ptr<xmlTextReader, FreeReader> reader(
+        xmlReaderForMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr,
+                           XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+    if (!reader) return "it cannot be parsed";
+    std::string error;
+    xmlTextReaderSetStructuredErrorHandler(reader.get(), keepFirstError, &error);
+    std::string root;
+    int state = 0;
+    while ((state = xmlTextReaderRead(reader.get())) == 1) {
+        if (!root.empty() || xmlTextReaderNodeType(reader.get()) != XML_READER_TYPE_ELEMENT)
+            continue;
+        const xmlChar* name = xmlTextReaderConstLocalName(reader.get());
+        root = name ? reinterpret_cast<const char*>(name) : "";
+    }
+    if (state != 0) return error.empty() ? "it is no XML" : "it is cut or no XML: " + error;
+    if (root != "RegisterDescription") return "its root is [" + root + "]";
+    return {};
+}
+
+std::optional<std::string> downloadDescription(RegisterPort& camera) {
+    std::string reason;
+    std::string firstReason;
+    for (const std::uint32_t at :
+         {Gvcp::Register::kDescriptionUrl, Gvcp::Register::kSecondDescriptionUrl}) {
+        const auto url = readUrl(camera, at);
+        // A camera with one description need not have the second URL's registers.
+        if (!url && firstReason.empty()) return std::nullopt;
+        if (!url) break;
+        if (const auto location = parseDescriptionUrl(*url, reason))
+            return downloadFrom(camera, *location);
+        if (firstReason.empty()) firstReason = reason;
+    }
+    return failDescription(firstReason);
+}
+
+}  // namespace Vorda::Gige

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The environment variables of this folder. A malformed entry costs one warning line, once, and is
+// skipped.
+//
+// | variable                    | meaning                                                        |
+// |-----------------------------|----------------------------------------------------------------|
+// | KESTRO_INTERFACES           | names of the interfaces to use, comma separated; all when unset |
+// | KESTRO_DISCOVERY_ADDRESSES  | addresses of cameras to ask one by one, comma separated         |
+// | KESTRO_DISCOVERY_TIMEOUT_MS | longest wait for answers, 1 to 60000; 1000 when unset           |
+#pragma once
+
+#include "Ipv4.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace Vorda::Gige::Environment {
+
+/** Empty when every interface may be used. */
+[[nodiscard]] std::vector<std::string> interfaceNames();
+[[nodiscard]] std::vector<Ipv4> discoveryAddresses();
+[[nodiscard]] std::chrono::milliseconds discoveryTimeout();
+
+/** Writes a warning line unless the same one was written before. */
+void warnOnce(const std::string& text);
+
+}  // namespace Vorda::Gige::Environment

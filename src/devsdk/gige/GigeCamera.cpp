@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "GigeCamera.h"
+
+#include "Description.h"
+#include "DeviceLog.h"
+#include "FileWriter.h"
+#include "Gvcp.h"
+#include "LastError.h"
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <limits>
+#include <utility>
+
+namespace Vorda::Gige {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kControlAccess = 2;
+constexpr int kPermissionUnknown = 255;
+constexpr std::uint32_t kSmallestPacketBytes = 576;
+constexpr std::uint32_t kEthernetPacketBytes = 1500;
+constexpr auto kReadyAfterForceIp = 3s;
+
+constexpr const char* kTransportLock = "TLParamsLocked";
+
+CameraLocation locationOf(const FoundDevice& found) {
+    return {found.device.address, found.device.mask, found.device.gateway, found.via,
+            found.answeredItsAddress};
+}
+
+/** Keeps the thread's last error over work whose own failures are nobody's business. */
+class KeepLastError {
+ public:
+    KeepLastError() : number_(Infra::getLastError()), text_(lastErrorMessage()) {}
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
+    ~KeepLastError() { setLastError(static_cast<Error>(number_), std::move(text_)); }
+
+ private:
+    int number_;
+    std::string text_;
+};
+
+bool isHostAddress(Ipv4 address) {
+    const std::uint32_t first = address.value >> 24;
+    return first != 0 && first < 224;  // neither "this network" nor multicast and beyond
+}
+
+bool isMask(Ipv4 mask) {
+    return !mask.isZero() && std::popcount(mask.value) == std::countl_one(mask.value);
+}
+
+/** The value as the library's users know it: who controls the camera. */
+int permissionOf(std::uint32_t privilege) {
+    constexpr int kOpen = 0;
+    constexpr int kExclusive = 1;
+    constexpr int kControl = 2;
+    constexpr int kControlSwitchover = 6;
+    if ((privilege & Gvcp::kPrivilegeExclusive) != 0) return kExclusive;
+    if ((privilege & Gvcp::kPrivilegeControl) == 0) return kOpen;
+    return (privilege & Gvcp::kPrivilegeSwitchover) != 0 ? kControlSwitchover : kControl;
+}
+
+}  // namespace
+
+bool CameraLocation::isValid() const {
+    return isHostAddress(address) && (answeredItsAddress || via.reaches(address));
+}
+
+std::string CameraLocation::validity() const {
+    if (isValid()) return "Valid";
+    return "the camera's address " + subnetText(address, mask) + " is not in the subnet of " +
+           via.description();
+}
+
+GigeCamera::GigeCamera(const FoundDevice& found, std::string key)
+    : texts_(found.device), key_(std::move(key)), location_(locationOf(found)) {}
+
+GigeCamera::~GigeCamera() {
+    if (const auto last = exchangeConnection(nullptr)) last->channel->close();
+}
+
+std::shared_ptr<GigeCamera> GigeCamera::from(const std::shared_ptr<GenICam::ICamera>& camera) {
+    return std::dynamic_pointer_cast<GigeCamera>(camera);
+}
+
+CameraLocation GigeCamera::location() const {
+    const std::lock_guard lock(mutex_);
+    return location_;
+}
+
+void GigeCamera::relocate(const FoundDevice& found) {
+    const std::lock_guard lock(mutex_);
+    location_ = locationOf(found);
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::connection() const {
+    const std::lock_guard lock(mutex_);
+    return connection_;
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::onlineConnection() const {
+    auto current = connection();
+    if (!current) {
+        setLastError(Error::notConnected, "the camera is not connected");
+        return nullptr;
+    }
+    if (current->channel->isOnline()) return current;
+    setLastError(Error::connectionLost, "the connection to the camera is lost");
+    return nullptr;
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::exchangeConnection(
+    std::shared_ptr<Connection> next) {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(connection_, std::move(next));
+}
+
+bool GigeCamera::isOnline() const {
+    const auto current = connection();
+    return current && current->channel->isOnline();
+}
+
+bool GigeCamera::connect(int access) {
+    if (access != kControlAccess)
+        return fail(Error::notSupported, "cameras are connected with control access (2) only");
+    const std::lock_guard lock(connectMutex_);
+    if (isOnline()) return true;
+    if (const auto lost = exchangeConnection(nullptr)) lost->channel->close();
+    auto made = makeConnection();
+    if (!made) return false;
+    const std::lock_guard stored(mutex_);
+    connection_ = std::move(made);
+    return true;
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::makeConnection() {
+    auto made = std::make_shared<Connection>();
+    made->location = location();
+    if (!made->location.isValid()) {
+        setLastError(Error::notReachable, made->location.validity());
+        return nullptr;
+    }
+    made->channel = ControlChannel::open(made->location.via.address, made->location.address);
+    if (!made->channel) return nullptr;
+    const auto onLost = [self = weak_from_this()] {
+        const auto camera = self.lock();
+        if (!camera) return;
+        GIGE_LOG(kWarning, "the connection to the camera is lost, key=[%s]", camera->getKey());
+        camera->events_.postConnection(false);
+    };
+    if (made->channel->takeControl(onLost) && learn(*made)) return made;
+    const KeepLastError why;
+    made->channel->close();
+    return nullptr;
+}
+
+bool GigeCamera::learn(Connection& connection) const {
+    std::uint32_t capability = 0;
+    if (!connection.channel->readRegister(Gvcp::Register::kCapability, capability)) return false;
+    connection.canResend = (capability & Gvcp::kCapabilityResend) != 0;
+    auto description = downloadDescription(*connection.channel);
+    if (!description) return false;
+    connection.description = std::move(*description);
+    connection.nodes = NodeMap::make(connection.channel, connection.description);
+    return connection.nodes != nullptr;
+}
+
+bool GigeCamera::disConnect() {
+    const std::lock_guard lock(connectMutex_);
+    if (const auto last = exchangeConnection(nullptr)) last->channel->close();
+    return true;
+}
+
+bool GigeCamera::downloadGenICamXML(const char* path) {
+    if (path == nullptr || *path == '\0')
+        return fail(Error::invalidArgument, "there is no path to write the description to");
+    const auto current = connection();
+    if (!current) return fail(Error::notConnected, "the camera is not connected");
+    return writeFile(path, current->description);
+}
+
+int GigeCamera::saveDeviceConfig(const char*) {
+    setLastError(Error::notSupported, "configuration files are not supported yet");
+    return static_cast<int>(Error::notSupported);
+}
+
+int GigeCamera::loadDeviceConfig(const char*, Infra::CString&) {
+    setLastError(Error::notSupported, "configuration files are not supported yet");
+    return static_cast<int>(Error::notSupported);
+}
+
+bool GigeCamera::forceIpAddress(const char* ip, const char* mask, const char* gateway) {
+    const auto newAddress = Ipv4::parse(ip ? ip : "");
+    const auto newMask = Ipv4::parse(mask ? mask : "");
+    const auto newGateway = Ipv4::parse(gateway ? gateway : "");
+    if (!newAddress || !isHostAddress(*newAddress))
+        return fail(Error::invalidArgument, "the IP address is not one that a camera can have");
+    if (!newMask || !isMask(*newMask))
+        return fail(Error::invalidArgument, "the subnet mask is malformed");
+    if (!newGateway) return fail(Error::invalidArgument, "the gateway is malformed");
+    if (texts_.mac.isZero())
+        return fail(Error::notSupported, "the camera has no MAC address to call it by");
+    if (isOnline()) return fail(Error::refused, "the camera is connected");
+    const HostInterface via = location().via;
+    const bool acknowledged = sendForceIp(via, texts_.mac, *newAddress, *newMask, *newGateway);
+    if (!acknowledged && Infra::getLastError() != static_cast<int>(Error::timeout)) return false;
+    // A camera may restart its network before it acknowledges; its next answer decides.
+    const KeepLastError whyNot;
+    if (const auto found = findAgain(via, identityOf(texts_), *newAddress, kReadyAfterForceIp)) {
+        relocate(*found);
+        return true;
+    }
+    if (!acknowledged) return false;
+    const std::lock_guard lock(mutex_);
+    location_ = {*newAddress, *newMask, *newGateway, via, false};
+    return true;
+}
+
+int GigeCamera::accessPermission() const {
+    auto channel = [this]() -> std::shared_ptr<ControlChannel> {
+        const auto current = connection();
+        if (current && current->channel->isOnline()) return current->channel;
+        const CameraLocation where = location();
+        if (!where.isValid()) {
+            setLastError(Error::notReachable, where.validity());
+            return nullptr;
+        }
+        return ControlChannel::open(where.via.address, where.address);
+    }();
+    std::uint32_t privilege = 0;
+    if (!channel || !channel->readRegister(Gvcp::Register::kControlPrivilege, privilege))
+        return kPermissionUnknown;
+    return permissionOf(privilege);
+}
+
+Ipv4 GigeCamera::cameraAddress() const {
+    const auto current = connection();
+    return current ? current->location.address : location().address;
+}
+
+Ipv4 GigeCamera::hostAddress() const {
+    const auto current = connection();
+    return current ? current->location.via.address : location().via.address;
+}
+
+bool GigeCamera::openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) {
+    const auto current = onlineConnection();
+    if (!current) return false;
+    ControlChannel& channel = *current->channel;
+    std::uint32_t packetSize = 0;
+    if (!channel.readRegister(Gvcp::Register::kStreamPacketSize, packetSize)) return false;
+    const std::uint32_t mtuBytes = current->location.via.mtuBytes;
+    setup.packetBytes = packetSize & Gvcp::kPacketSizeMask;
+    if (setup.packetBytes < kSmallestPacketBytes || setup.packetBytes > mtuBytes) {
+        setup.packetBytes = std::min(mtuBytes, kEthernetPacketBytes);
+        const std::uint32_t flags =
+            packetSize & ~(Gvcp::kPacketSizeMask | Gvcp::kPacketSizeFireTest);
+        if (!channel.writeRegister(Gvcp::Register::kStreamPacketSize, flags | setup.packetBytes))
+            return false;
+    }
+    std::int64_t payloadBytes = 0;
+    if (!current->nodes->getInteger("PayloadSize", payloadBytes)) return false;
+    if (payloadBytes <= 0 || payloadBytes > std::numeric_limits<std::uint32_t>::max())
+        return fail(Error::badAnswer,
+                    "PayloadSize " + std::to_string(payloadBytes) + " is no size of an image");
+    setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
+    setup.canResend = current->canResend;
+    setup.extendedIds = false;
+    return channel.writeRegister(Gvcp::Register::kStreamDestination,
+                                 current->location.via.address.value) &&
+           channel.writeRegister(Gvcp::Register::kStreamPort, hostPort);
+}
+
+void GigeCamera::closeStreamChannel() {
+    const KeepLastError quiet;
+    const auto current = onlineConnection();
+    if (!current) return;
+    [[maybe_unused]] const bool closed =
+        current->channel->writeRegister(Gvcp::Register::kStreamPort, 0);
+}
+
+bool GigeCamera::startAcquisition() {
+    const auto current = onlineConnection();
+    if (!current) return false;
+    NodeMap& nodes = *current->nodes;
+    const bool hasLock = nodes.has(kTransportLock);
+    if (hasLock && !nodes.setInteger(kTransportLock, 1)) return false;
+    if (nodes.execute("AcquisitionStart")) return true;
+    const KeepLastError why;
+    [[maybe_unused]] const bool unlocked = hasLock && nodes.setInteger(kTransportLock, 0);
+    return false;
+}
+
+bool GigeCamera::stopAcquisition() {
+    const auto current = onlineConnection();
+    if (!current) return false;
+    NodeMap& nodes = *current->nodes;
+    const bool stopped = nodes.execute("AcquisitionStop");
+    if (!nodes.has(kTransportLock)) return stopped;
+    if (!stopped) {
+        const KeepLastError why;
+        [[maybe_unused]] const bool unlocked = nodes.setInteger(kTransportLock, 0);
+        return false;
+    }
+    return nodes.setInteger(kTransportLock, 0);
+}
+
+void GigeCamera::requestResend(const ResendRequest& request) {
+    if (const auto current = connection()) current->channel->requestResend(request);
+}
+
+}  // namespace Vorda::Gige
