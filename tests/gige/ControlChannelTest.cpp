@@ -1,0 +1,352 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ControlChannel.h"
+
+#include "LastError.h"
+#include "ScriptedCamera.h"
+#include "VordaInfra.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+
+namespace Vorda::Gige {
+namespace {
+
+using namespace std::chrono_literals;
+using kestro::test::ControlRequest;
+using kestro::test::eventually;
+using kestro::test::Octets;
+using kestro::test::Reaction;
+using kestro::test::ScriptedCamera;
+using testing::HasSubstr;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kSomeRegister = 0xb000;
+constexpr std::uint32_t kPrivilege = 0xa00;
+constexpr Ipv4 kHost{0x7f000001};
+
+Error lastError() { return static_cast<Error>(Infra::getLastError()); }
+
+std::shared_ptr<ControlChannel> channelTo(const ScriptedCamera& camera) {
+    return ControlChannel::open(kHost, Ipv4{camera.address()});
+}
+
+bool isReadOf(const ControlRequest& request, std::uint32_t address) {
+    return request.command == 0x0080 && request.word(0) == address;
+}
+
+TEST(ControlChannel, ReadsAndWritesRegisters) {
+    ScriptedCamera camera;
+    const auto channel = channelTo(camera);
+    ASSERT_TRUE(channel->writeRegister(kSomeRegister, 0x12345678));
+    EXPECT_EQ(0x12345678u, camera.registerAt(kSomeRegister));
+    std::uint32_t value = 0;
+    ASSERT_TRUE(channel->readRegister(kSomeRegister, value));
+    EXPECT_EQ(0x12345678u, value);
+}
+
+TEST(ControlChannel, ReadsMemoryOfAnyAddressAndSize) {
+    ScriptedCamera camera;
+    std::string content(1500, '\0');
+    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
+    camera.setMemory(0xc000, content);
+    const auto channel = channelTo(camera);
+    for (const auto& [offset, size] : {std::pair{0u, 4u}, {1u, 1u}, {3u, 2u}, {2u, 1300u}}) {
+        Octets data(size);
+        ASSERT_TRUE(channel->readMemory(0xc000 + offset, data));
+        EXPECT_EQ(content.substr(offset, size), std::string(data.begin(), data.end()));
+    }
+    for (const ControlRequest& request : camera.requests()) {
+        EXPECT_EQ(0u, request.word(0) % 4);
+        EXPECT_EQ(0u, request.word(4) % 4);
+        EXPECT_LE(request.word(4), 536u);
+    }
+}
+
+TEST(ControlChannel, WritesMemoryWithoutTouchingItsNeighbours) {
+    ScriptedCamera camera;
+    camera.setMemory(0xc000, std::string(1200, '.'));
+    const auto channel = channelTo(camera);
+    const std::string text(1001, 'x');
+    ASSERT_TRUE(channel->writeMemory(0xc003, Octets(text.begin(), text.end())));
+    Octets data(1200);
+    ASSERT_TRUE(channel->readMemory(0xc000, data));
+    EXPECT_EQ("..." + text + std::string(196, '.'), std::string(data.begin(), data.end()));
+}
+
+TEST(ControlChannel, RefusesAddressesBeyond32Bits) {
+    ScriptedCamera camera;
+    const auto channel = channelTo(camera);
+    std::array<std::uint8_t, 8> data{};
+    EXPECT_FALSE(channel->readMemory(0xfffffffc, data));
+    EXPECT_EQ(Error::invalidArgument, lastError());
+    EXPECT_FALSE(channel->writeRegister(std::uint64_t{1} << 32, 0));
+    EXPECT_TRUE(camera.requests().empty());
+}
+
+TEST(ControlChannel, RepeatsAnUnansweredRequestUnderItsId) {
+    ScriptedCamera camera;
+    std::atomic<int> count{0};
+    camera.script([&](const ControlRequest& request) {
+        return ++count < 3 ? Reaction{} : camera.ordinaryReaction(request);
+    });
+    std::uint32_t value = 1;
+    EXPECT_TRUE(channelTo(camera)->readRegister(kSomeRegister, value));
+    const auto requests = camera.requests();
+    ASSERT_EQ(3u, requests.size());
+    EXPECT_NE(0, requests[0].id);
+    EXPECT_EQ(requests[0].id, requests[1].id);
+    EXPECT_EQ(requests[0].id, requests[2].id);
+}
+
+TEST(ControlChannel, TakesTheLateAnswerToAnEarlierAttempt) {
+    ScriptedCamera camera;
+    std::atomic<int> count{0};
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        reaction.datagrams.at(0).delay = 300ms;
+        return ++count == 1 ? reaction : Reaction{};
+    });
+    std::uint32_t value = 1;
+    EXPECT_TRUE(channelTo(camera)->readRegister(kSomeRegister, value));
+}
+
+TEST(ControlChannel, GivesUpOnASilentCamera) {
+    ScriptedCamera camera;
+    camera.setSilent(true);
+    std::uint32_t value = 0;
+    EXPECT_FALSE(channelTo(camera)->readRegister(kSomeRegister, value));
+    EXPECT_EQ(Error::timeout, lastError());
+    EXPECT_THAT(lastErrorMessage(), HasSubstr(camera.addressText()));
+    EXPECT_EQ(3u, camera.requests().size());
+}
+
+/** Datagrams before the answer that must not be taken for it. */
+struct Stray {
+    const char* name;
+    Reaction::Datagram (*make)(const ControlRequest& request);
+};
+
+class ControlChannelStray : public testing::TestWithParam<Stray> {};
+
+TEST_P(ControlChannelStray, IsIgnored) {
+    ScriptedCamera camera;
+    camera.setRegister(kSomeRegister, 4711);
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction;
+        reaction.datagrams.push_back(GetParam().make(request));
+        for (auto& answer : camera.ordinaryReaction(request).datagrams)
+            reaction.datagrams.push_back(std::move(answer));
+        return reaction;
+    });
+    std::uint32_t value = 0;
+    ASSERT_TRUE(channelTo(camera)->readRegister(kSomeRegister, value));
+    EXPECT_EQ(4711u, value);
+    EXPECT_EQ(1u, camera.requests().size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ControlChannel, ControlChannelStray,
+    testing::Values(
+        Stray{"WrongId",
+              [](const ControlRequest& request) {
+                  const auto id = static_cast<std::uint16_t>(request.id + 1);
+                  return Reaction::Datagram{ScriptedCamera::acknowledge(0, 0x81, id, {0, 0, 0, 9})};
+              }},
+        Stray{"WrongCommand",
+              [](const ControlRequest& request) {
+                  return Reaction::Datagram{
+                      ScriptedCamera::acknowledge(0, 0x83, request.id, {0, 0, 0, 9})};
+              }},
+        Stray{"WrongSource",
+              [](const ControlRequest& request) {
+                  return Reaction::Datagram{
+                      ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 0, 0, 9}), 0ms, true};
+              }},
+        Stray{"Short",
+              [](const ControlRequest&) {
+                  return Reaction::Datagram{Octets{0, 0, 0, 0x81, 0}};
+              }},
+        Stray{"Empty", [](const ControlRequest&) { return Reaction::Datagram{Octets{}}; }},
+        Stray{
+            "CutPayload",
+            [](const ControlRequest& request) {
+                return Reaction::Datagram{ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 9})};
+            }},
+        Stray{"LengthBeyondTheDatagram",
+              [](const ControlRequest& request) {
+                  Octets bytes = ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 0, 0, 9});
+                  bytes[4] = 0xff;
+                  return Reaction::Datagram{bytes};
+              }},
+        Stray{"Huge",
+              [](const ControlRequest& request) {
+                  return Reaction::Datagram{
+                      ScriptedCamera::acknowledge(0, 0x81, request.id, Octets(60000, 9))};
+              }}),
+    [](const auto& stray) { return stray.param.name; });
+
+TEST(ControlChannel, SaysWhenAnAnswerIsCut) {
+    ScriptedCamera camera;
+    camera.script([](const ControlRequest& request) {
+        return Reaction{{{ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 1})}}};
+    });
+    std::uint32_t value = 0;
+    EXPECT_FALSE(channelTo(camera)->readRegister(kSomeRegister, value));
+    EXPECT_EQ(Error::badAnswer, lastError());
+}
+
+TEST(ControlChannel, WaitsAsLongAsACameraAsks) {
+    ScriptedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        reaction.datagrams.at(0).delay = 450ms;
+        reaction.datagrams.insert(
+            reaction.datagrams.begin(),
+            {ScriptedCamera::acknowledge(0, 0x89, request.id, {0, 0, 0x07, 0xd0})});
+        return reaction;
+    });
+    EXPECT_TRUE(channelTo(camera)->writeRegister(kSomeRegister, 5));
+    EXPECT_EQ(1u, camera.requests().size());
+}
+
+TEST(ControlChannel, TakesARefusalAsFinalAndNamesIt) {
+    ScriptedCamera camera;
+    camera.refuse(kSomeRegister, 0x8003);
+    EXPECT_FALSE(channelTo(camera)->writeRegister(kSomeRegister, 5));
+    EXPECT_EQ(Error::refused, lastError());
+    EXPECT_THAT(lastErrorMessage(), HasSubstr("invalid address (0x8003)"));
+    EXPECT_THAT(lastErrorMessage(), HasSubstr("0x0000b000"));
+    EXPECT_EQ(1u, camera.requests().size());
+}
+
+TEST(ControlChannel, TakesTheControlAndReleasesIt) {
+    ScriptedCamera camera;
+    const auto channel = channelTo(camera);
+    ASSERT_TRUE(channel->takeControl([] {}));
+    EXPECT_EQ(2u, camera.registerAt(kPrivilege));
+    EXPECT_TRUE(channel->isOnline());
+    channel->close();
+    EXPECT_EQ(0u, camera.registerAt(kPrivilege));
+    EXPECT_FALSE(channel->isOnline());
+    std::uint32_t value = 0;
+    EXPECT_FALSE(channel->readRegister(kSomeRegister, value));
+    EXPECT_EQ(Error::notConnected, lastError());
+    channel->close();
+}
+
+TEST(ControlChannel, SaysWhoControlsTheCamera) {
+    ScriptedCamera camera;
+    camera.refuse(0x938, 0x8006);
+    camera.script([&](const ControlRequest& request) {
+        if (request.command != 0x0082) return camera.ordinaryReaction(request);
+        return Reaction{{{ScriptedCamera::acknowledge(0x8006, 0x83, request.id)}}};
+    });
+    camera.setRegister(0xa14, 0x0a000003);
+    EXPECT_FALSE(channelTo(camera)->takeControl([] {}));
+    EXPECT_EQ(Error::accessDenied, lastError());
+    EXPECT_EQ("the camera is controlled by another program (10.0.0.3)", lastErrorMessage());
+
+    camera.refuse(0xa14, 0x8003);
+    EXPECT_FALSE(channelTo(camera)->takeControl([] {}));
+    EXPECT_EQ("the camera is controlled by another program", lastErrorMessage());
+}
+
+/** A channel that controls a camera and counts what it hears of its end. */
+struct Controlled {
+    ScriptedCamera camera;
+    std::shared_ptr<ControlChannel> channel = channelTo(camera);
+    std::atomic<int> losses{0};
+    bool taken = channel->takeControl([this] { ++losses; });
+};
+
+TEST(ControlChannel, NoticesADeadCameraInAboutASecond) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    const auto begin = Clock::now();
+    test.camera.setSilent(true);
+    ASSERT_TRUE(eventually([&] { return test.losses == 1; }, 3s));
+    EXPECT_LT(Clock::now() - begin, 1500ms);
+    EXPECT_FALSE(test.channel->isOnline());
+
+    const auto asked = Clock::now();
+    std::uint32_t value = 0;
+    EXPECT_FALSE(test.channel->readRegister(kSomeRegister, value));
+    EXPECT_EQ(Error::connectionLost, lastError());
+    test.channel->close();
+    EXPECT_LT(Clock::now() - asked, 150ms);
+    EXPECT_EQ(1, test.losses);
+}
+
+TEST(ControlChannel, ClosesADeadCameraInUnderASecond) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.setSilent(true);
+    const auto begin = Clock::now();
+    test.channel->close();
+    EXPECT_LT(Clock::now() - begin, 900ms);
+    EXPECT_EQ(0, test.losses);
+}
+
+TEST(ControlChannel, NoticesThatTheCameraGaveTheControlUp) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.setRegister(kPrivilege, 0);
+    EXPECT_TRUE(eventually([&] { return test.losses == 1; }));
+}
+
+TEST(ControlChannel, NoticesThatAnotherProgramTookTheControl) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.script([&](const ControlRequest& request) {
+        if (request.command != 0x0082) return test.camera.ordinaryReaction(request);
+        return Reaction{{{ScriptedCamera::acknowledge(0x8006, 0x83, request.id)}}};
+    });
+    EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));
+    EXPECT_EQ(Error::refused, lastError());
+    EXPECT_EQ(1, test.losses);
+}
+
+TEST(ControlChannel, OutlivesALockedRegisterAndAnUnansweredOne) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.refuse(kSomeRegister, 0x8006);
+    EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));
+    test.camera.script([&](const ControlRequest& request) {
+        return isReadOf(request, kSomeRegister) ? Reaction{}
+                                                : test.camera.ordinaryReaction(request);
+    });
+    std::uint32_t value = 0;
+    EXPECT_FALSE(test.channel->readRegister(kSomeRegister, value));
+    EXPECT_EQ(Error::timeout, lastError());
+    EXPECT_TRUE(test.channel->isOnline());
+    EXPECT_EQ(0, test.losses);
+}
+
+TEST(ControlChannel, MayBeDroppedWhereItsLossIsNoticed) {
+    ScriptedCamera camera;
+    auto channel = channelTo(camera);
+    std::atomic<bool> dropped{false};
+    ASSERT_TRUE(channel->takeControl([&] {
+        channel.reset();
+        dropped = true;
+    }));
+    camera.setRegister(kPrivilege, 0);
+    EXPECT_TRUE(eventually([&] { return dropped.load(); }));
+}
+
+TEST(ControlChannel, AsksForPacketsWithoutAnAnswer) {
+    ScriptedCamera camera;
+    channelTo(camera)->requestResend({7, 3, 4, false});
+    ASSERT_TRUE(eventually([&] { return !camera.requests().empty(); }));
+    const ControlRequest request = camera.requests().front();
+    EXPECT_EQ(0x0040, request.command);
+    EXPECT_EQ(0, request.flags & 1);
+    EXPECT_EQ(3u, request.word(4));
+    EXPECT_EQ(4u, request.word(8));
+}
+
+}  // namespace
+}  // namespace Vorda::Gige

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A GigE Vision camera's control side for tests, written against the protocol and not against our
+// encoders: it answers from a map of registers, keeps what it was asked, and misbehaves on demand.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestro::test {
+
+using Octets = std::vector<std::uint8_t>;
+
+/** A command as it arrived. */
+struct ControlRequest {
+    std::uint8_t flags = 0;
+    std::uint16_t command = 0;
+    std::uint16_t id = 0;
+    Octets payload;
+    bool wasBroadcast = false;
+
+    /** The 32-bit number at `offset` of the payload. */
+    [[nodiscard]] std::uint32_t word(std::size_t offset) const;
+};
+
+/** What goes back for one request, in this order. */
+struct Reaction {
+    struct Datagram {
+        Octets bytes;
+        std::chrono::milliseconds delay{0};
+        bool fromElsewhere = false;  ///< from another port than the camera's
+    };
+    std::vector<Datagram> datagrams;
+};
+
+class ScriptedCamera {
+ public:
+    /** A free address 127.0.`network`.x of its own; answers broadcasts too. */
+    explicit ScriptedCamera(int network = 1);
+    ~ScriptedCamera();
+    ScriptedCamera(const ScriptedCamera&) = delete;
+    ScriptedCamera& operator=(const ScriptedCamera&) = delete;
+
+    /** The address in host byte order, and as a text. */
+    [[nodiscard]] std::uint32_t address() const;
+    [[nodiscard]] std::string addressText() const;
+
+    void setRegister(std::uint32_t address, std::uint32_t value);
+    [[nodiscard]] std::uint32_t registerAt(std::uint32_t address) const;
+    void setMemory(std::uint32_t address, std::string_view bytes);
+    /** Puts a description at 0x10000 and its URL at 0x200. */
+    void setDescription(std::string_view fileName, std::string_view bytes);
+    /** Reads and writes of this register get this status. */
+    void refuse(std::uint32_t address, std::uint16_t status);
+    /** From now on nothing is answered, or everything is again. */
+    void setSilent(bool isSilent);
+
+    /** What the camera does for a request when nothing is scripted. */
+    [[nodiscard]] Reaction ordinaryReaction(const ControlRequest& request);
+    /** Asked for each request; called on the camera's thread. */
+    void script(std::function<Reaction(const ControlRequest&)> react);
+
+    /** The commands so far, heartbeats (reads of the control privilege) left out. */
+    [[nodiscard]] std::vector<ControlRequest> requests() const;
+
+    /** An acknowledge's bytes. */
+    [[nodiscard]] static Octets acknowledge(std::uint16_t status, std::uint16_t command,
+                                            std::uint16_t id, const Octets& payload = {});
+
+ private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+/** Waits for a condition; false when it does not hold in time. */
+[[nodiscard]] bool eventually(const std::function<bool()>& condition,
+                              std::chrono::milliseconds within = std::chrono::seconds(5));
+
+/** A small whole GenICam description: PayloadSize, TLParamsLocked, AcquisitionStart and -Stop. */
+[[nodiscard]] std::string smallDescription();
+inline constexpr std::uint32_t kPayloadSizeRegister = 0xa000;
+inline constexpr std::uint32_t kTransportLockRegister = 0xa004;
+inline constexpr std::uint32_t kAcquisitionStartRegister = 0xa008;
+inline constexpr std::uint32_t kAcquisitionStopRegister = 0xa00c;
+
+}  // namespace kestro::test
