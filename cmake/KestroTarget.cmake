@@ -19,6 +19,10 @@ if(KESTRO_SANITIZE)
     add_link_options("-fsanitize=${KESTRO_SANITIZE}")
 endif()
 
+if(KESTRO_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 function(kestro_target target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     target_compile_options(${target} PRIVATE
