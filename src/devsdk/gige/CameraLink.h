@@ -22,6 +22,7 @@ struct StreamSetup {
     std::uint32_t packetBytes = 0;   ///< SCPS: IP, UDP and GVSP headers included
     bool canResend = false;          ///< the camera announces packet resend
     bool extendedIds = false;        ///< the camera was switched to 64-bit block ids
+    std::uint16_t cameraPort = 0;    ///< SCSP: the port the stream comes from; 0 is not known
 };
 
 /**

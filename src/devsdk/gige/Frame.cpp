@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "LastError.h"
+#include "ReceivedFrame.h"
+
+#include <utility>
+
+namespace Vorda::GenICam {
+
+CFrame::CFrame() = default;
+CFrame::CFrame(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
+CFrame::CFrame(const CFrame&) = default;
+CFrame& CFrame::operator=(const CFrame&) = default;
+CFrame::~CFrame() = default;
+
+bool CFrame::valid() const { return impl_ != nullptr; }
+
+std::uint64_t CFrame::getBlockId() const { return impl_ ? impl_->info().blockId : 0; }
+
+const void* CFrame::getImage() const { return impl_ ? impl_->data() : nullptr; }
+
+std::uint32_t CFrame::getImageSize() const {
+    return impl_ ? static_cast<std::uint32_t>(impl_->info().sizeBytes) : 0;
+}
+
+std::uint32_t CFrame::getImageWidth() const { return impl_ ? impl_->info().leader.width : 0; }
+
+std::uint32_t CFrame::getImageHeight() const { return impl_ ? impl_->info().leader.height : 0; }
+
+EPixelType CFrame::getImagePixelFormat() const {
+    return static_cast<EPixelType>(impl_ ? impl_->info().leader.pixelFormat : 0);
+}
+
+std::uint64_t CFrame::getImageTimeStamp() const {
+    return impl_ ? impl_->info().leader.timestamp : 0;
+}
+
+bool CFrame::getPayLoadTypes(TVector<EPayloadType>& types) const {
+    types.clear();
+    if (!impl_) return Gige::fail(Gige::Error::invalidArgument, "the frame is empty");
+    types.push_back(static_cast<EPayloadType>(impl_->info().leader.payloadType));
+    return true;
+}
+
+unsigned CFrame::getChunkCount() const { return 0; }
+
+bool CFrame::getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>& texts) const {
+    id = 0;
+    texts.clear();
+    return Gige::fail(Gige::Error::invalidArgument,
+                      "the frame has no chunk " + std::to_string(index));
+}
+
+}  // namespace Vorda::GenICam

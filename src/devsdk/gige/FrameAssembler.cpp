@@ -1,0 +1,366 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "FrameAssembler.h"
+
+#include "BufferPool.h"
+
+#include <algorithm>
+
+namespace Vorda::Gige {
+
+namespace {
+
+using Outcome = PartialFrame::Outcome;
+
+/** A larger step in the block ids is a camera that starts anew, not a loss to be counted. */
+constexpr std::uint64_t kMaxCountedSkip = 1000;
+
+/** More than this share of a frame missing is a network that requests would only load further. */
+constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
+constexpr std::uint32_t kAlwaysRequested = 32;
+
+/** No packet travels for so long: a block id that was used before then means a restarted camera. */
+constexpr auto kRestartSilence = std::chrono::milliseconds(500);
+/** Stands in for a packet size that is not known: the first packets tell. */
+constexpr std::size_t kUnknownStride = 65536;
+
+/** Where `wireId` lies when the newest block counts `newest`; 16-bit ids run from 1 to 65535. */
+std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
+    const auto period = static_cast<std::int64_t>(kLastStandardBlockId);
+    const auto reference = static_cast<std::int64_t>(newest);
+    std::int64_t step = (static_cast<std::int64_t>(wireId) - reference) % period;
+    if (step > period / 2) step -= period;
+    if (step < -(period / 2)) step += period;
+    return reference + step;
+}
+
+}  // namespace
+
+FrameAssembler::FrameAssembler(const StreamSetup& setup, FrameOutput& output,
+                               StreamCounters& counters)
+    : setup_(setup), output_(output), counters_(counters) {
+    for (std::size_t i = 0; i < kMaxOpenBlocks; ++i) order_[i] = &blocks_[i];
+    restart(setup.extendedIds);
+}
+
+FrameAssembler::~FrameAssembler() {
+    for (OpenBlock& block : blocks_)
+        if (block.buffer) output_.returnBuffer(*block.buffer);
+}
+
+void FrameAssembler::take(std::span<const std::uint8_t> datagram, Time now) {
+    const auto packet = decodeGvspPacket(datagram);
+    if (!packet) return counters_.malformedPackets.add();
+    counters_.packets.add();
+    if (packet->blockId == 0) return;  // a test packet
+    if (packet->isError()) return takeRefusal(*packet);
+    if (OpenBlock* block = blockOf(*packet, now)) takeInto(*block, *packet, now);
+}
+
+/** The open block that the packet belongs to, opened if it is new; null when it is to be ignored.
+ */
+FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Time now) {
+    if (packet.extendedIds != extendedIds_) {
+        // A camera that came back may be set up differently; anything but a leader is debris.
+        if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) {
+            counters_.malformedPackets.add();
+            return nullptr;
+        }
+        restart(packet.extendedIds);
+    }
+    if (current_ && current_->wireId == packet.blockId) return current_;
+    std::uint64_t id = countOn(packet);
+    if (OpenBlock* block = findOpen(id)) return current_ = block;
+    const bool roomForOlder = openCount_ < kMaxOpenBlocks || id > order_[0]->id;
+    if (id <= lastClosedId_ || !roomForOlder) {
+        if (!isRestart(id, packet, now)) {
+            counters_.latePackets.add();
+            return nullptr;
+        }
+        counters_.cameraRestarts.add();
+        restart(packet.extendedIds);
+        id = packet.blockId;
+    }
+    return current_ = &open(id, packet, now);
+}
+
+/** The block's id counted on past the wrap of 16-bit ids; 0 for one from before the first. */
+std::uint64_t FrameAssembler::countOn(const GvspPacket& packet) const {
+    if (packet.extendedIds || newestId_ == 0) return packet.blockId;
+    return static_cast<std::uint64_t>(
+        std::max<std::int64_t>(nearestTo(newestId_, packet.blockId), 0));
+}
+
+FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
+    for (std::size_t i = 0; i < openCount_; ++i)
+        if (order_[i]->id == id) return order_[i];
+    return nullptr;
+}
+
+/**
+ * A leader of an old block is either sent twice, or of a camera that lost power and counts from 1
+ * again. The clock in the leader tells: the same block has the same time.
+ */
+bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const {
+    if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) return false;
+    const auto leader = decodeGvspLeader(packet.body);
+    if (!leader) return false;
+    if (now - lastProgress_ >= kRestartSilence) return true;
+    for (const ClosedBlock& closed : closed_)
+        if (closed.id == id && id != 0)
+            return closed.hasTimestamp && closed.timestamp != leader->timestamp;
+    return true;
+}
+
+void FrameAssembler::restart(bool extendedIds) {
+    while (openCount_ != 0) {
+        if (order_[0]->state == State::gathering) giveUp(*order_[0]);
+        closeFront();
+    }
+    extendedIds_ = extendedIds;
+    stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
+    if (stride_ == 0) stride_ = kUnknownStride;
+    trailerId_ = 0;
+    newestId_ = lastClosedId_ = 0;
+    closed_.fill({});
+}
+
+FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPacket& packet,
+                                                Time now) {
+    if (openCount_ == kMaxOpenBlocks) {
+        giveUp(*order_[0]);
+        release();
+    }
+    OpenBlock& block = *order_[openCount_];
+    block.part.begin(stride_, setup_.payloadBytes);
+    block.state = State::gathering;
+    block.id = id;
+    block.wireId = packet.blockId;
+    block.lastPacket = now;
+    block.gapSince = block.tailSince = block.repeatAt = kNever;
+    block.askedEnd = 0;
+    block.rounds = 0;
+    block.resend = setup_.canResend;
+    ++openCount_;
+    for (std::size_t i = openCount_ - 1; i > 0 && order_[i - 1]->id > id; --i)
+        std::swap(order_[i - 1], order_[i]);
+    // The camera has gone on to the next block: what older ones lack of their end is overdue.
+    for (std::size_t i = 0; order_[i] != &block; ++i)
+        order_[i]->tailSince = std::min(order_[i]->tailSince, now);
+    newestId_ = std::max(newestId_, id);
+    return block;
+}
+
+void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time now) {
+    if (block.state == State::dropped) return;
+    if (block.state == State::complete) return counters_.duplicatePackets.add();
+    const std::uint32_t missingBefore = block.part.missing();
+    switch (place(block, packet)) {
+        case Outcome::taken:
+            break;
+        case Outcome::duplicate:
+            return counters_.duplicatePackets.add();
+        case Outcome::tooBig:
+            return drop(block, counters_.tooBig);
+        case Outcome::malformed:
+            return drop(block, counters_.malformedFrames);
+    }
+    if (block.state == State::dropped) return;
+    if (packet.packetId < block.askedEnd) counters_.resentPackets.add();
+    noteProgress(block, missingBefore, now);
+    if (block.part.complete()) finish(block);
+}
+
+Outcome FrameAssembler::place(OpenBlock& block, const GvspPacket& packet) {
+    switch (static_cast<GvspFormat>(packet.format)) {
+        case GvspFormat::payload:
+            return placePayload(block, packet);
+        case GvspFormat::leader:
+            return placeLeader(block, packet);
+        case GvspFormat::trailer:
+            return block.part.takeTrailer(packet.packetId);
+    }
+    // All-in-one, multi-part and the like: the leader, if there is one, would not be an image's.
+    drop(block, counters_.unsupported);
+    return Outcome::taken;
+}
+
+Outcome FrameAssembler::placeLeader(OpenBlock& block, const GvspPacket& packet) {
+    const auto leader = decodeGvspLeader(packet.body);
+    if (!leader || packet.packetId != 0) return Outcome::malformed;
+    const Outcome outcome = block.part.takeLeader(*leader);
+    if (leader->payloadType != kGvspImage) drop(block, counters_.unsupported);
+    return outcome;
+}
+
+Outcome FrameAssembler::placePayload(OpenBlock& block, const GvspPacket& packet) {
+    if (!block.buffer) {
+        block.buffer = output_.takeBuffer();
+        if (!block.buffer) {
+            drop(block, counters_.noBuffer);
+            return Outcome::taken;
+        }
+        block.part.setBuffer(block.buffer->data);
+    }
+    return block.part.takePayload(packet.packetId, packet.body);
+}
+
+/** The camera does not send a packet again. */
+void FrameAssembler::takeRefusal(const GvspPacket& packet) {
+    OpenBlock* block = findOpen(countOn(packet));
+    if (packet.status == kGvspPacketNotYetAvailable || !block) return;
+    counters_.unavailablePackets.add();
+    // Beyond the known end the packet was a guess and may never have existed.
+    if (packet.packetId >= block->part.knownEnd() || block->part.has(packet.packetId)) return;
+    block->resend = false;
+    release();
+}
+
+void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now) {
+    block.lastPacket = lastProgress_ = now;
+    const std::uint32_t missing = block.part.missing();
+    if (missing > missingBefore) block.gapSince = std::min(block.gapSince, now);
+    if (missing == 0) block.gapSince = kNever;
+}
+
+void FrameAssembler::finish(OpenBlock& block) {
+    if (!block.buffer) block.buffer = output_.takeBuffer();  // a frame without a byte
+    if (!block.buffer) return drop(block, counters_.noBuffer);
+    block.state = State::complete;
+    stride_ = block.part.provenStride().value_or(stride_);
+    trailerId_ = block.part.knownEnd() - 1;
+    release();
+}
+
+void FrameAssembler::drop(OpenBlock& block, Counter& reason) {
+    reason.add();
+    if (block.buffer) output_.returnBuffer(*block.buffer);
+    block.buffer = nullptr;
+    block.state = State::dropped;
+    release();
+}
+
+void FrameAssembler::giveUp(OpenBlock& block) {
+    counters_.lostFrames.add();
+    counters_.lostPackets.add(block.part.missing());
+    if (block.buffer) output_.returnBuffer(*block.buffer);
+    block.buffer = nullptr;
+    block.state = State::dropped;
+}
+
+void FrameAssembler::release() {
+    while (openCount_ != 0) {
+        OpenBlock& front = *order_[0];
+        if (front.state == State::gathering) {
+            if (front.resend || !overtaken()) return;
+            giveUp(front);
+        }
+        closeFront();
+    }
+}
+
+/** True when a newer frame is complete and waits behind the oldest. */
+bool FrameAssembler::overtaken() const {
+    return std::any_of(order_.begin() + 1, order_.begin() + static_cast<std::ptrdiff_t>(openCount_),
+                       [](const OpenBlock* block) { return block->state == State::complete; });
+}
+
+void FrameAssembler::closeFront() {
+    OpenBlock& block = *order_[0];
+    const auto& leader = block.part.leader();
+    if (block.state == State::complete) {
+        counters_.completeFrames.add();
+        output_.deliver(*block.buffer, {block.id, block.part.sizeBytes(), *leader});
+        block.buffer = nullptr;
+    }
+    const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
+    if (skipped <= kMaxCountedSkip) counters_.lostFrames.add(skipped);
+    lastClosedId_ = block.id;
+    closed_[closedNext_] = {block.id, leader ? leader->timestamp : 0, leader.has_value()};
+    closedNext_ = (closedNext_ + 1) % closed_.size();
+    std::rotate(order_.begin(), order_.begin() + 1,
+                order_.begin() + static_cast<std::ptrdiff_t>(openCount_));
+    --openCount_;
+    current_ = nullptr;
+}
+
+void FrameAssembler::tick(Time now) {
+    for (std::size_t i = 0; i < openCount_; ++i) {
+        OpenBlock& block = *order_[i];
+        if (block.state != State::gathering) continue;
+        if (now - block.lastPacket >= kRetention) {
+            giveUp(block);
+        } else if (block.resend && now >= dueAt(block)) {
+            askForMissing(block, now);
+        }
+    }
+    release();
+}
+
+FrameAssembler::Time FrameAssembler::deadline() const {
+    Time next = kNever;
+    for (std::size_t i = 0; i < openCount_; ++i) {
+        const OpenBlock& block = *order_[i];
+        if (block.state != State::gathering) continue;
+        next = std::min(next, block.lastPacket + kRetention);
+        if (block.resend) next = std::min(next, dueAt(block));
+    }
+    return next;
+}
+
+FrameAssembler::Time FrameAssembler::dueAt(const OpenBlock& block) const {
+    const Time gap = block.gapSince == kNever ? kNever : block.gapSince + kFirstRequestAfter;
+    return std::min({gap, tailDueAt(block), block.repeatAt});
+}
+
+/** When the missing end of a block is to be asked for first; kNever once it was, or has come. */
+FrameAssembler::Time FrameAssembler::tailDueAt(const OpenBlock& block) const {
+    if (block.part.hasTrailer() || block.askedEnd > block.part.knownEnd()) return kNever;
+    const Time idle = block.lastPacket + kTailRequestAfter;
+    return block.tailSince == kNever ? idle : std::min(idle, block.tailSince + kFirstRequestAfter);
+}
+
+void FrameAssembler::askForMissing(OpenBlock& block, Time now) {
+    const bool repeat = now >= block.repeatAt;
+    const std::uint32_t end = endToAskFor(block, now);
+    const std::uint32_t missing = block.part.missing() + (end - block.part.knownEnd());
+    if (repeat && ++block.rounds >= kMaxRequestRounds) block.resend = false;
+    if (missing > kAlwaysRequested && missing > expectedEnd(block) / kMaxMissingShare)
+        block.resend = false;
+    if (!block.resend) return;
+    requestGaps(block, repeat ? 0 : block.askedEnd, end);
+    block.askedEnd = std::max(block.askedEnd, end);
+    block.gapSince = kNever;
+    if (repeat || block.repeatAt == kNever) block.repeatAt = now + kRepeatRequestAfter;
+}
+
+std::uint32_t FrameAssembler::endToAskFor(const OpenBlock& block, Time now) const {
+    const std::uint32_t known = block.part.knownEnd();
+    const bool tail = now >= tailDueAt(block) || block.askedEnd > known;
+    if (block.part.hasTrailer() || !tail) return known;
+    const std::uint32_t end = expectedEnd(block);
+    // Unless the next block has begun, the camera may just be slow, or exposing after its leader.
+    return block.tailSince != kNever ? end : std::min(end, known + kAlwaysRequested);
+}
+
+void FrameAssembler::requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end) {
+    for (;;) {
+        const std::uint32_t first = block.part.nextMissing(from, end);
+        if (first >= end) return;
+        from = block.part.nextPresent(first, end);
+        counters_.resendRequests.add();
+        output_.requestResend({block.wireId, first, from - 1, extendedIds_});
+    }
+}
+
+/**
+ * One past the trailer as far as can be told. Frames are mostly as long as the one before; of the
+ * first one only the largest size is known.
+ */
+std::uint32_t FrameAssembler::expectedEnd(const OpenBlock& block) const {
+    if (block.part.hasTrailer()) return block.part.knownEnd();
+    const auto largest = static_cast<std::uint32_t>((setup_.payloadBytes + stride_ - 1) / stride_);
+    const std::uint32_t guess = trailerId_ != 0 ? trailerId_ + 1 : largest + 2;
+    return std::max(guess, block.part.knownEnd() + 1);
+}
+
+}  // namespace Vorda::Gige

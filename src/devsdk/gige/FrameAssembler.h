@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "CameraLink.h"
+#include "Gvsp.h"
+#include "PartialFrame.h"
+#include "StreamCounters.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace Vorda::Gige {
+
+struct FrameBuffer;
+
+/** What is told of a complete frame, beside its bytes. */
+struct FrameInfo {
+    std::uint64_t blockId = 0;  ///< 16-bit ids counted on past their wrap
+    std::size_t sizeBytes = 0;
+    GvspLeader leader;
+};
+
+/** Where a FrameAssembler gets its buffers and puts its frames and requests. */
+class FrameOutput {
+ public:
+    virtual ~FrameOutput() = default;
+    /** A buffer of the capacity that the assembler was made for; null when there is none. */
+    [[nodiscard]] virtual FrameBuffer* takeBuffer() = 0;
+    /** A buffer comes back unused. */
+    virtual void returnBuffer(FrameBuffer& buffer) = 0;
+    /** A complete frame; the buffer is the receiver's. */
+    virtual void deliver(FrameBuffer& buffer, const FrameInfo& info) = 0;
+    virtual void requestResend(const ResendRequest& request) = 0;
+};
+
+/**
+ * Makes frames of packets: a state machine without clock, socket or thread.
+ *
+ * Frames come out in the order of their block ids, each with every byte that the camera sent or not
+ * at all. Up to kMaxOpenBlocks are under way at once; while an older one waits for packets to be
+ * sent again, newer ones wait behind it. Threads: one.
+ */
+class FrameAssembler {
+ public:
+    using Clock = std::chrono::steady_clock;
+    using Time = Clock::time_point;
+
+    static constexpr std::size_t kMaxOpenBlocks = 4;
+    /** A gap is asked for after this time: reordered packets fill it by themselves. */
+    static constexpr auto kFirstRequestAfter = std::chrono::milliseconds(1);
+    static constexpr auto kRepeatRequestAfter = std::chrono::milliseconds(20);
+    /** The end of a frame is asked for when nothing came for this long and no newer one began. */
+    static constexpr auto kTailRequestAfter = std::chrono::milliseconds(40);
+    static constexpr unsigned kMaxRequestRounds = 5;
+    /** An incomplete frame is given up when nothing new came for it for this long. */
+    static constexpr auto kRetention = std::chrono::milliseconds(100);
+
+    FrameAssembler(const StreamSetup& setup, FrameOutput& output, StreamCounters& counters);
+    FrameAssembler(const FrameAssembler&) = delete;
+    FrameAssembler& operator=(const FrameAssembler&) = delete;
+    /** Returns the buffers of the frames under way. */
+    ~FrameAssembler();
+
+    void take(std::span<const std::uint8_t> datagram, Time now);
+    /** Asks for missing packets and gives frames up, as far as it is time. */
+    void tick(Time now);
+    /** When tick() has something to do next; Time::max() when nothing is under way. */
+    [[nodiscard]] Time deadline() const;
+    /** True while a frame is under way. */
+    [[nodiscard]] bool busy() const { return openCount_ != 0; }
+
+ private:
+    static constexpr Time kNever = Time::max();
+
+    enum class State { gathering, complete, dropped };
+
+    struct OpenBlock {
+        PartialFrame part;
+        FrameBuffer* buffer = nullptr;
+        State state = State::gathering;
+        std::uint64_t id = 0;      ///< counted on past the wrap
+        std::uint64_t wireId = 0;  ///< as the camera writes it
+        Time lastPacket{};
+        Time gapSince = kNever;   ///< of the gaps not yet asked for
+        Time tailSince = kNever;  ///< since when the end is overdue
+        Time repeatAt = kNever;
+        std::uint32_t askedEnd = 0;  ///< packets below were asked for once, or came
+        unsigned rounds = 0;
+        bool resend = false;  ///< asking again still makes sense
+    };
+
+    /** A block that is done with, so that late packets do not open it again. */
+    struct ClosedBlock {
+        std::uint64_t id = 0;
+        std::uint64_t timestamp = 0;
+        bool hasTimestamp = false;
+    };
+
+    [[nodiscard]] OpenBlock* blockOf(const GvspPacket& packet, Time now);
+    [[nodiscard]] OpenBlock* findOpen(std::uint64_t id);
+    OpenBlock& open(std::uint64_t id, const GvspPacket& packet, Time now);
+    [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
+    [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;
+    void restart(bool extendedIds);
+
+    void takeInto(OpenBlock& block, const GvspPacket& packet, Time now);
+    [[nodiscard]] PartialFrame::Outcome place(OpenBlock& block, const GvspPacket& packet);
+    [[nodiscard]] PartialFrame::Outcome placeLeader(OpenBlock& block, const GvspPacket& packet);
+    [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);
+    void takeRefusal(const GvspPacket& packet);
+    void noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now);
+    void finish(OpenBlock& block);
+    void drop(OpenBlock& block, Counter& reason);
+    void giveUp(OpenBlock& block);
+
+    [[nodiscard]] Time dueAt(const OpenBlock& block) const;
+    [[nodiscard]] Time tailDueAt(const OpenBlock& block) const;
+    void askForMissing(OpenBlock& block, Time now);
+    void requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end);
+    [[nodiscard]] std::uint32_t endToAskFor(const OpenBlock& block, Time now) const;
+    [[nodiscard]] std::uint32_t expectedEnd(const OpenBlock& block) const;
+
+    /** Hands on what is complete and in order, gives up what cannot become so. */
+    void release();
+    [[nodiscard]] bool overtaken() const;
+    void closeFront();
+
+    const StreamSetup setup_;
+    FrameOutput& output_;
+    StreamCounters& counters_;
+
+    std::array<OpenBlock, kMaxOpenBlocks> blocks_;
+    std::array<OpenBlock*, kMaxOpenBlocks> order_{};  ///< the open ones first, oldest first
+    std::size_t openCount_ = 0;
+    OpenBlock* current_ = nullptr;  ///< the one that the last packet belonged to
+
+    bool extendedIds_ = false;
+    std::size_t stride_ = 0;          ///< payload of a full packet, learnt from complete frames
+    std::uint32_t trailerId_ = 0;     ///< of the last complete frame: a guess for the next
+    std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start
+    std::uint64_t lastClosedId_ = 0;  ///< 0: none
+    Time lastProgress_{};             ///< when a packet last made a difference
+    std::array<ClosedBlock, 64> closed_{};
+    std::size_t closedNext_ = 0;
+};
+
+}  // namespace Vorda::Gige

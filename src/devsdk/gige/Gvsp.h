@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Bytes of the GigE Vision stream protocol to values. Pure; every length is checked.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace Vorda::Gige {
+
+/** Bytes of IP and UDP headers, which a camera's packet size counts too. */
+inline constexpr std::size_t kIpUdpHeaderBytes = 28;
+inline constexpr std::size_t kGvspHeaderBytes = 8;
+inline constexpr std::size_t kGvspExtendedHeaderBytes = 20;
+
+/** Largest standard block id; the next block after it has id 1. */
+inline constexpr std::uint64_t kLastStandardBlockId = 0xffff;
+
+enum class GvspFormat : std::uint8_t { leader = 1, trailer = 2, payload = 3 };
+
+/** Payload types, without the chunk bit. */
+inline constexpr std::uint16_t kGvspImage = 0x0001;
+
+/** Status codes with this bit are errors; such a packet carries no data. */
+inline constexpr std::uint16_t kGvspErrorBit = 0x8000;
+inline constexpr std::uint16_t kGvspPacketNotYetAvailable = 0x8010;
+
+struct GvspPacket {
+    std::uint16_t status = 0;
+    std::uint8_t format = 0;   ///< a GvspFormat, or one that we do not know
+    bool extendedIds = false;  ///< 64-bit block id and 32-bit packet id
+    std::uint32_t packetId = 0;
+    std::uint64_t blockId = 0;  ///< 0 in test packets
+    std::span<const std::uint8_t> body;
+
+    [[nodiscard]] bool isError() const { return (status & kGvspErrorBit) != 0; }
+};
+
+/** What a leader says of the block; the geometry is that of images and 0 for other payloads. */
+struct GvspLeader {
+    std::uint16_t payloadType = 0;  ///< with the chunk bit
+    std::uint64_t timestamp = 0;    ///< ticks of the camera's clock
+    std::uint32_t pixelFormat = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+};
+
+/** Empty when the bytes are too few for the header that they begin. The body borrows from them. */
+[[nodiscard]] std::optional<GvspPacket> decodeGvspPacket(std::span<const std::uint8_t> datagram);
+
+/** Empty when the body is shorter than a leader of its payload type. */
+[[nodiscard]] std::optional<GvspLeader> decodeGvspLeader(std::span<const std::uint8_t> body);
+
+/** Payload bytes in a full packet of a stream whose packets have `packetBytes` with all headers. */
+[[nodiscard]] std::size_t gvspPayloadBytes(std::uint32_t packetBytes, bool extendedIds);
+
+}  // namespace Vorda::Gige

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Gvsp.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace Vorda::Gige {
+
+/**
+ * The packets of one block, put in their places.
+ *
+ * Packet 0 is the leader, 1 to n carry the payload, n+1 is the trailer; they come in any order. All
+ * payload packets but the last have one size, the stride, and so packet i lies at (i-1) strides.
+ * The stride is guessed from the packet size that the camera was set to, but some cameras send
+ * smaller packets: the guess is replaced by the first packet that proves another, and packets that
+ * contradict each other make the block malformed. Only complete() blocks are to be trusted.
+ */
+class PartialFrame {
+ public:
+    enum class Outcome { taken, duplicate, malformed, tooBig };
+
+    /** Forgets everything; `stride` is the guess, `capacity` the most that the payload may have. */
+    void begin(std::size_t stride, std::size_t capacity);
+    /** Where the payload goes, `capacity` bytes; needed before the first payload packet. */
+    void setBuffer(std::uint8_t* data) { data_ = data; }
+
+    [[nodiscard]] Outcome takeLeader(const GvspLeader& leader);
+    [[nodiscard]] Outcome takePayload(std::uint32_t packetId, std::span<const std::uint8_t> bytes);
+    [[nodiscard]] Outcome takeTrailer(std::uint32_t packetId);
+
+    [[nodiscard]] bool complete() const;
+    [[nodiscard]] const std::optional<GvspLeader>& leader() const { return leader_; }
+    [[nodiscard]] bool hasTrailer() const { return trailerId_ != 0; }
+    /** Of a complete frame. */
+    [[nodiscard]] std::size_t sizeBytes() const;
+    /** The size of full packets, when one was seen. */
+    [[nodiscard]] std::optional<std::size_t> provenStride() const;
+
+    /** One past the highest packet id that is known to exist; 0 when nothing came yet. */
+    [[nodiscard]] std::uint32_t knownEnd() const;
+    /** Packets below knownEnd() that have not come. */
+    [[nodiscard]] std::uint32_t missing() const { return knownEnd() - received(); }
+    [[nodiscard]] bool has(std::uint32_t packetId) const;
+
+    /** The first packet not below `from` and below `end` that has not come; else `end`. */
+    [[nodiscard]] std::uint32_t nextMissing(std::uint32_t from, std::uint32_t end) const;
+    /** The first packet not below `from` and below `end` that has come; else `end`. */
+    [[nodiscard]] std::uint32_t nextPresent(std::uint32_t from, std::uint32_t end) const;
+
+ private:
+    [[nodiscard]] std::uint32_t received() const;
+    [[nodiscard]] bool settleStride(std::uint32_t packetId, std::size_t size);
+    [[nodiscard]] bool adoptStride(std::size_t stride);
+    void mark(std::uint32_t packetId);
+
+    std::uint8_t* data_ = nullptr;
+    std::size_t capacity_ = 0;
+    std::size_t stride_ = 0;
+    std::optional<GvspLeader> leader_;
+    std::uint32_t trailerId_ = 0;  ///< 0: none yet
+    std::uint32_t highestPayload_ = 0;
+    std::uint32_t payloadCount_ = 0;
+    std::uint32_t fullCount_ = 0;  ///< payload packets of stride_ bytes
+    std::uint32_t shortId_ = 0;    ///< the one smaller packet, taken for the last; 0: none
+    std::size_t shortBytes_ = 0;
+    std::vector<std::uint64_t> present_;  ///< a bit for each payload packet
+};
+
+}  // namespace Vorda::Gige

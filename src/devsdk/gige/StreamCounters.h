@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace Vorda::Gige {
+
+/** A number that one thread at a time raises and any thread reads. */
+class Counter {
+ public:
+    void add(std::uint64_t count = 1) {
+        // One writer at a time, so no locked instruction is needed for each packet.
+        value_.store(value_.load(std::memory_order_relaxed) + count, std::memory_order_relaxed);
+    }
+    void reset() { value_.store(0, std::memory_order_relaxed); }
+    [[nodiscard]] std::uint64_t get() const { return value_.load(std::memory_order_relaxed); }
+
+ private:
+    std::atomic<std::uint64_t> value_{0};
+};
+
+/** What happened on a stream since its start; may be read at any time. */
+struct StreamCounters {
+    Counter completeFrames;      ///< received with every byte
+    Counter deliveredFrames;     ///< handed to the application
+    Counter lostFrames;          ///< given up incomplete, or never seen at all
+    Counter droppedOldest;       ///< complete, but the application was too slow
+    Counter noBuffer;            ///< not received: the application held every buffer
+    Counter tooBig;              ///< larger than the payload size at the start
+    Counter unsupported;         ///< of a payload type that is not read
+    Counter malformedFrames;     ///< packets of one block that contradict each other
+    Counter packets;             ///< from the camera, good header
+    Counter lostPackets;         ///< known to be missing when their frame was given up
+    Counter resendRequests;      ///< datagrams that asked for packets again
+    Counter resentPackets;       ///< arrived after they were asked for
+    Counter unavailablePackets;  ///< asked for, but the camera no longer had them
+    Counter duplicatePackets;
+    Counter latePackets;       ///< of blocks that were closed already
+    Counter malformedPackets;  ///< from the camera, not understood
+    Counter strayPackets;      ///< from another address
+    Counter hostDrops;         ///< datagrams that found the socket's receive buffer full
+    Counter cameraRestarts;    ///< block ids began anew
+
+    void reset();
+    /** The counters that are not 0: "complete 12, delivered 12, packets 48". */
+    [[nodiscard]] std::string text() const;
+};
+
+}  // namespace Vorda::Gige

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StreamReceiver.h"
+
+#include "LastError.h"
+#include "NamedThread.h"
+#include "VXlog4cpp.h"
+
+#include <linux/sock_diag.h>
+#include <netinet/udp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace Vorda::Gige {
+
+using VXlog4cpp::CVxLog;
+
+namespace {
+
+constexpr unsigned kBatch = 32;
+/** The kernel may hand over several packets of one sender as one datagram of up to 64 KiB. */
+constexpr std::size_t kLargestDatagram = 65536;
+/** Not a power of two, so that the datagrams of a batch do not share cache sets. */
+constexpr std::size_t kDatagramStride = kLargestDatagram + 33 * 64;
+
+/** Twice a frame, because the kernel counts its own overhead as well. */
+constexpr std::uint64_t kReceiveBufferPerPayload = 2;
+constexpr std::uint64_t kLeastReceiveBuffer = std::uint64_t{4} << 20;
+constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
+
+/** Packets of a running frame are left to gather for so long: a wake-up costs more than a packet.
+ */
+constexpr long kGatherNanoseconds = 100'000;
+/** After an error of the socket that is not ours to mend (interface gone): no busy loop. */
+constexpr auto kErrorPause = std::chrono::milliseconds(20);
+constexpr auto kAskCameraAddressEvery = std::chrono::milliseconds(100);
+
+sockaddr_in toSockaddr(Ipv4 address, std::uint16_t port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_addr.s_addr = htonl(address.value);
+    result.sin_port = htons(port);
+    return result;
+}
+
+bool failSystem(const char* what) {
+    return fail(Error::system, std::string(what) + ": " + std::strerror(errno));
+}
+
+timespec toTimespec(std::chrono::nanoseconds time) {
+    constexpr long kNanosecondsPerSecond = 1'000'000'000;
+    const auto count = std::max<std::int64_t>(time.count(), 0);
+    return {count / kNanosecondsPerSecond, count % kNanosecondsPerSecond};
+}
+
+/** Bytes of each packet in a datagram that the kernel put together of several; else 0. */
+std::size_t segmentBytesOf(msghdr& header) {
+    for (cmsghdr* control = CMSG_FIRSTHDR(&header); control;
+         control = CMSG_NXTHDR(&header, control)) {
+        if (control->cmsg_level != SOL_UDP || control->cmsg_type != UDP_GRO) continue;
+        int bytes = 0;
+        std::memcpy(&bytes, CMSG_DATA(control), sizeof bytes);
+        return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+    }
+    return 0;
+}
+
+void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t granted) {
+    // Once for each size: an application that starts and stops needs no reminder.
+    static std::atomic<std::uint64_t> warned{0};
+    std::uint64_t largest = warned;
+    while (largest < wanted && !warned.compare_exchange_weak(largest, wanted)) {
+    }
+    if (largest >= wanted) return;
+    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kWarning,
+                "The receive buffer of the stream of [%s] is %I64u bytes instead of %I64u: frames "
+                "may be lost. Raise the sysctl net.core.rmem_max to %I64u",
+                key, granted, wanted, wanted);
+}
+
+}  // namespace
+
+OwnedFd::~OwnedFd() { reset(-1); }
+
+void OwnedFd::reset(int fd) {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = fd;
+}
+
+/** What recvmmsg fills in one call. */
+struct StreamReceiver::Batch {
+    Batch() : bytes(new std::uint8_t[kBatch * kDatagramStride]) {
+        for (unsigned i = 0; i < kBatch; ++i) {
+            slices[i] = {bytes.get() + i * kDatagramStride, kLargestDatagram};
+            headers[i].msg_hdr.msg_iov = &slices[i];
+            headers[i].msg_hdr.msg_iovlen = 1;
+            headers[i].msg_hdr.msg_name = &sources[i];
+            headers[i].msg_hdr.msg_control = controls[i].bytes;
+            rearm(i);
+        }
+    }
+    /** Restores the lengths, which the kernel overwrites. */
+    void rearm(unsigned i) {
+        headers[i].msg_hdr.msg_namelen = sizeof sources[i];
+        headers[i].msg_hdr.msg_controllen = sizeof controls[i].bytes;
+    }
+
+    struct Control {
+        alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(int))];
+    };
+    std::unique_ptr<std::uint8_t[]> bytes;
+    iovec slices[kBatch];
+    sockaddr_in sources[kBatch];
+    Control controls[kBatch];
+    mmsghdr headers[kBatch]{};
+};
+
+StreamReceiver::StreamReceiver(CameraLink& link, FrameDelivery& delivery, StreamCounters& counters)
+    : link_(link), delivery_(delivery), counters_(counters) {}
+
+StreamReceiver::~StreamReceiver() { stop(); }
+
+bool StreamReceiver::open() {
+    socket_.reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (socket_.get() < 0) return failSystem("stream socket");
+    wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (wake_.get() < 0) return failSystem("stream wake-up");
+    sockaddr_in address = toSockaddr(link_.hostAddress(), 0);
+    if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        const std::string what = "bind the stream to " + link_.hostAddress().text();
+        return failSystem(what.c_str());
+    }
+    socklen_t length = sizeof address;
+    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        return failSystem("port of the stream socket");
+    port_ = ntohs(address.sin_port);
+    // Batches from the kernel; a kernel without it delivers packet by packet.
+    const int on = 1;
+    ::setsockopt(socket_.get(), SOL_UDP, UDP_GRO, &on, sizeof on);
+    return true;
+}
+
+bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool> pool) {
+    pool_ = std::move(pool);
+    camera_ = link_.cameraAddress();
+    enlargeReceiveBuffer(setup.payloadBytes);
+    openFirewall(setup.cameraPort);
+    try {
+        FrameOutput& output = *this;  // emplace cannot see the private base
+        batch_ = std::make_unique<Batch>();
+        assembler_.emplace(setup, output, counters_);
+        thread_ = startNamedThread("kst-rx", [this] { run(); });
+    } catch (const std::exception& error) {
+        return fail(Error::system, std::string("stream receiver: ") + error.what());
+    }
+    return true;
+}
+
+void StreamReceiver::stop() {
+    if (thread_.joinable()) {
+        stopping_ = true;
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const auto written = ::write(wake_.get(), &one, sizeof one);
+        thread_.join();
+        countHostDrops();
+    }
+    assembler_.reset();
+}
+
+void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {
+    const std::uint64_t wanted = std::clamp(payloadBytes * kReceiveBufferPerPayload,
+                                            kLeastReceiveBuffer, kMostReceiveBuffer);
+    const int bytes = static_cast<int>(wanted);
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    int effective = 0;
+    socklen_t length = sizeof effective;
+    ::getsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &effective, &length);
+    const auto granted = static_cast<std::uint64_t>(std::max(effective, 0)) / 2;  // socket(7)
+    if (granted < wanted) warnOfSmallBuffer(link_.key(), wanted, granted);
+}
+
+/** One packet out, so that a host firewall that follows connections lets the stream in. */
+void StreamReceiver::openFirewall(std::uint16_t cameraPort) {
+    if (cameraPort == 0) return;
+    const sockaddr_in camera = toSockaddr(camera_, cameraPort);
+    // Nothing waits for it, and a camera ignores it: a failure means nothing here.
+    [[maybe_unused]] const auto sent = ::sendto(
+        socket_.get(), "", 1, 0, reinterpret_cast<const sockaddr*>(&camera), sizeof camera);
+}
+
+void StreamReceiver::run() {
+    while (!stopping_.load(std::memory_order_relaxed)) {
+        const int count = ::recvmmsg(socket_.get(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
+        const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
+        const auto now = FrameAssembler::Clock::now();
+        if (count > 0) takeBatch(count, now);
+        assembler_->tick(now);
+        if (failed) {
+            pollfd wake{wake_.get(), POLLIN, 0};
+            ::poll(&wake, 1, static_cast<int>(kErrorPause.count()));
+        } else if (count < static_cast<int>(kBatch)) {
+            waitForPackets(count > 0 && assembler_->busy());
+        }
+    }
+}
+
+void StreamReceiver::takeBatch(int count, FrameAssembler::Time now) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
+        mmsghdr& message = batch_->headers[i];
+        const std::size_t segmentBytes = segmentBytesOf(message.msg_hdr);
+        const bool cut = (message.msg_hdr.msg_flags & MSG_TRUNC) != 0;
+        if (!isFromCamera(batch_->sources[i], now)) {
+            counters_.strayPackets.add();
+        } else if (cut) {
+            counters_.malformedPackets.add();
+        } else {
+            const auto* bytes = static_cast<const std::uint8_t*>(batch_->slices[i].iov_base);
+            takeDatagram({bytes, message.msg_len}, segmentBytes, now);
+        }
+        batch_->rearm(i);
+    }
+}
+
+void StreamReceiver::takeDatagram(std::span<const std::uint8_t> datagram, std::size_t segmentBytes,
+                                  FrameAssembler::Time now) {
+    if (segmentBytes == 0) return assembler_->take(datagram, now);
+    while (!datagram.empty()) {
+        const std::size_t bytes = std::min(segmentBytes, datagram.size());
+        assembler_->take(datagram.first(bytes), now);
+        datagram = datagram.subspan(bytes);
+    }
+}
+
+bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Time now) {
+    const Ipv4 sender{ntohl(source.sin_addr.s_addr)};
+    if (sender == camera_) return true;
+    // A camera that was found again may have another address than at the start.
+    if (now - cameraAsked_ < kAskCameraAddressEvery) return false;
+    cameraAsked_ = now;
+    camera_ = link_.cameraAddress();
+    return sender == camera_;
+}
+
+/** Waits for the socket, the assembler's next deadline or stop(). */
+void StreamReceiver::waitForPackets(bool frameUnderWay) {
+    pollfd watched[] = {{wake_.get(), POLLIN, 0}, {socket_.get(), POLLIN, 0}};
+    if (frameUnderWay) {
+        const timespec gather{0, kGatherNanoseconds};
+        ::ppoll(watched, 1, &gather, nullptr);
+        return;
+    }
+    const auto deadline = assembler_->deadline();
+    if (deadline == FrameAssembler::Time::max()) {
+        ::ppoll(watched, 2, nullptr, nullptr);
+        return;
+    }
+    const timespec timeout = toTimespec(deadline - FrameAssembler::Clock::now());
+    ::ppoll(watched, 2, &timeout, nullptr);
+}
+
+void StreamReceiver::countHostDrops() {
+    std::uint32_t memory[SK_MEMINFO_VARS] = {};
+    socklen_t length = sizeof memory;
+    if (::getsockopt(socket_.get(), SOL_SOCKET, SO_MEMINFO, memory, &length) == 0)
+        counters_.hostDrops.add(memory[SK_MEMINFO_DROPS]);
+}
+
+FrameBuffer* StreamReceiver::takeBuffer() {
+    for (;;) {
+        if (FrameBuffer* buffer = pool_->take()) return buffer;
+        // The frame that waits longest makes room. The application may have taken it meanwhile and
+        // may hold all the others: then there is none to be had.
+        if (!delivery_.dropOldest()) return nullptr;
+    }
+}
+
+void StreamReceiver::returnBuffer(FrameBuffer& buffer) { pool_->giveBack(buffer); }
+
+void StreamReceiver::deliver(FrameBuffer& buffer, const FrameInfo& info) {
+    delivery_.push(pool_->makeFrame(buffer, info));
+}
+
+void StreamReceiver::requestResend(const ResendRequest& request) { link_.requestResend(request); }
+
+}  // namespace Vorda::Gige

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "BufferPool.h"
+#include "CameraLink.h"
+#include "FrameAssembler.h"
+#include "FrameDelivery.h"
+#include "StreamCounters.h"
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <thread>
+
+namespace Vorda::Gige {
+
+/** A file descriptor that closes itself. */
+class OwnedFd {
+ public:
+    OwnedFd() = default;
+    explicit OwnedFd(int fd) : fd_(fd) {}
+    OwnedFd(const OwnedFd&) = delete;
+    OwnedFd& operator=(const OwnedFd&) = delete;
+    ~OwnedFd();
+    void reset(int fd);
+    [[nodiscard]] int get() const { return fd_; }
+
+ private:
+    int fd_ = -1;
+};
+
+/**
+ * The socket of one run of a stream, and the thread that empties it into frames.
+ *
+ * Complete frames go to the delivery, which never blocks this thread. Threads: open, start and stop
+ * from one thread at a time.
+ */
+class StreamReceiver : private FrameOutput {
+ public:
+    StreamReceiver(CameraLink& link, FrameDelivery& delivery, StreamCounters& counters);
+    StreamReceiver(const StreamReceiver&) = delete;
+    StreamReceiver& operator=(const StreamReceiver&) = delete;
+    ~StreamReceiver() override;
+
+    /** Binds a socket on the host's side of the camera; false with the last error set. */
+    [[nodiscard]] bool open();
+    [[nodiscard]] std::uint16_t port() const { return port_; }
+    /** Starts the thread; the camera may send from now on. False with the last error set. */
+    [[nodiscard]] bool start(const StreamSetup& setup, std::shared_ptr<BufferPool> pool);
+    void stop();
+
+ private:
+    struct Batch;
+
+    [[nodiscard]] FrameBuffer* takeBuffer() override;
+    void returnBuffer(FrameBuffer& buffer) override;
+    void deliver(FrameBuffer& buffer, const FrameInfo& info) override;
+    void requestResend(const ResendRequest& request) override;
+
+    void enlargeReceiveBuffer(std::uint32_t payloadBytes);
+    void openFirewall(std::uint16_t cameraPort);
+    void run();
+    void takeBatch(int count, FrameAssembler::Time now);
+    void takeDatagram(std::span<const std::uint8_t> datagram, std::size_t segmentBytes,
+                      FrameAssembler::Time now);
+    [[nodiscard]] bool isFromCamera(const sockaddr_in& source, FrameAssembler::Time now);
+    void waitForPackets(bool frameUnderWay);
+    void countHostDrops();
+
+    CameraLink& link_;
+    FrameDelivery& delivery_;
+    StreamCounters& counters_;
+    OwnedFd socket_;
+    OwnedFd wake_;
+    std::uint16_t port_ = 0;
+    Ipv4 camera_;
+    FrameAssembler::Time cameraAsked_{};
+    std::shared_ptr<BufferPool> pool_;
+    std::unique_ptr<Batch> batch_;
+    std::optional<FrameAssembler> assembler_;
+    std::atomic<bool> stopping_{false};
+    std::thread thread_;
+};
+
+}  // namespace Vorda::Gige

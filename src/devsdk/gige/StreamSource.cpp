@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StreamSource.h"
+
+#include "BufferPool.h"
+#include "FrameDelivery.h"
+#include "LastError.h"
+#include "ReceivedFrame.h"
+#include "StreamReceiver.h"
+#include "VXlog4cpp.h"
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace Vorda::Gige {
+
+using GenICam::CFrame;
+using GenICam::FrameBinding;
+using VXlog4cpp::CVxLog;
+
+namespace {
+
+constexpr std::uint32_t kDefaultBuffers = 8;
+constexpr std::uint32_t kMostBuffers = 1024;
+/** No camera's image is larger; a larger number is a description gone wrong. */
+constexpr std::uint32_t kLargestPayload = std::uint32_t{1} << 30;
+
+/** Keeps the thread's last error over calls that clean up after it. */
+class KeepLastError {
+ public:
+    KeepLastError()
+        : number_(static_cast<Error>(Infra::getLastError())), text_(lastErrorMessage()) {}
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
+    ~KeepLastError() { setLastError(number_, std::move(text_)); }
+
+ private:
+    Error number_;
+    std::string text_;
+};
+
+class StreamSource final : public GenICam::IStreamSource {
+ public:
+    StreamSource(std::shared_ptr<CameraLink> link, std::shared_ptr<StreamCounters> counters)
+        : link_(std::move(link)),
+          counters_(std::move(counters)),
+          delivery_(std::make_shared<FrameDelivery>(link_->key(), counters_)) {}
+    ~StreamSource() override;
+
+    bool startGrabbing(std::uint64_t maxImages, int strategy) override;
+    bool stopGrabbing() override;
+    bool isGrabbing() const override;
+    bool getFrame(CFrame& frame, std::uint32_t timeoutMs) override;
+    bool attachGrabbing(const FrameBinding& handler) override;
+    bool detachGrabbing(const FrameBinding& handler) override;
+    bool setBufferCount(std::uint32_t count) override;
+    bool clearFrameBuffer() override;
+
+ private:
+    /** Starting and stopping belong to the one thread that made the transition. */
+    enum class State { stopped, starting, grabbing, stopping };
+
+    [[nodiscard]] bool start(std::uint64_t maxImages);
+    [[nodiscard]] bool startReceiver(const StreamSetup& setup, std::uint64_t maxImages);
+    [[nodiscard]] bool preparePool(std::uint32_t payloadBytes);
+    [[nodiscard]] bool stop();
+    [[nodiscard]] bool beginStop();
+    void setState(State state);
+    void logSummary() const;
+
+    const std::shared_ptr<CameraLink> link_;
+    const std::shared_ptr<StreamCounters> counters_;
+    const std::shared_ptr<FrameDelivery> delivery_;
+
+    mutable std::mutex mutex_;  ///< guards state_ and bufferCount_
+    std::condition_variable stateChanged_;
+    State state_ = State::stopped;
+    std::uint32_t bufferCount_ = kDefaultBuffers;
+
+    // Used only by the thread that starts or stops.
+    std::shared_ptr<BufferPool> pool_;
+    std::unique_ptr<StreamReceiver> receiver_;
+};
+
+StreamSource::~StreamSource() {
+    const KeepLastError kept;
+    if (beginStop()) static_cast<void>(stop());
+    delivery_->waitForHandlers();
+}
+
+bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
+    if (strategy != 0)
+        return fail(Error::notSupported, "grab strategy " + std::to_string(strategy));
+    {
+        const std::lock_guard lock(mutex_);
+        if (state_ != State::stopped) return fail(Error::alreadyGrabbing, {});
+        state_ = State::starting;
+    }
+    bool started = false;
+    try {
+        started = start(maxImages);
+    } catch (const std::exception& error) {
+        receiver_.reset();
+        setLastError(Error::system, std::string("start of the stream: ") + error.what());
+    }
+    setState(started ? State::grabbing : State::stopped);
+    return started;
+}
+
+/** The socket is ready before the camera knows its port, and the threads before it may send. */
+bool StreamSource::start(std::uint64_t maxImages) {
+    counters_->reset();
+    receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
+    StreamSetup setup;
+    const bool opened = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
+    if (opened && startReceiver(setup, maxImages)) {
+        if (link_->startAcquisition()) return true;
+        const KeepLastError kept;
+        delivery_->close();
+        delivery_->join();
+    }
+    const KeepLastError kept;
+    if (opened) link_->closeStreamChannel();
+    receiver_.reset();
+    return false;
+}
+
+bool StreamSource::startReceiver(const StreamSetup& setup, std::uint64_t maxImages) {
+    if (!preparePool(setup.payloadBytes)) return false;
+    try {
+        delivery_->open(pool_->count(), maxImages);
+    } catch (const std::exception& error) {
+        return fail(Error::system, std::string("frame delivery: ") + error.what());
+    }
+    if (receiver_->start(setup, pool_)) return true;
+    const KeepLastError kept;
+    delivery_->close();
+    delivery_->join();
+    return false;
+}
+
+bool StreamSource::preparePool(std::uint32_t payloadBytes) {
+    if (payloadBytes == 0 || payloadBytes > kLargestPayload) {
+        return fail(Error::badAnswer,
+                    "the camera announces a payload of " + std::to_string(payloadBytes) + " bytes");
+    }
+    // bufferCount_ does not change while starting. Frames that the application still holds keep
+    // their old pool alive.
+    if (pool_ && pool_->count() == bufferCount_ && pool_->capacity() == payloadBytes) return true;
+    pool_.reset();
+    pool_ = BufferPool::create(bufferCount_, payloadBytes);
+    return pool_ != nullptr;
+}
+
+bool StreamSource::stopGrabbing() {
+    if (!beginStop()) {
+        delivery_->waitForHandlers();
+        return fail(Error::notGrabbing, {});
+    }
+    return stop();
+}
+
+/** True when this thread is the one to stop; waits while another starts or stops. */
+bool StreamSource::beginStop() {
+    std::unique_lock lock(mutex_);
+    stateChanged_.wait(lock, [this] { return state_ != State::starting; });
+    if (state_ != State::grabbing) return false;
+    state_ = State::stopping;
+    return true;
+}
+
+bool StreamSource::stop() {
+    delivery_->close();  // first, so that no application thread waits for the camera's answers
+    bool stopped = link_->stopAcquisition();
+    if (!stopped && !link_->isOnline()) stopped = true;  // a camera that is gone sends nothing
+    {
+        const KeepLastError kept;
+        link_->closeStreamChannel();
+        receiver_->stop();
+        receiver_.reset();
+        logSummary();
+        delivery_->join();
+        delivery_->waitForHandlers();
+    }
+    setState(State::stopped);
+    return stopped;
+}
+
+void StreamSource::setState(State state) {
+    const std::lock_guard lock(mutex_);
+    state_ = state;
+    stateChanged_.notify_all();
+}
+
+void StreamSource::logSummary() const {
+    const std::string counts = counters_->text();
+    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kDebug, "The stream of [%s] stopped: %s",
+                link_->key(), counts.c_str());
+    const std::uint64_t incomplete = counters_->lostFrames.get() + counters_->noBuffer.get() +
+                                     counters_->tooBig.get() + counters_->unsupported.get() +
+                                     counters_->malformedFrames.get();
+    if (incomplete == 0) return;
+    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kWarning,
+                "The stream of [%s] lost %I64u frames: %s", link_->key(), incomplete,
+                counts.c_str());
+}
+
+bool StreamSource::isGrabbing() const {
+    const std::lock_guard lock(mutex_);
+    return state_ == State::grabbing;
+}
+
+bool StreamSource::getFrame(CFrame& frame, std::uint32_t timeoutMs) {
+    FrameDelivery::Frame taken;
+    switch (delivery_->take(taken, std::chrono::milliseconds(timeoutMs))) {
+        case FrameDelivery::TakeResult::taken:
+            frame = CFrame(std::move(taken));
+            return true;
+        case FrameDelivery::TakeResult::timeout:
+            return fail(Error::timeout, {});
+        case FrameDelivery::TakeResult::closed:
+            break;
+    }
+    return fail(Error::notGrabbing, {});
+}
+
+bool StreamSource::attachGrabbing(const FrameBinding& handler) {
+    if (!handler) return fail(Error::invalidArgument, "the frame handler is empty");
+    delivery_->attach(handler);
+    return true;
+}
+
+bool StreamSource::detachGrabbing(const FrameBinding& handler) {
+    delivery_->detach(handler);
+    return true;
+}
+
+bool StreamSource::setBufferCount(std::uint32_t count) {
+    if (count == 0 || count > kMostBuffers) {
+        return fail(Error::invalidArgument, "buffer count " + std::to_string(count) +
+                                                ": not in 1.." + std::to_string(kMostBuffers));
+    }
+    const std::lock_guard lock(mutex_);
+    if (state_ != State::stopped) return fail(Error::alreadyGrabbing, {});
+    bufferCount_ = count;
+    return true;
+}
+
+bool StreamSource::clearFrameBuffer() {
+    if (!isGrabbing()) return fail(Error::notGrabbing, {});
+    delivery_->clear();
+    return true;
+}
+
+}  // namespace
+
+Memory::TSharedPtr<GenICam::IStreamSource> makeStreamSource(
+    std::shared_ptr<CameraLink> link, std::shared_ptr<StreamCounters> counters) {
+    return std::make_shared<StreamSource>(std::move(link), std::move(counters));
+}
+
+}  // namespace Vorda::Gige
