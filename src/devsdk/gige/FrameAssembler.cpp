@@ -97,18 +97,19 @@ FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
 }
 
 /**
- * A leader of an old block is either sent twice, or of a camera that lost power and counts from 1
- * again. The clock in the leader tells: the same block has the same time.
+ * A leader of an old block is either late or sent twice, or of a camera that lost power and counts
+ * from 1 again. The clock in the leader tells: the same block has the same time.
  */
 bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const {
     if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) return false;
     const auto leader = decodeGvspLeader(packet.body);
     if (!leader) return false;
     if (now - lastProgress_ >= kRestartSilence) return true;
-    for (const ClosedBlock& closed : closed_)
-        if (closed.id == id && id != 0)
-            return closed.hasTimestamp && closed.timestamp != leader->timestamp;
-    return true;
+    const bool longAgo = id < lastClosedId_ && lastClosedId_ - id > closed_.size();
+    if (longAgo) return true;
+    return std::any_of(closed_.begin(), closed_.end(), [&](const ClosedBlock& closed) {
+        return closed.id == id && closed.hasTimestamp && closed.timestamp != leader->timestamp;
+    });
 }
 
 void FrameAssembler::restart(bool extendedIds) {

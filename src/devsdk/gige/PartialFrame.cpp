@@ -29,8 +29,8 @@ PartialFrame::Outcome PartialFrame::takeLeader(const GvspLeader& leader) {
 PartialFrame::Outcome PartialFrame::takePayload(std::uint32_t packetId,
                                                 std::span<const std::uint8_t> bytes) {
     if (packetId == 0) return Outcome::malformed;
-    if (has(packetId)) return Outcome::duplicate;
     if (trailerId_ != 0 && packetId >= trailerId_) return Outcome::malformed;
+    if (has(packetId)) return Outcome::duplicate;
     if (!settleStride(packetId, bytes.size())) return Outcome::malformed;
     const std::uint64_t offset = (packetId - std::uint64_t{1}) * stride_;
     if (offset + bytes.size() > capacity_) return Outcome::tooBig;
