@@ -75,8 +75,10 @@ requires(sizeof(T) == 4) [[nodiscard]] T streamNumber(std::string_view text) {
 
 [[nodiscard]] inline float streamFloat(std::string_view text) {
     const auto [isNegative, digits] = streamed::afterSign(text);
-    float magnitude = decimalValue<float>(digits.substr(0, streamed::floatLength(digits)));
-    magnitude = std::min(magnitude, std::numeric_limits<float>::max());
+    const std::size_t length = streamed::floatLength(digits);
+    if (length == 0) return 0;
+    const float magnitude =
+        std::min(decimalValue<float>(digits.substr(0, length)), std::numeric_limits<float>::max());
     return isNegative ? -magnitude : magnitude;
 }
 

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ChunkLines.h"
+
+#include "CodeKeys.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using kestro::decode::ChunkKey;
+using kestro::decode::chunkKeyHash;
+using kestro::decode::ChunkLines;
+using kestro::decode::CodeKeys;
+using kestro::decode::CodeKeyTable;
+
+std::string_view valueIn(std::string_view line, std::string_view key) {
+    ChunkLines lines;
+    lines.reset(1);
+    lines.add(line);
+    return lines.find(ChunkKey(key));
+}
+
+TEST(ChunkLines, HashBytesAsSignedTimes131) {
+    EXPECT_EQ(chunkKeyHash(""), 0U);
+    EXPECT_EQ(chunkKeyHash("ab"), 97U * 131 + 98);
+    EXPECT_EQ(chunkKeyHash("\xFF"), 0xFFFFFFFFU);
+}
+
+TEST(ChunkLines, SplitAtTheFirstColon) {
+    EXPECT_EQ(valueIn("BarCodeNum Value:2", "BarCodeNum"), "2");
+    EXPECT_EQ(valueIn("K Value:a:b", "K"), "a:b");
+    EXPECT_EQ(valueIn("K Value: EAN13\r", "K"), " EAN13\r");
+    EXPECT_EQ(valueIn("K Value:", "K"), "");
+    EXPECT_EQ(valueIn(" Value:5", ""), "5");
+    EXPECT_EQ(valueIn("A B  Value:5", "A B "), "5");
+    EXPECT_EQ(valueIn(std::string_view("a\0b Value:5", 11), std::string_view("a\0b", 3)), "5");
+}
+
+TEST(ChunkLines, DropLinesOfAnotherForm) {
+    for (const char* line : {"K:5", "A:B Value:5", "K value:5", "K Value 5", "Value:5", "", ":"}) {
+        for (const char* key : {"K", "A", "A:B", "B", ""})
+            EXPECT_EQ(valueIn(line, key), "") << line;
+    }
+}
+
+TEST(ChunkLines, KeepTheFirstOfEqualKeysAndForgetOnReset) {
+    ChunkLines lines;
+    EXPECT_EQ(lines.find(ChunkKey("K")), "");
+    lines.reset(3);
+    lines.add("K Value:1");
+    lines.add("K Value:2");
+    lines.add("J Value:3");
+    EXPECT_EQ(lines.find(ChunkKey("K")), "1");
+    EXPECT_EQ(lines.find(ChunkKey("J")), "3");
+    lines.reset(1);
+    EXPECT_EQ(lines.find(ChunkKey("K")), "");
+    lines.add("K Value:4");
+    EXPECT_EQ(lines.find(ChunkKey("K")), "4");
+}
+
+TEST(ChunkLines, TellKeysOfOneHashApart) {
+    // 66 * 131 - 128 == 65 * 131 + 3
+    ASSERT_EQ(chunkKeyHash("B\x80"), chunkKeyHash("A\x03"));
+    ChunkLines lines;
+    lines.reset(2);
+    lines.add("B\x80 Value:first");
+    EXPECT_EQ(lines.find(ChunkKey("A\x03")), "");
+    lines.add("A\x03 Value:second");
+    EXPECT_EQ(lines.find(ChunkKey("B\x80")), "first");
+    EXPECT_EQ(lines.find(ChunkKey("A\x03")), "second");
+}
+
+TEST(ChunkLines, HoldAsManyLinesAsTheChunkHas) {
+    std::vector<std::string> texts;
+    for (int i = 0; i < 5000; ++i)
+        texts.push_back("Key" + std::to_string(i) + " Value:" + std::to_string(i));
+    ChunkLines lines;
+    for (const std::size_t count : {10U, 5000U, 10U}) {
+        lines.reset(count);
+        for (std::size_t i = 0; i < count; ++i) lines.add(texts[i]);
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(lines.find(ChunkKey("Key" + std::to_string(i))), std::to_string(i));
+        }
+        EXPECT_EQ(lines.find(ChunkKey("Key" + std::to_string(count))), "");
+    }
+}
+
+TEST(CodeKeys, AreMadeOfPrefixAndIndex) {
+    const CodeKeys keys("BarCode", 3);
+    EXPECT_EQ(keys.codeType().text, "BarCode3_CodeType");
+    EXPECT_EQ(keys.codeData().text, "BarCode3_CodeData");
+    EXPECT_EQ(keys.positionPointCount().text, "BarCode3_PosPointNum");
+    EXPECT_EQ(keys.pointX(0).text, "BarCode3_Point0_X");
+    EXPECT_EQ(keys.pointY(3).text, "BarCode3_Point3_Y");
+    EXPECT_EQ(keys.ppm().text, "BarCode3_PPM");
+    EXPECT_EQ(keys.ppm().hash, chunkKeyHash("BarCode3_PPM"));
+    EXPECT_EQ(CodeKeys("BarCode", 4294967295).positionPointCount().text,
+              "BarCode4294967295_PosPointNum");
+}
+
+TEST(CodeKeyTable, DoublesUpToItsBound) {
+    CodeKeyTable table("QR");
+    CodeKeys spare;
+    EXPECT_EQ(table.size(), 64U);
+    const CodeKeys* const kept = &table.keys(63, spare);
+    EXPECT_EQ(table.size(), 64U);
+    for (std::uint32_t i = 0; i < 70; ++i) {
+        EXPECT_EQ(table.keys(i, spare).ppm().text, "QR" + std::to_string(i) + "_PPM");
+    }
+    EXPECT_EQ(table.size(), 128U);
+    for (std::uint32_t i = 70; i < 1024; ++i) {
+        ASSERT_EQ(table.keys(i, spare).ppm().text, "QR" + std::to_string(i) + "_PPM");
+    }
+    EXPECT_EQ(table.size(), 1024U);
+    EXPECT_EQ(&table.keys(63, spare), kept);  // readers may hold keys while the table grows
+    EXPECT_EQ(&table.keys(1024, spare), &spare);
+    EXPECT_EQ(spare.codeType().text, "QR1024_CodeType");
+    EXPECT_EQ(table.size(), 1024U);
+}
+
+TEST(CodeKeyTable, GrowsFromManyThreadsAtOnce) {
+    CodeKeyTable table("BarCode");
+    const auto work = [&table] {
+        CodeKeys spare;
+        for (std::uint32_t i = 0; i < 1024; ++i) {
+            ASSERT_EQ(table.keys(i, spare).codeData().text,
+                      "BarCode" + std::to_string(i) + "_CodeData");
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(table.size(), 1024U);
+}
+
+}  // namespace
