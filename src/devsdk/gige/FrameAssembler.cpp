@@ -269,8 +269,8 @@ void FrameAssembler::closeFront() {
     OpenBlock& block = *order_[0];
     const auto& leader = block.part.leader();
     if (block.state == State::complete) {
-        counters_.completeFrames.add();
         output_.deliver(*block.buffer, {block.id, block.part.sizeBytes(), *leader});
+        counters_.completeFrames.add();
         block.buffer = nullptr;
     }
     const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;

@@ -1,0 +1,527 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StreamSource.h"
+
+#include "FakeStreamCamera.h"
+#include "LastError.h"
+#include "RecordingLogger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using namespace Vorda::Gige;
+using kestro::test::Bytes;
+using kestro::test::content;
+using kestro::test::FakeStreamCamera;
+using kestro::test::RecordingLogger;
+using testing::ElementsAre;
+using Vorda::GenICam::CFrame;
+using Vorda::GenICam::FrameBinding;
+using Vorda::GenICam::IStreamSource;
+
+constexpr std::uint32_t kLongMs = 10000;
+
+/** Waits for what another thread does; false when it does not happen. */
+template <typename Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+Error lastError() { return static_cast<Error>(Vorda::Infra::getLastError()); }
+
+Bytes bytesOf(const CFrame& frame) {
+    const auto* bytes = static_cast<const std::uint8_t*>(frame.getImage());
+    return {bytes, bytes + frame.getImageSize()};
+}
+
+std::size_t countEntries(const char* folder) {
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+/** An application's object with a frame handler. */
+struct Application {
+    void onFrame(const CFrame& frame) {
+        std::unique_lock lock(mutex);
+        ids.push_back(frame.getBlockId());
+        threadName.resize(16);
+        pthread_getname_np(pthread_self(), threadName.data(), threadName.size());
+        changed.notify_all();
+        changed.wait(lock, [this] { return !blocked; });
+        const auto then = onFrameThen;
+        lock.unlock();
+        if (then) then();
+        lock.lock();
+        ++finished;
+        changed.notify_all();
+    }
+    bool waitForFrames(std::size_t count) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(10),
+                                [&] { return ids.size() >= count; });
+    }
+    bool waitForFinished(std::size_t count) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return finished >= count; });
+    }
+    void block(bool on) {
+        const std::lock_guard lock(mutex);
+        blocked = on;
+        changed.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::uint64_t> ids;
+    std::size_t finished = 0;
+    bool blocked = false;
+    std::string threadName;
+    std::function<void()> onFrameThen;
+};
+
+class StreamSource : public testing::Test {
+ protected:
+    StreamSource() { RecordingLogger::instance().reset(); }
+
+    void start(std::uint32_t buffers = 8) {
+        ASSERT_TRUE(source->setBufferCount(buffers));
+        ASSERT_TRUE(source->startGrabbing(0, 0)) << lastErrorMessage();
+    }
+    [[nodiscard]] FrameBinding handler() const {
+        return FrameBinding::toMember<&Application::onFrame>(application);
+    }
+    /** The block id of the next frame; 0 when none comes. */
+    std::uint64_t nextId(std::uint32_t timeoutMs = kLongMs) {
+        CFrame frame;
+        return source->getFrame(frame, timeoutMs) ? frame.getBlockId() : 0;
+    }
+    bool waitForComplete(std::uint64_t count) {
+        return eventually([&] { return counters->completeFrames.get() >= count; });
+    }
+
+    std::shared_ptr<FakeStreamCamera> camera = std::make_shared<FakeStreamCamera>();
+    std::shared_ptr<StreamCounters> counters = std::make_shared<StreamCounters>();
+    std::shared_ptr<Application> application = std::make_shared<Application>();
+    std::shared_ptr<IStreamSource> source = makeStreamSource(camera, counters);
+};
+
+TEST_F(StreamSource, GivesFramesToAPollingApplication) {
+    start();
+    EXPECT_TRUE(source->isGrabbing());
+    const Bytes image = content(3500, 1);
+    camera->send(image);
+    camera->send({});
+    CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, kLongMs));
+    EXPECT_TRUE(frame.valid());
+    EXPECT_EQ(bytesOf(frame), image);
+    EXPECT_EQ(frame.getBlockId(), 1u);
+    EXPECT_EQ(frame.getImageWidth(), 40u);
+    EXPECT_EQ(frame.getImageHeight(), 30u);
+    EXPECT_EQ(frame.getImagePixelFormat(), Vorda::GenICam::EPixelType::Mono8);
+    EXPECT_EQ(frame.getImageTimeStamp(), 1u);
+    EXPECT_EQ(frame.getChunkCount(), 0u);
+    Vorda::GenICam::TVector<CFrame::EPayloadType> types;
+    EXPECT_TRUE(frame.getPayLoadTypes(types));
+    EXPECT_THAT(types, ElementsAre(Vorda::GenICam::kPayloadImage));
+    CFrame empty;
+    ASSERT_TRUE(source->getFrame(empty, kLongMs));
+    EXPECT_NE(empty.getImage(), nullptr);
+    EXPECT_EQ(empty.getImageSize(), 0u);
+    EXPECT_EQ(counters->deliveredFrames.get(), 2u);
+}
+
+TEST_F(StreamSource, TellsWhyThereIsNoFrame) {
+    CFrame frame;
+    EXPECT_FALSE(source->getFrame(frame, 0));
+    EXPECT_EQ(lastError(), Error::notGrabbing);
+    EXPECT_FALSE(source->clearFrameBuffer());
+    EXPECT_EQ(lastError(), Error::notGrabbing);
+    EXPECT_FALSE(source->stopGrabbing());
+    EXPECT_EQ(lastError(), Error::notGrabbing);
+    start();
+    EXPECT_FALSE(source->startGrabbing(0, 0));
+    EXPECT_EQ(lastError(), Error::alreadyGrabbing);
+    EXPECT_FALSE(source->getFrame(frame, 0));
+    EXPECT_EQ(lastError(), Error::timeout);
+    EXPECT_FALSE(source->getFrame(frame, 20));
+    EXPECT_EQ(lastError(), Error::timeout);
+    camera->online = false;  // a lost camera is no reason to stop
+    EXPECT_TRUE(source->isGrabbing());
+    EXPECT_FALSE(source->getFrame(frame, 1));
+    EXPECT_EQ(lastError(), Error::timeout);
+    camera->failStop = true;
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_FALSE(source->isGrabbing());
+    EXPECT_FALSE(frame.valid());
+}
+
+TEST_F(StreamSource, StopEndsAWait) {
+    start();
+    std::atomic<bool> ended{false};
+    Error error = Error::none;
+    std::thread waiter([&] {
+        CFrame frame;
+        EXPECT_FALSE(source->getFrame(frame, 600000));
+        error = lastError();
+        ended = true;
+    });
+    EXPECT_FALSE(ended);
+    EXPECT_TRUE(source->stopGrabbing());
+    waiter.join();
+    EXPECT_EQ(error, Error::notGrabbing);
+}
+
+TEST_F(StreamSource, AnAttachedHandlerTakesEveryFrame) {
+    EXPECT_FALSE(source->attachGrabbing({}));
+    EXPECT_EQ(lastError(), Error::invalidArgument);
+    EXPECT_TRUE(source->attachGrabbing(handler()));  // recorded for the start
+    start();
+    EXPECT_TRUE(source->attachGrabbing(handler()));  // the same binding: nothing changes
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFinished(3));
+    EXPECT_EQ(application->threadName.c_str(), std::string("kst-deliver"));
+    CFrame frame;
+    EXPECT_FALSE(source->getFrame(frame, 0));
+    EXPECT_EQ(lastError(), Error::timeout);
+    EXPECT_TRUE(source->detachGrabbing(handler()));
+    EXPECT_TRUE(source->detachGrabbing(handler()));
+    camera->send(content(2500, 1));
+    EXPECT_EQ(nextId(), 4u);
+    EXPECT_TRUE(waitForComplete(4));
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(5));  // waits for whoever comes: here a handler
+    EXPECT_TRUE(source->attachGrabbing(handler()));
+    ASSERT_TRUE(application->waitForFrames(4));
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_THAT(application->ids, ElementsAre(1u, 2u, 3u, 5u));
+}
+
+TEST_F(StreamSource, DetachAndStopWaitForARunningHandler) {
+    const std::function<void()> endings[] = {
+        [&] { EXPECT_TRUE(source->detachGrabbing(handler())); },
+        [&] { EXPECT_TRUE(source->stopGrabbing()); }, [&] { source.reset(); }};
+    for (const auto& end : endings) {
+        if (!source->isGrabbing()) start();
+        application->block(true);
+        const std::size_t before = application->ids.size();
+        ASSERT_TRUE(source->attachGrabbing(handler()));
+        camera->send(content(2500, 1));
+        ASSERT_TRUE(application->waitForFrames(before + 1));
+        std::atomic<bool> ended{false};
+        std::thread ender([&] {
+            end();
+            EXPECT_EQ(application->finished, application->ids.size());
+            ended = true;
+        });
+        EXPECT_FALSE(ended);
+        application->block(false);
+        ender.join();
+        EXPECT_EQ(application->ids.size(), before + 1);
+    }
+}
+
+TEST_F(StreamSource, ASlowApplicationLosesTheOldestFrames) {
+    start(3);
+    for (int i = 0; i < 10; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(10));
+    EXPECT_EQ(nextId(), 8u);
+    EXPECT_EQ(nextId(), 9u);
+    EXPECT_EQ(nextId(), 10u);
+    EXPECT_EQ(nextId(0), 0u);
+    EXPECT_EQ(counters->droppedOldest.get(), 7u);
+    EXPECT_EQ(counters->lostFrames.get(), 0u);
+}
+
+TEST_F(StreamSource, ASlowHandlerDoesNotHoldUpTheReceiver) {
+    start(4);
+    application->block(true);
+    EXPECT_TRUE(source->attachGrabbing(handler()));
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFrames(1));
+    for (int i = 0; i < 20; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(21));
+    application->block(false);
+    ASSERT_TRUE(application->waitForFinished(4));
+    EXPECT_TRUE(source->detachGrabbing(handler()));
+    EXPECT_THAT(application->ids, ElementsAre(1u, 19u, 20u, 21u));
+}
+
+TEST_F(StreamSource, HeldFramesKeepTheirBuffersAndTheirBytes) {
+    start(2);
+    const Bytes image = content(4000, 5);
+    camera->send(image);
+    camera->send(image);
+    CFrame first;
+    CFrame second;
+    ASSERT_TRUE(source->getFrame(first, kLongMs));
+    ASSERT_TRUE(source->getFrame(second, kLongMs));
+    camera->send(content(4000, 6));
+    ASSERT_TRUE(eventually([&] { return counters->noBuffer.get() == 1; }));
+    CFrame copy = second;
+    second = CFrame();
+    camera->send(content(4000, 7));
+    ASSERT_TRUE(eventually([&] { return counters->noBuffer.get() == 2; }));
+    copy = CFrame();
+    camera->send(content(4000, 8));
+    EXPECT_EQ(nextId(), 5u);
+    source.reset();
+    EXPECT_EQ(bytesOf(first), image);
+}
+
+TEST_F(StreamSource, HasAsManyBuffersAsWereAskedFor) {
+    for (const std::uint32_t bad : {0u, 1025u, 0xffffffffu}) {
+        EXPECT_FALSE(source->setBufferCount(bad));
+        EXPECT_EQ(lastError(), Error::invalidArgument);
+    }
+    start(1);
+    EXPECT_FALSE(source->setBufferCount(2));
+    EXPECT_EQ(lastError(), Error::alreadyGrabbing);
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(3));
+    EXPECT_EQ(nextId(), 3u);
+    EXPECT_TRUE(source->stopGrabbing());
+    start(1024);
+    EXPECT_TRUE(source->stopGrabbing());
+}
+
+TEST_F(StreamSource, StopsAfterTheImagesThatWereAskedFor) {
+    ASSERT_TRUE(source->startGrabbing(2, 0));
+    for (int i = 0; i < 5; ++i) camera->send(content(2500, 1));
+    EXPECT_EQ(nextId(), 1u);
+    EXPECT_EQ(nextId(), 2u);
+    ASSERT_TRUE(waitForComplete(5));
+    EXPECT_EQ(nextId(0), 0u);
+    EXPECT_TRUE(source->isGrabbing());
+}
+
+TEST_F(StreamSource, ClearsWhatWaits) {
+    start();
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(3));
+    EXPECT_TRUE(source->clearFrameBuffer());
+    EXPECT_EQ(nextId(0), 0u);
+    camera->send(content(2500, 1));
+    EXPECT_EQ(nextId(), 4u);
+}
+
+TEST_F(StreamSource, GetsLostPacketsAgain) {
+    start();
+    const Bytes image = content(4000, 3);
+    camera->send(image, {2});
+    camera->send(image, {0, 5});
+    camera->send(image);
+    CFrame frame;
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        ASSERT_TRUE(source->getFrame(frame, kLongMs));
+        EXPECT_EQ(frame.getBlockId(), id);
+        EXPECT_EQ(bytesOf(frame), image);
+    }
+    EXPECT_GE(camera->resendRequests, 3);
+    EXPECT_EQ(counters->lostFrames.get(), 0u);
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_THAT(RecordingLogger::instance().lines(0, 400), testing::IsEmpty());
+    EXPECT_THAT(RecordingLogger::instance().lines(700, 700),
+                ElementsAre(testing::HasSubstr("delivered 3")));
+}
+
+TEST_F(StreamSource, TakesPacketsOfItsCameraOnly) {
+    start();
+    const kestro::test::TestSocket stranger("127.0.0.2");
+    for (const Bytes& packet : kestro::test::PacketWriter{.stride = 1000}.block(content(2500, 9)))
+        stranger.sendTo(camera->hostPort(), packet);
+    stranger.sendTo(camera->hostPort(), Bytes(60000, 1));
+    const Bytes image = content(2500, 1);
+    camera->send(image);
+    CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, kLongMs));
+    EXPECT_EQ(bytesOf(frame), image);
+    EXPECT_EQ(counters->strayPackets.get(), 6u);
+    EXPECT_EQ(counters->packets.get(), 5u);
+}
+
+TEST_F(StreamSource, WritesToTheCameraFirstForTheFirewall) {
+    start();
+    EXPECT_GT(camera->socket().receive(), 0);
+}
+
+TEST_F(StreamSource, WarnsOfLostFramesAtTheEnd) {
+    start();
+    camera->send(content(4001, 1));
+    ASSERT_TRUE(eventually([&] { return counters->tooBig.get() == 1; }));
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_THAT(RecordingLogger::instance().lines(400, 400),
+                ElementsAre(testing::HasSubstr("too big 1")));
+}
+
+TEST_F(StreamSource, AFailedStartLeavesNothingBehind) {
+    const std::size_t threads = countEntries("/proc/self/task");
+    const std::size_t files = countEntries("/proc/self/fd");
+    const auto failsWith = [&](Error error, const char* text) {
+        EXPECT_FALSE(source->startGrabbing(0, 0));
+        EXPECT_EQ(lastError(), error);
+        EXPECT_THAT(lastErrorMessage(), testing::HasSubstr(text));
+        EXPECT_FALSE(source->isGrabbing());
+        EXPECT_EQ(camera->channelsOpen, 0);
+        EXPECT_EQ(camera->acquiring, 0);
+        EXPECT_TRUE(eventually([&] { return countEntries("/proc/self/task") == threads; }));
+        EXPECT_EQ(countEntries("/proc/self/fd"), files);
+    };
+    EXPECT_FALSE(source->startGrabbing(0, 3));
+    EXPECT_EQ(lastError(), Error::notSupported);
+    camera->failOpen = true;
+    failsWith(Error::refused, "open refused");
+    camera->failOpen = false;
+    camera->failStart = true;
+    failsWith(Error::refused, "start refused");
+    camera->failStart = false;
+    camera->host = 0xc0000201;  // 192.0.2.1, which no machine has
+    failsWith(Error::system, "192.0.2.1");
+    camera->host = 0x7f000001;
+    for (const std::uint32_t payload : {0u, 0xffffffffu}) {
+        camera->payloadBytes = payload;
+        failsWith(Error::badAnswer, "payload");
+    }
+    ASSERT_TRUE(source->setBufferCount(1024));
+    camera->payloadBytes = 1u << 30;
+    failsWith(Error::system, "more than this machine can spare");
+    camera->payloadBytes = FakeStreamCamera::kPayloadBytes;
+    start();
+}
+
+TEST_F(StreamSource, ARefusedStopIsReportedAndStillStops) {
+    start();
+    camera->failStop = true;
+    EXPECT_FALSE(source->stopGrabbing());
+    EXPECT_EQ(lastErrorMessage(), "stop refused");
+    EXPECT_FALSE(source->isGrabbing());
+    EXPECT_EQ(camera->channelsOpen, 0);
+}
+
+TEST_F(StreamSource, AHandlerThatThrowsCostsOneLine) {
+    start();
+    int call = 0;
+    application->onFrameThen = [&] {
+        if (++call == 1) throw std::runtime_error("no %s today");
+        if (call == 2) throw 5;
+    };
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFinished(1));
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_THAT(RecordingLogger::instance().lines(0, 300),
+                ElementsAre(testing::HasSubstr("no %s today"), testing::HasSubstr("unknown")));
+}
+
+TEST_F(StreamSource, AHandlerMayStopAndStartItsStream) {
+    start();
+    application->onFrameThen = [&] {
+        EXPECT_TRUE(source->stopGrabbing());
+        EXPECT_TRUE(source->detachGrabbing(handler()));
+        EXPECT_FALSE(source->stopGrabbing());
+        EXPECT_TRUE(source->startGrabbing(0, 0));
+    };
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    camera->send(content(2500, 1));
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFinished(1));
+    EXPECT_THAT(application->ids, ElementsAre(1u));
+    camera->send(content(1500, 1));
+    EXPECT_EQ(nextId(), 1u);
+}
+
+TEST_F(StreamSource, AHandlerMayDropTheLastReference) {
+    const std::size_t threads = countEntries("/proc/self/task");
+    start();
+    application->onFrameThen = [&] {
+        source.reset();
+        EXPECT_EQ(camera->channelsOpen, 0);
+    };
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFinished(1));
+    EXPECT_TRUE(eventually([&] { return countEntries("/proc/self/task") == threads; }));
+    EXPECT_EQ(camera.use_count(), 1);
+    EXPECT_THAT(application->ids, ElementsAre(1u));
+}
+
+TEST_F(StreamSource, TheHandlersObjectMayDieWithTheStreamInsideAHandler) {
+    const std::size_t threads = countEntries("/proc/self/task");
+    start();
+    // The object owns the stream; the binding's own hold on it is the last one.
+    std::shared_ptr<IStreamSource> owned = std::move(source);
+    std::atomic<bool> released{false};
+    application->onFrameThen = [&, stream = owned] {
+        while (!released) std::this_thread::yield();
+    };
+    ASSERT_TRUE(owned->attachGrabbing(handler()));
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFrames(1));
+    owned.reset();
+    application.reset();
+    released = true;
+    EXPECT_TRUE(eventually([&] { return countEntries("/proc/self/task") == threads; }));
+    EXPECT_EQ(camera->channelsOpen, 0);
+    EXPECT_EQ(camera.use_count(), 1);
+}
+
+TEST_F(StreamSource, StartsAndStopsAThousandTimes) {
+    const std::size_t threads = countEntries("/proc/self/task");
+    const std::size_t files = countEntries("/proc/self/fd");
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    for (std::size_t i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(source->startGrabbing(0, 0)) << lastErrorMessage();
+        if (i % 10 == 0) camera->send(content(2500, 1));
+        ASSERT_TRUE(source->stopGrabbing());
+    }
+    EXPECT_EQ(countEntries("/proc/self/task"), threads);
+    EXPECT_EQ(countEntries("/proc/self/fd"), files);
+    EXPECT_EQ(camera->acquiring, 0);
+    start();
+    const std::size_t seen = application->ids.size();
+    camera->send(content(2500, 1));
+    EXPECT_TRUE(application->waitForFrames(seen + 1));
+}
+
+TEST_F(StreamSource, EndsCleanlyWhileEveryoneUsesIt) {
+    for (int round = 0; round < 20; ++round) {
+        start();
+        ASSERT_TRUE(source->attachGrabbing(handler()));
+        std::thread sender([&] {
+            for (int i = 0; i < 50; ++i) camera->send(content(2500, 1));
+        });
+        std::thread poller([&] {
+            CFrame frame;
+            while (source->getFrame(frame, 1) || lastError() == Error::timeout) {
+            }
+        });
+        std::thread binder([&] {
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_TRUE(source->detachGrabbing(handler()));
+                EXPECT_TRUE(source->attachGrabbing(handler()));
+            }
+        });
+        std::thread other([&] { static_cast<void>(source->stopGrabbing()); });
+        static_cast<void>(source->stopGrabbing());
+        for (std::thread* thread : {&sender, &poller, &binder, &other}) thread->join();
+        EXPECT_FALSE(source->isGrabbing());
+        EXPECT_TRUE(source->detachGrabbing(handler()));
+    }
+}
+
+}  // namespace
