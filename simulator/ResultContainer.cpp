@@ -88,7 +88,7 @@ void wrappedObject(JsonWriter& json, const std::string& name, Write writeMembers
     });
 }
 
-/** The shortest number that reads as the same float. */
+/** As measured, to a thousandth: a float's own digits would only show how it is stored. */
 double shortened(float pixelsPerModule) {
     return std::round(static_cast<double>(pixelsPerModule) * 1000) / 1000;
 }

@@ -178,26 +178,33 @@ class LabelSheet {
                                                             {(module + kSmallestModule) / 2, false},
                                                             {kSmallestModule, false},
                                                             {kSmallestModule, true}}};
-        for (const auto& [size, brief] : attempts) {
-            const auto label = makeLabel(linear, size, brief);
-            const auto place = label ? findPlace(label->width(), label->height()) : std::nullopt;
-            if (!place) continue;
-            texts_.insert(label->text);
-            taken_.push_back(*place);
-            codes_.push_back(drawLabel(canvas_, *label, *place));
-            return true;
-        }
-        return false;
+        return std::any_of(attempts.begin(), attempts.end(), [this, linear](const auto& attempt) {
+            return tryAdd(linear, attempt.first, attempt.second);
+        });
     }
 
     [[nodiscard]] std::vector<SceneCode> takeCodes() { return std::move(codes_); }
 
  private:
+    bool tryAdd(bool linear, int module, bool brief) {
+        const auto label = makeLabel(linear, module, brief);
+        const auto place = label ? findPlace(label->width(), label->height()) : std::nullopt;
+        if (!place) return false;
+        texts_.insert(label->text);
+        taken_.push_back(*place);
+        codes_.push_back(drawLabel(canvas_, *label, *place));
+        return true;
+    }
+
+    [[nodiscard]] std::string makeText(bool linear, bool brief) {
+        if (linear) return brief ? shortLinearText(random_) : linearText(random_);
+        return brief ? shortMatrixText(random_) : matrixText(random_);
+    }
+
     /** Empty when its text is in the scene already: a reader may take equal codes for one. */
     [[nodiscard]] std::optional<Label> makeLabel(bool linear, int module, bool brief) {
-        auto text = linear ? (brief ? shortLinearText(random_) : linearText(random_))
-                           : (brief ? shortMatrixText(random_) : matrixText(random_));
-        if (texts_.count(text) != 0) return std::nullopt;
+        const std::string text = makeText(linear, brief);
+        if (texts_.contains(text)) return std::nullopt;
         if (linear) return linearLabel(text, module, random_);
         return matrixLabel(text, module, brief ? kScarceQuietModules : kMatrixQuietModules);
     }

@@ -22,8 +22,10 @@ class Unevenness {
     [[nodiscard]] int at(int x, int y) const {
         const int fx = x % kCellPixels;
         const int fy = y % kCellPixels;
-        const auto cell = static_cast<std::size_t>(y / kCellPixels * columns_ + x / kCellPixels);
-        const auto below = cell + static_cast<std::size_t>(columns_);
+        const auto columns = static_cast<std::size_t>(columns_);
+        const auto cell = static_cast<std::size_t>(y / kCellPixels) * columns +
+                          static_cast<std::size_t>(x / kCellPixels);
+        const auto below = cell + columns;
         const int upper = heights_[cell] * (kCellPixels - fx) + heights_[cell + 1] * fx;
         const int lower = heights_[below] * (kCellPixels - fx) + heights_[below + 1] * fx;
         return (upper * (kCellPixels - fy) + lower * fy) / (kCellPixels * kCellPixels);

@@ -56,7 +56,7 @@ std::optional<ZXing::Result> readOne(const PictureView& picture, const Box& regi
 Corners cornersOf(const ZXing::Result& result, const Box& region) {
     Corners corners;
     for (std::size_t i = 0; i < corners.size(); ++i) {
-        const auto& point = result.position()[static_cast<int>(i)];
+        const auto& point = result.position()[i];
         corners[i] = {point.x + region.left, point.y + region.top};
     }
     return corners;
