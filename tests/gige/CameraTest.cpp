@@ -1,0 +1,523 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Finding cameras and controlling them, against scripted ones on loopback.
+#include "CameraRegistry.h"
+#include "Discovery.h"
+#include "GigeCamera.h"
+#include "LastError.h"
+#include "ScriptedCamera.h"
+#include "VordaGenICam.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace Vorda::Gige {
+namespace {
+
+using namespace std::chrono_literals;
+using GenICam::IGigECamera;
+using GenICam::IGigEInterface;
+using kestro::test::ControlRequest;
+using kestro::test::eventually;
+using kestro::test::Octets;
+using kestro::test::Reaction;
+using kestro::test::ScriptedCamera;
+using kestro::test::smallDescription;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kPrivilege = 0xa00;
+
+Error lastError() { return static_cast<Error>(Infra::getLastError()); }
+
+/** Sets an environment variable as long as it lives. */
+class Environment {
+ public:
+    Environment(const char* name, const std::string& value) : name_(name) {
+        ::setenv(name, value.c_str(), 1);
+    }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+    ~Environment() { ::unsetenv(name_); }
+
+ private:
+    const char* name_;
+};
+
+/** A serial number that no other test program running at the same time has. */
+std::string uniqueSerial() {
+    static int count = 0;
+    return "S" + std::to_string(::getpid()) + "-" + std::to_string(count++);
+}
+
+/** A scripted camera with a name plate and a description. */
+struct PlatedCamera : ScriptedCamera {
+    explicit PlatedCamera(std::string serialNumber = uniqueSerial())
+        : ScriptedCamera(2), serial(std::move(serialNumber)) {
+        setMemory(0x0a, "\x02\x11\x22\x33\x44\x55");
+        setRegister(0x34, 0xff000000);
+        setRegister(0x44, 0x7f000001);
+        setMemory(0x48, "Acme");
+        setMemory(0x68, "Reader");
+        setMemory(0x88, "1.2");
+        setMemory(0xa8, "Info");
+        setMemory(0xd8, serial);
+        setMemory(0xe8, "Line 1");
+        setRegister(0x934, 4);
+        setRegister(0xd04, 1400);
+        setRegister(kestro::test::kPayloadSizeRegister, 307200);
+        setDescription("camera.xml", smallDescription());
+    }
+    std::string serial;
+};
+
+/** The answer of the camera with this serial number, of one discovery. */
+std::optional<FoundDevice> find(Discovery& discovery, const std::string& serial) {
+    const auto found = discovery.run();
+    if (!found) return std::nullopt;
+    const auto device = std::ranges::find_if(
+        *found, [&serial](const FoundDevice& each) { return each.device.serial == serial; });
+    if (device == found->end()) return std::nullopt;
+    return *device;
+}
+
+FoundDevice loopbackDevice(const ScriptedCamera& camera) {
+    FoundDevice found;
+    found.device.address = Ipv4{camera.address()};
+    found.device.mac = {{2, 17, 34, 51, 68, 85}};
+    found.device.manufacturer = "Acme";
+    found.device.serial = "1";
+    found.via = {"lo", Ipv4{0x7f000001}, Ipv4{0xff000000}, {}, {}, 65536, true};
+    return found;
+}
+
+std::shared_ptr<GigeCamera> cameraFor(const ScriptedCamera& camera) {
+    return std::make_shared<GigeCamera>(loopbackDevice(camera), "Acme:1");
+}
+
+TEST(Discovery, ReadsTheNamePlate) {
+    PlatedCamera camera;
+    Discovery discovery;
+    const auto found = find(discovery, camera.serial);
+    ASSERT_TRUE(found);
+    EXPECT_EQ("02:11:22:33:44:55", found->device.mac.text());
+    EXPECT_EQ(camera.addressText(), found->device.address.text());
+    EXPECT_EQ("255.0.0.0", found->device.mask.text());
+    EXPECT_EQ("127.0.0.1", found->device.gateway.text());
+    EXPECT_EQ("Acme", found->device.manufacturer);
+    EXPECT_EQ("Reader", found->device.model);
+    EXPECT_EQ("1.2", found->device.version);
+    EXPECT_EQ("Info", found->device.information);
+    EXPECT_EQ("Line 1", found->device.userName);
+    EXPECT_EQ("lo", found->via.name);
+    EXPECT_EQ("lo 127.0.0.1/8", found->via.description());
+    EXPECT_FALSE(found->answeredItsAddress);
+}
+
+TEST(Discovery, FindsEachOfSeveralCamerasOnce) {
+    PlatedCamera first;
+    PlatedCamera second;
+    Discovery discovery;
+    const auto found = discovery.run();
+    ASSERT_TRUE(found);
+    for (const auto& serial : {first.serial, second.serial})
+        EXPECT_EQ(1, std::ranges::count(*found, serial,
+                                        [](const auto& each) { return each.device.serial; }));
+}
+
+TEST(Discovery, ClosesSoonAfterTheLastNewAnswer) {
+    PlatedCamera camera;
+    Discovery discovery;
+    ASSERT_TRUE(find(discovery, camera.serial));
+    const auto begin = Clock::now();
+    ASSERT_TRUE(find(discovery, camera.serial));
+    EXPECT_LT(Clock::now() - begin, 600ms);
+}
+
+TEST(Discovery, WaitsForACameraOfThePreviousCall) {
+    PlatedCamera quick;
+    PlatedCamera slow;
+    Discovery discovery;
+    ASSERT_TRUE(find(discovery, slow.serial));
+    slow.script([&](const ControlRequest& request) {
+        Reaction reaction = slow.ordinaryReaction(request);
+        for (auto& datagram : reaction.datagrams) datagram.delay = 600ms;
+        return reaction;
+    });
+    EXPECT_TRUE(find(discovery, slow.serial));
+}
+
+TEST(Discovery, KeepsALateAnswerForTheNextCall) {
+    const Environment timeout("KESTRO_DISCOVERY_TIMEOUT_MS", "100");
+    PlatedCamera camera;
+    std::atomic<int> asked{0};
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        for (auto& datagram : reaction.datagrams) datagram.delay = 150ms;
+        return ++asked <= 2 ? reaction : Reaction{};  // each question comes by two broadcasts
+    });
+    Discovery discovery;
+    EXPECT_FALSE(find(discovery, camera.serial));
+    EXPECT_TRUE(eventually([&] { return find(discovery, camera.serial).has_value(); }));
+}
+
+TEST(Discovery, AsksSingleAddressesAndTakesTheirAnswerAsAWay) {
+    PlatedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        return request.wasBroadcast ? Reaction{} : camera.ordinaryReaction(request);
+    });
+    camera.setRegister(0x24, 0xc6336405);  // 198.51.100.5, behind some router
+    Discovery discovery;
+    const Environment addresses("KESTRO_DISCOVERY_ADDRESSES", "nonsense, " + camera.addressText());
+    const auto found = find(discovery, camera.serial);
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->answeredItsAddress);
+    EXPECT_EQ("Valid", GigeCamera(*found, "k").location().validity());
+}
+
+TEST(Discovery, IgnoresHostileAnswers) {
+    PlatedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction;
+        reaction.datagrams.push_back({Octets{}});
+        reaction.datagrams.push_back({Octets(7, 0xff)});
+        reaction.datagrams.push_back(
+            {ScriptedCamera::acknowledge(0, 3, request.id, Octets(0xf7, 'x'))});
+        reaction.datagrams.push_back({ScriptedCamera::acknowledge(0, 3, 7, Octets(0xf8, 'x'))});
+        reaction.datagrams.push_back(
+            {ScriptedCamera::acknowledge(9, 3, request.id, Octets(0xf8, 'x'))});
+        reaction.datagrams.push_back({Octets(4000, 0)});
+        for (auto& each : camera.ordinaryReaction(request).datagrams)
+            reaction.datagrams.push_back(std::move(each));
+        return reaction;
+    });
+    Discovery discovery;
+    const auto found = discovery.run();
+    ASSERT_TRUE(found);
+    for (const FoundDevice& each : *found) EXPECT_NE('x', each.device.manufacturer[0]);
+}
+
+TEST(Discovery, FailsWithoutAnInterface) {
+    const Environment names("KESTRO_INTERFACES", "nosuch0");
+    EXPECT_FALSE(Discovery().run());
+    EXPECT_EQ(Error::system, lastError());
+    ::setenv("KESTRO_INTERFACES", "lo", 1);
+}
+
+/** What a registry makes of devices that differ in these three. */
+FoundDevice device(std::uint8_t mac, const char* manufacturer, const char* serial) {
+    FoundDevice found;
+    found.device.mac.bytes[5] = mac;
+    found.device.manufacturer = manufacturer;
+    found.device.serial = serial;
+    return found;
+}
+
+std::vector<std::string> keysOf(const std::vector<std::shared_ptr<GigeCamera>>& cameras) {
+    std::vector<std::string> keys;
+    for (const auto& camera : cameras) keys.emplace_back(camera->getKey());
+    return keys;
+}
+
+TEST(CameraRegistry, NamesCamerasByMakerAndSerialNumberElseByMac) {
+    CameraRegistry registry;
+    const auto cameras =
+        registry.update({device(1, "Acme", "2"), device(2, "Acme", ""), device(3, "Acme", "1"),
+                         device(4, "Best", "9"), device(5, "Best", "9")});
+    EXPECT_THAT(keysOf(cameras), ElementsAre("00:00:00:00:00:02", "00:00:00:00:00:04",
+                                             "00:00:00:00:00:05", "Acme:1", "Acme:2"));
+}
+
+TEST(CameraRegistry, KeepsKeysWithinTheirLength) {
+    CameraRegistry registry;
+    const auto cameras =
+        registry.update({device(1, std::string(32, 'm').c_str(), "0123456789abcdef")});
+    EXPECT_LE(std::string(cameras.at(0)->getKey()).size(), 63u);
+}
+
+TEST(CameraRegistry, GivesOneObjectPerDeviceWhileItIsHeld) {
+    CameraRegistry registry;
+    const auto first = registry.update({device(1, "Acme", "1")});
+    FoundDevice moved = device(1, "Acme", "1");
+    moved.device.address = Ipv4{0x0a000007};
+    const auto second = registry.update({moved, device(2, "Acme", "1")});
+    EXPECT_THAT(keysOf(second), ElementsAre("00:00:00:00:00:02", "Acme:1"));
+    EXPECT_EQ(first.at(0), second.at(1));
+    EXPECT_EQ("10.0.0.7", first.at(0)->location().address.text());
+}
+
+TEST(GigeCamera, SaysWhyItsAddressIsNotValid) {
+    FoundDevice found;
+    found.via = {"eth7", Ipv4{0xc0a80101}, Ipv4{0xffffff00}, {}, {}, 1500, true};
+    const auto validity = [&found](std::uint32_t address) {
+        found.device.address = Ipv4{address};
+        found.device.mask = Ipv4{0xffff0000};
+        return GigeCamera(found, "k").location().validity();
+    };
+    EXPECT_EQ("Valid", validity(0xc0a80107));
+    const std::string sentence = validity(0xc0a80207);
+    EXPECT_THAT(sentence, HasSubstr("192.168.2.7/16"));
+    EXPECT_THAT(sentence, HasSubstr("eth7 192.168.1.1/24"));
+    for (const std::uint32_t address : {0u, 0xffffffffu, 0xc0a80100u, 0xc0a801ffu})
+        EXPECT_NE("Valid", validity(address));
+}
+
+TEST(GigeCamera, SendsNothingToAnAddressThatIsNotValid) {
+    PlatedCamera scripted;
+    FoundDevice found = loopbackDevice(scripted);
+    found.via.address = Ipv4{0x0a000001};
+    found.via.mask = Ipv4{0xffffff00};
+    const auto camera = std::make_shared<GigeCamera>(found, "Acme:1");
+    EXPECT_FALSE(camera->connect(2));
+    EXPECT_EQ(Error::notReachable, lastError());
+    EXPECT_EQ(255, IGigECamera::getInstance(camera)->getAccessPermission());
+    EXPECT_TRUE(scripted.requests().empty());
+}
+
+TEST(GigeCamera, ConnectsAndReleases) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    EXPECT_FALSE(camera->connect(1));
+    EXPECT_EQ(Error::notSupported, lastError());
+    ASSERT_TRUE(camera->connect(2)) << lastErrorMessage();
+    EXPECT_TRUE(camera->connect(2));
+    EXPECT_TRUE(camera->isConnected());
+    EXPECT_EQ(2u, scripted.registerAt(kPrivilege));
+    EXPECT_TRUE(camera->disConnect());
+    EXPECT_FALSE(camera->isConnected());
+    EXPECT_EQ(0u, scripted.registerAt(kPrivilege));
+    EXPECT_TRUE(camera->disConnect());
+}
+
+TEST(GigeCamera, ReleasesTheControlWhenItIsDropped) {
+    PlatedCamera scripted;
+    auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    camera.reset();
+    EXPECT_EQ(0u, scripted.registerAt(kPrivilege));
+}
+
+TEST(GigeCamera, GivesTheControlBackWhenTheDescriptionCannotBeUsed) {
+    PlatedCamera scripted;
+    scripted.setDescription("camera.xml", smallDescription().substr(0, 900));
+    const auto camera = cameraFor(scripted);
+    EXPECT_FALSE(camera->connect(2));
+    EXPECT_EQ(Error::description, lastError());
+    EXPECT_EQ(0u, scripted.registerAt(kPrivilege));
+    EXPECT_FALSE(camera->isConnected());
+}
+
+TEST(GigeCamera, WritesItsDescriptionToAFile) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    const auto folder = std::filesystem::temp_directory_path() / uniqueSerial();
+    std::filesystem::create_directory(folder);
+    const std::string path = folder / "camera.xml";
+    EXPECT_FALSE(camera->downloadGenICamXML(path.c_str()));
+    EXPECT_EQ(Error::notConnected, lastError());
+    ASSERT_TRUE(camera->connect(2));
+    EXPECT_FALSE(camera->downloadGenICamXML(nullptr));
+    EXPECT_FALSE(camera->downloadGenICamXML((folder / "no/such/folder").c_str()));
+    ASSERT_TRUE(camera->downloadGenICamXML(path.c_str())) << lastErrorMessage();
+    std::ifstream file(path);
+    EXPECT_EQ(smallDescription(), std::string(std::istreambuf_iterator<char>(file), {}));
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder), {}));
+    std::filesystem::remove_all(folder);
+}
+
+TEST(GigeCamera, ReadsTheAccessPermissionWithoutTakingControl) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    const auto view = IGigECamera::getInstance(camera);
+    for (const auto& [value, permission] :
+         {std::pair{0u, 0}, {1u, 1}, {2u, 2}, {6u, 6}, {4u, 0}, {3u, 1}, {0x12340002u, 2}}) {
+        scripted.setRegister(kPrivilege, value);
+        EXPECT_EQ(permission, view->getAccessPermission()) << value;
+        EXPECT_EQ(value, scripted.registerAt(kPrivilege));
+    }
+    scripted.setSilent(true);
+    EXPECT_EQ(255, view->getAccessPermission());
+}
+
+/** Counts connection events. */
+struct ConnectionListener {
+    void onConnect(const GenICam::SConnectArg& argument) {
+        if (argument.state == 0) ++offline;
+        if (hook) hook();
+    }
+    std::atomic<int> offline{0};
+    std::function<void()> hook;
+};
+
+TEST(GigeCamera, ReportsItsLossOnceAndConnectsAgain) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    const auto listener = std::make_shared<ConnectionListener>();
+    const auto subscription = camera->events().subscribe();
+    ASSERT_TRUE(subscription->subscribeConnectArgs(
+        GenICam::ConnectBinding::toMember<&ConnectionListener::onConnect>(listener)));
+    scripted.setSilent(true);
+    ASSERT_TRUE(eventually([&] { return listener->offline == 1; }, 3s));
+    EXPECT_FALSE(camera->isConnected());
+    EXPECT_FALSE(camera->startAcquisition());
+    EXPECT_EQ(Error::connectionLost, lastError());
+    scripted.setSilent(false);
+    ASSERT_TRUE(camera->connect(2)) << lastErrorMessage();
+    EXPECT_TRUE(camera->isConnected());
+    EXPECT_EQ(1, listener->offline);
+}
+
+TEST(GigeCamera, MayBeDroppedByTheHandlerOfItsLoss) {
+    PlatedCamera scripted;
+    auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    const auto listener = std::make_shared<ConnectionListener>();
+    auto subscription = camera->events().subscribe();
+    std::atomic<bool> dropped{false};
+    listener->hook = [&] {
+        subscription.reset();
+        camera.reset();
+        dropped = true;
+    };
+    ASSERT_TRUE(subscription->subscribeConnectArgs(
+        GenICam::ConnectBinding::toMember<&ConnectionListener::onConnect>(listener)));
+    scripted.setRegister(kPrivilege, 0);
+    EXPECT_TRUE(eventually([&] { return dropped.load(); }));
+}
+
+TEST(GigeCamera, SetsUpItsStreamChannel) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    StreamSetup setup;
+    EXPECT_FALSE(camera->openStreamChannel(50000, setup));
+    EXPECT_EQ(Error::notConnected, lastError());
+    ASSERT_TRUE(camera->connect(2));
+    ASSERT_TRUE(camera->openStreamChannel(50000, setup)) << lastErrorMessage();
+    EXPECT_EQ(307200u, setup.payloadBytes);
+    EXPECT_EQ(1400u, setup.packetBytes);
+    EXPECT_TRUE(setup.canResend);
+    EXPECT_EQ(0x7f000001u, scripted.registerAt(0xd18));
+    EXPECT_EQ(50000u, scripted.registerAt(0xd00));
+    ASSERT_TRUE(camera->startAcquisition());
+    EXPECT_EQ(1u, scripted.registerAt(kestro::test::kTransportLockRegister));
+    EXPECT_EQ(1u, scripted.registerAt(kestro::test::kAcquisitionStartRegister));
+    ASSERT_TRUE(camera->stopAcquisition());
+    EXPECT_EQ(1u, scripted.registerAt(kestro::test::kAcquisitionStopRegister));
+    EXPECT_EQ(0u, scripted.registerAt(kestro::test::kTransportLockRegister));
+    camera->closeStreamChannel();
+    EXPECT_EQ(0u, scripted.registerAt(0xd00));
+}
+
+TEST(GigeCamera, ChoosesAPacketSizeThatTheInterfaceCarries) {
+    PlatedCamera scripted;
+    FoundDevice found = loopbackDevice(scripted);
+    found.via.mtuBytes = 4000;
+    const auto camera = std::make_shared<GigeCamera>(found, "Acme:1");
+    ASSERT_TRUE(camera->connect(2));
+    for (const auto& [before, after] : {std::pair{0x40000000u + 4000u, 0x40000000u + 4000u},
+                                        {0x40000000u + 9000u, 0x40000000u + 1500u},
+                                        {0x80000000u, 1500u},
+                                        {575u, 1500u},
+                                        {576u, 576u}}) {
+        scripted.setRegister(0xd04, before);
+        StreamSetup setup;
+        ASSERT_TRUE(camera->openStreamChannel(50000, setup));
+        EXPECT_EQ(after, scripted.registerAt(0xd04));
+        EXPECT_EQ(after & 0xffff, setup.packetBytes);
+    }
+}
+
+TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    scripted.refuse(kestro::test::kAcquisitionStartRegister, 0x8007);
+    EXPECT_FALSE(camera->startAcquisition());
+    EXPECT_EQ(Error::refused, lastError());
+    EXPECT_THAT(lastErrorMessage(), HasSubstr("AcquisitionStart"));
+    EXPECT_EQ(0u, scripted.registerAt(kestro::test::kTransportLockRegister));
+}
+
+TEST(GigeCamera, ClosesTheStreamChannelOfADeadCameraQuietly) {
+    const auto camera = cameraFor(PlatedCamera());
+    setLastError(Error::alreadyGrabbing, "kept");
+    camera->closeStreamChannel();
+    EXPECT_EQ("kept", lastErrorMessage());
+}
+
+/** Takes over the address of a FORCEIP, as a camera does that is not controlled. */
+Reaction obeyForceIp(PlatedCamera& camera, const ControlRequest& request) {
+    if (request.command != 0x0004) return camera.ordinaryReaction(request);
+    camera.setRegister(0x24, request.word(0x14));
+    camera.setRegister(0x34, request.word(0x24));
+    camera.setRegister(0x44, request.word(0x34));
+    return {{{ScriptedCamera::acknowledge(0, 5, request.id)}}};
+}
+
+TEST(GigeCamera, GetsAnotherAddressByForce) {
+    PlatedCamera scripted;
+    Discovery discovery;
+    scripted.setRegister(0x24, 0xc6336405);
+    const auto found = find(discovery, scripted.serial);
+    ASSERT_TRUE(found);
+    const auto camera = std::make_shared<GigeCamera>(*found, "Acme:1");
+    const auto view = IGigECamera::getInstance(camera);
+    EXPECT_STRNE("Valid", view->getIpValidity().c_str());
+    scripted.script([&](const ControlRequest& request) { return obeyForceIp(scripted, request); });
+    ASSERT_TRUE(view->forceIpAddress(scripted.addressText().c_str(), "255.255.0.0", "127.0.0.9"))
+        << lastErrorMessage();
+    EXPECT_STREQ("Valid", view->getIpValidity().c_str());
+    EXPECT_EQ(scripted.addressText(), view->getIpAddress().c_str());
+    EXPECT_STREQ("255.255.0.0", view->getSubnetMask().c_str());
+    EXPECT_STREQ("127.0.0.9", view->getGateway().c_str());
+    EXPECT_TRUE(camera->connect(2)) << lastErrorMessage();
+    EXPECT_FALSE(view->forceIpAddress(scripted.addressText().c_str(), "255.0.0.0", "0.0.0.0"));
+}
+
+TEST(GigeCamera, RefusesMalformedAddressesByForce) {
+    PlatedCamera scripted;
+    const auto view = IGigECamera::getInstance(cameraFor(scripted));
+    const char* const cases[][3] = {
+        {nullptr, "255.0.0.0", "0.0.0.0"},      {"10.0.0", "255.0.0.0", "0.0.0.0"},
+        {"0.0.0.0", "255.0.0.0", "0.0.0.0"},    {"224.0.0.1", "255.0.0.0", "0.0.0.0"},
+        {"10.0.0.1", "255.0.255.0", "0.0.0.0"}, {"10.0.0.1", "0.0.0.0", "0.0.0.0"},
+        {"10.0.0.1", "255.0.0.0", ""},          {"10.0.0.1", "255.0.0.0", nullptr}};
+    for (const auto& each : cases) {
+        EXPECT_FALSE(view->forceIpAddress(each[0], each[1], each[2]));
+        EXPECT_EQ(Error::invalidArgument, lastError());
+    }
+    EXPECT_TRUE(scripted.requests().empty());
+}
+
+TEST(GigeCamera, SaysWhenForceIsNotAcknowledged) {
+    PlatedCamera scripted;
+    scripted.setSilent(true);
+    const auto camera = cameraFor(scripted);
+    EXPECT_FALSE(camera->forceIpAddress("127.0.2.200", "255.0.0.0", "0.0.0.0"));
+    EXPECT_EQ(Error::timeout, lastError());
+    EXPECT_EQ(scripted.addressText(), camera->location().address.text());
+}
+
+TEST(GigeCamera, ShowsItsInterface) {
+    PlatedCamera scripted;
+    const auto view = IGigEInterface::getInstance(cameraFor(scripted));
+    EXPECT_STREQ("127.0.0.1", view->getIpAddress().c_str());
+    EXPECT_STREQ("255.0.0.0", view->getSubnetMask().c_str());
+    EXPECT_STREQ("", view->getGateway().c_str());
+    EXPECT_STREQ("lo", view->getName().c_str());
+    EXPECT_STREQ("lo 127.0.0.1/8", view->getDescription().c_str());
+    EXPECT_FALSE(IGigEInterface::getInstance(nullptr));
+    EXPECT_FALSE(IGigECamera::getInstance(nullptr));
+}
+
+}  // namespace
+}  // namespace Vorda::Gige

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Description.h"
+
+#include "MemoryPort.h"
+#include "ScriptedCamera.h"
+#include "VordaInfra.h"
+#include "Zip.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace Vorda::Gige {
+namespace {
+
+using kestro::test::MemoryPort;
+using kestro::test::smallDescription;
+using testing::HasSubstr;
+
+std::string golden(const char* name) {
+    std::ifstream file(std::string(KESTRO_GOLDEN_DIR "/") + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+ByteView view(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+/** Puts `bytes` at 0x10000 and a URL at 0x200 that announces `sizeBytes` of them. */
+void publish(MemoryPort& camera, const char* fileName, const std::string& bytes,
+             std::size_t sizeBytes) {
+    char url[128];
+    std::snprintf(url, sizeof url, "Local:%s;10000;%zX", fileName, sizeBytes);
+    camera.set(0x200, url);
+    camera.set(0x10000, bytes);
+}
+
+/** The error text of a download that must fail. */
+std::string downloadFailure(MemoryPort& camera) {
+    EXPECT_FALSE(downloadDescription(camera));
+    EXPECT_EQ(static_cast<int>(Error::description), Infra::getLastError());
+    return lastErrorMessage();
+}
+
+TEST(DescriptionUrl, NamesAFileInTheCamera) {
+    for (const char* url : {"Local:camera.zip;10000;3e68", "local:///camera.zip;0x10000;0x3E68",
+                            "LOCAL:camera.zip;10000;3e68?SchemaVersion=1.1.0"}) {
+        std::string reason;
+        const auto location = parseDescriptionUrl(url, reason);
+        ASSERT_TRUE(location) << url << reason;
+        EXPECT_EQ("camera.zip", location->fileName);
+        EXPECT_EQ(0x10000u, location->address);
+        EXPECT_EQ(0x3e68u, location->sizeBytes);
+    }
+}
+
+TEST(DescriptionUrl, IsRefusedWithAReason) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "malformed"},
+        {"Local:", "malformed"},
+        {"Local:a.xml", "malformed"},
+        {"Local:a.xml;10000", "malformed"},
+        {"Local:a.xml;10000;", "malformed"},
+        {"Local:a.xml;xyz;10", "malformed"},
+        {"Local:a.xml;10000;10;10", "malformed"},
+        {"Local:a.xml;-1;10", "malformed"},
+        {"Local:a.xml;1ffffffff;10", "malformed"},
+        {"Local:a.xml;10000;0", "absurd"},
+        {"Local:a.xml;10000;ffffffff", "absurd"},
+        {"http://example.com/a.xml", "not in the camera"},
+        {"File:///c:/a.xml", "not in the camera"},
+    };
+    for (const auto& [url, why] : cases) {
+        std::string reason;
+        EXPECT_FALSE(parseDescriptionUrl(url, reason)) << url;
+        EXPECT_THAT(reason, HasSubstr(why));
+        EXPECT_THAT(reason, HasSubstr(url));
+    }
+}
+
+TEST(Description, IsReadPlainOrZipped) {
+    const std::string xml = golden("description.xml");
+    ASSERT_FALSE(xml.empty());
+    for (const char* name : {"description.xml", "description.zip", "description-stored.zip"}) {
+        MemoryPort camera;
+        const std::string bytes = golden(name);
+        publish(camera, name, bytes, bytes.size());
+        EXPECT_EQ(xml, downloadDescription(camera)) << lastErrorMessage();
+    }
+}
+
+TEST(Description, IsRecognisedAsZippedByItsBytes) {
+    MemoryPort camera;
+    publish(camera, "misnamed.xml", golden("description.zip"), golden("description.zip").size());
+    EXPECT_EQ(golden("description.xml"), downloadDescription(camera));
+}
+
+TEST(Description, MayBeFilledUpWithNuls) {
+    MemoryPort camera;
+    publish(camera, "a.xml", smallDescription(), smallDescription().size() + 700);
+    EXPECT_EQ(smallDescription(), downloadDescription(camera));
+}
+
+TEST(Description, MayStandBehindTheSecondUrl) {
+    MemoryPort camera;
+    camera.set(0x200, "http://example.com/a.xml");
+    camera.set(
+        0x400, "Local:a.xml;10000;" + [] {
+            char size[16];
+            std::snprintf(size, sizeof size, "%zx", smallDescription().size());
+            return std::string(size);
+        }());
+    camera.set(0x10000, smallDescription());
+    EXPECT_EQ(smallDescription(), downloadDescription(camera));
+}
+
+TEST(Description, IsRefusedWhenItIsNotWhole) {
+    const std::string whole = smallDescription();
+    const std::pair<std::string, const char*> cases[] = {
+        {whole.substr(0, whole.size() / 2), "cut or no XML"},
+        {whole.substr(0, whole.rfind('<')), "cut or no XML"},
+        {std::string(whole).replace(whole.size() / 2, 100, 100, '\0'), "cut or no XML"},
+        {"no XML at all", "cut or no XML"},
+        {"<Other/>", "[Other]"},
+        {std::string(64, '\0'), "no XML"},
+        {golden("description.zip").substr(0, 200), "zip archive is cut"},
+    };
+    for (const auto& [bytes, why] : cases) {
+        MemoryPort camera;
+        publish(camera, "a.xml", bytes, bytes.size());
+        EXPECT_THAT(downloadFailure(camera), HasSubstr(why));
+    }
+}
+
+TEST(Description, OfAnAbsurdSizeIsNotRead) {
+    MemoryPort camera;
+    camera.set(0x200, "Local:a.xml;10000;ffffffff");
+    EXPECT_THAT(downloadFailure(camera), HasSubstr("absurd"));
+    EXPECT_EQ(2 * 512u, camera.bytesRead());
+}
+
+TEST(Description, PassesTheCamerasErrorOn) {
+    MemoryPort camera;
+    camera.fail(Error::connectionLost);
+    EXPECT_FALSE(downloadDescription(camera));
+    EXPECT_EQ(static_cast<int>(Error::connectionLost), Infra::getLastError());
+}
+
+TEST(Zip, SurvivesAnyDamage) {
+    const std::string xml = golden("description.xml");
+    for (const char* name : {"description.zip", "description-stored.zip"}) {
+        const std::string whole = golden(name);
+        std::string reason;
+        for (std::size_t at = 0; at < whole.size(); ++at) {
+            EXPECT_FALSE(unzipFirstFile(view(whole.substr(0, at)), 1 << 20, reason)) << at;
+            for (const char damage : {'\0', '\x01', '\x7f', '\xff'}) {
+                std::string damaged = whole;
+                damaged[at] = damage;
+                const auto text = unzipFirstFile(view(damaged), 1 << 20, reason);
+                EXPECT_LE(text ? text->size() : 0, std::size_t{1} << 20);
+            }
+        }
+    }
+}
+
+TEST(Zip, RefusesAFileBeyondTheLimit) {
+    const std::string archive = golden("description.zip");
+    const std::size_t size = golden("description.xml").size();
+    std::string reason;
+    EXPECT_TRUE(unzipFirstFile(view(archive), size, reason));
+    EXPECT_FALSE(unzipFirstFile(view(archive), size - 1, reason));
+    EXPECT_THAT(reason, HasSubstr("too large"));
+}
+
+}  // namespace
+}  // namespace Vorda::Gige
