@@ -2,8 +2,8 @@
 #include "WorkerThread.h"
 
 #include "LastError.h"
+#include "NamedThread.h"
 
-#include <pthread.h>
 #include <string>
 #include <system_error>
 
@@ -11,8 +11,7 @@ namespace Vorda::Gige {
 
 bool WorkerThread::start(const char* name, std::function<void()> body) {
     try {
-        thread_ = std::thread([name = std::string(name), body = std::move(body)]() mutable {
-            pthread_setname_np(pthread_self(), name.c_str());
+        thread_ = startNamedThread(name, [body = std::move(body)]() mutable {
             body();
             // What the body holds goes before the thread does, whoever waits for it.
             body = nullptr;
