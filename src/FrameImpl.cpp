@@ -78,7 +78,9 @@ Frame::~Frame() = default;
 
 FrameImpl::FrameImpl() = default;
 
-FrameImpl::~FrameImpl() { ImageBufferPool::instance().giveBack(imageData_); }
+FrameImpl::~FrameImpl() {
+    if (imageData_) ImageBufferPool::instance().giveBack(imageData_);
+}
 
 std::shared_ptr<FrameImpl> FrameImpl::create(const CFrame& frame) {
     try {
