@@ -10,7 +10,6 @@
 #include <exception>
 #include <optional>
 #include <thread>
-#include <variant>
 #include <vector>
 
 namespace Vorda::Gige {
@@ -21,7 +20,11 @@ using GenICam::ParamsUpdateBinding;
 using GenICam::SConnectArg;
 using GenICam::SParamsUpdateArg;
 
-using Event = std::variant<SConnectArg, SParamsUpdateArg>;
+/** A change of the connection, or else the names of features that changed. */
+struct Event {
+    std::optional<SConnectArg> connection;
+    SParamsUpdateArg updates;
+};
 
 constexpr std::size_t kDefaultQueueSize = 8192;
 
@@ -148,7 +151,7 @@ class EventDispatcher::Core {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return stopped_ || !events_.empty(); });
         if (stopped_) return std::nullopt;
-        Event event = std::move(events_.front());
+        std::optional<Event> event(std::move(events_.front()));
         events_.pop_front();
         return event;
     }
@@ -163,16 +166,16 @@ class EventDispatcher::Core {
     }
 
     static void deliver(const Event& event, Receiver& receiver) {
-        if (const auto* connection = std::get_if<SConnectArg>(&event))
-            receiver.connection.call(*connection);
+        if (event.connection)
+            receiver.connection.call(*event.connection);
         else
-            receiver.updates.call(std::get<SParamsUpdateArg>(event));
+            receiver.updates.call(event.updates);
     }
 
     /** Needs the lock. */
     void dropOldUpdates() {
         const auto isUpdate = [](const Event& event) {
-            return std::holds_alternative<SParamsUpdateArg>(event);
+            return !event.connection.has_value();
         };
         while (events_.size() > queueSize_) {
             const auto oldest = std::ranges::find_if(events_, isUpdate);
@@ -244,10 +247,12 @@ std::shared_ptr<GenICam::IEventSubscribe> EventDispatcher::subscribe() {
     return std::make_shared<Subscription>(core_);
 }
 
-void EventDispatcher::postConnection(bool isOnline) { core_->post(SConnectArg{isOnline ? 1 : 0}); }
+void EventDispatcher::postConnection(bool isOnline) {
+    core_->post({SConnectArg{isOnline ? 1 : 0}, {}});
+}
 
 void EventDispatcher::postUpdates(Infra::TVector<Infra::CString> names) {
-    core_->post(SParamsUpdateArg{std::move(names)});
+    core_->post({std::nullopt, SParamsUpdateArg{std::move(names)}});
 }
 
 }  // namespace Vorda::Gige
