@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Description.h"
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace kestrosim {
+
+Description loadDescription(const std::string& path) {
+    if (path.empty()) return {"SimReader.xml", std::string(builtInDescription())};
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error(path + " cannot be read");
+    // A client tells from the name whether to unpack what it loads.
+    const bool isZip = path.size() > 4 && path.compare(path.size() - 4, 4, ".zip") == 0;
+    return {isZip ? "SimReader.zip" : "SimReader.xml",
+            std::string(std::istreambuf_iterator<char>(file), {})};
+}
+
+}  // namespace kestrosim

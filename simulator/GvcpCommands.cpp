@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "GvcpCommands.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace kestrosim {
+namespace {
+
+constexpr std::uint32_t kTimestampReset = 0x1;
+constexpr std::uint32_t kTimestampLatch = 0x2;
+constexpr std::uint32_t kFireTestPacket = 0x80000000;
+constexpr std::uint32_t kHeartbeatDisabled = 0x1;
+
+// FORCEIP: 2 MAC[6] | 20 address | 36 mask | 52 gateway
+constexpr std::size_t kForceIpBytes = 56;
+// PACKETRESEND: 0 channel16 | 2 block16 | 4 first32 | 8 last32 | extended ids: 12 block64
+constexpr std::size_t kResendBytes = 12;
+constexpr std::size_t kExtendedResendBytes = 20;
+
+// Acknowledge header: 0 status16 | 2 command16 | 4 payload length16 | 6 request id16
+std::vector<std::uint8_t> acknowledge(Status status, std::uint16_t command, std::uint16_t id,
+                                      std::span<const std::uint8_t> payload) {
+    std::vector<std::uint8_t> bytes(kGvcpHeaderBytes);
+    store16(bytes.data(), static_cast<std::uint16_t>(status));
+    store16(bytes.data() + 2, static_cast<std::uint16_t>(command + 1));
+    store16(bytes.data() + 4, static_cast<std::uint16_t>(payload.size()));
+    store16(bytes.data() + 6, id);
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
+}
+
+// WRITEREG and WRITEMEM answer with how far they came.
+std::vector<std::uint8_t> progress(std::size_t index) {
+    return {0, 0, static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)};
+}
+
+bool isAligned(std::uint32_t address, std::size_t bytes) {
+    return address % 4 == 0 && bytes % 4 == 0;
+}
+
+// What the size of a frame depends on stays as it is while frames are sent.
+bool isFixedWhileAcquiring(std::uint32_t address) {
+    return (address >= reg::kWidth && address <= reg::kPayloadSize) ||
+           address == reg::kResultFormat;
+}
+
+}  // namespace
+
+GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
+                           CameraClock& clock, StreamSender& stream)
+    : identity_(identity), registers_(registers), clock_(clock), stream_(stream) {}
+
+std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& from) {
+    if (datagram.size() < kGvcpHeaderBytes || datagram[0] != kGvcpKey) return {};
+    const Request request{datagram[1], static_cast<Command>(load16(&datagram[2])),
+                          load16(&datagram[6]), datagram.subspan(kGvcpHeaderBytes), from};
+    const bool isConsistent = load16(&datagram[4]) == request.payload.size() && request.id != 0;
+    Answer answer;
+    if (isConsistent) {
+        privilege_.heard(from, Clock::now());
+        answer = carryOut(request);
+    } else {
+        answer.status = Status::invalidHeader;
+    }
+    if (answer.silent || (request.flags & kFlagAcknowledge) == 0) return {};
+    return acknowledge(answer.status, static_cast<std::uint16_t>(request.command), request.id,
+                       answer.payload);
+}
+
+GvcpCommands::Answer GvcpCommands::carryOut(const Request& request) {
+    switch (request.command) {
+        case Command::discovery:
+            return discovery();
+        case Command::forceIp:
+            return forceIp(request);
+        case Command::packetResend:
+            return packetResend(request);
+        case Command::readRegister:
+            return readRegisters(request);
+        case Command::writeRegister:
+            return writeRegisters(request);
+        case Command::readMemory:
+            return readMemory(request);
+        case Command::writeMemory:
+            return writeMemory(request);
+    }
+    return {Status::notImplemented, {}, false};
+}
+
+GvcpCommands::Answer GvcpCommands::discovery() const {
+    Answer answer;
+    answer.payload.resize(reg::kDiscoveryBytes);
+    answer.status = registers_.read(0, answer.payload);
+    return answer;
+}
+
+bool GvcpCommands::isForThisCamera(Bytes forceIpPayload) const {
+    return std::equal(identity_.mac.begin(), identity_.mac.end(), forceIpPayload.begin() + 2);
+}
+
+// A broadcast for one camera: the others stay silent, and so does one that is under control.
+GvcpCommands::Answer GvcpCommands::forceIp(const Request& request) {
+    if (request.payload.size() != kForceIpBytes || !isForThisCamera(request.payload) ||
+        privilege_.isHeld()) {
+        return {Status::success, {}, true};
+    }
+    const std::uint32_t address = load32(&request.payload[20]);
+    if (address == 0) return {};  // begin the address configuration anew: it ends as it did
+    identity_.address = address;
+    identity_.mask = load32(&request.payload[36]);
+    identity_.gateway = load32(&request.payload[52]);
+    registers_.setAddress(identity_);
+    forcedAddress_ = address;
+    return {};
+}
+
+std::optional<std::uint32_t> GvcpCommands::takeForcedAddress() {
+    return std::exchange(forcedAddress_, std::nullopt);
+}
+
+// Asked for by whom the stream goes to, from whatever port; the answer is on the stream channel.
+GvcpCommands::Answer GvcpCommands::packetResend(const Request& request) {
+    const bool extended = (request.flags & kFlagExtendedIds) != 0;
+    const Answer silent{Status::success, {}, true};
+    if (request.payload.size() != (extended ? kExtendedResendBytes : kResendBytes)) return silent;
+    const std::uint8_t* const from = request.payload.data();
+    const StreamSettings settings = registers_.streamSettings();
+    if (settings.destination.port == 0 || settings.destination.address != request.from.address ||
+        load16(from) != 0) {
+        return silent;
+    }
+    const std::uint32_t idMask = extended ? 0xffffffff : 0xffffff;
+    stream_.resend({extended ? load64(from + 12) : load16(from + 2), load32(from + 4) & idMask,
+                    load32(from + 8) & idMask});
+    return silent;
+}
+
+GvcpCommands::Answer GvcpCommands::readRegisters(const Request& request) {
+    Answer answer;
+    const std::size_t bytes = request.payload.size();
+    if (bytes == 0 || bytes % 4 != 0 || bytes > kGvcpMaxPayloadBytes) {
+        return {Status::invalidParameter, {}, false};
+    }
+    for (std::size_t at = 0; at < bytes; at += 4) {
+        std::array<std::uint8_t, 4> value{};
+        answer.status = read(request.from, load32(&request.payload[at]), value);
+        if (answer.status != Status::success) break;
+        answer.payload.insert(answer.payload.end(), value.begin(), value.end());
+    }
+    return answer;
+}
+
+GvcpCommands::Answer GvcpCommands::writeRegisters(const Request& request) {
+    const std::size_t bytes = request.payload.size();
+    if (bytes == 0 || bytes % 8 != 0 || bytes > kGvcpMaxPayloadBytes) {
+        return {Status::invalidParameter, progress(0), false};
+    }
+    std::size_t written = 0;
+    Status status = Status::success;
+    for (std::size_t at = 0; at < bytes && status == Status::success; at += 8) {
+        status =
+            write(request.from, load32(&request.payload[at]), request.payload.subspan(at + 4, 4));
+        if (status == Status::success) ++written;
+    }
+    return {status, progress(written), false};
+}
+
+GvcpCommands::Answer GvcpCommands::readMemory(const Request& request) {
+    if (request.payload.size() != 8) return {Status::invalidParameter, {}, false};
+    const std::size_t count = load16(&request.payload[6]);
+    if (count == 0 || count > kMaxMemoryBytes) return {Status::invalidParameter, {}, false};
+    const std::uint32_t address = load32(request.payload.data());
+    Answer answer;
+    answer.payload.resize(4 + count);
+    store32(answer.payload.data(), address);
+    answer.status = read(request.from, address, std::span(answer.payload).subspan(4));
+    if (answer.status != Status::success) answer.payload.clear();
+    return answer;
+}
+
+GvcpCommands::Answer GvcpCommands::writeMemory(const Request& request) {
+    const std::size_t bytes = request.payload.size();
+    if (bytes < 8 || bytes - 4 > kMaxMemoryBytes) {
+        return {Status::invalidParameter, progress(0), false};
+    }
+    const Status status =
+        write(request.from, load32(request.payload.data()), request.payload.subspan(4));
+    return {status, progress(status == Status::success ? bytes - 4 : 0), false};
+}
+
+Status GvcpCommands::read(const Endpoint& from, std::uint32_t address, std::span<std::uint8_t> to) {
+    if (!isAligned(address, to.size())) return Status::badAlignment;
+    // Who has control, everyone may ask.
+    if (address != reg::kControlPrivilege && !privilege_.mayRead(from)) return Status::accessDenied;
+    return registers_.read(address, to);
+}
+
+Status GvcpCommands::write(const Endpoint& from, std::uint32_t address, Bytes bytes) {
+    if (!isAligned(address, bytes.size())) return Status::badAlignment;
+    if (address == reg::kControlPrivilege && bytes.size() == 4) {
+        return writeControl(from, load32(bytes.data()));
+    }
+    if (!privilege_.isHeldBy(from)) return Status::accessDenied;
+    Status status = mayChange(address, bytes);
+    if (status == Status::success) status = registers_.write(address, bytes);
+    if (status != Status::success) return status;
+    for (std::size_t at = 0; at < bytes.size(); at += 4) {
+        act(address + static_cast<std::uint32_t>(at), load32(&bytes[at]));
+    }
+    return status;
+}
+
+Status GvcpCommands::writeControl(const Endpoint& from, std::uint32_t value) {
+    if (!privilege_.request(from, value)) return Status::accessDenied;
+    if (!privilege_.isHeld()) releaseControl();
+    publishControl();
+    return Status::success;
+}
+
+Status GvcpCommands::mayChange(std::uint32_t address, Bytes bytes) const {
+    const bool acquiring = stream_.isAcquiring();
+    for (std::size_t at = 0; at < bytes.size(); at += 4, address += 4) {
+        if (acquiring && isFixedWhileAcquiring(address)) return Status::busy;
+        // Frames would go nowhere.
+        if (address == reg::kAcquisitionStart && registers_.word(reg::kStreamPort) == 0) {
+            return Status::wrongConfiguration;
+        }
+    }
+    return Status::success;
+}
+
+std::optional<GvcpCommands::Clock::time_point> GvcpCommands::controlExpiry() const {
+    const bool disabled = (registers_.word(reg::kControlConfiguration) & kHeartbeatDisabled) != 0;
+    if (!privilege_.isHeld() || disabled) return std::nullopt;
+    return privilege_.lastHeard() +
+           std::chrono::milliseconds(registers_.word(reg::kHeartbeatTimeout));
+}
+
+void GvcpCommands::expireControl(Clock::time_point now) {
+    const auto expiry = controlExpiry();
+    if (!expiry || now < *expiry) return;
+    releaseControl();
+    publishControl();
+}
+
+// The channels belong to the application that opened them.
+void GvcpCommands::releaseControl() {
+    privilege_.release();
+    stream_.stop();
+    registers_.setWord(reg::kStreamPort, 0);
+    registers_.setWord(reg::kStreamDestination, 0);
+    registers_.setWord(reg::kTransportLocked, 0);
+}
+
+void GvcpCommands::publishControl() {
+    registers_.setWord(reg::kControlPrivilege, privilege_.registerValue());
+    registers_.setWord(reg::kPrimaryPort, privilege_.owner().port);
+    registers_.setWord(reg::kPrimaryIp, privilege_.owner().address);
+}
+
+void GvcpCommands::act(std::uint32_t address, std::uint32_t value) {
+    if (address == reg::kAcquisitionStart && value != 0) {
+        stream_.start();
+    } else if (address == reg::kAcquisitionStop && value != 0) {
+        stream_.stop();
+    } else if (address == reg::kTriggerSoftware && value != 0) {
+        stream_.trigger();
+    } else if (address == reg::kStreamPort && (value & 0xffff) == 0) {
+        stream_.stop();
+    } else if (address == reg::kStreamPacketSize && (value & kFireTestPacket) != 0) {
+        stream_.sendTestPacket();
+    } else if (address == reg::kTimestampControl) {
+        actOnClock(value);
+    } else {
+        stream_.settingsChanged();
+    }
+}
+
+void GvcpCommands::actOnClock(std::uint32_t value) {
+    if ((value & kTimestampReset) != 0) clock_.reset();
+    if ((value & kTimestampLatch) != 0) registers_.setLong(reg::kTimestampValue, clock_.ticks());
+}
+
+}  // namespace kestrosim

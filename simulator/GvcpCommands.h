@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "CameraClock.h"
+#include "ControlPrivilege.h"
+#include "GigeWire.h"
+#include "RegisterMap.h"
+#include "StreamSender.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace kestrosim {
+
+/** Understands GVCP commands, carries them out and words the answers. One thread. */
+class GvcpCommands {
+ public:
+    using Clock = std::chrono::steady_clock;
+    using Bytes = std::span<const std::uint8_t>;
+
+    GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers, CameraClock& clock,
+                 StreamSender& stream);
+
+    /** The acknowledge to a datagram; empty when it deserves or wants none. */
+    [[nodiscard]] std::vector<std::uint8_t> answer(Bytes datagram, const Endpoint& from);
+    /** Takes control back from an application that has been silent too long. */
+    void expireControl(Clock::time_point now);
+    /** When expireControl() has something to do at the earliest; empty while nothing can expire. */
+    [[nodiscard]] std::optional<Clock::time_point> controlExpiry() const;
+    /** The address that a FORCEIP gave the camera since the last call. */
+    [[nodiscard]] std::optional<std::uint32_t> takeForcedAddress();
+
+ private:
+    struct Request {
+        std::uint8_t flags = 0;
+        Command command{};
+        std::uint16_t id = 0;
+        Bytes payload;
+        Endpoint from;
+    };
+    struct Answer {
+        Status status = Status::success;
+        std::vector<std::uint8_t> payload;
+        bool silent = false;
+    };
+
+    [[nodiscard]] Answer carryOut(const Request& request);
+    [[nodiscard]] Answer discovery() const;
+    [[nodiscard]] Answer forceIp(const Request& request);
+    [[nodiscard]] Answer packetResend(const Request& request);
+    [[nodiscard]] Answer readRegisters(const Request& request);
+    [[nodiscard]] Answer writeRegisters(const Request& request);
+    [[nodiscard]] Answer readMemory(const Request& request);
+    [[nodiscard]] Answer writeMemory(const Request& request);
+
+    [[nodiscard]] bool isForThisCamera(Bytes forceIpPayload) const;
+    [[nodiscard]] Status read(const Endpoint& from, std::uint32_t address,
+                              std::span<std::uint8_t> to);
+    [[nodiscard]] Status write(const Endpoint& from, std::uint32_t address, Bytes bytes);
+    [[nodiscard]] Status writeControl(const Endpoint& from, std::uint32_t value);
+    [[nodiscard]] Status mayChange(std::uint32_t address, Bytes bytes) const;
+    void releaseControl();
+    void publishControl();
+    void act(std::uint32_t address, std::uint32_t value);
+    void actOnClock(std::uint32_t value);
+
+    NetworkIdentity identity_;
+    RegisterMap& registers_;
+    CameraClock& clock_;
+    StreamSender& stream_;
+    ControlPrivilege privilege_;
+    std::optional<std::uint32_t> forcedAddress_;
+};
+
+}  // namespace kestrosim

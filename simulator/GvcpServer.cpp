@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "GvcpServer.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <stdexcept>
+#include <system_error>
+
+namespace kestrosim {
+namespace {
+
+constexpr std::uint32_t kLimitedBroadcast = 0xffffffff;
+constexpr std::size_t kDatagramMaxBytes = 65536;
+// A flood of datagrams must not keep the thread from its other duties.
+constexpr int kDatagramsInARow = 64;
+
+}  // namespace
+
+GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream)
+    : registers_(registers),
+      stream_(stream),
+      wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    try {
+        listenAt(address);
+    } catch (...) {
+        ::close(wakeDescriptor_);
+        throw;
+    }
+}
+
+GvcpServer::~GvcpServer() {
+    quit_ = true;
+    ::eventfd_write(wakeDescriptor_, 1);
+    if (thread_.joinable()) thread_.join();
+    ::close(wakeDescriptor_);
+}
+
+// Each camera of a host has broadcast sockets of its own: the kernel gives every one of them a
+// copy.
+void GvcpServer::listenAt(std::uint32_t address) {
+    UdpSocket own({address, kGvcpPort}, UdpSocket::Sharing::exclusive);
+    const HostInterface network = interfaceOf(address).value_or(HostInterface{});
+    std::vector<UdpSocket> broadcasts;
+    broadcasts.emplace_back(Endpoint{kLimitedBroadcast, kGvcpPort}, UdpSocket::Sharing::shared);
+    const std::uint32_t subnetBroadcast = address | ~network.mask;
+    if (subnetBroadcast != address && subnetBroadcast != kLimitedBroadcast) {
+        broadcasts.emplace_back(Endpoint{subnetBroadcast, kGvcpPort}, UdpSocket::Sharing::shared);
+    }
+    own_ = std::move(own);
+    broadcasts_ = std::move(broadcasts);
+    interfaceIndex_ = network.index;
+}
+
+void GvcpServer::start(GvcpCommands& commands) {
+    thread_ = std::thread([this, &commands] { run(commands); });
+}
+
+void GvcpServer::run(GvcpCommands& commands) {
+    ::pthread_setname_np(::pthread_self(), "sim-control");
+    while (!quit_) {
+        std::vector<pollfd> waiting = {{wakeDescriptor_, POLLIN, 0},
+                                       {own_.descriptor(), POLLIN, 0}};
+        for (const UdpSocket& socket : broadcasts_) {
+            waiting.push_back({socket.descriptor(), POLLIN, 0});
+        }
+        ::poll(waiting.data(), waiting.size(), pollTimeoutMs(commands));
+        serve(commands, own_);
+        for (const UdpSocket& socket : broadcasts_) serve(commands, socket);
+        commands.expireControl(GvcpCommands::Clock::now());
+        followForcedAddress(commands);
+    }
+}
+
+int GvcpServer::pollTimeoutMs(const GvcpCommands& commands) {
+    const auto expiry = commands.controlExpiry();
+    if (!expiry) return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*expiry - GvcpCommands::Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
+}
+
+void GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
+    std::array<std::uint8_t, kDatagramMaxBytes> buffer;
+    const std::span<std::uint8_t> room(buffer);
+    for (int count = 0; count < kDatagramsInARow && !quit_; ++count) {
+        const auto arrival = socket.receive(room);
+        if (!arrival) return;
+        const bool isBroadcast = &socket != &own_;
+        if (isBroadcast && arrival->interfaceIndex != interfaceIndex_) continue;
+        const auto answer = commands.answer(room.first(arrival->bytes), arrival->from);
+        if (answer.empty()) continue;
+        ++commandsAnswered_;
+        own_.sendTo(arrival->from, answer);
+    }
+}
+
+// An address of this host is moved to; with any other the camera stays where it can be heard and
+// says what it was given.
+void GvcpServer::followForcedAddress(GvcpCommands& commands) {
+    const auto address = commands.takeForcedAddress();
+    if (!address || *address == own_.local().address) return;
+    try {
+        listenAt(*address);
+        stream_.moveTo(*address);
+        registers_.setWord(reg::kStreamSourcePort, stream_.sourcePort());
+    } catch (const std::runtime_error&) {
+        return;
+    }
+}
+
+}  // namespace kestrosim

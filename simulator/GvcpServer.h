@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "GvcpCommands.h"
+#include "UdpSocket.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace kestrosim {
+
+/**
+ * The camera's control port: takes GVCP datagrams, its own and broadcasts, on a thread of its own.
+ *
+ * Broadcasts are answered from the camera's own address, and only those that came in on the
+ * interface that the address is on.
+ */
+class GvcpServer {
+ public:
+    /** Takes the sockets; throws std::runtime_error when a port is taken. */
+    GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream);
+    ~GvcpServer();
+    GvcpServer(const GvcpServer&) = delete;
+    GvcpServer& operator=(const GvcpServer&) = delete;
+
+    /** Begins to answer. */
+    void start(GvcpCommands& commands);
+    [[nodiscard]] std::uint64_t commandsAnswered() const { return commandsAnswered_; }
+
+ private:
+    void listenAt(std::uint32_t address);
+    void run(GvcpCommands& commands);
+    [[nodiscard]] static int pollTimeoutMs(const GvcpCommands& commands);
+    void serve(GvcpCommands& commands, const UdpSocket& socket);
+    void followForcedAddress(GvcpCommands& commands);
+
+    RegisterMap& registers_;
+    StreamSender& stream_;
+    UdpSocket own_;
+    std::vector<UdpSocket> broadcasts_;
+    int interfaceIndex_ = 0;
+    int wakeDescriptor_;
+    std::atomic<bool> quit_{false};
+    std::atomic<std::uint64_t> commandsAnswered_{0};
+    std::thread thread_;
+};
+
+}  // namespace kestrosim

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+/** Where the camera's registers lie; CameraDescription.xml names the same addresses. */
+namespace kestrosim::reg {
+
+// Bootstrap registers, laid down by the GigE Vision standard.
+inline constexpr std::uint32_t kVersion = 0x0000;
+inline constexpr std::uint32_t kDeviceMode = 0x0004;
+inline constexpr std::uint32_t kMacHigh = 0x0008;
+inline constexpr std::uint32_t kMacLow = 0x000c;
+inline constexpr std::uint32_t kIpSupported = 0x0010;
+inline constexpr std::uint32_t kIpConfiguration = 0x0014;
+inline constexpr std::uint32_t kCurrentIp = 0x0024;
+inline constexpr std::uint32_t kCurrentMask = 0x0034;
+inline constexpr std::uint32_t kCurrentGateway = 0x0044;
+inline constexpr std::uint32_t kManufacturer = 0x0048;
+inline constexpr std::uint32_t kModel = 0x0068;
+inline constexpr std::uint32_t kDeviceVersion = 0x0088;
+inline constexpr std::uint32_t kManufacturerInfo = 0x00a8;
+inline constexpr std::uint32_t kSerial = 0x00d8;
+inline constexpr std::uint32_t kUserName = 0x00e8;
+inline constexpr std::uint32_t kDiscoveryBytes = 0x00f8;  ///< a DISCOVERY answer is 0 to here
+inline constexpr std::uint32_t kFirstUrl = 0x0200;
+inline constexpr std::uint32_t kSecondUrl = 0x0400;
+inline constexpr std::uint32_t kUrlBytes = 512;
+inline constexpr std::uint32_t kInterfaceCount = 0x0600;
+inline constexpr std::uint32_t kPersistentIp = 0x064c;
+inline constexpr std::uint32_t kPersistentMask = 0x065c;
+inline constexpr std::uint32_t kPersistentGateway = 0x066c;
+inline constexpr std::uint32_t kLinkSpeed = 0x0670;
+inline constexpr std::uint32_t kMessageChannels = 0x0900;
+inline constexpr std::uint32_t kStreamChannels = 0x0904;
+inline constexpr std::uint32_t kActionSignals = 0x0908;
+inline constexpr std::uint32_t kStreamCapability = 0x092c;
+inline constexpr std::uint32_t kMessageCapability = 0x0930;
+inline constexpr std::uint32_t kControlCapability = 0x0934;
+inline constexpr std::uint32_t kHeartbeatTimeout = 0x0938;
+inline constexpr std::uint32_t kTickFrequency = 0x093c;
+inline constexpr std::uint32_t kTimestampControl = 0x0944;
+inline constexpr std::uint32_t kTimestampValue = 0x0948;
+inline constexpr std::uint32_t kControlConfiguration = 0x0954;
+inline constexpr std::uint32_t kStreamConfiguration = 0x0960;
+inline constexpr std::uint32_t kControlPrivilege = 0x0a00;
+inline constexpr std::uint32_t kPrimaryPort = 0x0a04;
+inline constexpr std::uint32_t kPrimaryIp = 0x0a14;
+inline constexpr std::uint32_t kStreamPort = 0x0d00;
+inline constexpr std::uint32_t kStreamPacketSize = 0x0d04;
+inline constexpr std::uint32_t kStreamPacketDelay = 0x0d08;
+inline constexpr std::uint32_t kStreamDestination = 0x0d18;
+inline constexpr std::uint32_t kStreamSourcePort = 0x0d1c;
+inline constexpr std::uint32_t kBootstrapEnd = 0x1000;
+
+// Features of this camera.
+inline constexpr std::uint32_t kFeatures = 0x10000;
+inline constexpr std::uint32_t kWidth = 0x10000;
+inline constexpr std::uint32_t kHeight = 0x10004;
+inline constexpr std::uint32_t kOffsetX = 0x10008;
+inline constexpr std::uint32_t kOffsetY = 0x1000c;
+inline constexpr std::uint32_t kSensorWidth = 0x10010;
+inline constexpr std::uint32_t kSensorHeight = 0x10014;
+inline constexpr std::uint32_t kPixelFormat = 0x10018;
+inline constexpr std::uint32_t kPayloadSize = 0x1001c;
+inline constexpr std::uint32_t kAcquisitionMode = 0x10020;
+inline constexpr std::uint32_t kAcquisitionFrameCount = 0x10024;
+inline constexpr std::uint32_t kAcquisitionStart = 0x10028;
+inline constexpr std::uint32_t kAcquisitionStop = 0x1002c;
+inline constexpr std::uint32_t kFrameRate = 0x10030;     ///< double, Hz
+inline constexpr std::uint32_t kExposureTime = 0x10038;  ///< double, us
+inline constexpr std::uint32_t kTriggerSelector = 0x10040;
+inline constexpr std::uint32_t kTriggerMode = 0x10044;
+inline constexpr std::uint32_t kTriggerSource = 0x10048;
+inline constexpr std::uint32_t kTriggerSoftware = 0x1004c;
+inline constexpr std::uint32_t kResultFormat = 0x10050;
+inline constexpr std::uint32_t kTransportLocked = 0x10054;
+inline constexpr std::uint32_t kFramesSent = 0x10058;
+inline constexpr std::uint32_t kFeaturesEnd = 0x11000;
+
+inline constexpr std::uint32_t kDescription = 0x100000;  ///< the GenICam text
+
+}  // namespace kestrosim::reg

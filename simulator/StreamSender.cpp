@@ -1,0 +1,374 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StreamSender.h"
+
+#include "Pacer.h"
+
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+namespace kestrosim {
+namespace {
+
+constexpr std::size_t kFramesKept = 8;
+constexpr std::size_t kResendsKept = 256;
+constexpr std::uint32_t kTriggersKept = 16;
+constexpr std::uint32_t kBurstMaxPackets = 32;
+constexpr auto kStopGrace = std::chrono::milliseconds(150);
+constexpr std::uint64_t kBlockIdEnd = 0x10000;  // of 16-bit ids
+
+// Values of the AcquisitionMode register.
+constexpr std::uint32_t kModeSingleFrame = 0;
+constexpr std::uint32_t kModeMultiFrame = 1;
+
+constexpr unsigned long kTimerSlackNanoseconds = 1000;
+
+/** Opens a lock for a scope. */
+class Unlocked {
+ public:
+    explicit Unlocked(std::unique_lock<std::mutex>& lock) : lock_(lock) { lock_.unlock(); }
+    ~Unlocked() { lock_.lock(); }
+    Unlocked(const Unlocked&) = delete;
+    Unlocked& operator=(const Unlocked&) = delete;
+
+ private:
+    std::unique_lock<std::mutex>& lock_;
+};
+
+/** Up to kBurstMaxPackets packets to one receiver as one system call takes them. */
+class Burst {
+ public:
+    explicit Burst(const Endpoint& to) : to_(socketAddress(to)) {}
+
+    void add(const StreamPacket& packet) {
+        packets_[count_] = packet;
+        StreamPacket& own = packets_[count_];
+        pieces_[count_] = {iovec{own.head.data(), own.headBytes},
+                           iovec{const_cast<std::uint8_t*>(own.body.data()), own.body.size()}};
+        msghdr& header = messages_[count_].msg_hdr;
+        header.msg_name = &to_;
+        header.msg_namelen = sizeof to_;
+        header.msg_iov = pieces_[count_].data();
+        header.msg_iovlen = own.body.empty() ? 1 : 2;
+        ++count_;
+    }
+
+    /** How many packets the kernel took; one that it refuses is left out. */
+    [[nodiscard]] std::uint32_t send(int descriptor) {
+        std::uint32_t done = 0;
+        std::uint32_t taken = 0;
+        while (done < count_) {
+            const int sent = ::sendmmsg(descriptor, messages_.data() + done, count_ - done, 0);
+            if (sent < 0 && (errno == EINTR || errno == ENOBUFS)) continue;
+            taken += static_cast<std::uint32_t>(std::max(sent, 0));
+            done += static_cast<std::uint32_t>(std::max(sent, 1));
+        }
+        return taken;
+    }
+
+ private:
+    sockaddr_in to_;
+    std::array<StreamPacket, kBurstMaxPackets> packets_{};
+    std::array<std::array<iovec, 2>, kBurstMaxPackets> pieces_{};
+    std::array<mmsghdr, kBurstMaxPackets> messages_{};
+    std::uint32_t count_ = 0;
+};
+
+}  // namespace
+
+StreamSender::StreamSender(const CameraOptions& options, std::uint32_t address,
+                           RegisterMap& registers, const CameraClock& clock)
+    : linkMbits_(options.linkMbits),
+      registers_(registers),
+      clock_(clock),
+      source_(options),
+      socket_({address, 0}, UdpSocket::Sharing::exclusive),
+      thread_([this] { run(); }) {}
+
+StreamSender::~StreamSender() {
+    {
+        const std::lock_guard lock(mutex_);
+        quit_ = true;
+        work_.notify_all();
+    }
+    thread_.join();
+}
+
+bool StreamSender::isAcquiring() const {
+    const std::lock_guard lock(mutex_);
+    return acquiring_;
+}
+
+void StreamSender::start() {
+    const std::lock_guard lock(mutex_);
+    if (acquiring_) return;
+    const std::uint32_t mode = registers_.word(reg::kAcquisitionMode);
+    framesWanted_ = mode == kModeSingleFrame  ? 1
+                    : mode == kModeMultiFrame ? registers_.word(reg::kAcquisitionFrameCount)
+                                              : 0;
+    acquiring_ = true;
+    ++runs_;
+    blockId_ = 1;
+    frames_ = 0;
+    triggers_ = 0;
+    frameTime_ = Clock::now();
+    resends_.clear();
+    history_.clear();
+    work_.notify_all();
+}
+
+void StreamSender::stop() {
+    Lock lock(mutex_);
+    acquiring_ = false;
+    abandonAt_ = Clock::now() + kStopGrace;
+    idle_.wait(lock, [this] { return !sending_; });
+}
+
+void StreamSender::trigger() {
+    const std::lock_guard lock(mutex_);
+    if (!acquiring_ || !registers_.streamSettings().triggered) return;
+    triggers_ = std::min(triggers_ + 1, kTriggersKept);
+    work_.notify_all();
+}
+
+void StreamSender::settingsChanged() {
+    const std::lock_guard lock(mutex_);
+    work_.notify_all();
+}
+
+void StreamSender::resend(const ResendRequest& request) {
+    const std::lock_guard lock(mutex_);
+    if (resends_.size() >= kResendsKept) return;
+    resends_.push_back(request);
+    work_.notify_all();
+}
+
+void StreamSender::sendTestPacket() {
+    const StreamSettings settings = registers_.streamSettings();
+    if (settings.destination.port == 0) return;
+    std::vector<std::uint8_t> datagram(settings.packetBytes - kIpUdpHeaderBytes);
+    const StreamPacket head = statusPacket(0, 0, settings.extendedIds, Status::success);
+    std::copy_n(head.head.begin(), head.headBytes, datagram.begin());
+    const std::lock_guard lock(mutex_);
+    socket_.setDontFragment(true);
+    socket_.sendTo(settings.destination, datagram);
+}
+
+void StreamSender::moveTo(std::uint32_t address) {
+    UdpSocket socket({address, 0}, UdpSocket::Sharing::exclusive);
+    Lock lock(mutex_);
+    idle_.wait(lock, [this] { return !sending_; });
+    socket_ = std::move(socket);
+}
+
+std::uint16_t StreamSender::sourcePort() const {
+    const std::lock_guard lock(mutex_);
+    return socket_.local().port;
+}
+
+CameraStatistics StreamSender::statistics() const {
+    const std::lock_guard lock(mutex_);
+    return statistics_;
+}
+
+void StreamSender::run() {
+    ::pthread_setname_np(::pthread_self(), "sim-stream");
+    ::prctl(PR_SET_TIMERSLACK, kTimerSlackNanoseconds);
+    Lock lock(mutex_);
+    while (!quit_) {
+        const auto due = frameDue();
+        if (!resends_.empty()) {
+            Pacer pacer = pacerFor(registers_.streamSettings());
+            serveResends(lock, pacer);
+        } else if (due && *due <= Clock::now()) {
+            sendFrame(lock);
+        } else {
+            waitForWork(lock);
+        }
+    }
+}
+
+std::optional<StreamSender::Clock::time_point> StreamSender::frameDue() const {
+    if (!acquiring_) return std::nullopt;
+    const StreamSettings settings = registers_.streamSettings();
+    if (settings.triggered) {
+        if (triggers_ == 0) return std::nullopt;
+        return Clock::time_point();
+    }
+    if (frames_ == 0) return frameTime_;
+    const std::chrono::duration<double> period(1 / settings.framesPerSecond);
+    return frameTime_ + std::chrono::duration_cast<Clock::duration>(period);
+}
+
+void StreamSender::waitForWork(Lock& lock) {
+    if (const auto due = frameDue()) {
+        work_.wait_until(lock, *due);
+    } else {
+        work_.wait(lock);
+    }
+}
+
+void StreamSender::sendFrame(Lock& lock) {
+    const std::shared_ptr<SentFrame> sent = makeFrame(lock);
+    if (!sent) return;
+    beginFrame(sent);
+    transmit(lock, *sent);
+    finishFrame(*sent);
+}
+
+// The picture is taken and encoded with the lock open; empty when acquisition ended meanwhile.
+std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
+    const std::uint64_t run = runs_;
+    const std::uint64_t blockId = blockId_;
+    std::shared_ptr<SentFrame> sent;
+    {
+        const Unlocked unlocked(lock);
+        const std::shared_ptr<const Scene> scene = source_.scene(blockId - 1);
+        const StreamSettings settings = registers_.streamSettings();
+        FramePayload payload = FrameSource::expose(scene, settings, clock_.ticks());
+        StreamFrame frame(blockId, std::move(payload), settings.packetBytes, settings.extendedIds);
+        sent = std::make_shared<SentFrame>(SentFrame{std::move(frame), settings});
+    }
+    if (quit_ || !acquiring_ || runs_ != run) return nullptr;
+    return sent;
+}
+
+// Frames that the link was too slow for are dropped, not saved up.
+void StreamSender::scheduleNext(bool triggered, double framesPerSecond) {
+    const auto now = Clock::now();
+    const auto due = frameDue();
+    const auto period = std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(1 / framesPerSecond));
+    frameTime_ = triggered || !due ? now : std::max(*due, now - period);
+    if (triggered && triggers_ > 0) --triggers_;
+}
+
+void StreamSender::beginFrame(const std::shared_ptr<SentFrame>& sent) {
+    scheduleNext(sent->settings.triggered, sent->settings.framesPerSecond);
+    ++frames_;
+    advanceBlockId(sent->settings.extendedIds);
+    history_.push_back(sent);
+    if (history_.size() > kFramesKept) history_.pop_front();
+    statistics_.blockId = sent->frame.blockId();
+    statistics_.leaderBytes = sent->frame.leaderBytes();
+    statistics_.pixelFormat = kPixelFormatMono8;
+    socket_.setDontFragment(sent->settings.dontFragment);
+    sending_ = true;
+}
+
+void StreamSender::advanceBlockId(bool extendedIds) {
+    ++blockId_;
+    if (!extendedIds && blockId_ >= kBlockIdEnd) blockId_ = 1;
+}
+
+void StreamSender::transmit(Lock& lock, SentFrame& sent) {
+    Pacer pacer = pacerFor(sent.settings);
+    const std::uint32_t count = sent.frame.packetCount();
+    while (sent.packetsSent < count && !mustAbandon(Clock::now())) {
+        const std::uint32_t first = sent.packetsSent;
+        const std::uint32_t packets =
+            std::min(count - first, static_cast<std::uint32_t>(pacer.burstPackets()));
+        std::uint32_t taken = 0;
+        {
+            const Unlocked unlocked(lock);
+            taken = sendBurst(sent, first, packets, Status::success);
+            pacer.waitAfter(packets);
+        }
+        sent.packetsSent += packets;
+        statistics_.packetsSent += taken;
+        serveResends(lock, pacer);
+    }
+}
+
+void StreamSender::finishFrame(const SentFrame& sent) {
+    if (sent.packetsSent == sent.frame.packetCount()) ++statistics_.framesSent;
+    registers_.setWord(reg::kFramesSent, static_cast<std::uint32_t>(statistics_.framesSent));
+    if (framesWanted_ != 0 && frames_ >= framesWanted_) acquiring_ = false;
+    sending_ = false;
+    idle_.notify_all();
+}
+
+bool StreamSender::mustAbandon(Clock::time_point now) const {
+    return quit_ || (!acquiring_ && now >= abandonAt_);
+}
+
+void StreamSender::serveResends(Lock& lock, Pacer& pacer) {
+    const bool wasSending = std::exchange(sending_, true);
+    while (!resends_.empty() && !quit_) {
+        const ResendRequest request = resends_.front();
+        resends_.pop_front();
+        serveResend(lock, pacer, request);
+    }
+    sending_ = wasSending;
+    if (!sending_) idle_.notify_all();
+}
+
+void StreamSender::serveResend(Lock& lock, Pacer& pacer, const ResendRequest& request) {
+    const std::shared_ptr<SentFrame> sent = find(request.blockId);
+    if (!sent || request.firstPacket >= sent->frame.packetCount()) {
+        sendStatus(request, Status::packetUnavailable);
+    } else if (request.firstPacket >= sent->packetsSent) {
+        sendStatus(request, Status::packetNotYetAvailable);
+    } else {
+        sendAgain(lock, pacer, *sent, request);
+    }
+}
+
+void StreamSender::sendAgain(Lock& lock, Pacer& pacer, SentFrame& sent,
+                             const ResendRequest& request) {
+    const std::uint32_t last = std::min(request.lastPacket, sent.packetsSent - 1);
+    std::uint32_t next = request.firstPacket;
+    while (next <= last && !quit_) {
+        const std::uint32_t packets =
+            std::min(last - next + 1, static_cast<std::uint32_t>(pacer.burstPackets()));
+        std::uint32_t taken = 0;
+        {
+            const Unlocked unlocked(lock);
+            taken = sendBurst(sent, next, packets, Status::packetResend);
+            pacer.waitAfter(packets);
+        }
+        next += packets;
+        statistics_.packetsSent += taken;
+        statistics_.packetsResent += taken;
+    }
+}
+
+void StreamSender::sendStatus(const ResendRequest& request, Status status) {
+    const StreamSettings settings = registers_.streamSettings();
+    if (settings.destination.port == 0) return;
+    const StreamPacket packet =
+        statusPacket(request.blockId, request.firstPacket, settings.extendedIds, status);
+    if (socket_.sendTo(settings.destination, {packet.head.data(), packet.headBytes})) {
+        ++statistics_.packetsSent;
+    }
+}
+
+std::shared_ptr<StreamSender::SentFrame> StreamSender::find(std::uint64_t blockId) const {
+    const auto found = std::find_if(history_.begin(), history_.end(), [&](const auto& sent) {
+        return sent->frame.blockId() == blockId;
+    });
+    return found == history_.end() ? nullptr : *found;
+}
+
+std::uint32_t StreamSender::sendBurst(const SentFrame& sent, std::uint32_t firstPacket,
+                                      std::uint32_t packets, Status status) const {
+    Burst burst(sent.settings.destination);
+    for (std::uint32_t i = 0; i < packets; ++i) {
+        burst.add(sent.frame.packet(firstPacket + i, status));
+    }
+    return burst.send(socket_.descriptor());
+}
+
+Pacer StreamSender::pacerFor(const StreamSettings& settings) const {
+    return Pacer(Pacer::interval(settings.packetBytes, linkMbits_,
+                                 std::chrono::nanoseconds(settings.packetDelayTicks)));
+}
+
+}  // namespace kestrosim
