@@ -175,12 +175,14 @@ std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t time
     bytes[3] = 'T';
     store(bytes, kBlockCountOffset, std::uint32_t{2});
 
+    // The image's entry is the table's last: its timestamp has 64 bits, while the result text's
+    // signed words cannot say a low word of 2^31 or more without spilling into the high one.
     const std::size_t image =
-        appendBlock(bytes, 0, kImageBlock, scene.pixels.data(), scene.pixels.size());
+        appendBlock(bytes, 1, kImageBlock, scene.pixels.data(), scene.pixels.size());
     store(bytes, image + 12, scene.width);
     store(bytes, image + 16, scene.height);
     store(bytes, image + 24, timestamp);
-    appendBlock(bytes, 1, kJsonBlock, json.GetString(), json.GetSize());
+    appendBlock(bytes, 0, kJsonBlock, json.GetString(), json.GetSize());
     return bytes;
 }
 
