@@ -22,12 +22,12 @@ constexpr std::size_t kExtendedResendBytes = 20;
 // Acknowledge header: 0 status16 | 2 command16 | 4 payload length16 | 6 request id16
 std::vector<std::uint8_t> acknowledge(Status status, std::uint16_t command, std::uint16_t id,
                                       std::span<const std::uint8_t> payload) {
-    std::vector<std::uint8_t> bytes(kGvcpHeaderBytes);
+    std::vector<std::uint8_t> bytes(kGvcpHeaderBytes + payload.size());
     store16(bytes.data(), static_cast<std::uint16_t>(status));
     store16(bytes.data() + 2, static_cast<std::uint16_t>(command + 1));
     store16(bytes.data() + 4, static_cast<std::uint16_t>(payload.size()));
     store16(bytes.data() + 6, id);
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    std::ranges::copy(payload, bytes.begin() + kGvcpHeaderBytes);
     return bytes;
 }
 
