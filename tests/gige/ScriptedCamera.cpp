@@ -189,14 +189,16 @@ std::optional<Octets> ScriptedCamera::State::answer(const ControlRequest& reques
     }
 }
 
-ScriptedCamera::ScriptedCamera(int network) : state_(std::make_unique<State>()) {
+ScriptedCamera::ScriptedCamera(Hears hears) : state_(std::make_unique<State>()) {
+    constexpr std::uint32_t kNetwork = 0x7f000100;
     for (std::uint32_t host = 1; host < 255 && state_->direct < 0; ++host) {
-        state_->address = 0x7f000000u + (static_cast<std::uint32_t>(network) << 8) + host;
+        state_->address = kNetwork + host;
         state_->direct = boundSocket(state_->address, kControlPort, false);
     }
-    state_->broadcast = boundSocket(0xffffffff, kControlPort, true);
+    if (hears == Hears::broadcastsToo)
+        state_->broadcast = boundSocket(0xffffffff, kControlPort, true);
     state_->elsewhere = boundSocket(state_->address, 0, false);
-    if (state_->direct < 0 || state_->broadcast < 0) throw std::runtime_error("no free address");
+    if (state_->direct < 0) throw std::runtime_error("no free address");
     setRegister(0x24, state_->address);
     state_->react = [this](const ControlRequest& request) { return ordinaryReaction(request); };
     state_->thread = std::thread([this] { state_->run(); });
@@ -206,8 +208,9 @@ ScriptedCamera::~ScriptedCamera() {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(state_->stop, &one, sizeof one);
     state_->thread.join();
-    for (const int fd : {state_->direct, state_->broadcast, state_->elsewhere, state_->stop})
-        ::close(fd);
+    for (const int fd : {state_->direct, state_->broadcast, state_->elsewhere, state_->stop}) {
+        if (fd >= 0) ::close(fd);
+    }
 }
 
 std::uint32_t ScriptedCamera::address() const { return state_->address; }
@@ -269,9 +272,16 @@ std::vector<ControlRequest> ScriptedCamera::requests() const {
     const std::lock_guard lock(state_->mutex);
     auto requests = state_->requests;
     std::erase_if(requests, [](const ControlRequest& each) {
-        return each.command == 0x0080 && each.word(0) == kControlPrivilege;
+        return each.wasBroadcast || (each.command == 0x0080 && each.word(0) == kControlPrivilege);
     });
     return requests;
+}
+
+std::vector<ControlRequest> ScriptedCamera::broadcasts() const {
+    const std::lock_guard lock(state_->mutex);
+    auto broadcasts = state_->requests;
+    std::erase_if(broadcasts, [](const ControlRequest& each) { return !each.wasBroadcast; });
+    return broadcasts;
 }
 
 Octets ScriptedCamera::acknowledge(std::uint16_t status, std::uint16_t command, std::uint16_t id,

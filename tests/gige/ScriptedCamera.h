@@ -41,8 +41,9 @@ struct Reaction {
 
 class ScriptedCamera {
  public:
-    /** A free address 127.0.`network`.x of its own; answers broadcasts too. */
-    explicit ScriptedCamera(int network = 1);
+    enum class Hears { ownAddress, broadcastsToo };
+    /** A free address of its own, 127.0.1.x. Broadcasts come from other test programs as well. */
+    explicit ScriptedCamera(Hears hears = Hears::ownAddress);
     ~ScriptedCamera();
     ScriptedCamera(const ScriptedCamera&) = delete;
     ScriptedCamera& operator=(const ScriptedCamera&) = delete;
@@ -66,8 +67,10 @@ class ScriptedCamera {
     /** Asked for each request; called on the camera's thread. */
     void script(std::function<Reaction(const ControlRequest&)> react);
 
-    /** The commands so far, heartbeats (reads of the control privilege) left out. */
+    /** The commands to its address so far, heartbeats (reads of the control privilege) left out. */
     [[nodiscard]] std::vector<ControlRequest> requests() const;
+    /** The commands that came by broadcast, from anybody. */
+    [[nodiscard]] std::vector<ControlRequest> broadcasts() const;
 
     /** An acknowledge's bytes. */
     [[nodiscard]] static Octets acknowledge(std::uint16_t status, std::uint16_t command,
