@@ -63,6 +63,11 @@ def wait_until(condition, seconds=10.0, what="a condition"):
     raise AssertionError(f"{what}: not within {seconds} s")
 
 
+def content(path):
+    with open(path) as file:
+        return file.read()
+
+
 class Program:
     """A program that runs beside the test; its output goes to files that can be read any time."""
 
@@ -73,10 +78,10 @@ class Program:
                                         stderr=self.err, **options)
 
     def stdout(self):
-        return open(self.out.name).read()
+        return content(self.out.name)
 
     def stderr(self):
-        return open(self.err.name).read()
+        return content(self.err.name)
 
     def end(self, how=signal.SIGINT, seconds=10):
         if self.process.poll() is None:
@@ -117,7 +122,7 @@ def simulator(*arguments, cameras=1):
 def fake_camera(serial="FAKE01"):
     """Aravis' fake camera on 127.0.0.1."""
     with Program("arv-fake-gv-camera-0.8", "-i", "127.0.0.1", "-s", serial) as camera:
-        wait_until(lambda: f":{serial}" in kestro("list").stdout, what="the fake camera's answer")
+        wait_until(lambda: serial in kestro("list").stdout, what="the fake camera's answer")
         yield camera
 
 

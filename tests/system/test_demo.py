@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
 """`kestro demo`, as a new user runs it: results against what was drawn."""
-import json
 import os
 import struct
 import subprocess
@@ -15,25 +14,24 @@ SCENES = 12
 def truth_of(path):
     """(serial, scene) -> {(type, text)} of everything drawn."""
     return {(record["camera"], record["scene"]): {(code["type"], code["text"]) for code in record["codes"]}
-            for record in harness.json_lines(open(path).read())}
+            for record in harness.json_lines(harness.content(path))}
 
 
 class Demo(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
-        cls.run = harness.kestro("demo", cwd=cls.folder.name)
+        cls.done = harness.kestro("demo", cwd=cls.folder.name)
         cls.output = os.path.join(cls.folder.name, "demo-output")
-        with open(os.path.join(cls.output, "results.jsonl")) as file:
-            cls.results = harness.json_lines(file.read())
+        cls.results = harness.json_lines(harness.content(os.path.join(cls.output, "results.jsonl")))
 
     @classmethod
     def tearDownClass(cls):
         cls.folder.cleanup()
 
     def test_ends_well_and_leaves_nothing_running(self):
-        self.assertEqual(self.run.returncode, 0, self.run.stderr)
-        self.assertNotIn("ERROR", self.run.stderr)
+        self.assertEqual(self.done.returncode, 0, self.done.stderr)
+        self.assertNotIn("ERROR", self.done.stderr)
         sockets = subprocess.run(["ss", "-Hlunp"], capture_output=True, text=True).stdout
         self.assertEqual(sockets, "")
 

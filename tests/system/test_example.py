@@ -10,14 +10,12 @@ import harness
 
 class ReadmeExample(unittest.TestCase):
     def setUp(self):
-        with open(os.path.join(harness.SOURCE, "README.md")) as file:
-            readme = file.read()
+        readme = harness.content(os.path.join(harness.SOURCE, "README.md"))
         self.code = re.search(r"```cpp\n(.*?)```", readme, re.S).group(1)
         self.output = re.search(r"```\n(frame 1.*?)```", readme, re.S).group(1)
 
     def test_is_the_program_that_is_built(self):
-        with open(os.path.join(harness.SOURCE, "examples/first_frames.cpp")) as file:
-            self.assertEqual(self.code, file.read())
+        self.assertEqual(self.code, harness.content(os.path.join(harness.SOURCE, "examples/first_frames.cpp")))
         self.assertLessEqual(len(self.code.splitlines()), 25)
 
     def test_prints_what_the_readme_shows(self):

@@ -40,16 +40,18 @@ class ScriptedCamera:
         self.broadcast = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.broadcast.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.broadcast.bind(("127.255.255.255", 3956))
-        for one in (self.socket, self.broadcast):
-            one.settimeout(0.1)
-            threading.Thread(target=self.serve, args=(one,), daemon=True).start()
+        self.gone = threading.Event()
+        self.threads = [threading.Thread(target=self.serve, args=(one,)) for one in (self.socket, self.broadcast)]
+        for thread in self.threads:
+            thread.start()
 
     def serve(self, one):
-        while self.socket.fileno() >= 0:
+        one.settimeout(0.1)
+        while not self.gone.is_set():
             try:
                 packet, sender = one.recvfrom(600)
                 self.answer(packet, sender)
-            except (TimeoutError, OSError):
+            except TimeoutError:
                 continue
 
     def answer(self, packet, sender):
@@ -82,6 +84,9 @@ class ScriptedCamera:
         return self
 
     def __exit__(self, *_):
+        self.gone.set()
+        for thread in self.threads:
+            thread.join()
         self.socket.close()
         self.broadcast.close()
 
@@ -117,7 +122,7 @@ class Faults(unittest.TestCase):
             self.assertTrue(consecutive(first.frames()))
 
     def test_nothing_is_sent_to_a_camera_in_a_wrong_subnet(self):
-        subprocess.run("ip link add stray type dummy && ip addr add 192.0.2.1/24 dev stray && "
+        subprocess.run("ip link add stray type veth peer name far && ip link set far up && ip addr add 192.0.2.1/24 dev stray && "
                        "ip link set stray up && ip route add default dev stray", shell=True, check=True)
         self.addCleanup(subprocess.run, ["ip", "link", "del", "stray"], check=True)
         with tempfile.TemporaryDirectory() as folder:

@@ -44,12 +44,10 @@ class Wire(unittest.TestCase):
             with harness.simulator("--width", 320, "--height", 240, "--stats", stats) as sim:
                 client()
                 sim.end()
-        with open(stats) as file:
-            return path, harness.json_lines(file.read())[0]
+        return path, harness.json_lines(harness.content(stats))[0]
 
     def judge(self, path, sent):
-        ports = {port for port in self.receiving_ports(path)}
-        packets = dissect(path, ports)
+        packets = dissect(path, self.receiving_ports(path))
         self.assertEqual(len(packets), sent["packets_sent"])
         self.assertEqual(count(path, "_ws.malformed"), 0)
         leaders = [packet for packet in packets if int(packet["gvsp.format"], 0) == 1]
