@@ -6,10 +6,12 @@
 #include "StreamPackets.h"
 
 #include <arpa/inet.h>
+#include <netinet/udp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <set>
@@ -37,6 +39,28 @@ class TestSocket {
         const sockaddr_in target = at("127.0.0.1", port);
         ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&target),
                  sizeof target);
+    }
+    /** Sends packets of one size in one call, as a fast network card hands them over. */
+    [[nodiscard]] bool sendTogether(std::uint16_t port, const std::vector<Bytes>& packets) const {
+        sockaddr_in target = at("127.0.0.1", port);
+        std::vector<iovec> slices;
+        for (const Bytes& packet : packets)
+            slices.push_back({const_cast<std::uint8_t*>(packet.data()), packet.size()});
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(std::uint16_t))] = {};
+        msghdr message{};
+        message.msg_name = &target;
+        message.msg_namelen = sizeof target;
+        message.msg_iov = slices.data();
+        message.msg_iovlen = slices.size();
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr* segment = CMSG_FIRSTHDR(&message);
+        segment->cmsg_level = SOL_UDP;
+        segment->cmsg_type = UDP_SEGMENT;
+        segment->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
+        const auto bytes = static_cast<std::uint16_t>(packets[0].size());
+        std::memcpy(CMSG_DATA(segment), &bytes, sizeof bytes);
+        return ::sendmsg(fd_, &message, 0) > 0;
     }
     [[nodiscard]] std::uint16_t port() const {
         sockaddr_in local{};
@@ -87,7 +111,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     TestSocket& socket() { return socket_; }
 
     const char* key() const override { return "Test:1"; }
-    Vorda::Gige::Ipv4 cameraAddress() const override { return {0x7f000001}; }
+    Vorda::Gige::Ipv4 cameraAddress() const override { return {address}; }
     Vorda::Gige::Ipv4 hostAddress() const override { return {host}; }
     bool isOnline() const override { return online; }
     bool openStreamChannel(std::uint16_t hostPort, Vorda::Gige::StreamSetup& setup) override {
@@ -124,6 +148,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
 
     std::uint32_t payloadBytes = kPayloadBytes;
     std::uint32_t host = 0x7f000001;
+    std::atomic<std::uint32_t> address{0x7f000001};
     std::atomic<bool> online{true};
     bool failOpen = false;
     bool failStart = false;

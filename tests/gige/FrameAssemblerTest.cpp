@@ -2,6 +2,7 @@
 #include "FrameAssembler.h"
 
 #include "BufferPool.h"
+#include "Pcap.h"
 #include "StreamPackets.h"
 
 #include <gmock/gmock.h>
@@ -182,6 +183,30 @@ Bytes cut(Bytes packet, std::size_t bytes) {
     return packet;
 }
 
+TEST(FrameAssembler, PutsTogetherWhatAnIndependentCameraSends) {
+    StreamSetup setup;
+    setup.payloadBytes = 64 * 32;
+    setup.packetBytes = 1400;
+    Bench bench(setup);
+    std::vector<Bytes> images;
+    for (const auto& datagram :
+         kestro::test::PcapReader::read(KESTRO_GOLDEN_DIR "/aravis-session.pcap")) {
+        if (datagram.sourcePort == 3956 || datagram.destinationPort == 3956) continue;
+        bench.feed(datagram.payload);
+        constexpr std::size_t kHeaderBytes = 8;
+        if (datagram.payload.at(4) == 1) images.emplace_back();
+        if (datagram.payload.at(4) == 3)
+            images.back().insert(images.back().end(), datagram.payload.begin() + kHeaderBytes,
+                                 datagram.payload.end());
+    }
+    ASSERT_EQ(bench.frames.size(), 11u);
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        EXPECT_EQ(bench.frames[i].info.blockId, 65401 + i);
+        EXPECT_EQ(bench.frames[i].bytes, images[i]);
+    }
+    EXPECT_EQ(bench.counters.packets.get(), 44u);
+}
+
 TEST(FrameAssembler, NeverGivesAFrameWhosePacketsContradictEachOther) {
     const PacketWriter writer;
     const std::vector<std::vector<Bytes>> blocks = {
@@ -309,6 +334,24 @@ TEST(FrameAssembler, GivesUpAndCountsWhatNeverComes) {
     bench.feed(packets, {2, 5});
     EXPECT_TRUE(bench.frames.empty());
     EXPECT_EQ(bench.counters.latePackets.get(), 2u);
+}
+
+TEST(FrameAssembler, RepairsAFrameThatTakesLongerThanItsRequests) {
+    StreamSetup setup = Bench::standard();
+    setup.payloadBytes = 2000;
+    Bench bench(setup);
+    const auto packets = PacketWriter{.blockId = 1}.block(content(2000, 1));
+    bench.feed(packets, {0});
+    for (std::uint32_t id = 1; id < 20; id += 2) {  // every second one is lost
+        bench.feed(packets, {id + 1});
+        bench.pass(milliseconds(35));
+        ASSERT_FALSE(bench.requests.empty());
+        EXPECT_EQ(rangeOf(bench.requests.back()), Range(1, id, id));
+        bench.feed(packets, {id});
+        bench.pass(milliseconds(25));
+    }
+    bench.feed(packets, {21});
+    EXPECT_THAT(bench.ids(), ElementsAre(1u));
 }
 
 TEST(FrameAssembler, DoesNotAskForMostOfAFrame) {

@@ -53,7 +53,7 @@ struct PacketWriter {
         appendBig(bytes, 0x01080001, 4);
         appendBig(bytes, 40, 4);
         appendBig(bytes, 30, 4);
-        appendBig(bytes, 0, 12);  // offsets and paddings
+        bytes.resize(bytes.size() + 12);  // offsets and paddings
         return bytes;
     }
     [[nodiscard]] Bytes payload(std::uint32_t packetId, const Bytes& part) const {

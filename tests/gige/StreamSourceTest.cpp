@@ -8,9 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -353,6 +357,57 @@ TEST_F(StreamSource, TakesPacketsOfItsCameraOnly) {
     EXPECT_EQ(bytesOf(frame), image);
     EXPECT_EQ(counters->strayPackets.get(), 6u);
     EXPECT_EQ(counters->packets.get(), 5u);
+}
+
+TEST_F(StreamSource, FollowsACameraToItsNewAddress) {
+    start();
+    camera->address = 0x7f000002;
+    const kestro::test::TestSocket moved("127.0.0.2");
+    const Bytes image = content(2500, 9);
+    for (const Bytes& packet : kestro::test::PacketWriter{.stride = 1000}.block(image))
+        moved.sendTo(camera->hostPort(), packet);
+    CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, kLongMs));
+    EXPECT_EQ(bytesOf(frame), image);
+}
+
+TEST_F(StreamSource, TakesApartWhatTheKernelPutsTogether) {
+    start();
+    const Bytes image = content(4000, 2);
+    const auto packets = kestro::test::PacketWriter{.stride = 1000}.block(image);
+    const std::uint16_t port = camera->hostPort();
+    camera->socket().sendTo(port, packets[0]);
+    const std::vector<Bytes> payload(packets.begin() + 1, packets.end() - 1);
+    if (!camera->socket().sendTogether(port, payload)) GTEST_SKIP() << "no UDP segmentation here";
+    camera->socket().sendTo(port, packets.back());
+    CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, kLongMs));
+    EXPECT_EQ(bytesOf(frame), image);
+}
+
+/** Takes away this thread's right to exceed the system's limits, until it ends. */
+void giveUpNetworkAdministration() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2] = {};
+    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
+    data[0].effective &= ~(1u << CAP_NET_ADMIN);
+    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
+}
+
+TEST_F(StreamSource, WarnsOnceOfASmallReceiveBuffer) {
+    std::uint64_t limit = 0;
+    std::ifstream("/proc/sys/net/core/rmem_max") >> limit;
+    camera->payloadBytes = 10'000'000;
+    if (limit >= 32u << 20) GTEST_SKIP() << "this machine allows any buffer";
+    std::thread([&] {
+        giveUpNetworkAdministration();
+        for (int i = 0; i < 2; ++i) {
+            start(1);
+            EXPECT_TRUE(source->stopGrabbing());
+        }
+    }).join();
+    EXPECT_THAT(RecordingLogger::instance().lines(0, 400),
+                ElementsAre(testing::HasSubstr("sysctl net.core.rmem_max")));
 }
 
 TEST_F(StreamSource, WritesToTheCameraFirstForTheFirewall) {

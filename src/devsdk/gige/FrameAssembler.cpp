@@ -166,7 +166,10 @@ void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time n
             return drop(block, counters_.malformedFrames);
     }
     if (block.state == State::dropped) return;
-    if (packet.packetId < block.askedEnd) counters_.resentPackets.add();
+    if (packet.packetId < block.askedEnd) {
+        counters_.resentPackets.add();
+        block.rounds = 0;  // asking helps
+    }
     noteProgress(block, missingBefore, now);
     if (block.part.complete()) finish(block);
 }
@@ -221,6 +224,7 @@ void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore,
     const std::uint32_t missing = block.part.missing();
     if (missing > missingBefore) block.gapSince = std::min(block.gapSince, now);
     if (missing == 0) block.gapSince = kNever;
+    if (missing == 0 && block.askedEnd <= block.part.knownEnd()) block.repeatAt = kNever;
 }
 
 void FrameAssembler::finish(OpenBlock& block) {

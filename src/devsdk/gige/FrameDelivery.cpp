@@ -106,8 +106,9 @@ void FrameDelivery::clear() {
 
 void FrameDelivery::attach(const FrameBinding& handler) {
     const std::lock_guard lock(mutex_);
-    if (std::find(handlers_->begin(), handlers_->end(), handler) != handlers_->end()) return;
     auto handlers = std::make_shared<Handlers>(*handlers_);
+    // An equal binding may be that of a dead object whose address is used again: take the new one.
+    handlers->erase(std::remove(handlers->begin(), handlers->end(), handler), handlers->end());
     handlers->push_back(handler);
     handlers_ = std::move(handlers);
     forHandlers_.notify_one();

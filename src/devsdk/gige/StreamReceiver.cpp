@@ -31,14 +31,17 @@ constexpr std::size_t kLargestDatagram = 65536;
 /** Not a power of two, so that the datagrams of a batch do not share cache sets. */
 constexpr std::size_t kDatagramStride = kLargestDatagram + 33 * 64;
 
-/** Twice a frame, because the kernel counts its own overhead as well. */
-constexpr std::uint64_t kReceiveBufferPerPayload = 2;
+/** A frame twice over, and as much again for the kernel's own overhead, which it counts too. */
+constexpr std::uint64_t kReceiveBufferPerPayload = 4;
 constexpr std::uint64_t kLeastReceiveBuffer = std::uint64_t{4} << 20;
 constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
 
-/** Packets of a running frame are left to gather for so long: a wake-up costs more than a packet.
+/**
+ * Packets of a running frame are left to gather for so long, because a wake-up costs more than a
+ * packet. A small receive buffer shortens it: at 10 Gbit/s it must not fill by more than a quarter.
  */
-constexpr long kGatherNanoseconds = 100'000;
+constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(400);
+constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
 /** After an error of the socket that is not ours to mend (interface gone): no busy loop. */
 constexpr auto kErrorPause = std::chrono::milliseconds(20);
 constexpr auto kAskCameraAddressEvery = std::chrono::milliseconds(100);
@@ -71,6 +74,17 @@ std::size_t segmentBytesOf(msghdr& header) {
         return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
     }
     return 0;
+}
+
+/** Gives the bytes that the kernel granted. */
+std::uint64_t setReceiveBuffer(int socket, std::uint64_t wanted) {
+    const int bytes = static_cast<int>(wanted);
+    if (::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
+        ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    int doubled = 0;  // the kernel tells twice what it was asked for
+    socklen_t length = sizeof doubled;
+    ::getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &doubled, &length);
+    return static_cast<std::uint64_t>(std::max(doubled, 0)) / 2;
 }
 
 void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t granted) {
@@ -178,14 +192,10 @@ void StreamReceiver::stop() {
 void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {
     const std::uint64_t wanted = std::clamp(payloadBytes * kReceiveBufferPerPayload,
                                             kLeastReceiveBuffer, kMostReceiveBuffer);
-    const int bytes = static_cast<int>(wanted);
-    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-    int effective = 0;
-    socklen_t length = sizeof effective;
-    ::getsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &effective, &length);
-    const auto granted = static_cast<std::uint64_t>(std::max(effective, 0)) / 2;  // socket(7)
+    const std::uint64_t granted = setReceiveBuffer(socket_.get(), wanted);
     if (granted < wanted) warnOfSmallBuffer(link_.key(), wanted, granted);
+    const std::chrono::nanoseconds fills(granted / kBufferBytesPerGatheredNanosecond);
+    gathering_ = std::min(fills, kLongestGathering);
 }
 
 /** One packet out, so that a host firewall that follows connections lets the stream in. */
@@ -254,7 +264,7 @@ bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Tim
 void StreamReceiver::waitForPackets(bool frameUnderWay) {
     pollfd watched[] = {{wake_.get(), POLLIN, 0}, {socket_.get(), POLLIN, 0}};
     if (frameUnderWay) {
-        const timespec gather{0, kGatherNanoseconds};
+        const timespec gather = toTimespec(gathering_);
         ::ppoll(watched, 1, &gather, nullptr);
         return;
     }

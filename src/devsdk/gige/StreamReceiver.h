@@ -10,6 +10,7 @@
 #include <netinet/in.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -79,6 +80,7 @@ class StreamReceiver : private FrameOutput {
     std::uint16_t port_ = 0;
     Ipv4 camera_;
     FrameAssembler::Time cameraAsked_{};
+    std::chrono::nanoseconds gathering_{};  ///< how long packets may pile up in the socket
     std::shared_ptr<BufferPool> pool_;
     std::unique_ptr<Batch> batch_;
     std::optional<FrameAssembler> assembler_;
