@@ -60,13 +60,26 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     Answer answer;
     if (isConsistent) {
         privilege_.heard(from, Clock::now());
-        answer = carryOut(request);
+        answer = carryOutOnce(request, datagram);
     } else {
         answer.status = Status::invalidHeader;
     }
     if (answer.silent || (request.flags & kFlagAcknowledge) == 0) return {};
     return acknowledge(answer.status, static_cast<std::uint16_t>(request.command), request.id,
                        answer.payload);
+}
+
+GvcpCommands::Answer GvcpCommands::carryOutOnce(const Request& request, Bytes datagram) {
+    if (request.command != Command::writeRegister && request.command != Command::writeMemory) {
+        return carryOut(request);
+    }
+    const bool isRepeated = request.from == lastWrite_.from &&
+                            std::equal(datagram.begin(), datagram.end(),
+                                       lastWrite_.datagram.begin(), lastWrite_.datagram.end());
+    if (!isRepeated) {
+        lastWrite_ = {request.from, {datagram.begin(), datagram.end()}, carryOut(request)};
+    }
+    return lastWrite_.answer;
 }
 
 GvcpCommands::Answer GvcpCommands::carryOut(const Request& request) {

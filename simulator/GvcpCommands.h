@@ -47,6 +47,14 @@ class GvcpCommands {
         bool silent = false;
     };
 
+    /** A write and its answer: sent once more by a client that missed it, it is not done again. */
+    struct Write {
+        Endpoint from;
+        std::vector<std::uint8_t> datagram;
+        Answer answer;
+    };
+
+    [[nodiscard]] Answer carryOutOnce(const Request& request, Bytes datagram);
     [[nodiscard]] Answer carryOut(const Request& request);
     [[nodiscard]] Answer discovery() const;
     [[nodiscard]] Answer forceIp(const Request& request);
@@ -73,6 +81,7 @@ class GvcpCommands {
     StreamSender& stream_;
     ControlPrivilege privilege_;
     std::optional<std::uint32_t> forcedAddress_;
+    Write lastWrite_;
 };
 
 }  // namespace kestrosim

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace kestrosim {
 namespace {
@@ -29,7 +30,7 @@ GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSend
       wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     try {
-        listenAt(address);
+        static_cast<void>(listenAt(address));
     } catch (...) {
         ::close(wakeDescriptor_);
         throw;
@@ -45,7 +46,7 @@ GvcpServer::~GvcpServer() {
 
 // Each camera of a host has broadcast sockets of its own: the kernel gives every one of them a
 // copy.
-void GvcpServer::listenAt(std::uint32_t address) {
+UdpSocket GvcpServer::listenAt(std::uint32_t address) {
     UdpSocket own({address, kGvcpPort}, UdpSocket::Sharing::exclusive);
     const HostInterface network = interfaceOf(address).value_or(HostInterface{});
     std::vector<UdpSocket> broadcasts;
@@ -54,9 +55,10 @@ void GvcpServer::listenAt(std::uint32_t address) {
     if (subnetBroadcast != address && subnetBroadcast != kLimitedBroadcast) {
         broadcasts.emplace_back(Endpoint{subnetBroadcast, kGvcpPort}, UdpSocket::Sharing::shared);
     }
-    own_ = std::move(own);
+    std::swap(own_, own);
     broadcasts_ = std::move(broadcasts);
     interfaceIndex_ = network.index;
+    return own;
 }
 
 void GvcpServer::start(GvcpCommands& commands) {
@@ -72,10 +74,8 @@ void GvcpServer::run(GvcpCommands& commands) {
             waiting.push_back({socket.descriptor(), POLLIN, 0});
         }
         ::poll(waiting.data(), waiting.size(), pollTimeoutMs(commands));
-        serve(commands, own_);
-        for (const UdpSocket& socket : broadcasts_) serve(commands, socket);
+        serveAll(commands);
         commands.expireControl(GvcpCommands::Clock::now());
-        followForcedAddress(commands);
     }
 }
 
@@ -87,32 +87,46 @@ int GvcpServer::pollTimeoutMs(const GvcpCommands& commands) {
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
 }
 
-void GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
-    std::array<std::uint8_t, kDatagramMaxBytes> buffer;
-    const std::span<std::uint8_t> room(buffer);
-    for (int count = 0; count < kDatagramsInARow && !quit_; ++count) {
-        const auto arrival = socket.receive(room);
-        if (!arrival) return;
-        const bool isBroadcast = &socket != &own_;
-        if (isBroadcast && arrival->interfaceIndex != interfaceIndex_) continue;
-        const auto answer = commands.answer(room.first(arrival->bytes), arrival->from);
-        if (answer.empty()) continue;
-        ++commandsAnswered_;
-        own_.sendTo(arrival->from, answer);
+void GvcpServer::serveAll(GvcpCommands& commands) {
+    if (!serve(commands, own_)) return;
+    for (const UdpSocket& socket : broadcasts_) {
+        if (!serve(commands, socket)) return;
     }
 }
 
+// False when the sockets were replaced. The camera is at its new address before it acknowledges the
+// order to move from the old one.
+bool GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
+    std::array<std::uint8_t, kDatagramMaxBytes> buffer;
+    const std::span<std::uint8_t> room(buffer);
+    const bool isBroadcast = &socket != &own_;
+    for (int count = 0; count < kDatagramsInARow && !quit_; ++count) {
+        const auto arrival = socket.receive(room);
+        if (!arrival) return true;
+        if (isBroadcast && arrival->interfaceIndex != interfaceIndex_) continue;
+        const auto answer = commands.answer(room.first(arrival->bytes), arrival->from);
+        const auto previous = followForcedAddress(commands);
+        if (!answer.empty()) {
+            ++commandsAnswered_;
+            (previous ? *previous : own_).sendTo(arrival->from, answer);
+        }
+        if (previous) return false;
+    }
+    return true;
+}
+
 // An address of this host is moved to; with any other the camera stays where it can be heard and
-// says what it was given.
-void GvcpServer::followForcedAddress(GvcpCommands& commands) {
+// says what it was given. Returns the socket that it left.
+std::optional<UdpSocket> GvcpServer::followForcedAddress(GvcpCommands& commands) {
     const auto address = commands.takeForcedAddress();
-    if (!address || *address == own_.local().address) return;
+    if (!address || *address == own_.local().address) return std::nullopt;
     try {
-        listenAt(*address);
         stream_.moveTo(*address);
+        UdpSocket previous = listenAt(*address);
         registers_.setWord(reg::kStreamSourcePort, stream_.sourcePort());
+        return previous;
     } catch (const std::runtime_error&) {
-        return;
+        return std::nullopt;
     }
 }
 

@@ -6,7 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -31,11 +31,13 @@ class GvcpServer {
     [[nodiscard]] std::uint64_t commandsAnswered() const { return commandsAnswered_; }
 
  private:
-    void listenAt(std::uint32_t address);
+    /** Takes the sockets of an address and returns the control socket of the one before. */
+    [[nodiscard]] UdpSocket listenAt(std::uint32_t address);
     void run(GvcpCommands& commands);
     [[nodiscard]] static int pollTimeoutMs(const GvcpCommands& commands);
-    void serve(GvcpCommands& commands, const UdpSocket& socket);
-    void followForcedAddress(GvcpCommands& commands);
+    void serveAll(GvcpCommands& commands);
+    [[nodiscard]] bool serve(GvcpCommands& commands, const UdpSocket& socket);
+    [[nodiscard]] std::optional<UdpSocket> followForcedAddress(GvcpCommands& commands);
 
     RegisterMap& registers_;
     StreamSender& stream_;

@@ -158,7 +158,7 @@ void StreamSender::sendTestPacket() {
     std::copy_n(head.head.begin(), head.headBytes, datagram.begin());
     const std::lock_guard lock(mutex_);
     socket_.setDontFragment(true);
-    socket_.sendTo(settings.destination, datagram);
+    if (socket_.sendTo(settings.destination, datagram)) ++statistics_.packetsSent;
 }
 
 void StreamSender::moveTo(std::uint32_t address) {

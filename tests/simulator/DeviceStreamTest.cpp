@@ -1,0 +1,388 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdio>
+#include <fstream>
+
+#include "RawClient.h"
+#include "Scene.h"
+
+namespace rawclient {
+namespace {
+
+using kestrosim::CameraOptions;
+using kestrosim::ResultFormat;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kWriteMemory = 0x0086;
+constexpr std::uint32_t kResend = 0x0040;
+constexpr std::uint32_t kWidth = 0x10000;
+constexpr std::uint32_t kHeight = 0x10004;
+constexpr std::uint32_t kOffsetX = 0x10008;
+constexpr std::uint32_t kOffsetY = 0x1000c;
+constexpr std::uint32_t kAcquisitionMode = 0x10020;
+constexpr std::uint32_t kFrameCount = 0x10024;
+constexpr std::uint32_t kStart = 0x10028;
+constexpr std::uint32_t kStop = 0x1002c;
+constexpr std::uint32_t kExposure = 0x10038;
+constexpr std::uint32_t kTriggerMode = 0x10044;
+constexpr std::uint32_t kTrigger = 0x1004c;
+
+struct Packet {
+    std::uint64_t status = 0;
+    std::uint64_t block = 0;
+    std::uint64_t format = 0;
+    std::uint64_t id = 0;
+    Bytes content;
+    std::size_t datagramBytes = 0;
+};
+
+Packet parse(const Bytes& bytes) {
+    Packet packet;
+    packet.status = number(bytes, 0, 2);
+    packet.format = bytes.at(4) & 0x7f;
+    packet.datagramBytes = bytes.size();
+    const bool extended = (bytes.at(4) & 0x80) != 0;
+    packet.block = extended ? number(bytes, 8, 8) : number(bytes, 2, 2);
+    packet.id = extended ? number(bytes, 16, 4) : number(bytes, 5, 3);
+    packet.content.assign(bytes.begin() + (extended ? 20 : 8), bytes.end());
+    return packet;
+}
+
+std::uint64_t littleEndian(const Bytes& from, std::size_t offset) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 8; i-- > 0;) value = value << 8 | from.at(offset + i);
+    return value;
+}
+
+struct Frame {
+    std::vector<Packet> packets;
+    [[nodiscard]] const Bytes& leader() const { return packets.front().content; }
+    [[nodiscard]] std::uint64_t timestamp() const { return number(leader(), 4, 8); }
+    [[nodiscard]] Bytes payload() const {
+        Bytes bytes;
+        for (const Packet& packet : packets) {
+            if (packet.format == 3) bytes = std::move(bytes) + packet.content;
+        }
+        return bytes;
+    }
+};
+
+/** A camera under control whose stream channel ends in a socket of the test. */
+class Stream : public testing::Test {
+ protected:
+    void open(const CameraOptions& options = TestCamera::small()) {
+        camera_ = std::make_unique<TestCamera>(options);
+        client_ = std::make_unique<Client>(camera_->options.address);
+        ASSERT_EQ(client_->write(0x0a00, 2), 0U);
+        ASSERT_EQ(client_->write(0x0938, 60000), 0U);
+        ASSERT_EQ(client_->write(0x0d18, addressNumber("127.0.0.1")), 0U);
+        ASSERT_EQ(client_->write(0x0d00, receiver_.port()), 0U);
+    }
+
+    Packet nextPacket() {
+        const auto received = receiver_.receive();
+        if (!received) throw std::runtime_error("no packet");
+        EXPECT_EQ(received->from, camera_->options.address);
+        ++packetsReceived_;
+        return parse(received->bytes);
+    }
+
+    Frame nextFrame() {
+        Frame frame;
+        do frame.packets.push_back(nextPacket());
+        while (frame.packets.back().format != 2);
+        return frame;
+    }
+
+    void writeReal(std::uint32_t address, double value) {
+        const auto bits = std::bit_cast<std::uint64_t>(value);
+        const Bytes bytes =
+            be32(static_cast<std::uint32_t>(bits >> 32)) + be32(static_cast<std::uint32_t>(bits));
+        ASSERT_EQ(client_->command(kWriteMemory, be32(address) + bytes).status, 0U);
+    }
+
+    std::shared_ptr<const kestrosim::Scene> scene(std::uint64_t sceneNumber) {
+        const CameraOptions& options = camera_->options;
+        if (!scenes_) {
+            scenes_ = std::make_unique<kestrosim::SceneSet>(kestrosim::SceneOptions{
+                options.width, options.height, options.seed, options.scenes});
+        }
+        return scenes_->scene(sceneNumber);
+    }
+
+    void requestResend(std::uint32_t block, std::uint32_t first, std::uint32_t last) {
+        client_->sendSilent(0x00, kResend, be16(0) + be16(block) + be32(first) + be32(last));
+    }
+
+    Socket receiver_;
+    std::uint64_t packetsReceived_ = 0;
+    std::unique_ptr<TestCamera> camera_;
+    std::unique_ptr<Client> client_;
+    std::unique_ptr<kestrosim::SceneSet> scenes_;
+};
+
+struct Layout {
+    std::uint32_t packetBytes;
+    bool extendedIds;
+};
+
+class StreamLayout : public Stream, public testing::WithParamInterface<Layout> {};
+
+TEST_P(StreamLayout, IsTheStandards) {
+    open();
+    const auto [packetBytes, extendedIds] = GetParam();
+    ASSERT_EQ(client_->write(0x0d04, packetBytes), 0U);
+    ASSERT_EQ(client_->write(0x0960, extendedIds ? 0x40000000 : 0), 0U);
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    const std::size_t headerBytes = extendedIds ? 20 : 8;
+    const std::size_t pieceBytes = packetBytes - 20 - 8 - headerBytes;
+    const std::size_t pieces = (320 * 240 + pieceBytes - 1) / pieceBytes;
+    std::uint64_t before = 0;
+    for (std::uint64_t block = 1; block <= 3; ++block) {
+        const Frame frame = nextFrame();
+        ASSERT_EQ(frame.packets.size(), pieces + 2);
+        for (std::size_t id = 0; id < frame.packets.size(); ++id) {
+            const Packet& packet = frame.packets[id];
+            EXPECT_EQ(packet.status, 0U);
+            EXPECT_EQ(packet.block, block);
+            EXPECT_EQ(packet.id, id);
+            EXPECT_EQ(packet.format, id == 0 ? 1U : id == pieces + 1 ? 2U : 3U);
+            if (id > 0 && id < pieces) {
+                EXPECT_EQ(packet.datagramBytes, packetBytes - 28);
+            }
+        }
+        const Bytes& leader = frame.leader();
+        EXPECT_EQ(leader.size(), 36U);
+        EXPECT_EQ(number(leader, 0, 4), 0x00000001U);   // an image
+        EXPECT_EQ(number(leader, 12, 4), 0x01080001U);  // Mono8
+        EXPECT_EQ(number(leader, 16, 8), (320ULL << 32) + 240);
+        EXPECT_EQ(number(leader, 24, 8) + number(leader, 32, 4), 0U);
+        EXPECT_EQ(frame.packets.back().content, be32(0x00000001) + be32(240));
+        EXPECT_GT(frame.timestamp(), before);
+        before = frame.timestamp();
+        EXPECT_EQ(frame.payload(), scene(block - 1)->pixels);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, StreamLayout,
+                         testing::Values(Layout{576, false}, Layout{1500, false},
+                                         Layout{1500, true}, Layout{9000, true}));
+
+TEST_F(Stream, ContainerCarriesTheScenesResults) {
+    CameraOptions options = TestCamera::small();
+    options.format = ResultFormat::container;
+    open(options);
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    for (std::uint64_t i = 0; i < 2; ++i) {
+        const Frame frame = nextFrame();
+        EXPECT_EQ(number(frame.leader(), 12, 4), 0x01080001U);
+        EXPECT_EQ(number(frame.leader(), 16, 8), (320ULL << 32) + 240);
+        const Bytes payload = frame.payload();
+        EXPECT_GE(client_->read(0x1001c), payload.size());
+        const std::string text(payload.begin(), payload.end());
+        EXPECT_EQ(text.substr(0, 4), "SMAT");
+        EXPECT_EQ(littleEndian(payload, 24 + 24), frame.timestamp()) << "of the image block";
+        const Bytes& pixels = scene(i)->pixels;
+        ASSERT_GT(payload.size(), 576 + pixels.size());
+        EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), payload.begin() + 576));
+        for (const auto& code : scene(i)->read) {
+            const std::string line = code.text.substr(0, code.text.find('\n'));
+            EXPECT_NE(text.find(line, 576 + pixels.size()), std::string::npos) << line;
+        }
+    }
+}
+
+TEST_F(Stream, WindowAndExposureShapeThePicture) {
+    open();
+    ASSERT_EQ(client_->write(kWidth, 100), 0U);
+    ASSERT_EQ(client_->write(kHeight, 60), 0U);
+    ASSERT_EQ(client_->write(kOffsetX, 40), 0U);
+    ASSERT_EQ(client_->write(kOffsetY, 20), 0U);
+    EXPECT_EQ(client_->write(kOffsetX, 224), 0x8002U) << "past the sensor";
+    EXPECT_EQ(client_->write(kWidth, 102), 0x8002U) << "no multiple of 4";
+    EXPECT_EQ(client_->read(0x1001c), 6000U);
+    writeReal(kExposure, 5000);  // half of the exposure that shows the scene as it is
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    EXPECT_EQ(client_->write(kWidth, 96), 0x8007U) << "busy while frames are sent";
+    const Frame frame = nextFrame();
+    EXPECT_EQ(number(frame.leader(), 16, 8), (100ULL << 32) + 60);
+    EXPECT_EQ(number(frame.leader(), 24, 8), (40ULL << 32) + 20);
+    const Bytes pixels = frame.payload();
+    ASSERT_EQ(pixels.size(), 6000U);
+    for (std::size_t y = 0; y < 60; ++y) {
+        for (std::size_t x = 0; x < 100; ++x) {
+            const int whole = scene(0)->pixels[(y + 20) * 320 + x + 40];
+            ASSERT_NEAR(pixels[y * 100 + x], whole / 2.0, 0.5) << x << ',' << y;
+        }
+    }
+}
+
+TEST_F(Stream, CodesOutsideTheWindowAreNotInItsResults) {
+    CameraOptions options = TestCamera::small();
+    options.format = ResultFormat::container;
+    open(options);
+    ASSERT_EQ(client_->write(kWidth, 64), 0U);
+    ASSERT_EQ(client_->write(kHeight, 16), 0U);  // smaller than any code
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    const Frame frame = nextFrame();
+    const Bytes payload = frame.payload();
+    const Bytes& whole = scene(0)->pixels;
+    ASSERT_GT(payload.size(), 576U + 64 * 16);
+    for (int row = 0; row < 16; ++row) {
+        EXPECT_TRUE(std::equal(whole.begin() + row * 320, whole.begin() + row * 320 + 64,
+                               payload.begin() + 576 + row * 64));
+    }
+    const std::string text(payload.begin(), payload.end());
+    for (const auto& code : scene(0)->drawn) EXPECT_EQ(text.find(code.text), std::string::npos);
+}
+
+TEST_F(Stream, SendsAgainWhatIsAskedFor) {
+    open();
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    const Frame first = nextFrame();
+    while (nextPacket().format != 2) {
+    }
+    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    while (receiver_.receive(50)) {
+    }
+    Client stranger(camera_->options.address, "127.0.0.66");
+    stranger.sendSilent(0x00, kResend, be16(0) + be16(1) + be32(0) + be32(9));
+    requestResend(1, 2, 4);
+    for (std::size_t id = 2; id <= 4; ++id) {
+        const Packet again = nextPacket();
+        EXPECT_EQ(again.status, 0x0100U);
+        EXPECT_EQ(again.block, 1U);
+        EXPECT_EQ(again.id, id);
+        EXPECT_EQ(again.content, first.packets[id].content);
+    }
+    requestResend(1, 0, 0);
+    EXPECT_EQ(nextPacket().content, first.leader());
+    const auto trailer = static_cast<std::uint32_t>(first.packets.size() - 1);
+    requestResend(1, trailer, 0xffffff);
+    EXPECT_EQ(nextPacket().content, first.packets.back().content);
+    requestResend(7777, 1, 0xffffff);
+    const Packet gone = nextPacket();
+    EXPECT_EQ(gone.status, 0x800cU);
+    EXPECT_EQ(gone.block, 7777U);
+    EXPECT_EQ(gone.id, 1U);
+    EXPECT_EQ(camera_->camera->statistics().packetsResent, 5U) << "nothing for strangers";
+}
+
+TEST_F(Stream, SendsAsManyFramesAsTheModeSays) {
+    open();
+    ASSERT_EQ(client_->write(kAcquisitionMode, 1), 0U);
+    ASSERT_EQ(client_->write(kFrameCount, 3), 0U);
+    for (int run = 0; run < 2; ++run) {
+        ASSERT_EQ(client_->write(kStart, 1), 0U);
+        for (std::uint64_t block = 1; block <= 3; ++block) {
+            EXPECT_EQ(nextFrame().packets.front().block, block);
+        }
+        EXPECT_FALSE(receiver_.receive(60)) << "three periods later";
+        ASSERT_EQ(client_->write(kStop, 1), 0U);
+    }
+}
+
+TEST_F(Stream, EachTriggerMakesOneFrame) {
+    open();
+    ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);
+    ASSERT_EQ(client_->write(kTrigger, 1), 0U);  // not acquiring yet: without effect
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    EXPECT_FALSE(receiver_.receive(60));
+    for (std::uint64_t block = 1; block <= 2; ++block) {
+        ASSERT_EQ(client_->write(kTrigger, 1), 0U);
+        // A client that missed the acknowledge repeats the request and means the same trigger.
+        EXPECT_EQ(client_->repeat(0x0082, be32(kTrigger) + be32(1)).status, 0U);
+        EXPECT_EQ(nextFrame().packets.front().block, block);
+        EXPECT_FALSE(receiver_.receive(60));
+    }
+}
+
+TEST_F(Stream, CountsEveryPacket) {
+    CameraOptions options = TestCamera::small();
+    options.truthFile = testing::TempDir() + "truth-" + std::to_string(::getpid());
+    open(options);
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    Frame last;
+    for (int i = 0; i < 5; ++i) last = nextFrame();
+    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    const auto statistics = camera_->camera->statistics();
+    const std::size_t packetsOfAFrame = last.packets.size();
+    EXPECT_EQ(statistics.packetsSent, statistics.framesSent * packetsOfAFrame);
+    while (packetsReceived_ < statistics.packetsSent) last.packets = {nextPacket()};
+    EXPECT_FALSE(receiver_.receive(60));
+    EXPECT_EQ(statistics.blockId, statistics.framesSent);
+    EXPECT_EQ(statistics.blockId, last.packets.front().block);
+    EXPECT_EQ(statistics.leaderBytes, 44U);
+    EXPECT_EQ(statistics.pixelFormat, 0x01080001U);
+    EXPECT_EQ(statistics.packetsResent, 0U);
+    EXPECT_EQ(statistics.commandsAnswered, 6U);
+
+    std::ifstream truth(options.truthFile);
+    for (std::uint32_t i = 0; i < options.scenes; ++i) {
+        std::string line;
+        std::getline(truth, line);
+        EXPECT_EQ(line, kestrosim::truthLine(options.serial, i, *scene(i)));
+    }
+    EXPECT_EQ(truth.peek(), EOF) << "each scene once";
+    std::remove(options.truthFile.c_str());
+}
+
+TEST_F(Stream, TestPacketHasThePacketSize) {
+    open();
+    for (const std::uint32_t bytes : {576U, 1500U, 8192U}) {
+        ASSERT_EQ(client_->write(0x0d04, 0x80000000 | bytes), 0U);
+        EXPECT_EQ(nextPacket().datagramBytes, bytes - 28);
+        EXPECT_EQ(client_->read(0x0d04), bytes) << "the order to send it is not kept";
+    }
+}
+
+TEST_F(Stream, KeepsToTheLink) {
+    CameraOptions options = TestCamera::small();
+    options.linkMbits = 10;  // a picture of 76,800 bytes takes at least 61.4 ms
+    open(options);
+    const auto begin = Clock::now();
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    nextFrame();
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(60));
+}
+
+TEST_F(Stream, PausesBetweenPackets) {
+    open();
+    ASSERT_EQ(client_->write(0x0d08, 1'000'000), 0U);  // ticks: 1 ms, and the frame has 55 packets
+    const auto begin = Clock::now();
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    nextFrame();
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(52));
+}
+
+TEST_F(Stream, KeepsTheFrameRate) {
+    open();
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    for (std::uint32_t i = 0; i < camera_->options.scenes; ++i) nextFrame();  // drawn meanwhile
+    const std::uint64_t early = nextFrame().timestamp();
+    for (int i = 0; i < 9; ++i) nextFrame();
+    const std::uint64_t late = nextFrame().timestamp();
+    EXPECT_NEAR(static_cast<double>(late - early) / 1e6, 10 * 20.0, 25.0) << "50 frames a second";
+}
+
+TEST_F(Stream, EndsWithTheControl) {
+    open();
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    nextFrame();
+    ASSERT_EQ(client_->write(0x0a00, 0), 0U);
+    const auto statistics = camera_->camera->statistics();
+    while (packetsReceived_ < statistics.packetsSent) nextPacket();
+    EXPECT_FALSE(receiver_.receive(60));
+    EXPECT_EQ(client_->read(0x0d00), 0U);
+}
+
+TEST_F(Stream, NeedsAnOpenChannel) {
+    open();
+    ASSERT_EQ(client_->write(0x0d00, 0), 0U);
+    EXPECT_EQ(client_->write(kStart, 1), 0x800fU);
+}
+
+}  // namespace
+}  // namespace rawclient
