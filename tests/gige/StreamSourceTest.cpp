@@ -446,7 +446,7 @@ TEST_F(StreamSource, AFailedStartLeavesNothingBehind) {
     failsWith(Error::refused, "start refused");
     camera->failStart = false;
     camera->host = 0xc0000201;  // 192.0.2.1, which no machine has
-    failsWith(Error::system, "192.0.2.1");
+    failsWith(Error::notReachable, "192.0.2.1");
     camera->host = 0x7f000001;
     for (const std::uint32_t payload : {0u, 0xffffffffu}) {
         camera->payloadBytes = payload;

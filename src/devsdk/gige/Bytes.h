@@ -20,6 +20,7 @@ class BigEndianReader {
     [[nodiscard]] bool ok() const { return ok_; }
     [[nodiscard]] std::uint16_t u16() { return static_cast<std::uint16_t>(number(2)); }
     [[nodiscard]] std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
+    [[nodiscard]] std::uint64_t u64() { return number(8); }
     void seek(std::size_t offset) { offset_ = offset; }
     /** The next `count` bytes; empty when they are not all there. */
     [[nodiscard]] ByteView take(std::size_t count) {

@@ -47,7 +47,7 @@ FrameAssembler::~FrameAssembler() {
         if (block.buffer) output_.returnBuffer(*block.buffer);
 }
 
-void FrameAssembler::take(std::span<const std::uint8_t> datagram, Time now) {
+void FrameAssembler::take(ByteView datagram, Time now) {
     const auto packet = decodeGvspPacket(datagram);
     if (!packet) return counters_.malformedPackets.add();
     counters_.packets.add();

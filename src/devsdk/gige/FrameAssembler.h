@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace Vorda::Gige {
 
@@ -64,7 +63,7 @@ class FrameAssembler {
     /** Returns the buffers of the frames under way. */
     ~FrameAssembler();
 
-    void take(std::span<const std::uint8_t> datagram, Time now);
+    void take(ByteView datagram, Time now);
     /** Asks for missing packets and gives frames up, as far as it is time. */
     void tick(Time now);
     /** When tick() has something to do next; Time::max() when nothing is under way. */

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FrameDelivery.h"
 
+#include "DeviceLog.h"
 #include "NamedThread.h"
-#include "VXlog4cpp.h"
 
 #include <algorithm>
 #include <exception>
@@ -13,7 +13,6 @@ namespace Vorda::Gige {
 
 using GenICam::CFrame;
 using GenICam::FrameBinding;
-using VXlog4cpp::CVxLog;
 
 FrameDelivery::FrameDelivery(std::string key, std::shared_ptr<StreamCounters> counters)
     : key_(std::move(key)), counters_(std::move(counters)) {}
@@ -153,11 +152,9 @@ void FrameDelivery::callHandler(const FrameBinding& handler, const CFrame& frame
     try {
         handler(frame);
     } catch (const std::exception& error) {
-        CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kError,
-                    "The frame handler of [%s] threw: %s", key_.c_str(), error.what());
+        GIGE_LOG(kError, "The frame handler of [%s] threw: %s", key_.c_str(), error.what());
     } catch (...) {
-        CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kError,
-                    "The frame handler of [%s] threw an unknown exception", key_.c_str());
+        GIGE_LOG(kError, "The frame handler of [%s] threw an unknown exception", key_.c_str());
     }
 }
 

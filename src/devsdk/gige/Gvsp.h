@@ -3,10 +3,11 @@
 // Bytes of the GigE Vision stream protocol to values. Pure; every length is checked.
 #pragma once
 
+#include "Bytes.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 
 namespace Vorda::Gige {
 
@@ -33,7 +34,7 @@ struct GvspPacket {
     bool extendedIds = false;  ///< 64-bit block id and 32-bit packet id
     std::uint32_t packetId = 0;
     std::uint64_t blockId = 0;  ///< 0 in test packets
-    std::span<const std::uint8_t> body;
+    ByteView body;
 
     [[nodiscard]] bool isError() const { return (status & kGvspErrorBit) != 0; }
 };
@@ -48,10 +49,10 @@ struct GvspLeader {
 };
 
 /** Empty when the bytes are too few for the header that they begin. The body borrows from them. */
-[[nodiscard]] std::optional<GvspPacket> decodeGvspPacket(std::span<const std::uint8_t> datagram);
+[[nodiscard]] std::optional<GvspPacket> decodeGvspPacket(ByteView datagram);
 
 /** Empty when the body is shorter than a leader of its payload type. */
-[[nodiscard]] std::optional<GvspLeader> decodeGvspLeader(std::span<const std::uint8_t> body);
+[[nodiscard]] std::optional<GvspLeader> decodeGvspLeader(ByteView body);
 
 /** Payload bytes in a full packet of a stream whose packets have `packetBytes` with all headers. */
 [[nodiscard]] std::size_t gvspPayloadBytes(std::uint32_t packetBytes, bool extendedIds);

@@ -26,8 +26,7 @@ PartialFrame::Outcome PartialFrame::takeLeader(const GvspLeader& leader) {
     return Outcome::taken;
 }
 
-PartialFrame::Outcome PartialFrame::takePayload(std::uint32_t packetId,
-                                                std::span<const std::uint8_t> bytes) {
+PartialFrame::Outcome PartialFrame::takePayload(std::uint32_t packetId, ByteView bytes) {
     if (packetId == 0) return Outcome::malformed;
     if (trailerId_ != 0 && packetId >= trailerId_) return Outcome::malformed;
     if (has(packetId)) return Outcome::duplicate;

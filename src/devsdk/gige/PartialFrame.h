@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <vector>
 
 namespace Vorda::Gige {
@@ -30,7 +29,7 @@ class PartialFrame {
     void setBuffer(std::uint8_t* data) { data_ = data; }
 
     [[nodiscard]] Outcome takeLeader(const GvspLeader& leader);
-    [[nodiscard]] Outcome takePayload(std::uint32_t packetId, std::span<const std::uint8_t> bytes);
+    [[nodiscard]] Outcome takePayload(std::uint32_t packetId, ByteView bytes);
     [[nodiscard]] Outcome takeTrailer(std::uint32_t packetId);
 
     [[nodiscard]] bool complete() const;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StreamReceiver.h"
 
+#include "DeviceLog.h"
 #include "LastError.h"
 #include "NamedThread.h"
-#include "VXlog4cpp.h"
 
 #include <linux/sock_diag.h>
 #include <netinet/udp.h>
@@ -20,8 +20,6 @@
 #include <utility>
 
 namespace Vorda::Gige {
-
-using VXlog4cpp::CVxLog;
 
 namespace {
 
@@ -45,18 +43,6 @@ constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
 /** After an error of the socket that is not ours to mend (interface gone): no busy loop. */
 constexpr auto kErrorPause = std::chrono::milliseconds(20);
 constexpr auto kAskCameraAddressEvery = std::chrono::milliseconds(100);
-
-sockaddr_in toSockaddr(Ipv4 address, std::uint16_t port) {
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_addr.s_addr = htonl(address.value);
-    result.sin_port = htons(port);
-    return result;
-}
-
-bool failSystem(const char* what) {
-    return fail(Error::system, std::string(what) + ": " + std::strerror(errno));
-}
 
 timespec toTimespec(std::chrono::nanoseconds time) {
     constexpr long kNanosecondsPerSecond = 1'000'000'000;
@@ -94,10 +80,10 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
     while (largest < wanted && !warned.compare_exchange_weak(largest, wanted)) {
     }
     if (largest >= wanted) return;
-    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kWarning,
-                "The receive buffer of the stream of [%s] is %I64u bytes instead of %I64u: frames "
-                "may be lost. Raise the sysctl net.core.rmem_max to %I64u",
-                key, granted, wanted, wanted);
+    GIGE_LOG(kWarning,
+             "The receive buffer of the stream of [%s] is %I64u bytes instead of %I64u: frames may "
+             "be lost. Raise the sysctl net.core.rmem_max to %I64u",
+             key, granted, wanted, wanted);
 }
 
 }  // namespace
@@ -143,22 +129,14 @@ StreamReceiver::StreamReceiver(CameraLink& link, FrameDelivery& delivery, Stream
 StreamReceiver::~StreamReceiver() { stop(); }
 
 bool StreamReceiver::open() {
-    socket_.reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (socket_.get() < 0) return failSystem("stream socket");
+    if (!socket_.open({link_.hostAddress(), 0})) return false;
+    port_ = socket_.local().port;
     wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (wake_.get() < 0) return failSystem("stream wake-up");
-    sockaddr_in address = toSockaddr(link_.hostAddress(), 0);
-    if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        const std::string what = "bind the stream to " + link_.hostAddress().text();
-        return failSystem(what.c_str());
-    }
-    socklen_t length = sizeof address;
-    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0)
-        return failSystem("port of the stream socket");
-    port_ = ntohs(address.sin_port);
+    if (wake_.get() < 0)
+        return fail(Error::system, std::string("stream wake-up: ") + std::strerror(errno));
     // Batches from the kernel; a kernel without it delivers packet by packet.
     const int on = 1;
-    ::setsockopt(socket_.get(), SOL_UDP, UDP_GRO, &on, sizeof on);
+    ::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
     return true;
 }
 
@@ -192,7 +170,7 @@ void StreamReceiver::stop() {
 void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {
     const std::uint64_t wanted = std::clamp(payloadBytes * kReceiveBufferPerPayload,
                                             kLeastReceiveBuffer, kMostReceiveBuffer);
-    const std::uint64_t granted = setReceiveBuffer(socket_.get(), wanted);
+    const std::uint64_t granted = setReceiveBuffer(socket_.fd(), wanted);
     if (granted < wanted) warnOfSmallBuffer(link_.key(), wanted, granted);
     const std::chrono::nanoseconds fills(granted / kBufferBytesPerGatheredNanosecond);
     gathering_ = std::min(fills, kLongestGathering);
@@ -201,15 +179,14 @@ void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {
 /** One packet out, so that a host firewall that follows connections lets the stream in. */
 void StreamReceiver::openFirewall(std::uint16_t cameraPort) {
     if (cameraPort == 0) return;
-    const sockaddr_in camera = toSockaddr(camera_, cameraPort);
-    // Nothing waits for it, and a camera ignores it: a failure means nothing here.
-    [[maybe_unused]] const auto sent = ::sendto(
-        socket_.get(), "", 1, 0, reinterpret_cast<const sockaddr*>(&camera), sizeof camera);
+    // The camera ignores it; whether it can be sent will show in the stream.
+    constexpr std::uint8_t kAnyByte[] = {0};
+    static_cast<void>(socket_.sendTo(kAnyByte, {camera_, cameraPort}));
 }
 
 void StreamReceiver::run() {
     while (!stopping_.load(std::memory_order_relaxed)) {
-        const int count = ::recvmmsg(socket_.get(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
+        const int count = ::recvmmsg(socket_.fd(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
         const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
         const auto now = FrameAssembler::Clock::now();
         if (count > 0) takeBatch(count, now);
@@ -240,7 +217,7 @@ void StreamReceiver::takeBatch(int count, FrameAssembler::Time now) {
     }
 }
 
-void StreamReceiver::takeDatagram(std::span<const std::uint8_t> datagram, std::size_t segmentBytes,
+void StreamReceiver::takeDatagram(ByteView datagram, std::size_t segmentBytes,
                                   FrameAssembler::Time now) {
     if (segmentBytes == 0) return assembler_->take(datagram, now);
     while (!datagram.empty()) {
@@ -262,7 +239,7 @@ bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Tim
 
 /** Waits for the socket, the assembler's next deadline or stop(). */
 void StreamReceiver::waitForPackets(bool frameUnderWay) {
-    pollfd watched[] = {{wake_.get(), POLLIN, 0}, {socket_.get(), POLLIN, 0}};
+    pollfd watched[] = {{wake_.get(), POLLIN, 0}, {socket_.fd(), POLLIN, 0}};
     if (frameUnderWay) {
         const timespec gather = toTimespec(gathering_);
         ::ppoll(watched, 1, &gather, nullptr);
@@ -280,7 +257,7 @@ void StreamReceiver::waitForPackets(bool frameUnderWay) {
 void StreamReceiver::countHostDrops() {
     std::uint32_t memory[SK_MEMINFO_VARS] = {};
     socklen_t length = sizeof memory;
-    if (::getsockopt(socket_.get(), SOL_SOCKET, SO_MEMINFO, memory, &length) == 0)
+    if (::getsockopt(socket_.fd(), SOL_SOCKET, SO_MEMINFO, memory, &length) == 0)
         counters_.hostDrops.add(memory[SK_MEMINFO_DROPS]);
 }
 

@@ -6,6 +6,7 @@
 #include "FrameAssembler.h"
 #include "FrameDelivery.h"
 #include "StreamCounters.h"
+#include "UdpSocket.h"
 
 #include <netinet/in.h>
 
@@ -14,7 +15,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <thread>
 
 namespace Vorda::Gige {
@@ -66,8 +66,7 @@ class StreamReceiver : private FrameOutput {
     void openFirewall(std::uint16_t cameraPort);
     void run();
     void takeBatch(int count, FrameAssembler::Time now);
-    void takeDatagram(std::span<const std::uint8_t> datagram, std::size_t segmentBytes,
-                      FrameAssembler::Time now);
+    void takeDatagram(ByteView datagram, std::size_t segmentBytes, FrameAssembler::Time now);
     [[nodiscard]] bool isFromCamera(const sockaddr_in& source, FrameAssembler::Time now);
     void waitForPackets(bool frameUnderWay);
     void countHostDrops();
@@ -75,7 +74,7 @@ class StreamReceiver : private FrameOutput {
     CameraLink& link_;
     FrameDelivery& delivery_;
     StreamCounters& counters_;
-    OwnedFd socket_;
+    UdpSocket socket_;
     OwnedFd wake_;
     std::uint16_t port_ = 0;
     Ipv4 camera_;

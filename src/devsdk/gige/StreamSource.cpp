@@ -2,11 +2,11 @@
 #include "StreamSource.h"
 
 #include "BufferPool.h"
+#include "DeviceLog.h"
 #include "FrameDelivery.h"
 #include "LastError.h"
 #include "ReceivedFrame.h"
 #include "StreamReceiver.h"
-#include "VXlog4cpp.h"
 
 #include <condition_variable>
 #include <exception>
@@ -18,7 +18,6 @@ namespace Vorda::Gige {
 
 using GenICam::CFrame;
 using GenICam::FrameBinding;
-using VXlog4cpp::CVxLog;
 
 namespace {
 
@@ -196,15 +195,13 @@ void StreamSource::setState(State state) {
 
 void StreamSource::logSummary() const {
     const std::string counts = counters_->text();
-    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kDebug, "The stream of [%s] stopped: %s",
-                link_->key(), counts.c_str());
+    GIGE_LOG(kDebug, "The stream of [%s] stopped: %s", link_->key(), counts.c_str());
     const std::uint64_t incomplete = counters_->lostFrames.get() + counters_->noBuffer.get() +
                                      counters_->tooBig.get() + counters_->unsupported.get() +
                                      counters_->malformedFrames.get();
     if (incomplete == 0) return;
-    CVxLog::Log(CVxLog::Logger_device(), VXlog4cpp::kWarning,
-                "The stream of [%s] lost %I64u frames: %s", link_->key(), incomplete,
-                counts.c_str());
+    GIGE_LOG(kWarning, "The stream of [%s] lost %I64u frames: %s", link_->key(), incomplete,
+             counts.c_str());
 }
 
 bool StreamSource::isGrabbing() const {
