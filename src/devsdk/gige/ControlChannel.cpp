@@ -38,13 +38,13 @@ constexpr auto kShortestPeriod = 50ms;
 constexpr std::size_t kWordBytes = 4;
 constexpr std::uint32_t kAnyControl = Gvcp::kPrivilegeControl | Gvcp::kPrivilegeExclusive;
 
-/** Ends a wait in poll() from another thread, for good. */
-class StopSignal {
+/** Something that happens once and ends waits in poll(). */
+class Signal {
  public:
-    StopSignal() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    StopSignal(const StopSignal&) = delete;
-    StopSignal& operator=(const StopSignal&) = delete;
-    ~StopSignal() { ::close(fd_); }
+    Signal() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+    Signal(const Signal&) = delete;
+    Signal& operator=(const Signal&) = delete;
+    ~Signal() { ::close(fd_); }
 
     void raise() {
         raised_ = true;
@@ -124,7 +124,9 @@ class ControlChannel::Core {
     void keepAlive();
     void stop() { stopped_.raise(); }
     void release();
-    [[nodiscard]] bool isOnline() const { return controlled_ && !lost_ && !stopped_.isRaised(); }
+    [[nodiscard]] bool isOnline() const {
+        return controlled_ && !lost_.isRaised() && !stopped_.isRaised();
+    }
 
  private:
     void exchange(Request& request, int attempts, Answer& answer, bool mayStop = true);
@@ -136,15 +138,14 @@ class ControlChannel::Core {
     [[nodiscard]] bool failDenied();
     void chooseHeartbeat();
     [[nodiscard]] bool beat();
-    void reportLoss();
+    void lose() { lost_.raise(); }
     std::uint16_t nextId();
 
     UdpSocket socket_;
     Ipv4 camera_;
-    StopSignal stopped_;
+    Signal stopped_;
     std::atomic<bool> controlled_{false};
-    std::atomic<bool> lost_{false};
-    std::atomic<bool> lossReported_{false};
+    Signal lost_;
     std::atomic<std::uint16_t> lastId_{0};
     std::function<void()> onLost_;  // set before the heartbeat starts, constant then
     std::chrono::milliseconds period_ = kHeartbeatPeriod;     // likewise
@@ -229,7 +230,8 @@ void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id,
 bool ControlChannel::Core::transact(Request request, Answer& answer) {
     {
         const std::lock_guard lock(requestMutex_);
-        if (lost_) return fail(Error::connectionLost, "the connection to the camera is lost");
+        if (lost_.isRaised())
+            return fail(Error::connectionLost, "the connection to the camera is lost");
         exchange(request, kAttempts, answer);
         if (answer.isSuccess()) return true;
         // The failure may be the request's own: the connection is lost only if the camera no longer
@@ -240,10 +242,9 @@ bool ControlChannel::Core::transact(Request request, Answer& answer) {
             if (answered
                     ? answer.status == Gvcp::kStatusAccessDenied && !mayStillControl()
                     : !holdsControl(probe, kProbeAttempts) && probe.outcome != Outcome::stopped)
-                lost_ = true;
+                lose();
         }
     }
-    reportLoss();
     return failedBecause(request, answer);
 }
 
@@ -261,7 +262,8 @@ bool ControlChannel::Core::failedBecause(const Request& request, const Answer& a
         case Outcome::silent:
             break;
     }
-    if (lost_) return fail(Error::connectionLost, "the connection to the camera is lost");
+    if (lost_.isRaised())
+        return fail(Error::connectionLost, "the connection to the camera is lost");
     return fail(Error::timeout,
                 "the camera at " + camera_.text() + " does not answer (" + request.text() + ")");
 }
@@ -305,7 +307,7 @@ bool ControlChannel::Core::writeBlock(std::uint32_t address, ByteView data) {
 }
 
 void ControlChannel::Core::requestResend(const ResendRequest& request) {
-    if (lost_) return;
+    if (lost_.isRaised()) return;
     [[maybe_unused]] const bool sent = socket_.send(Gvcp::encodeResend(nextId(), 0, request));
 }
 
@@ -351,36 +353,31 @@ void ControlChannel::Core::chooseHeartbeat() {
 }
 
 void ControlChannel::Core::keepAlive() {
-    while (!stopped_.isRaised()) {
-        pollfd waiting{stopped_.fd(), POLLIN, 0};
-        ::poll(&waiting, 1, static_cast<int>(period_.count()));
-        if (stopped_.isRaised() || !beat()) break;
-    }
-    reportLoss();
+    do {
+        pollfd waiting[] = {{stopped_.fd(), POLLIN, 0}, {lost_.fd(), POLLIN, 0}};
+        ::poll(waiting, 2, static_cast<int>(period_.count()));
+    } while (!stopped_.isRaised() && beat());
+    // Here and not where it was noticed: there, locks are held.
+    if (lost_.isRaised() && !stopped_.isRaised() && onLost_) onLost_();
 }
 
 bool ControlChannel::Core::beat() {
     const std::lock_guard lock(requestMutex_);
-    if (lost_) return false;
+    if (lost_.isRaised()) return false;
     Answer answer;
     bool holds = holdsControl(answer, kAttempts);
     if (answer.outcome == Outcome::stopped) return false;
     // After a silence in which the camera gave us up, the control that it speaks of may be
     // another's.
     if (holds && Clock::now() - lastConfirmed_ > timeout_) holds = mayStillControl();
-    if (!holds) lost_ = true;
+    if (!holds) lose();
     lastConfirmed_ = Clock::now();
     return holds;
 }
 
-void ControlChannel::Core::reportLoss() {
-    if (!lost_ || !controlled_ || lossReported_.exchange(true)) return;
-    if (onLost_) onLost_();
-}
-
 void ControlChannel::Core::release() {
     const std::lock_guard lock(requestMutex_);
-    if (!controlled_.exchange(false) || lost_) return;
+    if (!controlled_.exchange(false) || lost_.isRaised()) return;
     Answer answer;
     Request order = writeRegisterRequest(Gvcp::Register::kControlPrivilege, 0);
     exchange(order, kReleaseAttempts, answer, false);
