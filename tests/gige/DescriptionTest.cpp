@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Description.h"
 
+#include "DescriptionCheck.h"
 #include "MemoryPort.h"
 #include "ScriptedCamera.h"
 #include "VordaInfra.h"
@@ -131,6 +132,53 @@ TEST(Description, IsRefusedWhenItIsNotWhole) {
         MemoryPort camera;
         publish(camera, "a.xml", bytes, bytes.size());
         EXPECT_THAT(downloadFailure(camera), HasSubstr(why));
+    }
+}
+
+std::string replaced(std::string_view from, std::string_view to) {
+    std::string text = smallDescription();
+    return text.replace(text.find(from), from.size(), to);
+}
+
+TEST(DescriptionCheck, PassesADescriptionThatCanBeEvaluated) {
+    EXPECT_EQ("", descriptionFault(smallDescription()));
+    EXPECT_EQ("", descriptionFault(golden("description.xml")));
+    EXPECT_EQ("", descriptionFault(replaced("<Length>4<", "<Length> 0x10 <")));
+    // Limits of two features may well depend on each other's values.
+    EXPECT_EQ("", descriptionFault(replaced("<Max>1</Max>", "<pMax>TLParamsLocked</pMax>")));
+}
+
+TEST(DescriptionCheck, RefusesValuesThatNeedThemselves) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"<pValue>PayloadSizeReg</pValue>", "<pValue>PayloadSize</pValue>"},
+        {"<Address>0xa000</Address>", "<pAddress> PayloadSize </pAddress>"},
+        {"<Length>4</Length>", "<pLength>PayloadSizeReg</pLength>"},
+        {"<Address>0xa000</Address>",
+         "<IntSwissKnife Name=\"At\"><pVariable Name=\"P\">PayloadSize</pVariable>"
+         "<Formula>P</Formula></IntSwissKnife>"},
+        {"<Address>0xa000</Address>", "<pIndex pOffset=\"PayloadSize\">TLParamsLocked</pIndex>"},
+    };
+    for (const auto& [from, to] : cases)
+        EXPECT_THAT(descriptionFault(replaced(from, to)), HasSubstr("needs itself")) << to;
+}
+
+TEST(DescriptionCheck, RefusesEndlessChains) {
+    const auto chain = [](int length) {
+        std::string nodes;
+        for (int i = 0; i < length; ++i)
+            nodes += "<Integer Name=\"N" + std::to_string(i) + "\"><pValue>N" +
+                     std::to_string(i + 1) + "</pValue></Integer>";
+        return replaced("<Port ", nodes + "<Port ");
+    };
+    EXPECT_EQ("", descriptionFault(chain(50)));
+    EXPECT_NE("", descriptionFault(chain(500)));
+    EXPECT_NE("", descriptionFault(chain(100000)));
+}
+
+TEST(DescriptionCheck, RefusesAbsurdLengths) {
+    for (const char* length : {"0", "-5", "4000000000", "0xfffffffffffffffff", "four"}) {
+        const auto xml = replaced("<Length>4<", std::string("<Length>") + length + "<");
+        EXPECT_THAT(descriptionFault(xml), HasSubstr("[PayloadSizeReg]")) << length;
     }
 }
 

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Description.h"
 
+#include "DescriptionCheck.h"
 #include "Gvcp.h"
 #include "LastError.h"
 #include "Zip.h"
 
-#include <libxml/parser.h>
-#include <libxml/xmlreader.h>
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <memory>
-#include <mutex>
 
 namespace Vorda::Gige {
 namespace {
@@ -38,19 +35,6 @@ std::optional<std::uint32_t> parseHex(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
     if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
     return value;
-}
-
-struct FreeReader {
-    void operator()(xmlTextReader* reader) const { xmlFreeTextReader(reader); }
-};
-
-/** Keeps the first error: the later ones follow from it. */
-void keepFirstError(void* text, xmlError* error) {
-    auto& first = *static_cast<std::string*>(text);
-    if (!first.empty() || error == nullptr || error->message == nullptr) return;
-    first = "line " + std::to_string(error->line) + ": " + error->message;
-    while (!first.empty() && std::isspace(static_cast<unsigned char>(first.back())))
-        first.pop_back();
 }
 
 std::optional<std::string> readUrl(RegisterPort& camera, std::uint32_t address) {
@@ -121,28 +105,6 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
     std::string_view name = rest.substr(0, first);
     name.remove_prefix(std::min(name.size(), name.find_first_not_of('/')));
     return DescriptionLocation{std::string(name), *address, *size};
-}
-
-std::string descriptionFault(const std::string& xml) {
-    static std::once_flag initialised;
-    std::call_once(initialised, xmlInitParser);
-    const std::unique_ptr<xmlTextReader, FreeReader> reader(
-        xmlReaderForMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr,
-                           XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
-    if (!reader) return "it cannot be parsed";
-    std::string error;
-    xmlTextReaderSetStructuredErrorHandler(reader.get(), keepFirstError, &error);
-    std::string root;
-    int state = 0;
-    while ((state = xmlTextReaderRead(reader.get())) == 1) {
-        if (!root.empty() || xmlTextReaderNodeType(reader.get()) != XML_READER_TYPE_ELEMENT)
-            continue;
-        const xmlChar* name = xmlTextReaderConstLocalName(reader.get());
-        root = name ? reinterpret_cast<const char*>(name) : "";
-    }
-    if (state != 0) return error.empty() ? "it is no XML" : "it is cut or no XML: " + error;
-    if (root != "RegisterDescription") return "its root is [" + root + "]";
-    return {};
 }
 
 std::optional<std::string> downloadDescription(RegisterPort& camera) {

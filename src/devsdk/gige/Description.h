@@ -27,9 +27,6 @@ struct DescriptionLocation {
 [[nodiscard]] std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url,
                                                                      std::string& reason);
 
-/** Empty when `xml` is a whole GenICam description; else why it is not. */
-[[nodiscard]] std::string descriptionFault(const std::string& xml);
-
 /**
  * The camera's GenICam description, unpacked and whole; empty, with the last error, when the camera
  * does not hold one.

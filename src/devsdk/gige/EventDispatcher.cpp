@@ -174,9 +174,7 @@ class EventDispatcher::Core {
 
     /** Needs the lock. */
     void dropOldUpdates() {
-        const auto isUpdate = [](const Event& event) {
-            return !event.connection.has_value();
-        };
+        const auto isUpdate = [](const Event& event) { return !event.connection.has_value(); };
         while (events_.size() > queueSize_) {
             const auto oldest = std::ranges::find_if(events_, isUpdate);
             if (oldest == events_.end()) return;
