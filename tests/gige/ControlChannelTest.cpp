@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 
 #include <array>
 #include <atomic>
@@ -209,6 +211,27 @@ TEST(ControlChannel, WaitsAsLongAsACameraAsks) {
         return reaction;
     });
     EXPECT_TRUE(channelTo(camera)->writeRegister(kSomeRegister, 5));
+    EXPECT_EQ(1u, camera.requests().size());
+}
+
+TEST(ControlChannel, IsNotHurriedBySignals) {
+    ScriptedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        for (auto& datagram : reaction.datagrams) datagram.delay = 150ms;
+        return reaction;
+    });
+    struct sigaction before {};
+    struct sigaction noted {};
+    noted.sa_handler = [](int) {};
+    ASSERT_EQ(0, ::sigaction(SIGALRM, &noted, &before));
+    const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
+    ASSERT_EQ(0, ::setitimer(ITIMER_REAL, &everyMillisecond, nullptr));
+    std::uint32_t value = 0;
+    EXPECT_TRUE(channelTo(camera)->readRegister(kSomeRegister, value));
+    const itimerval never{};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before, nullptr);
     EXPECT_EQ(1u, camera.requests().size());
 }
 

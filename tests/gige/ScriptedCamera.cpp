@@ -334,8 +334,7 @@ std::string smallDescription() {
     <AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
     <Endianess>BigEndian</Endianess></IntReg>
   <Port Name="Device"/>
-</RegisterDescription>
-)";
+</RegisterDescription>)";
 }
 
 }  // namespace kestro::test

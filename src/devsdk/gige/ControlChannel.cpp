@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <limits>
@@ -105,6 +106,24 @@ bool inAddressSpace(std::uint64_t address, std::size_t bytes) {
     return address < kEnd && bytes <= kEnd - address;
 }
 
+/** The part of a memory range that one packet carries: whole words around the bytes themselves. */
+struct Block {
+    std::uint32_t start;     ///< of the first word
+    std::size_t wholeBytes;  ///< of all words
+    std::size_t leadBytes;   ///< before the range's bytes
+    std::size_t usedBytes;   ///< of the range
+
+    Block(std::uint64_t address, std::size_t rangeBytes)
+        : start(static_cast<std::uint32_t>(address / kWordBytes * kWordBytes)),
+          leadBytes(address % kWordBytes),
+          usedBytes(std::min(rangeBytes, Gvcp::kMemoryBlockBytes - leadBytes)) {
+        wholeBytes = (leadBytes + usedBytes + kWordBytes - 1) / kWordBytes * kWordBytes;
+    }
+    [[nodiscard]] std::uint32_t lastWord() const {
+        return start + static_cast<std::uint32_t>(wholeBytes - kWordBytes);
+    }
+};
+
 bool failAddress() {
     return fail(Error::invalidArgument, "the address is beyond the camera's 32-bit address space");
 }
@@ -167,10 +186,14 @@ std::uint16_t ControlChannel::Core::nextId() {
 }
 
 bool ControlChannel::Core::waitReadable(Clock::time_point deadline, bool mayStop) const {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    if (left <= 0ms) return false;
-    pollfd waiting[] = {{socket_.fd(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}};
-    return ::poll(waiting, mayStop ? 2 : 1, static_cast<int>(left.count())) > 0;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left <= 0ms) return false;
+        pollfd waiting[] = {{socket_.fd(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}};
+        const int ready = ::poll(waiting, mayStop ? 2 : 1, static_cast<int>(left.count()));
+        // A signal of the application, a profiler's say, is no reason to ask the camera again.
+        if (ready >= 0 || errno != EINTR) return ready > 0;
+    }
 }
 
 /** Sends until an answer comes. The id stays the same, so that the camera does not act twice. */
@@ -411,36 +434,32 @@ bool ControlChannel::writeRegister(std::uint64_t address, std::uint32_t value) {
 
 bool ControlChannel::readMemory(std::uint64_t address, std::span<std::uint8_t> data) {
     if (!inAddressSpace(address, data.size())) return failAddress();
-    std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> block;
+    std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> buffer;
     while (!data.empty()) {
-        const std::size_t lead = address % kWordBytes;
-        const std::size_t used = std::min(data.size(), block.size() - lead);
-        const std::size_t whole = (lead + used + kWordBytes - 1) / kWordBytes * kWordBytes;
-        const auto words = std::span(block).first(whole);
-        if (!core_->readBlock(static_cast<std::uint32_t>(address - lead), words)) return false;
-        std::ranges::copy(words.subspan(lead, used), data.begin());
-        data = data.subspan(used);
-        address += used;
+        const Block block(address, data.size());
+        const auto words = std::span(buffer).first(block.wholeBytes);
+        if (!core_->readBlock(block.start, words)) return false;
+        std::ranges::copy(words.subspan(block.leadBytes, block.usedBytes), data.begin());
+        data = data.subspan(block.usedBytes);
+        address += block.usedBytes;
     }
     return true;
 }
 
 bool ControlChannel::writeMemory(std::uint64_t address, ByteView data) {
     if (!inAddressSpace(address, data.size())) return failAddress();
-    std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> block;
+    std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> buffer;
     while (!data.empty()) {
-        const std::size_t lead = address % kWordBytes;
-        const std::size_t used = std::min(data.size(), block.size() - lead);
-        const std::size_t whole = (lead + used + kWordBytes - 1) / kWordBytes * kWordBytes;
-        const auto words = std::span(block).first(whole);
-        const auto start = static_cast<std::uint32_t>(address - lead);
-        const auto last = static_cast<std::uint32_t>(start + whole - kWordBytes);
-        if (lead != 0 && !core_->readBlock(start, words.first(kWordBytes))) return false;
-        if (lead + used != whole && !core_->readBlock(last, words.last(kWordBytes))) return false;
-        std::ranges::copy(data.first(used), words.begin() + static_cast<std::ptrdiff_t>(lead));
-        if (!core_->writeBlock(start, words)) return false;
-        data = data.subspan(used);
-        address += used;
+        const Block block(address, data.size());
+        const auto words = std::span(buffer).first(block.wholeBytes);
+        const bool endsInWord = block.leadBytes + block.usedBytes != block.wholeBytes;
+        if (block.leadBytes != 0 && !core_->readBlock(block.start, words.first(kWordBytes)))
+            return false;
+        if (endsInWord && !core_->readBlock(block.lastWord(), words.last(kWordBytes))) return false;
+        std::ranges::copy(data.first(block.usedBytes), words.subspan(block.leadBytes).begin());
+        if (!core_->writeBlock(block.start, words)) return false;
+        data = data.subspan(block.usedBytes);
+        address += block.usedBytes;
     }
     return true;
 }

@@ -64,6 +64,13 @@ std::nullopt_t failDescription(const std::string& why) {
     return std::nullopt;
 }
 
+/** Cameras announce whole words or flash pages: what follows the root's end tag is no text. */
+void cutAfterRoot(std::string& xml) {
+    constexpr std::string_view kEnd = "RegisterDescription>";
+    const std::size_t end = xml.rfind(kEnd);
+    if (end != std::string::npos) xml.resize(end + kEnd.size());
+}
+
 std::optional<std::string> downloadFrom(RegisterPort& camera, const DescriptionLocation& location) {
     const auto bytes = readDescriptionBytes(camera, location);
     if (!bytes) return std::nullopt;
@@ -74,8 +81,7 @@ std::optional<std::string> downloadFrom(RegisterPort& camera, const DescriptionL
         if (!unpacked) return failDescription(reason);
         xml = std::move(*unpacked);
     }
-    // Cameras announce whole words or blocks; what follows the text is filled with NULs.
-    xml.resize(std::min(xml.size(), xml.find_last_not_of('\0') + 1));
+    cutAfterRoot(xml);
     const std::string fault = descriptionFault(xml);
     if (!fault.empty()) return failDescription(fault);
     return xml;

@@ -59,6 +59,31 @@ std::optional<FoundDevice> decodeAnswer(ByteView datagram, const HostInterface& 
     return FoundDevice{std::move(*device), via, answer->id == kAddressedId};
 }
 
+/** The status in a FORCEIP answer; empty for any other datagram. */
+std::optional<std::uint16_t> decodeForceIpStatus(ByteView datagram) {
+    const auto answer = Gvcp::decodeAcknowledge(datagram);
+    if (!answer || answer->id != kForceIpId ||
+        answer->command != Gvcp::acknowledgeOf(Gvcp::Command::forceIp))
+        return std::nullopt;
+    return answer->status;
+}
+
+/** What `match` makes of the first datagram before the deadline of which it makes anything. */
+template <typename Match>
+auto awaitMatch(const BroadcastPort& port, Clock::time_point deadline, Match match)
+    -> decltype(match(ByteView{})) {
+    std::array<std::uint8_t, Gvcp::kMaxPacketBytes> buffer;
+    while (Clock::now() < deadline) {
+        const auto datagram = port.receive(buffer);
+        if (!datagram) {
+            waitForAnswer({&port, 1}, deadline);
+            continue;
+        }
+        if (auto matched = match(*datagram)) return matched;
+    }
+    return std::nullopt;
+}
+
 /** Of two ways to one camera, the one in whose subnet it is. */
 bool isBetterWay(const FoundDevice& candidate, const FoundDevice& present) {
     return candidate.via.reaches(candidate.device.address) &&
@@ -242,20 +267,17 @@ std::optional<FoundDevice> findAgain(const HostInterface& via, const DeviceIdent
     const auto port = BroadcastPort::open(via);
     if (!port) return std::nullopt;
     const Bytes question = Gvcp::encodeDiscovery(kBroadcastId, true);
-    std::array<std::uint8_t, Gvcp::kMaxPacketBytes> buffer;
     const auto end = Clock::now() + timeout;
     while (Clock::now() < end) {
         if (!port->broadcast(question)) return std::nullopt;
-        const auto askAgain = std::min(end, Clock::now() + kAskAgain);
-        while (Clock::now() < askAgain) {
-            waitForAnswer({&*port, 1}, askAgain);
-            while (const auto datagram = port->receive(buffer)) {
-                auto answer = decodeAnswer(*datagram, via);
-                if (answer && identityOf(answer->device) == identity &&
-                    answer->device.address == address)
-                    return answer;
-            }
-        }
+        auto found =
+            awaitMatch(*port, std::min(end, Clock::now() + kAskAgain), [&](ByteView bytes) {
+                auto answer = decodeAnswer(bytes, via);
+                const bool isIt = answer && identityOf(answer->device) == identity &&
+                                  answer->device.address == address;
+                return isIt ? std::move(answer) : std::nullopt;
+            });
+        if (found) return found;
     }
     return std::nullopt;
 }
@@ -265,22 +287,12 @@ bool sendForceIp(const HostInterface& via, const MacAddress& mac, Ipv4 address, 
     const auto port = BroadcastPort::open(via);
     if (!port) return false;
     const Bytes request = Gvcp::encodeForceIp(kForceIpId, mac, address, mask, gateway);
-    std::array<std::uint8_t, Gvcp::kMaxPacketBytes> buffer;
     for (int attempt = 0; attempt < kForceIpAttempts; ++attempt) {
         if (!port->broadcast(request)) return false;
-        const auto deadline = Clock::now() + kForceIpWait;
-        while (Clock::now() < deadline) {
-            waitForAnswer({&*port, 1}, deadline);
-            while (const auto datagram = port->receive(buffer)) {
-                const auto answer = Gvcp::decodeAcknowledge(*datagram);
-                if (!answer || answer->id != kForceIpId ||
-                    answer->command != Gvcp::acknowledgeOf(Gvcp::Command::forceIp))
-                    continue;
-                if (answer->status == Gvcp::kStatusSuccess) return true;
-                return fail(Error::refused,
-                            "the camera refused the address: " + Gvcp::statusText(answer->status));
-            }
-        }
+        const auto status = awaitMatch(*port, Clock::now() + kForceIpWait, decodeForceIpStatus);
+        if (!status) continue;
+        if (*status == Gvcp::kStatusSuccess) return true;
+        return fail(Error::refused, "the camera refused the address: " + Gvcp::statusText(*status));
     }
     return fail(Error::timeout, "the camera did not acknowledge its new address");
 }

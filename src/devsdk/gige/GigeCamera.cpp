@@ -24,8 +24,6 @@ constexpr std::uint32_t kSmallestPacketBytes = 576;
 constexpr std::uint32_t kEthernetPacketBytes = 1500;
 constexpr auto kReadyAfterForceIp = 3s;
 
-constexpr const char* kTransportLock = "TLParamsLocked";
-
 CameraLocation locationOf(const FoundDevice& found) {
     return {found.device.address, found.device.mask, found.device.gateway, found.via,
             found.answeredItsAddress};
@@ -62,6 +60,14 @@ int permissionOf(std::uint32_t privilege) {
     if ((privilege & Gvcp::kPrivilegeExclusive) != 0) return kExclusive;
     if ((privilege & Gvcp::kPrivilegeControl) == 0) return kOpen;
     return (privilege & Gvcp::kPrivilegeSwitchover) != 0 ? kControlSwitchover : kControl;
+}
+
+/** Tells the camera to refuse changes that a running stream would not survive, where it can. */
+void lockTransport(NodeMap& nodes, bool isLocked) {
+    constexpr const char* kTransportLock = "TLParamsLocked";
+    if (!nodes.has(kTransportLock)) return;
+    // A camera whose lock fails streams all the same; one that is gone fails the next step.
+    [[maybe_unused]] const bool done = nodes.setInteger(kTransportLock, isLocked ? 1 : 0);
 }
 
 }  // namespace
@@ -286,27 +292,20 @@ void GigeCamera::closeStreamChannel() {
 bool GigeCamera::startAcquisition() {
     const auto current = onlineConnection();
     if (!current) return false;
-    NodeMap& nodes = *current->nodes;
-    const bool hasLock = nodes.has(kTransportLock);
-    if (hasLock && !nodes.setInteger(kTransportLock, 1)) return false;
-    if (nodes.execute("AcquisitionStart")) return true;
+    lockTransport(*current->nodes, true);
+    if (current->nodes->execute("AcquisitionStart")) return true;
     const KeepLastError why;
-    [[maybe_unused]] const bool unlocked = hasLock && nodes.setInteger(kTransportLock, 0);
+    lockTransport(*current->nodes, false);
     return false;
 }
 
 bool GigeCamera::stopAcquisition() {
     const auto current = onlineConnection();
     if (!current) return false;
-    NodeMap& nodes = *current->nodes;
-    const bool stopped = nodes.execute("AcquisitionStop");
-    if (!nodes.has(kTransportLock)) return stopped;
-    if (!stopped) {
-        const KeepLastError why;
-        [[maybe_unused]] const bool unlocked = nodes.setInteger(kTransportLock, 0);
-        return false;
-    }
-    return nodes.setInteger(kTransportLock, 0);
+    const bool stopped = current->nodes->execute("AcquisitionStop");
+    const KeepLastError why;
+    lockTransport(*current->nodes, false);
+    return stopped;
 }
 
 void GigeCamera::requestResend(const ResendRequest& request) {

@@ -65,6 +65,8 @@ bool isRunningIpv4(const ifaddrs& entry) {
            (entry.ifa_flags & kRunning) == kRunning;
 }
 
+std::size_t labelStart(std::string_view name) { return name.find(':'); }
+
 std::vector<HostInterface> allInterfaces() {
     ifaddrs* first = nullptr;
     if (::getifaddrs(&first) != 0) return {};
@@ -77,7 +79,8 @@ std::vector<HostInterface> allInterfaces() {
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
         if (!isRunningIpv4(*entry)) continue;
         HostInterface each;
-        each.name = entry->ifa_name;
+        // A second address may bear a label, "eth0:1".
+        each.name = std::string_view(entry->ifa_name).substr(0, labelStart(entry->ifa_name));
         each.address = toIpv4(entry->ifa_addr);
         each.mask = toIpv4(entry->ifa_netmask);
         if (const auto gateway = gateways.find(each.name); gateway != gateways.end())
