@@ -29,19 +29,6 @@ CameraLocation locationOf(const FoundDevice& found) {
             found.answeredItsAddress};
 }
 
-/** Keeps the thread's last error over work whose own failures are nobody's business. */
-class KeepLastError {
- public:
-    KeepLastError() : number_(Infra::getLastError()), text_(lastErrorMessage()) {}
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-    ~KeepLastError() { setLastError(static_cast<Error>(number_), std::move(text_)); }
-
- private:
-    int number_;
-    std::string text_;
-};
-
 bool isHostAddress(Ipv4 address) {
     const std::uint32_t first = address.value >> 24;
     return first != 0 && first < 224;  // neither "this network" nor multicast and beyond

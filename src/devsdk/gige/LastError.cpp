@@ -80,4 +80,9 @@ std::string lastErrorMessage() {
     return text ? text : "";
 }
 
+KeepLastError::KeepLastError()
+    : number_(static_cast<Error>(Infra::getLastError())), text_(lastErrorMessage()) {}
+
+KeepLastError::~KeepLastError() { setLastError(number_, std::move(text_)); }
+
 }  // namespace Vorda::Gige

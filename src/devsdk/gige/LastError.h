@@ -31,4 +31,17 @@ void setLastError(Error number, std::string text);
 /** The calling thread's last error text; the general one's when it has none of its own. */
 std::string lastErrorMessage();
 
+/** Keeps the thread's last error over work whose own failures are nobody's business. */
+class KeepLastError {
+ public:
+    KeepLastError();
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
+    ~KeepLastError();
+
+ private:
+    Error number_;
+    std::string text_;
+};
+
 }  // namespace Vorda::Gige

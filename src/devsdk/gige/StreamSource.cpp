@@ -26,20 +26,6 @@ constexpr std::uint32_t kMostBuffers = 1024;
 /** No camera's image is larger; a larger number is a description gone wrong. */
 constexpr std::uint32_t kLargestPayload = std::uint32_t{1} << 30;
 
-/** Keeps the thread's last error over calls that clean up after it. */
-class KeepLastError {
- public:
-    KeepLastError()
-        : number_(static_cast<Error>(Infra::getLastError())), text_(lastErrorMessage()) {}
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-    ~KeepLastError() { setLastError(number_, std::move(text_)); }
-
- private:
-    Error number_;
-    std::string text_;
-};
-
 class StreamSource final : public GenICam::IStreamSource {
  public:
     StreamSource(std::shared_ptr<CameraLink> link, std::shared_ptr<StreamCounters> counters)
