@@ -5,6 +5,7 @@
 #include "Discovery.h"
 #include "GigeCamera.h"
 #include "LastError.h"
+#include "RecordingLogger.h"
 #include "ScriptedCamera.h"
 #include "VordaGenICam.h"
 
@@ -17,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <span>
 
 namespace Vorda::Gige {
@@ -40,18 +42,33 @@ constexpr std::uint32_t kPrivilege = 0xa00;
 Error lastError() { return static_cast<Error>(Infra::getLastError()); }
 
 /** Sets an environment variable as long as it lives. */
-class Environment {
+class Variable {
  public:
-    Environment(const char* name, const std::string& value) : name_(name) {
+    Variable(const char* name, const std::string& value) : name_(name) {
+        const char* before = std::getenv(name);
+        if (before != nullptr) before_ = before;
         ::setenv(name, value.c_str(), 1);
     }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-    ~Environment() { ::unsetenv(name_); }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+    ~Variable() {
+        if (before_)
+            ::setenv(name_, before_->c_str(), 1);
+        else
+            ::unsetenv(name_);
+    }
 
  private:
     const char* name_;
+    std::optional<std::string> before_;
 };
+
+/** However the program is started, it broadcasts on loopback only. */
+class LoopbackOnly : public testing::Environment {
+    void SetUp() override { ::setenv("KESTRO_INTERFACES", "lo", 1); }
+};
+[[maybe_unused]] const auto* const kLoopbackOnly =
+    testing::AddGlobalTestEnvironment(new LoopbackOnly);
 
 /** A serial number that no other test program running at the same time has. */
 std::string uniqueSerial() {
@@ -171,7 +188,7 @@ TEST(Discovery, WaitsForACameraOfThePreviousCall) {
 }
 
 TEST(Discovery, KeepsALateAnswerForTheNextCall) {
-    const Environment timeout("KESTRO_DISCOVERY_TIMEOUT_MS", "100");
+    const Variable timeout("KESTRO_DISCOVERY_TIMEOUT_MS", "100");
     PlatedCamera camera;
     // Later than the end of the call that asked, each time.
     camera.script([&](const ControlRequest& request) {
@@ -191,11 +208,33 @@ TEST(Discovery, AsksSingleAddressesAndTakesTheirAnswerAsAWay) {
     });
     camera.setRegister(0x24, 0xc6336405);  // 198.51.100.5, behind some router
     Discovery discovery;
-    const Environment addresses("KESTRO_DISCOVERY_ADDRESSES", "nonsense, " + camera.addressText());
+    const Variable addresses("KESTRO_DISCOVERY_ADDRESSES", "nonsense, " + camera.addressText());
     const auto found = find(discovery, camera.serial);
     ASSERT_TRUE(found);
     EXPECT_TRUE(found->answeredItsAddress);
     EXPECT_EQ("Valid", GigeCamera(*found, "k").location().validity());
+}
+
+TEST(Discovery, LogsWhenEachAnswerCameInAndEachWarningOnce) {
+    auto& logger = kestro::test::RecordingLogger::instance();
+    logger.reset();
+    logger.setEnabledLevel(800);
+    const std::string entry = uniqueSerial();
+    const Variable addresses("KESTRO_DISCOVERY_ADDRESSES", entry);
+    const Variable timeout("KESTRO_DISCOVERY_TIMEOUT_MS", "soon");
+    PlatedCamera camera;
+    Discovery discovery;
+    ASSERT_TRUE(find(discovery, camera.serial));
+    ASSERT_TRUE(find(discovery, camera.serial));
+    EXPECT_THAT(logger.lines(800, 800),
+                testing::Contains(AllOf(HasSubstr("Acme:" + camera.serial),
+                                        testing::MatchesRegex(".*after [0-9]+\\.[0-9]+ ms"))));
+    const auto warnings = logger.lines(400, 400);
+    for (const std::string& part : {entry, std::string("[soon]")})
+        EXPECT_EQ(1, std::ranges::count_if(warnings, [&part](const std::string& line) {
+                      return line.find(part) != std::string::npos;
+                  }));
+    logger.reset();
 }
 
 TEST(Discovery, IgnoresHostileAnswers) {
@@ -221,10 +260,9 @@ TEST(Discovery, IgnoresHostileAnswers) {
 }
 
 TEST(Discovery, FailsWithoutAnInterface) {
-    const Environment names("KESTRO_INTERFACES", "nosuch0");
+    const Variable names("KESTRO_INTERFACES", "nosuch0");
     EXPECT_FALSE(Discovery().run());
     EXPECT_EQ(Error::system, lastError());
-    ::setenv("KESTRO_INTERFACES", "lo", 1);
 }
 
 /** What a registry makes of devices that differ in these three. */
