@@ -40,10 +40,10 @@ bool isAligned(std::uint32_t address, std::size_t bytes) {
     return address % 4 == 0 && bytes % 4 == 0;
 }
 
-// What the size of a frame depends on stays as it is while frames are sent.
+// What the layout of a frame depends on stays as it is while frames are sent.
 bool isFixedWhileAcquiring(std::uint32_t address) {
     return (address >= reg::kWidth && address <= reg::kPayloadSize) ||
-           address == reg::kResultFormat;
+           address == reg::kResultFormat || address == reg::kStreamConfiguration;
 }
 
 }  // namespace
@@ -51,6 +51,12 @@ bool isFixedWhileAcquiring(std::uint32_t address) {
 GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
                            CameraClock& clock, StreamSender& stream)
     : identity_(identity), registers_(registers), clock_(clock), stream_(stream) {}
+
+bool GvcpCommands::mayBeBroadcast(Bytes datagram) {
+    if (datagram.size() < kGvcpHeaderBytes) return false;
+    const auto command = static_cast<Command>(load16(&datagram[2]));
+    return command == Command::discovery || command == Command::forceIp;
+}
 
 std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& from) {
     if (datagram.size() < kGvcpHeaderBytes || datagram[0] != kGvcpKey) return {};
@@ -136,7 +142,7 @@ std::optional<std::uint32_t> GvcpCommands::takeForcedAddress() {
 // Asked for by whom the stream goes to, from whatever port; the answer is on the stream channel.
 GvcpCommands::Answer GvcpCommands::packetResend(const Request& request) {
     const bool extended = (request.flags & kFlagExtendedIds) != 0;
-    const Answer silent{Status::success, {}, true};
+    Answer silent{Status::success, {}, true};
     if (request.payload.size() != (extended ? kExtendedResendBytes : kResendBytes)) return silent;
     const std::uint8_t* const from = request.payload.data();
     const StreamSettings settings = registers_.streamSettings();
@@ -274,14 +280,13 @@ void GvcpCommands::publishControl() {
 }
 
 void GvcpCommands::act(std::uint32_t address, std::uint32_t value) {
+    const bool closesChannel = address == reg::kStreamPort && (value & 0xffff) == 0;
     if (address == reg::kAcquisitionStart && value != 0) {
         stream_.start();
-    } else if (address == reg::kAcquisitionStop && value != 0) {
+    } else if (closesChannel || (address == reg::kAcquisitionStop && value != 0)) {
         stream_.stop();
     } else if (address == reg::kTriggerSoftware && value != 0) {
         stream_.trigger();
-    } else if (address == reg::kStreamPort && (value & 0xffff) == 0) {
-        stream_.stop();
     } else if (address == reg::kStreamPacketSize && (value & kFireTestPacket) != 0) {
         stream_.sendTestPacket();
     } else if (address == reg::kTimestampControl) {

@@ -24,6 +24,8 @@ class GvcpCommands {
     GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers, CameraClock& clock,
                  StreamSender& stream);
 
+    /** Whether a datagram may be meant for every camera at once. */
+    [[nodiscard]] static bool mayBeBroadcast(Bytes datagram);
     /** The acknowledge to a datagram; empty when it deserves or wants none. */
     [[nodiscard]] std::vector<std::uint8_t> answer(Bytes datagram, const Endpoint& from);
     /** Takes control back from an application that has been silent too long. */

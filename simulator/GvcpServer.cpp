@@ -103,12 +103,16 @@ bool GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
     for (int count = 0; count < kDatagramsInARow && !quit_; ++count) {
         const auto arrival = socket.receive(room);
         if (!arrival) return true;
-        if (isBroadcast && arrival->interfaceIndex != interfaceIndex_) continue;
-        const auto answer = commands.answer(room.first(arrival->bytes), arrival->from);
+        const auto datagram = room.first(arrival->bytes);
+        const bool isForUs = !isBroadcast || (arrival->interfaceIndex == interfaceIndex_ &&
+                                              GvcpCommands::mayBeBroadcast(datagram));
+        if (!isForUs) continue;
+        const auto answer = commands.answer(datagram, arrival->from);
         const auto previous = followForcedAddress(commands);
         if (!answer.empty()) {
             ++commandsAnswered_;
-            (previous ? *previous : own_).sendTo(arrival->from, answer);
+            // One that cannot be delivered is like one lost on the way.
+            static_cast<void>((previous ? *previous : own_).sendTo(arrival->from, answer));
         }
         if (previous) return false;
     }
@@ -120,14 +124,15 @@ bool GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
 std::optional<UdpSocket> GvcpServer::followForcedAddress(GvcpCommands& commands) {
     const auto address = commands.takeForcedAddress();
     if (!address || *address == own_.local().address) return std::nullopt;
+    std::optional<UdpSocket> previous;
     try {
+        previous = listenAt(*address);
         stream_.moveTo(*address);
-        UdpSocket previous = listenAt(*address);
         registers_.setWord(reg::kStreamSourcePort, stream_.sourcePort());
-        return previous;
     } catch (const std::runtime_error&) {
-        return std::nullopt;
+        return previous;
     }
+    return previous;
 }
 
 }  // namespace kestrosim

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Pacer.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <ctime>
 
 namespace kestrosim {
 namespace {
@@ -24,7 +23,7 @@ void sleepUntil(Pacer::Clock::time_point deadline) {
     const auto since = std::chrono::duration_cast<nanoseconds>(deadline.time_since_epoch()).count();
     timespec until{};
     until.tv_sec = static_cast<time_t>(since / 1'000'000'000);
-    until.tv_nsec = static_cast<long>(since % 1'000'000'000);
+    until.tv_nsec = since % 1'000'000'000;
     while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }
 }

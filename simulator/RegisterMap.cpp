@@ -36,7 +36,7 @@ constexpr std::uint32_t kPacketSizeMask = 0xffff;
 constexpr std::uint32_t kPacketSizeDefault = 1500;
 constexpr std::uint32_t kPacketSizeMin = 576;
 constexpr std::uint32_t kPacketSizeMax = 9000;
-constexpr std::uint32_t kPacketDelayMaxTicks = 1'000'000'000;
+constexpr std::uint32_t kPacketDelayMaxTicks = 100'000'000;
 
 constexpr std::uint32_t kWidthMin = 64;
 constexpr std::uint32_t kHeightMin = 16;

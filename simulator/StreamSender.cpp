@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -66,7 +67,7 @@ class Burst {
         std::uint32_t taken = 0;
         while (done < count_) {
             const int sent = ::sendmmsg(descriptor, messages_.data() + done, count_ - done, 0);
-            if (sent < 0 && (errno == EINTR || errno == ENOBUFS)) continue;
+            if (sent < 0 && errno == EINTR) continue;
             taken += static_cast<std::uint32_t>(std::max(sent, 0));
             done += static_cast<std::uint32_t>(std::max(sent, 1));
         }
@@ -216,7 +217,12 @@ void StreamSender::waitForWork(Lock& lock) {
 }
 
 void StreamSender::sendFrame(Lock& lock) {
-    const std::shared_ptr<SentFrame> sent = makeFrame(lock);
+    std::shared_ptr<SentFrame> sent;
+    try {
+        sent = makeFrame(lock);
+    } catch (const std::exception&) {
+        acquiring_ = false;  // no memory for a picture: a camera that has stopped by itself
+    }
     if (!sent) return;
     beginFrame(sent);
     transmit(lock, *sent);

@@ -53,7 +53,7 @@ class UdpSocket {
     [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] Endpoint local() const;
     /** True when the kernel took the whole datagram. */
-    bool sendTo(const Endpoint& to, std::span<const std::uint8_t> datagram) const;
+    [[nodiscard]] bool sendTo(const Endpoint& to, std::span<const std::uint8_t> datagram) const;
     /** Takes a waiting datagram; empty when there is none. A longer one is cut to the buffer. */
     [[nodiscard]] std::optional<Arrival> receive(std::span<std::uint8_t> buffer) const;
     /** Sets the IP header's do-not-fragment bit. */

@@ -286,6 +286,20 @@ TEST_F(Stream, SendsAgainWhatIsAskedFor) {
     EXPECT_EQ(camera_->camera->statistics().packetsResent, 5U) << "nothing for strangers";
 }
 
+TEST_F(Stream, SendsAgainWithExtendedIds) {
+    open();
+    ASSERT_EQ(client_->write(0x0960, 0x40000000), 0U);
+    ASSERT_EQ(client_->write(kAcquisitionMode, 0), 0U);  // a single frame
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    const Frame first = nextFrame();
+    client_->sendSilent(0x10, kResend, be32(0) + be32(3) + be32(3) + be32(0) + be32(1));
+    const Packet again = nextPacket();
+    EXPECT_EQ(again.status, 0x0100U);
+    EXPECT_EQ(again.block, 1U);
+    EXPECT_EQ(again.id, 3U);
+    EXPECT_EQ(again.content, first.packets.at(3).content);
+}
+
 TEST_F(Stream, SendsAsManyFramesAsTheModeSays) {
     open();
     ASSERT_EQ(client_->write(kAcquisitionMode, 1), 0U);
@@ -295,7 +309,7 @@ TEST_F(Stream, SendsAsManyFramesAsTheModeSays) {
         for (std::uint64_t block = 1; block <= 3; ++block) {
             EXPECT_EQ(nextFrame().packets.front().block, block);
         }
-        EXPECT_FALSE(receiver_.receive(60)) << "three periods later";
+        EXPECT_FALSE(receiver_.receive(60)) << "the next period";
         ASSERT_EQ(client_->write(kStop, 1), 0U);
     }
 }
@@ -380,7 +394,9 @@ TEST_F(Stream, KeepsTheFrameRate) {
     const std::uint64_t early = nextFrame().timestamp();
     for (int i = 0; i < 9; ++i) nextFrame();
     const std::uint64_t late = nextFrame().timestamp();
-    EXPECT_NEAR(static_cast<double>(late - early) / 1e6, 10 * 20.0, 25.0) << "50 frames a second";
+    const double milliseconds = static_cast<double>(late - early) / 1e6;
+    EXPECT_GE(milliseconds, 10 * 40.0 - 20) << "25 frames a second";
+    EXPECT_LE(milliseconds, 20 * 40.0) << "even on a busy machine";
 }
 
 TEST_F(Stream, EndsWithTheControl) {

@@ -66,6 +66,7 @@ class Socket {
         const int room = 4 << 20;
         ::setsockopt(descriptor_, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
         ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+        ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
         ::setsockopt(descriptor_, SOL_SOCKET, SO_BINDTODEVICE, "lo", 3);
         sockaddr_in local = socketAddress(address, 0);
         ::bind(descriptor_, reinterpret_cast<sockaddr*>(&local), sizeof local);
@@ -194,7 +195,7 @@ struct TestCamera {
         options.width = 320;
         options.height = 240;
         options.scenes = 2;
-        options.framesPerSecond = 50;
+        options.framesPerSecond = 25;
         options.format = kestrosim::ResultFormat::none;
         return options;
     }
