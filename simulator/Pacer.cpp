@@ -42,7 +42,7 @@ void Pacer::waitAfter(std::size_t packets) {
 }
 
 nanoseconds Pacer::interval(std::size_t ipBytes, double linkMbits, nanoseconds pause) {
-    const double bits = static_cast<double>((ipBytes + kEthernetBytes) * 8);
+    const auto bits = static_cast<double>((ipBytes + kEthernetBytes) * 8);
     return nanoseconds(std::llround(bits * 1000 / linkMbits)) + pause;
 }
 
