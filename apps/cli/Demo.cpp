@@ -14,6 +14,7 @@
 #include <unistd.h>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -32,22 +33,37 @@ constexpr std::chrono::seconds kLongestReading{300};
 
 using Cameras = std::vector<std::unique_ptr<kestrosim::SimulatedCamera>>;
 
-/** Where the demo puts what it makes. */
-struct Files {
+/** Where the demo puts what it makes; what an earlier one made stays until this one is done. */
+class Files {
+ public:
     explicit Files(const std::string& folder)
-        : images(folder + "/images"),
-          results(folder + "/results.jsonl"),
-          truth(folder + "/truth.jsonl") {
+        : images_(folder + "/images"),
+          results_(folder + "/results.jsonl"),
+          truth_(folder + "/truth.jsonl"),
+          truthInWork_(truth_ + "." + std::to_string(getpid())) {
         prepareFolder(folder);
-        prepareFolder(images);
-        // The simulator appends.
-        if (unlink(truth.c_str()) != 0 && errno != ENOENT) {
-            throw Failure("cannot replace " + truth + ": " + std::strerror(errno));
+        prepareFolder(images_);
+    }
+    ~Files() { unlink(truthInWork_.c_str()); }
+    Files(const Files&) = delete;
+    Files& operator=(const Files&) = delete;
+
+    [[nodiscard]] const std::string& images() const { return images_; }
+    /** What the simulated cameras append to. */
+    [[nodiscard]] const std::string& truthInWork() const { return truthInWork_; }
+
+    void finish(const std::string& results) const {
+        writeWhole(results_, std::vector<std::uint8_t>(results.begin(), results.end()));
+        if (rename(truthInWork_.c_str(), truth_.c_str()) != 0) {
+            throw Failure("cannot write " + truth_ + ": " + std::strerror(errno));
         }
     }
-    std::string images;
-    std::string results;
-    std::string truth;
+
+ private:
+    std::string images_;
+    std::string results_;
+    std::string truth_;
+    std::string truthInWork_;
 };
 
 /** What was read from one of the demo's cameras. */
@@ -64,7 +80,7 @@ Cameras switchOn(const Files& files) {
         options.serial = kSerials[i];
         options.address = kAddresses[i];
         options.seed = kSeeds[i];
-        options.truthFile = files.truth;
+        options.truthFile = files.truthInWork();
         try {
             cameras.push_back(std::make_unique<kestrosim::SimulatedCamera>(options));
         } catch (const std::runtime_error& error) {
@@ -78,12 +94,14 @@ Cameras switchOn(const Files& files) {
 std::vector<FoundCamera> findDemoCameras() {
     const std::vector<FoundCamera> all = discoverCameras();
     std::vector<FoundCamera> found;
+    found.reserve(kAddresses.size());
     for (const char* address : kAddresses) found.push_back(chooseCamera(all, address));
     return found;
 }
 
 std::string camerasTable(const std::vector<FoundCamera>& cameras) {
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(cameras.size());
     for (const auto& [camera, record] : cameras) {
         rows.push_back({"  " + visible(record.serialNumber), visible(record.model), record.ip,
                         std::string(accessName(stateOf(camera).access))});
@@ -91,10 +109,15 @@ std::string camerasTable(const std::vector<FoundCamera>& cameras) {
     return table(rows);
 }
 
+void showOnTerminal(const std::string& text) {
+    if (isatty(STDERR_FILENO) == 0) return;
+    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, text.data(), text.size());
+}
+
 class DemoReading {
  public:
     DemoReading(const Files& files, const std::vector<FoundCamera>& cameras)
-        : images_(files.images) {
+        : images_(files.images()) {
         for (const auto& found : cameras) progress_.push_back({found.record, {}, {}});
     }
 
@@ -130,9 +153,10 @@ class DemoReading {
     }
 
     void showProgress() const {
-        if (isatty(STDERR_FILENO) == 0) return;
-        const std::string line = "\r  " + std::to_string(frames()) + " frames\r";
-        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, line.data(), line.size());
+        const std::uint64_t all = kFramesEach * progress_.size();
+        showOnTerminal(frames() < all ? "\r  " + std::to_string(frames()) + " of " +
+                                            std::to_string(all) + " frames"
+                                      : "\r\033[K");
     }
 
     ImageFolder images_;
@@ -158,15 +182,18 @@ void readAtOnce(const std::vector<FoundCamera>& cameras, const std::shared_ptr<M
                   ExitCode::timedOut);
 }
 
+std::string heading(const Output& output, const std::string& text) {
+    return output.bold(text) + "\n";
+}
+
 std::string closingText(const DemoOptions& options, const Output& output) {
-    const std::string line = output.bold("\nWritten to " + options.folder + ":\n");
-    return line +
+    return "\n" + heading(output, "Written to " + options.folder + ":") +
            table({{"  images/", "what the cameras saw"},
                   {"  results.jsonl", "what they read, a line for each frame"},
                   {"  truth.jsonl", "what was drawn, a line for each scene"}}) +
-           output.bold("\nTry next:\n") +
+           "\n" + heading(output, "Try next:") +
            table({{"  kestro sim", "a simulated camera to play with, until Ctrl-C"},
-                  {"  kestro list", "every camera in the network, from another terminal"},
+                  {"  kestro list", "in another terminal: every camera in the network"},
                   {"  kestro read SIM001 -n 10", "ten frames of it; --json for programs"}});
 }
 
@@ -178,14 +205,14 @@ ExitCode runDemo(const DemoOptions& options, Output& output) {
     setenv("KESTRO_INTERFACES", "lo", 1);
     const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
     const StopSignal stopSignal(mailbox->wake());
-    const Cameras cameras = switchOn(files);
+    Cameras cameras = switchOn(files);
     const std::vector<FoundCamera> found = findDemoCameras();
-    output.write(output.bold("Two simulated cameras on this machine:\n") + camerasTable(found));
-    output.write(output.bold("\nReading 20 frames from each, at once:\n"));
+    output.write(heading(output, "Two simulated cameras on this machine:") + camerasTable(found));
+    output.write("\n" + heading(output, "Reading 20 frames from each, at once:"));
     DemoReading reading(files, found);
     readAtOnce(found, mailbox, reading);
-    const std::string& results = reading.results();
-    writeWhole(files.results, std::vector<std::uint8_t>(results.begin(), results.end()));
+    cameras.clear();
+    files.finish(reading.results());
     output.write(reading.summary() + closingText(options, output));
     return ExitCode::ok;
 }

@@ -13,6 +13,7 @@ constexpr unsigned int kNetworkCards = 1;
 
 std::string described(const std::vector<FoundCamera>& cameras) {
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(cameras.size());
     for (const auto& [camera, record] : cameras) {
         rows.push_back({"  " + visible(record.key), visible(record.userName), record.ip, record.mac,
                         visible(record.interfaceName)});
@@ -42,6 +43,7 @@ const FoundCamera& chooseCamera(const std::vector<FoundCamera>& cameras, const s
     if (chosen.size() == 1) return cameras[chosen.front()];
     if (!chosen.empty()) {
         std::vector<FoundCamera> several;
+        several.reserve(chosen.size());
         for (const std::size_t index : chosen) several.push_back(cameras[index]);
         throw Failure("\"" + visible(text) + "\" means several cameras, name one by its key:\n" +
                           described(several),

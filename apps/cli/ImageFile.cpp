@@ -180,7 +180,7 @@ std::string ImageFolder::save(const kestro::Frame& frame, std::string_view seria
     std::array<char, 32> digits{};
     std::snprintf(digits.data(), digits.size(), "-%08llu.",
                   static_cast<unsigned long long>(number));
-    const std::string name = fileNamePart(serial) + digits.data() + std::string(image.extension);
+    std::string name = fileNamePart(serial) + digits.data() + std::string(image.extension);
     if (image.extension == "raw" && rawFormats_.insert(frame.getPixelFormat()).second) {
         complain(name + ": " + std::to_string(frame.getWidth()) + " x " +
                  std::to_string(frame.getHeight()) + " " + pixelFormatName(frame.getPixelFormat()) +

@@ -8,7 +8,7 @@
 namespace kestrocli {
 namespace {
 
-std::string orDash(std::string text) { return text.empty() ? "-" : text; }
+std::string orDash(const std::string& text) { return text.empty() ? "-" : text; }
 
 std::vector<std::string> rowOf(const CameraRecord& camera, const CameraState& state) {
     return {orDash(visible(camera.serialNumber)),

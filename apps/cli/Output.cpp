@@ -7,7 +7,9 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -38,26 +40,28 @@ void writeToStderr(std::string text) {
 Output::Output(int descriptor) : descriptor_(descriptor), colours_(wantsColours(descriptor)) {}
 
 void Output::write(std::string_view text) {
+    // A pipe that poll() calls writable takes this much without blocking.
+    constexpr std::size_t kChunk = PIPE_BUF;
     while (!text.empty()) {
-        const ssize_t written = ::write(descriptor_, text.data(), text.size());
-        if (written < 0) {
-            handleError(errno);
-        } else {
+        waitUntilWritable();
+        const ssize_t written = ::write(descriptor_, text.data(), std::min(text.size(), kChunk));
+        if (written >= 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            throw OutputClosed();
+        } else if (errno != EINTR && errno != EAGAIN) {
+            throw Failure(std::string("cannot write to standard output: ") + std::strerror(errno));
         }
     }
 }
 
-void Output::handleError(int error) const {
-    if (error == EPIPE) throw OutputClosed();
-    if (error == EINTR || error == EAGAIN) {
+/** Ctrl-C must work too while whoever reads our output does not. */
+void Output::waitUntilWritable() const {
+    constexpr int kLookAgainMs = 100;
+    pollfd writable{descriptor_, POLLOUT, 0};
+    while (::poll(&writable, 1, kLookAgainMs) <= 0) {
         if (StopSignal::requested()) throw OutputClosed();
-        if (error == EINTR) return;
-        pollfd writable{descriptor_, POLLOUT, 0};
-        ::poll(&writable, 1, -1);
-        return;
     }
-    throw Failure(std::string("cannot write to standard output: ") + std::strerror(error));
 }
 
 std::string Output::bold(std::string_view text) const {

@@ -29,7 +29,7 @@ class Output {
     [[nodiscard]] std::string faint(std::string_view text) const;
 
  private:
-    void handleError(int error) const;
+    void waitUntilWritable() const;
 
     int descriptor_;
     bool colours_;

@@ -33,7 +33,6 @@ void handle(int flags, void (*handler)(int)) {
 StopSignal::StopSignal(const Wake& wake) {
     stopRequested = false;
     wakeOfLoop = &wake;
-    // No SA_RESTART: a write to a reader that has stopped reading must end too.
     handle(static_cast<int>(SA_RESETHAND), onStopSignal);
 }
 

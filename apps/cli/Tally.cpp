@@ -15,6 +15,10 @@ constexpr std::uint32_t kPhaseComplete = 7;
 
 std::string orDash(const std::optional<double>& value) { return value ? fixed(*value, 1) : "-"; }
 
+std::string counted(std::uint64_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 }  // namespace
 
 std::uint64_t BlockCounter::next(std::uint64_t blockId) {
@@ -67,10 +71,9 @@ std::optional<double> Tally::megabytesPerSecond() const {
 
 std::string Tally::summary() const {
     const auto rate = readRate();
-    return std::to_string(frames_) + " frames, " + orDash(framesPerSecond()) + " frames/s, " +
-           orDash(megabytesPerSecond()) + " MB/s, " + std::to_string(codes_) +
-           " codes, read rate " + (rate ? fixed(*rate, 1) + " %" : "-") + ", " +
-           std::to_string(missed_) + " missed";
+    return counted(frames_, "frame") + ", " + orDash(framesPerSecond()) + " frames/s, " +
+           orDash(megabytesPerSecond()) + " MB/s, " + counted(codes_, "code") + ", read rate " +
+           (rate ? fixed(*rate, 1) + " %" : "-") + ", " + std::to_string(missed_) + " missed";
 }
 
 }  // namespace kestrocli

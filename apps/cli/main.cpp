@@ -6,9 +6,10 @@
 #include <CLI/CLI.hpp>
 
 #include <unistd.h>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <string>
 
 namespace kestrocli {
@@ -30,15 +31,28 @@ constexpr const char* kFooter =
 
 /** A number of seconds: any that is not negative, and zero only if allowed. */
 CLI::Validator seconds(bool allowsZero) {
-    return CLI::Validator(
-        [allowsZero](std::string& text) {
-            constexpr double kLongest = 1e8;  // three years
-            double value = 0;
-            const bool fits = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
-                              value <= kLongest && (allowsZero ? value >= 0 : value > 0);
-            return fits ? std::string() : "\"" + text + "\" is no number of seconds";
-        },
-        "SECONDS");
+    return {[allowsZero](std::string& text) {
+                constexpr double kLongest = 1e8;  // three years
+                double value = 0;
+                const bool fits = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
+                                  value <= kLongest && (allowsZero ? value >= 0 : value > 0);
+                return fits ? std::string() : "\"" + text + "\" is no number of seconds";
+            },
+            ""};
+}
+
+/** CLI11 itself takes "-3" and numbers of thirty digits for something that fits. */
+CLI::Validator wholeNumber(std::uint64_t least) {
+    return {[least](std::string& text) {
+                std::uint64_t value = 0;
+                const char* end = text.data() + text.size();
+                const auto parsed = std::from_chars(text.data(), end, value);
+                const bool fits = parsed.ec == std::errc() && parsed.ptr == end && value >= least;
+                return fits ? std::string()
+                            : "\"" + text + "\" is no whole number from " + std::to_string(least) +
+                                  " on";
+            },
+            ""};
 }
 
 void addList(CLI::App& app, ListOptions& options) {
@@ -63,11 +77,14 @@ void addRead(CLI::App& app, ReadOptions& options) {
         ->required();
     command->add_option("-n", options.frames, "End after N frames")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
-    command->add_option("-d", options.seconds, "End after this time")->check(seconds(false));
+        ->check(wholeNumber(1));
+    command->add_option("-d", options.seconds, "End after this time")
+        ->type_name("SECONDS")
+        ->check(seconds(false));
     command
         ->add_option("--timeout", options.timeoutSeconds,
                      "Longest wait for the first frame; 0 waits for ever (triggered cameras)")
+        ->type_name("SECONDS")
         ->check(seconds(true))
         ->capture_default_str();
     command->add_flag("--json", options.json, "One JSON object a frame and line");
@@ -83,7 +100,7 @@ void addSimPicture(CLI::App& command, SimOptions& options) {
         ->check(CLI::Range(64, 8192))
         ->capture_default_str();
     command.add_option("--fps", options.framesPerSecond, "Frames a second")
-        ->check(CLI::Range(0.01, 10000.0))
+        ->check(CLI::Range(0.1, 1000.0))
         ->capture_default_str();
     command
         .add_option_function<std::string>(
@@ -93,9 +110,10 @@ void addSimPicture(CLI::App& command, SimOptions& options) {
         ->check(CLI::IsMember({"none", "container"}))
         ->default_str("container");
     command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
-        ->check(CLI::Range(0.1, 100000.0))
+        ->check(CLI::Range(1.0, 100000.0))
         ->capture_default_str();
     command.add_option("--seed", options.seed, "Seed of the scenes; camera i gets SEED + i")
+        ->check(wholeNumber(0))
         ->capture_default_str();
 }
 
