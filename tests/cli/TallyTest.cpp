@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Fakes.h"
+#include "PixelFormat.h"
+#include "Tally.h"
+
+#include <gtest/gtest.h>
+
+using namespace kestrocli;
+using kestrotest::FakeFrame;
+using kestrotest::frameWithCode;
+
+namespace {
+
+struct Ids {
+    std::vector<std::uint64_t> ids;
+    std::uint64_t missed;
+    std::uint64_t lastNumber;
+};
+
+class BlockIds : public testing::TestWithParam<Ids> {};
+
+TEST_P(BlockIds, AreNumberedAndGapsCounted) {
+    BlockCounter counter;
+    std::uint64_t number = 0;
+    for (const std::uint64_t id : GetParam().ids) {
+        const std::uint64_t next = counter.next(id);
+        EXPECT_GT(next, number);
+        number = next;
+    }
+    EXPECT_EQ(counter.missed(), GetParam().missed);
+    EXPECT_EQ(number, GetParam().lastNumber);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , BlockIds,
+    testing::Values(Ids{{1, 2, 3}, 0, 3}, Ids{{3, 4, 8}, 5, 8},
+                    // 16-bit ids go from 65535 to 1; one of them may be the one that is missing
+                    Ids{{65534, 65535, 1, 2}, 65533, 65537}, Ids{{65534, 2}, 65533 + 2, 65537},
+                    Ids{{65535, 65536, 65537}, 65534, 65537},
+                    // a camera that starts again, or repeats itself, has lost nothing that we know
+                    Ids{{1, 2, 3, 1, 2}, 0, 5}, Ids{{1, 1}, 0, 2}));
+
+const std::chrono::steady_clock::time_point kStart{};
+
+std::shared_ptr<FakeFrame> frameWithStatus(std::uint32_t status) {
+    auto frame = std::make_shared<FakeFrame>();
+    frame->status = status;
+    frame->image.resize(2'000'000);
+    return frame;
+}
+
+TEST(Tally, GivesRatesBetweenTheFirstAndTheLastFrame) {
+    Tally tally;
+    EXPECT_FALSE(tally.framesPerSecond());
+    for (int i = 0; i <= 10; ++i) {
+        tally.add(*frameWithStatus(2), kStart + i * std::chrono::milliseconds(100), 0);
+    }
+    EXPECT_DOUBLE_EQ(tally.framesPerSecond().value(), 10.0);
+    EXPECT_DOUBLE_EQ(tally.megabytesPerSecond().value(), 20.0);
+    EXPECT_EQ(tally.summary(),
+              "11 frames, 10.0 frames/s, 20.0 MB/s, 0 codes, read rate 100.0 %, 0 missed");
+}
+
+TEST(Tally, CountsCompleteReadings) {
+    Tally tally;
+    for (const std::uint32_t status : {2U, 7U, 3U, 4U})
+        tally.add(*frameWithStatus(status), kStart, 3);
+    EXPECT_DOUBLE_EQ(tally.readRate().value(), 50.0);
+    EXPECT_EQ(tally.summary(), "4 frames, - frames/s, - MB/s, 0 codes, read rate 50.0 %, 3 missed");
+}
+
+TEST(Tally, CountsFramesWithCodesWhereNoStatusIsSent) {
+    Tally tally;
+    tally.add(*frameWithStatus(0), kStart, 0);
+    EXPECT_FALSE(tally.readRate());
+    const auto read = frameWithCode(2, "x");
+    read->status = 0;
+    tally.add(*read, kStart, 0);
+    EXPECT_DOUBLE_EQ(tally.readRate().value(), 50.0);
+}
+
+TEST(PixelFormat, IsNamedOrPrinted) {
+    EXPECT_EQ(pixelFormatName(0x01080001), "Mono8");
+    EXPECT_EQ(pixelFormatName(0x02180014), "RGB8");
+    EXPECT_EQ(pixelFormatName(0xFFFFFFFF), "0xFFFFFFFF");
+    EXPECT_EQ(pixelFormatName(0x01080099), "0x01080099");
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Arguments that mean nothing end the program with code 2 before it does anything: wrong_arguments.py KESTRO"""
+import subprocess
+import sys
+
+WRONG = (
+    "", "nonsense", "list extra", "info", "read", "read A B", "read A -n", "read A -n 0", "read A -n -3",
+    "read A -n 1.5", "read A -n 99999999999999999999999", "read A -d 0", "read A -d nan", "read A -d inf",
+    "read A --timeout -1", "sim --count 0", "sim --count 251", "sim --count -1", "sim --width 99999999999",
+    "sim --format gif", "sim --seed -1", "sim --address 300.1.1.1", "sim --claim 1.2.3.4", "sim --claim 1.2.3.4/33",
+    "sim --serial 0123456789ABCDEF", "demo --output",
+)
+
+
+def main(kestro):
+    bad = 0
+    for arguments in WRONG:
+        run = subprocess.run([kestro, *arguments.split()], capture_output=True, text=True, timeout=20)
+        if run.returncode != 2 or run.stdout or not run.stderr.startswith("kestro: "):
+            bad += 1
+            print(f"kestro {arguments}: {run.returncode}, {run.stdout!r}, {run.stderr!r}")
+    return 1 if bad else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
