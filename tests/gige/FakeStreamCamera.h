@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -128,6 +129,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
         Vorda::Gige::setLastError(Vorda::Gige::Error::timeout, "close");
     }
     bool startAcquisition() override {
+        if (onStart) onStart();
         if (failStart) return Vorda::Gige::fail(Vorda::Gige::Error::refused, "start refused");
         ++acquiring;
         return true;
@@ -152,6 +154,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     std::atomic<bool> online{true};
     bool failOpen = false;
     bool failStart = false;
+    std::function<void()> onStart;
     bool failStop = false;
     std::atomic<int> channelsOpen{0};
     std::atomic<int> acquiring{0};

@@ -457,6 +457,21 @@ TEST_F(StreamSource, AFailedStartLeavesNothingBehind) {
     start();
 }
 
+TEST_F(StreamSource, AHandlerMayStopAStreamThatFailsToStart) {
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    bool stopped = true;
+    application->onFrameThen = [&] { stopped = source->stopGrabbing(); };
+    camera->failStart = true;
+    camera->onStart = [&] {
+        camera->send(content(10, 1));
+        EXPECT_TRUE(application->waitForFrames(1));
+    };
+    EXPECT_FALSE(source->startGrabbing(0, 0));
+    EXPECT_TRUE(application->waitForFinished(1));
+    EXPECT_FALSE(stopped);
+    EXPECT_EQ(camera->channelsOpen, 0);
+}
+
 TEST_F(StreamSource, ARefusedStopIsReportedAndStillStops) {
     start();
     camera->failStop = true;

@@ -49,6 +49,7 @@ class StreamSource final : public GenICam::IStreamSource {
 
     [[nodiscard]] bool start(std::uint64_t maxImages);
     [[nodiscard]] bool startReceiver(const StreamSetup& setup, std::uint64_t maxImages);
+    void abandonDelivery();
     [[nodiscard]] bool preparePool(std::uint32_t payloadBytes);
     [[nodiscard]] bool stop();
     [[nodiscard]] bool beginStop();
@@ -102,9 +103,7 @@ bool StreamSource::start(std::uint64_t maxImages) {
     const bool opened = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
     if (opened && startReceiver(setup, maxImages)) {
         if (link_->startAcquisition()) return true;
-        const KeepLastError kept;
-        delivery_->close();
-        delivery_->join();
+        abandonDelivery();
     }
     const KeepLastError kept;
     if (opened) link_->closeStreamChannel();
@@ -120,10 +119,16 @@ bool StreamSource::startReceiver(const StreamSetup& setup, std::uint64_t maxImag
         return fail(Error::system, std::string("frame delivery: ") + error.what());
     }
     if (receiver_->start(setup, pool_)) return true;
+    abandonDelivery();
+    return false;
+}
+
+/** A camera may send before it says that it will not: a handler may run, and stop this stream. */
+void StreamSource::abandonDelivery() {
     const KeepLastError kept;
+    setState(State::stopping);  // such a handler must not wait for the start, which waits for it
     delivery_->close();
     delivery_->join();
-    return false;
 }
 
 bool StreamSource::preparePool(std::uint32_t payloadBytes) {
@@ -147,7 +152,7 @@ bool StreamSource::stopGrabbing() {
     return stop();
 }
 
-/** True when this thread is the one to stop; waits while another starts or stops. */
+/** True when this thread is the one to stop; waits while another starts. */
 bool StreamSource::beginStop() {
     std::unique_lock lock(mutex_);
     stateChanged_.wait(lock, [this] { return state_ != State::starting; });
