@@ -320,6 +320,17 @@ TEST(ControlChannel, NoticesThatTheCameraGaveTheControlUp) {
     EXPECT_TRUE(eventually([&] { return test.losses == 1; }));
 }
 
+TEST(ControlChannel, DoesNotQuietlyTakeBackWhatTheCameraGaveUp) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.refuse(kSomeRegister, 0x8006);
+    test.camera.setRegister(kPrivilege, 0);
+    EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));
+    EXPECT_FALSE(test.channel->isOnline());
+    EXPECT_EQ(0u, test.camera.registerAt(kPrivilege));
+    EXPECT_TRUE(eventually([&] { return test.losses == 1; }));
+}
+
 TEST(ControlChannel, NoticesThatAnotherProgramTookTheControl) {
     Controlled test;
     ASSERT_TRUE(test.taken);

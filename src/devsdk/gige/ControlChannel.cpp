@@ -153,6 +153,7 @@ class ControlChannel::Core {
     [[nodiscard]] bool waitReadable(Clock::time_point deadline, bool mayStop) const;
     [[nodiscard]] bool holdsControl(Answer& answer, int attempts);
     [[nodiscard]] bool mayStillControl();
+    [[nodiscard]] bool hasGivenUsUp();
     [[nodiscard]] bool failedBecause(const Request& request, const Answer& answer) const;
     [[nodiscard]] bool failDenied();
     void chooseHeartbeat();
@@ -263,7 +264,7 @@ bool ControlChannel::Core::transact(Request request, Answer& answer) {
             Answer probe;
             const bool answered = answer.outcome == Outcome::answered;
             if (answered
-                    ? answer.status == Gvcp::kStatusAccessDenied && !mayStillControl()
+                    ? answer.status == Gvcp::kStatusAccessDenied && hasGivenUsUp()
                     : !holdsControl(probe, kProbeAttempts) && probe.outcome != Outcome::stopped)
                 lose();
         }
@@ -305,6 +306,14 @@ bool ControlChannel::Core::mayStillControl() {
         writeRegisterRequest(Gvcp::Register::kControlPrivilege, Gvcp::kPrivilegeControl);
     exchange(question, kAttempts, answer);
     return answer.isSuccess() || answer.outcome == Outcome::stopped;
+}
+
+/** Asked when an order was denied. A question comes first: taking the control again would hide that
+ * the camera gave us up, and our stream with it. */
+bool ControlChannel::Core::hasGivenUsUp() {
+    Answer answer;
+    if (holdsControl(answer, kAttempts)) return !mayStillControl();
+    return answer.outcome != Outcome::stopped;
 }
 
 bool ControlChannel::Core::readBlock(std::uint32_t address, std::span<std::uint8_t> data) {
