@@ -400,6 +400,21 @@ TEST(FrameAssembler, DoesNotWaitForWhatCannotBeRepaired) {
     }
 }
 
+TEST(FrameAssembler, IgnoresARefusalUnderTheOtherKindOfIds) {
+    for (const std::uint64_t id : {std::uint64_t{1}, std::uint64_t{1} << 63}) {
+        Bench bench;
+        const PacketWriter first{.blockId = id, .extended = true};
+        bench.feed(first.block(content(250, 1)), {0, 1, 3, 4});
+        bench.pass(milliseconds(2));
+        bench.feed(PacketWriter{.blockId = 1}.header(3, 2, 0x800c));
+        bench.feedAll(PacketWriter{.blockId = id + 1, .extended = true}.block(content(250, 2)));
+        EXPECT_TRUE(bench.frames.empty());
+        EXPECT_EQ(bench.counters.unavailablePackets.get(), 0u);
+        bench.feed(first.block(content(250, 1)), {2});
+        EXPECT_THAT(bench.ids(), ElementsAre(id, id + 1));
+    }
+}
+
 TEST(FrameAssembler, MakesRoomWhenTooManyFramesAreUnderWay) {
     Bench bench;
     for (unsigned id = 1; id <= 5; ++id)

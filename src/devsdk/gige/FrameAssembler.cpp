@@ -210,6 +210,7 @@ Outcome FrameAssembler::placePayload(OpenBlock& block, const GvspPacket& packet)
 
 /** The camera does not send a packet again. */
 void FrameAssembler::takeRefusal(const GvspPacket& packet) {
+    if (packet.extendedIds != extendedIds_) return counters_.malformedPackets.add();
     OpenBlock* block = findOpen(countOn(packet));
     if (packet.status == kGvspPacketNotYetAvailable || !block) return;
     counters_.unavailablePackets.add();
