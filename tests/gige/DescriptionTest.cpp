@@ -160,6 +160,7 @@ TEST(DescriptionCheck, PassesADescriptionThatCanBeEvaluated) {
 TEST(DescriptionCheck, RefusesValuesThatNeedThemselves) {
     const std::pair<const char*, const char*> cases[] = {
         {"<pValue>PayloadSizeReg</pValue>", "<pValue>PayloadSize</pValue>"},
+        {"<pValue>PayloadSizeReg</pValue>", "<pValue>Payload<!-- or so -->Size</pValue>"},
         {"<Address>0xa000</Address>", "<pAddress> PayloadSize </pAddress>"},
         {"<Length>4</Length>", "<pLength>PayloadSizeReg</pLength>"},
         {"<Address>0xa000</Address>",

@@ -150,6 +150,7 @@ class DescriptionCheck {
     struct Element {
         std::string name;
         std::string node;  ///< of the nearest element that is a node
+        std::string text;  ///< its pieces, which comments may part, put together
     };
 
     void visit() {
@@ -157,17 +158,19 @@ class DescriptionCheck {
             case XML_READER_TYPE_ELEMENT:
                 return open();
             case XML_READER_TYPE_END_ELEMENT:
-                return open_.pop_back();
+                return close();
             case XML_READER_TYPE_TEXT:
             case XML_READER_TYPE_CDATA:
-                return text(view(xmlTextReaderConstValue(reader_.get())));
+                if (!open_.empty())
+                    open_.back().text += view(xmlTextReaderConstValue(reader_.get()));
+                return;
             default:
                 return;
         }
     }
 
     void open() {
-        Element element{std::string(view(xmlTextReaderConstLocalName(reader_.get()))), {}};
+        Element element{std::string(view(xmlTextReaderConstLocalName(reader_.get()))), {}, {}};
         if (open_.empty() && element.name != "RegisterDescription") {
             fault_ = "its root is [" + element.name + "]";
             return;
@@ -185,12 +188,12 @@ class DescriptionCheck {
         if (xmlTextReaderIsEmptyElement(reader_.get()) == 0) open_.push_back(std::move(element));
     }
 
-    void text(std::string_view content) {
-        if (open_.empty()) return;
+    void close() {
         const Element& element = open_.back();
-        if (isOneOf(element.name, kValueReferences)) references_.add(element.node, content);
-        if (element.name == "Length" && !isLength(content))
+        if (isOneOf(element.name, kValueReferences)) references_.add(element.node, element.text);
+        if (element.name == "Length" && !isLength(element.text))
             fault_ = "the length of [" + element.node + "] is absurd";
+        open_.pop_back();
     }
 
     [[nodiscard]] std::string attribute(const char* name) {
