@@ -262,6 +262,7 @@ void GvcpCommands::expireControl(Clock::time_point now) {
     if (!expiry || now < *expiry) return;
     releaseControl();
     publishControl();
+    lastWrite_ = {};  // whoever takes the control with the same words again means it
 }
 
 // The channels belong to the application that opened them.

@@ -225,6 +225,20 @@ TEST(ControlPrivilege, ExpiresWhenItsOwnerFallsSilent) {
     EXPECT_EQ(owner.write(kHeartbeat, 1000), 0x8006U);
 }
 
+TEST(ControlPrivilege, IsTakenAgainByTheSameDatagramAfterItExpired) {
+    const TestCamera camera;
+    Client owner(camera.options.address);
+    Client other(camera.options.address);
+    const Bytes order = be32(kPrivilege) + be32(2) + be32(kHeartbeat) + be32(500);
+    ASSERT_EQ(owner.command(kWriteRegister, order).status, 0U);
+    const auto silentSince = Clock::now();
+    while (other.read(kPrivilege) == 2) {
+        ASSERT_LT(Clock::now() - silentSince, std::chrono::seconds(10));
+    }
+    EXPECT_EQ(owner.repeat(kWriteRegister, order).status, 0U);
+    EXPECT_EQ(other.read(kPrivilege), 2U);
+}
+
 TEST(ControlPrivilege, LastsAsLongAsItsOwnerReads) {
     const TestCamera camera;
     Client owner(camera.options.address);
