@@ -206,13 +206,37 @@ TEST(Discovery, AsksSingleAddressesAndTakesTheirAnswerAsAWay) {
     camera.script([&](const ControlRequest& request) {
         return request.wasBroadcast ? Reaction{} : camera.ordinaryReaction(request);
     });
-    camera.setRegister(0x24, 0xc6336405);  // 198.51.100.5, behind some router
     Discovery discovery;
     const Variable addresses("KESTRO_DISCOVERY_ADDRESSES", "nonsense, " + camera.addressText());
-    const auto found = find(discovery, camera.serial);
+    camera.setRegister(0x24, camera.address());
+    auto found = find(discovery, camera.serial);
     ASSERT_TRUE(found);
     EXPECT_TRUE(found->answeredItsAddress);
+    found->via.mask = Ipv4{0xffffffff};  // as if behind some router
     EXPECT_EQ("Valid", GigeCamera(*found, "k").location().validity());
+
+    // An address that was not asked has not answered.
+    camera.setRegister(0x24, 0xc6336405);  // 198.51.100.5
+    found = find(discovery, camera.serial);
+    ASSERT_TRUE(found);
+    EXPECT_FALSE(found->answeredItsAddress);
+    EXPECT_NE("Valid", GigeCamera(*found, "k").location().validity());
+}
+
+TEST(Discovery, BelievesTheLatestAnswer) {
+    PlatedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        camera.setRegister(0x24, 0x7f000105);
+        Reaction reaction = camera.ordinaryReaction(request);
+        camera.setRegister(0x24, 0x7f000106);
+        for (auto& later : camera.ordinaryReaction(request).datagrams)
+            reaction.datagrams.push_back(std::move(later));
+        return reaction;
+    });
+    Discovery discovery;
+    const auto found = find(discovery, camera.serial);
+    ASSERT_TRUE(found);
+    EXPECT_EQ("127.0.1.6", found->device.address.text());
 }
 
 TEST(Discovery, LogsWhenEachAnswerCameInAndEachWarningOnce) {

@@ -146,12 +146,17 @@ struct Discovery::Search {
 
 void Discovery::Search::add(FoundDevice answer) {
     if (found.size() >= kMostCameras) return;
+    // It may have answered to another address than the one it says it has.
+    if (std::ranges::find(addresses, answer.device.address) == addresses.end())
+        answer.answeredItsAddress = false;
     const auto [present, isNew] = found.try_emplace(identityOf(answer.device), answer);
     if (!isNew) {
         FoundDevice& kept = present->second;
+        const bool sameAddress = kept.device.address == answer.device.address;
         const bool reached = kept.answeredItsAddress || answer.answeredItsAddress;
-        if (isBetterWay(answer, kept)) kept = std::move(answer);
-        kept.answeredItsAddress = reached;
+        // Of two answers that came the same way, the later one is about now.
+        if (answer.via == kept.via || isBetterWay(answer, kept)) kept = std::move(answer);
+        if (sameAddress) kept.answeredItsAddress = reached;
         return;
     }
     lastNew = Clock::now();
