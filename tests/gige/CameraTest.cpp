@@ -407,6 +407,11 @@ TEST(GigeCamera, WritesItsDescriptionToAFile) {
     std::ifstream file(path);
     EXPECT_EQ(smallDescription(), std::string(std::istreambuf_iterator<char>(file), {}));
     EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder), {}));
+    // A device is written to and not replaced.
+    const auto sink = folder / "sink";
+    std::filesystem::create_symlink("/dev/null", sink);
+    EXPECT_TRUE(camera->downloadGenICamXML(sink.c_str()));
+    EXPECT_TRUE(std::filesystem::is_symlink(sink));
     std::filesystem::remove_all(folder);
 }
 

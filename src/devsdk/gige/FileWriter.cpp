@@ -4,6 +4,7 @@
 #include "LastError.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
@@ -34,9 +35,24 @@ std::string temporaryName(const std::string& path) {
     return path + "." + std::to_string(::getpid()) + "-" + std::to_string(count++) + ".part";
 }
 
+/** A device or a pipe: written into, for another file in its place would not be the same. */
+bool isSpecial(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+bool writeInto(const std::string& path, const std::string& content) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (fd < 0) return failWriting(path);
+    const bool written = writeAll(fd, content) || failWriting(path);
+    ::close(fd);
+    return written;
+}
+
 }  // namespace
 
 bool writeFile(const std::string& path, const std::string& content) {
+    if (isSpecial(path)) return writeInto(path, content);
     const std::string temporary = temporaryName(path);
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) return failWriting(path);
