@@ -478,6 +478,7 @@ TEST(GigeCamera, MayBeDroppedByTheHandlerOfItsLoss) {
 
 TEST(GigeCamera, SetsUpItsStreamChannel) {
     PlatedCamera scripted;
+    scripted.setRegister(0xd1c, 50001);
     const auto camera = cameraFor(scripted);
     StreamSetup setup;
     EXPECT_FALSE(camera->openStreamChannel(50000, setup));
@@ -487,6 +488,7 @@ TEST(GigeCamera, SetsUpItsStreamChannel) {
     EXPECT_EQ(307200u, setup.payloadBytes);
     EXPECT_EQ(1400u, setup.packetBytes);
     EXPECT_TRUE(setup.canResend);
+    EXPECT_EQ(50001u, setup.cameraPort);
     EXPECT_EQ(0x7f000001u, scripted.registerAt(0xd18));
     EXPECT_EQ(50000u, scripted.registerAt(0xd00));
     ASSERT_TRUE(camera->startAcquisition());

@@ -263,6 +263,10 @@ bool GigeCamera::openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) {
     setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
     setup.canResend = current->canResend;
     setup.extendedIds = false;
+    // Cameras of the standard's first version do not have the register.
+    std::uint32_t cameraPort = 0;
+    if (channel.readRegister(Gvcp::Register::kStreamSourcePort, cameraPort))
+        setup.cameraPort = static_cast<std::uint16_t>(cameraPort);
     return channel.writeRegister(Gvcp::Register::kStreamDestination,
                                  current->location.via.address.value) &&
            channel.writeRegister(Gvcp::Register::kStreamPort, hostPort);

@@ -58,6 +58,7 @@ inline constexpr std::uint32_t kPrimaryApplicationAddress = 0x0a14;
 inline constexpr std::uint32_t kStreamPort = 0x0d00;
 inline constexpr std::uint32_t kStreamPacketSize = 0x0d04;
 inline constexpr std::uint32_t kStreamDestination = 0x0d18;
+inline constexpr std::uint32_t kStreamSourcePort = 0x0d1c;
 }  // namespace Register
 
 inline constexpr std::uint32_t kCapabilityResend = 1u << 2;
