@@ -34,8 +34,11 @@ CLI::Validator seconds(bool allowsZero) {
     return {[allowsZero](std::string& text) {
                 constexpr double kLongest = 1e8;  // three years
                 double value = 0;
-                const bool fits = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
-                                  value <= kLongest && (allowsZero ? value >= 0 : value > 0);
+                const char* end = text.data() + text.size();
+                const auto parsed = std::from_chars(text.data(), end, value);
+                const bool fits = parsed.ec == std::errc() && parsed.ptr == end &&
+                                  std::isfinite(value) && value <= kLongest &&
+                                  (allowsZero ? value >= 0 : value > 0);
                 return fits ? std::string() : "\"" + text + "\" is no number of seconds";
             },
             ""};
