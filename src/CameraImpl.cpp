@@ -158,11 +158,16 @@ Result CameraImpl::startGrabbing(std::int32_t bufferCount) {
         KESTRO_LOG_ERROR("startGrabbing failed. [%s]", lastErrorText().c_str());
         return kSdkFailure;
     }
-    if (frameCallback_.get()) source->attachGrabbing(frameBinding());
-    if (isNew) {
+    const bool isBound = hasFrameCallback();
+    if (isBound) source->attachGrabbing(frameBinding());
+    if (!isNew) return 0;
+    TSharedPtr<IStreamSource> kept = source;
+    {
         const std::lock_guard<std::mutex> lock(streamMutex_);
-        streamSource_.swap(source);  // what it held is dropped after the lock
+        streamSource_.swap(kept);  // what it held is dropped after the lock
     }
+    // A callback that was set or removed meanwhile found no stream to bind the handler to.
+    if (hasFrameCallback() != isBound) bindFrames(*source);
     return 0;
 }
 
@@ -281,16 +286,20 @@ Result CameraImpl::loadDeviceConfig(const char* path) {
 
 Result CameraImpl::registerFrameCallback(
     std::function<void(const std::shared_ptr<Frame>&)> callback) {
-    const bool registers = static_cast<bool>(callback);
     frameCallback_.set(std::move(callback));
-    const TSharedPtr<IStreamSource> source = streamSource();
-    if (!source) return 0;  // the next start binds it
-    if (registers) {
-        source->attachGrabbing(frameBinding());
-    } else {
-        source->detachGrabbing(frameBinding());
-    }
+    // Without a stream the next start binds the handler.
+    if (const TSharedPtr<IStreamSource> source = streamSource()) bindFrames(*source);
     return 0;
+}
+
+bool CameraImpl::hasFrameCallback() const { return frameCallback_.get() != nullptr; }
+
+void CameraImpl::bindFrames(IStreamSource& source) {
+    if (hasFrameCallback()) {
+        source.attachGrabbing(frameBinding());
+    } else {
+        source.detachGrabbing(frameBinding());
+    }
 }
 
 Result CameraImpl::registerConnectCallback(std::function<void(const ConnectEventArg&)> callback) {

@@ -103,6 +103,9 @@ class CameraImpl final : public Camera, public std::enable_shared_from_this<Came
     [[nodiscard]] Vorda::GenICam::ConnectBinding connectBinding();
     [[nodiscard]] Vorda::GenICam::ParamsUpdateBinding paramsUpdateBinding();
     [[nodiscard]] Vorda::Memory::TSharedPtr<Vorda::GenICam::IStreamSource> streamSource() const;
+    [[nodiscard]] bool hasFrameCallback() const;
+    /** Attaches the frame handler to a stream, or detaches it where no callback is registered. */
+    void bindFrames(Vorda::GenICam::IStreamSource& source);
 
     const std::string key_;
     const Vorda::Memory::TSharedPtr<Vorda::GenICam::ICamera> camera_;

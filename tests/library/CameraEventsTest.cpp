@@ -59,6 +59,17 @@ TEST_F(FrameEvents, RegisteringWithoutAStreamAsksNothingOfTheDevice) {
     EXPECT_EQ(sdk.journal(), Calls{});
 }
 
+TEST_F(FrameEvents, ACallbackThatIsRemovedDuringAStartLeavesTheFramesToPolling) {
+    connect();
+    camera->registerFrameCallback([](const std::shared_ptr<Frame>&) { FAIL(); });
+    sdk.before("attachGrabbing", [&] { camera->registerFrameCallback(nullptr); });
+    ASSERT_EQ(camera->startGrabbing(0), 0);
+    device->deliver(frame(3));
+    const auto polled = camera->getFrame(0);
+    ASSERT_TRUE(polled);
+    EXPECT_EQ(polled->getBlockId(), 3U);
+}
+
 TEST_F(FrameEvents, EveryFrameReachesTheCallback) {
     std::vector<std::uint64_t> ids;
     grabWith([&](const std::shared_ptr<Frame>& frame) { ids.push_back(frame->getBlockId()); });
