@@ -34,9 +34,10 @@ static_assert(sizeof(ParamUpdateEventArg) == sizeof(void*) + 256,
 /**
  * One camera on the network. System::discovery() makes the objects; hold them by shared_ptr.
  *
- * Threads: any, but connect(), disconnect(), forceIpAddress() and the operations on configuration
- * files must not run at the same time on one camera. Callbacks run on threads of the library, one
- * at a time for each kind, with no lock held: they may call every operation of the camera.
+ * Threads: any, but connect(), disconnect(), startGrabbing(), forceIpAddress() and the operations
+ * on configuration files must not run at the same time on one camera. Callbacks run on threads of
+ * the library, one at a time for each kind, with no lock held: they may call every operation of the
+ * camera. A callback that is replaced or removed while it runs still runs to its end.
  * Errors: operations return a Result and write one log line that says what failed and why; none
  * throws. An exception that leaves a callback is caught and logged.
  */
@@ -106,7 +107,10 @@ class KESTRO_API Camera {
      * @return 0, 2 (bad text, no answer), 9 when it is no GigE Vision camera.
      */
     virtual Result forceIpAddress(const char* ip, const char* mask, const char* gateway) = 0;
-    /** Writes the camera's GenICam description (XML) to `path`. Needs: connected. @return 0 or 2.
+    /**
+     * Writes the camera's GenICam description (XML) to `path`. Needs: connected.
+     *
+     * @return 0, or 2 without a log line.
      */
     virtual Result downloadGenICamXML(const char* path) = 0;
     /** Saves the camera's configuration to a file. In this version always 2, with a log line. */
@@ -118,14 +122,21 @@ class KESTRO_API Camera {
      * Sets the function that gets every frame; an empty one removes it. Always 0.
      *
      * It runs on the delivery thread of this camera's stream: while it runs, packets are still
-     * received, and frames wait in the buffers.
+     * received, and frames wait in the buffers. When its removal returns, it does not run (unless
+     * it was removed from a frame callback).
      */
     virtual Result registerFrameCallback(
         std::function<void(const std::shared_ptr<Frame>&)> callback) = 0;
-    /** Sets the function that is told when the camera goes offline or online. Always 0. */
+    /**
+     * Sets the function that is told when the camera goes offline or online; an empty one removes
+     * it. Always 0. When disconnect() returns, it does not run (unless called from it).
+     */
     virtual Result registerConnectCallback(
         std::function<void(const ConnectEventArg&)> callback) = 0;
-    /** Sets the function that is told which features changed. Always 0. */
+    /**
+     * Sets the function that is told which features changed; an empty one removes it. Always 0.
+     * When disconnect() returns, it does not run (unless called from it).
+     */
     virtual Result registerParamUpdateCallback(
         std::function<void(const ParamUpdateEventArg&)> callback) = 0;
 

@@ -18,7 +18,8 @@ class DeviceInfoGEVImpl;
  * What a camera says of itself.
  *
  * The texts point into the camera's own storage and stay valid as long as this object lives; the
- * object keeps its camera alive. Made from an empty pointer, texts are null and getType() is 0.
+ * object keeps its camera alive. Made from an empty pointer, texts are null (those of a
+ * DeviceInfoGEV itself empty) and getType() is 0.
  * Threads: any.
  */
 class KESTRO_API DeviceInfo {

@@ -44,7 +44,7 @@ class KESTRO_API System {
      *
      * @param cameras  replaced by the cameras found; left as it is on failure.
      * @param typeMask  bit 0 network interface cards, bit 1 USB ports; 0 means all.
-     * @return 0 (also when no camera was found), 2 when the search could not be made.
+     * @return 0 (also when no camera was found), 2 when the search could not be made (not logged).
      */
     Result discovery(std::vector<std::shared_ptr<Camera>>& cameras, unsigned int typeMask);
     /** The same; only the kept list changes. */

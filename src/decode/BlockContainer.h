@@ -34,9 +34,8 @@ class BlockContainer {
     /**
      * Reads entry `index` and checks that its block may be used.
      *
-     * @return false when it may not: `entry` then has the offset and size that are at fault, which
-     *         are those of the table entry where the entry itself does not lie inside the
-     * container.
+     * @return false when it may not: `entry` then has the offset and size that are at fault, those
+     *         of the table entry itself where that does not lie inside the container.
      */
     [[nodiscard]] bool readEntry(std::uint32_t index, BlockEntry& entry) const;
 
