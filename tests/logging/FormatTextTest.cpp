@@ -26,6 +26,7 @@ TEST(FormatText, PrintsSixtyFourBitNumbersOfEitherSpelling) {
     EXPECT_EQ(format("0x%I64x, len: {%u}", std::uint64_t{0xABCDEF0123}, 7U),
               "0xabcdef0123, len: {7}");
     EXPECT_EQ(format("%08I64x|%-6I64d|", std::uint64_t{255}, std::int64_t{3}), "000000ff|3     |");
+    EXPECT_EQ(format("%.3I64d|%*I64d|", std::int64_t{7}, 4, std::int64_t{8}), "007|   8|");
 }
 
 TEST(FormatText, ChangesConversionsOnly) {

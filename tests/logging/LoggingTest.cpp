@@ -3,6 +3,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/nullappender.h>
 
 #include <unistd.h>
 #include <cstdio>
@@ -74,6 +77,46 @@ TEST_F(LoggingDeathTest, EnvironmentNamesTheLevelOfTheDefault) {
             std::_Exit(0);
         },
         testing::ExitedWithCode(0), "DEBUG a debug line\n.*TRACE a trace line\n$");
+}
+
+TEST_F(LoggingDeathTest, EnvironmentMaySilenceTheDefault) {
+    EXPECT_EXIT(
+        {
+            setenv("KESTRO_LOG", "off", 1);
+            CVxLog::LoadDefault();
+            logOneOfEach();
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), "^$");
+}
+
+// A host application that uses log4cplus itself.
+void addAppender(log4cplus::Logger logger) {
+    logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+}
+
+TEST_F(LoggingDeathTest, AHostThatGaveRootOrOurLoggerAnAppenderHasConfigured) {
+    const auto configuresWith = [](log4cplus::Logger logger) {
+        const bool before = CVxLog::isConfigloaded();
+        addAppender(std::move(logger));
+        std::_Exit(!before && CVxLog::isConfigloaded() ? 0 : 1);
+    };
+    EXPECT_EXIT(configuresWith(log4cplus::Logger::getRoot()), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(configuresWith(log4cplus::Logger::getInstance("kestro")),
+                testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LoggingDeathTest, TheDefaultWritesNothingToTheAppendersOfTheHost) {
+    EXPECT_EXIT(
+        {
+            unsetenv("KESTRO_LOG");
+            CVxLog::LoadDefault();
+            log4cplus::Logger::getRoot().addAppender(
+                log4cplus::SharedAppenderPtr(new log4cplus::ConsoleAppender(true, true)));
+            CVxLog::Log(CVxLog::Logger_device(), 300, "once");
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), "^[^\n]*ERROR once\n$");
 }
 
 TEST_F(LoggingDeathTest, LoadsAPropertiesFile) {

@@ -87,8 +87,10 @@ bool CVxLog::isLevelEnabled(Category* category, int level) {
 
 bool CVxLog::isConfigloaded() {
     if (configLoaded) return true;
-    // A host application that uses log4cplus itself has given the root logger its appenders.
-    return !log4cplus::Logger::getRoot().getAllAppenders().empty();
+    // A host application that uses log4cplus itself has given appenders to the root logger, or to
+    // ours alone.
+    return !log4cplus::Logger::getRoot().getAllAppenders().empty() ||
+           !log4cplus::Logger::getInstance(kLibraryLogger).getAllAppenders().empty();
 }
 
 bool CVxLog::LoadConfig(const char* path) {
