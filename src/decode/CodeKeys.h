@@ -66,7 +66,7 @@ class CodeKeyTable {
     [[nodiscard]] std::size_t size() const;
 
  private:
-    // Part 0 has the first 64 sets; every further part as many as all parts before it together.
+    // The first part has 64 sets, every further one as many as all parts before it together.
     static constexpr std::size_t kParts = 5;
     static constexpr std::size_t partBegin(std::size_t part) {
         return part == 0 ? 0 : kFirstPart << (part - 1);

@@ -149,8 +149,10 @@ TEST(ResultJson, WholeNumbersKeepTheirLowWord) {
     EXPECT_EQ(timeOf("1e3"), 1000);
     EXPECT_EQ(timeOf("15E-1"), 1);
     EXPECT_EQ(timeOf("-0"), 0);
-    EXPECT_EQ(timeOf("1e300"), -1);  // the largest 64-bit number
-    EXPECT_EQ(timeOf("-1e300"), 0);  // the smallest one
+    EXPECT_EQ(timeOf("9223372036854775808"), -1);  // the largest 64-bit number
+    EXPECT_EQ(timeOf("1e300"), -1);
+    EXPECT_EQ(timeOf("-1e19"), 0);  // the smallest one
+    EXPECT_EQ(timeOf("-1e300"), 0);
 }
 
 TEST(ResultJson, NumbersOfAnySizeAreRead) {

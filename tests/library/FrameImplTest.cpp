@@ -179,6 +179,13 @@ TEST_F(FrameCreate, TakesShortOrOtherDataAsAPlainImage) {
     }
 }
 
+TEST_F(FrameCreate, TakesTheShortestContainerAsOne) {
+    Bytes bytes = imageContainer();
+    setEntry(bytes, kEntry0, 0, 570, 6);
+    bytes.resize(576);
+    ASSERT_EQ(createFromImage(bytes)->getImageSize(), 6U);
+}
+
 TEST_F(FrameCreate, TracesTheDeviceTimestampWhenTracesAreOn) {
     ASSERT_NE(createFromImage({1}), nullptr);
     EXPECT_THAT(RecordingLogger::instance().lines(), IsEmpty());
@@ -189,6 +196,13 @@ TEST_F(FrameCreate, TracesTheDeviceTimestampWhenTracesAreOn) {
     EXPECT_EQ(RecordingLogger::instance().questions(), 2);
     EXPECT_THAT(RecordingLogger::instance().lines(),
                 ElementsAre("800 create: BlockID: {9}, timestamp: {4321}"));
+}
+
+TEST_F(FrameCreate, FetchesTheLogCategoryAnewForEachQuestionAndLine) {
+    RecordingLogger::instance().setEnabledLevel(800);
+    ASSERT_NE(createFromImage({1}), nullptr);
+    ASSERT_NE(createFromImage({1}), nullptr);
+    EXPECT_EQ(RecordingLogger::instance().categoryFetches(), 2 * (2 + 1));
 }
 
 TEST_F(FrameCreate, PrintsWholeSixtyFourBitNumbers) {
@@ -382,7 +396,12 @@ TEST_F(BlockFrame, NeedsOfTheLastEntryOnlyTheBytesThatItReads) {
         bytes.resize(600 + last.needed);
         EXPECT_NE(createFromImage(bytes), nullptr) << last.type;
         bytes.pop_back();
+        RecordingLogger::instance().reset();
         EXPECT_EQ(createFromImage(bytes), nullptr) << last.type;
+        EXPECT_EQ(loggedErrors().at(0),
+                  "300 parseJsonFrame: invalid block data size, offset: {600}, size: {64}, "
+                  "frame size: {" +
+                      std::to_string(bytes.size()) + "}");
     }
 }
 

@@ -30,6 +30,7 @@ TEST(ImageBufferPool, FitsSizesOfOneClassAndNoOthers) {
     std::uint8_t* buffer = pool.take(1'000'000);
     pool.giveBack(buffer);
     EXPECT_NE(pool.take(500'000), buffer);
+    EXPECT_NE(pool.take(920'000), buffer);  // more than an eighth of 2^19 would be lost
     EXPECT_NE(pool.take(2'000'000), buffer);
     EXPECT_EQ(pool.take(1'000'100), buffer);  // a JPEG file is never as large as the last
 }

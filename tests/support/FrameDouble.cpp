@@ -61,7 +61,7 @@ bool CFrame::getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>&
     const kestro::test::ChunkContent& chunk = impl_->content.chunks[index];
     if (chunk.answer == Answer::kFalseAndUntouched) return false;
     id = chunk.id;
-    texts.assign(chunk.lines.begin(), chunk.lines.end());
+    texts.insert(texts.end(), chunk.lines.begin(), chunk.lines.end());  // emptying is the caller's
     return chunk.answer == Answer::kTrue;
 }
 
