@@ -22,6 +22,10 @@ std::string counted(std::uint64_t count, const char* what) {
 }  // namespace
 
 std::uint64_t BlockCounter::next(std::uint64_t blockId) {
+    if (running_ == 0) {  // cameras may number on from their last acquisition
+        previousId_ = blockId;
+        return running_ = std::max<std::uint64_t>(blockId, 1);
+    }
     std::uint64_t step = blockId - previousId_;
     if (blockId <= previousId_) {
         const bool wrapped = previousId_ <= kShortIds && previousId_ - blockId > kShortIds / 2;

@@ -13,14 +13,15 @@ namespace kestrocli {
 /**
  * Makes one running number of a stream's block ids.
  *
- * Ids start at 1 and are consecutive. Those of a stream with 16-bit ids go from 65535 to 1 again;
- * the running number goes on, so that a long recording has no two pictures of one name.
+ * Ids are consecutive, from 1 or from where the camera's last acquisition ended. Those of a stream
+ * with 16-bit ids go from 65535 to 1 again; the running number goes on, so that a long recording
+ * has no two pictures of one name.
  */
 class BlockCounter {
  public:
     /** Takes the next id; the running number. */
     std::uint64_t next(std::uint64_t blockId);
-    /** Frames that did not arrive, so far. */
+    /** Frames that did not arrive since the first, so far. */
     [[nodiscard]] std::uint64_t missed() const { return missed_; }
 
  private:

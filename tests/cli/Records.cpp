@@ -29,7 +29,7 @@ std::shared_ptr<FakeFrame> oddFrame() {
           std::string(), std::string("caf\xC3\xA9"), std::string("\xED\xA0\x80")}) {
         auto code = std::make_shared<FakeCode>(bytes);
         code->type = -1;
-        code->typeName = "\xFE";
+        code->typeName = std::string("\xFE");
         code->points = {{-2147483647 - 1, 2147483647}, {0, 0}, {0, 0}, {0, 0}};
         frame->codes.push_back(code);
     }
