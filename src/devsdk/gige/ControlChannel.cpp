@@ -3,11 +3,10 @@
 
 #include "Gvcp.h"
 #include "LastError.h"
+#include "Signal.h"
 #include "UdpSocket.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -38,27 +37,6 @@ constexpr auto kShortestPeriod = 50ms;
 
 constexpr std::size_t kWordBytes = 4;
 constexpr std::uint32_t kAnyControl = Gvcp::kPrivilegeControl | Gvcp::kPrivilegeExclusive;
-
-/** Something that happens once and ends waits in poll(). */
-class Signal {
- public:
-    Signal() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    Signal(const Signal&) = delete;
-    Signal& operator=(const Signal&) = delete;
-    ~Signal() { ::close(fd_); }
-
-    void raise() {
-        raised_ = true;
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(fd_, &one, sizeof one);
-    }
-    [[nodiscard]] bool isRaised() const { return raised_; }
-    [[nodiscard]] int fd() const { return fd_; }
-
- private:
-    int fd_;
-    std::atomic<bool> raised_{false};
-};
 
 /** A request as it goes out and what its answer must be. */
 struct Request {
@@ -177,6 +155,8 @@ class ControlChannel::Core {
 
 bool ControlChannel::Core::open(Ipv4 host, Ipv4 camera) {
     camera_ = camera;
+    if (stopped_.fd() < 0 || lost_.fd() < 0)
+        return fail(Error::system, "there is no descriptor left for a control channel");
     return socket_.open({host, 0}) && socket_.connect({camera, Gvcp::kPort});
 }
 

@@ -8,11 +8,10 @@
 #include <linux/sock_diag.h>
 #include <netinet/udp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -88,13 +87,6 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
 
 }  // namespace
 
-OwnedFd::~OwnedFd() { reset(-1); }
-
-void OwnedFd::reset(int fd) {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = fd;
-}
-
 /** What recvmmsg fills in one call. */
 struct StreamReceiver::Batch {
     Batch() : bytes(new std::uint8_t[kBatch * kDatagramStride]) {
@@ -131,9 +123,7 @@ StreamReceiver::~StreamReceiver() { stop(); }
 bool StreamReceiver::open() {
     if (!socket_.open({link_.hostAddress(), 0})) return false;
     port_ = socket_.local().port;
-    wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (wake_.get() < 0)
-        return fail(Error::system, std::string("stream wake-up: ") + std::strerror(errno));
+    if (stopped_.fd() < 0) return fail(Error::system, "there is no descriptor left for a stream");
     // Batches from the kernel; a kernel without it delivers packet by packet.
     const int on = 1;
     ::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
@@ -158,9 +148,7 @@ bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool>
 
 void StreamReceiver::stop() {
     if (thread_.joinable()) {
-        stopping_ = true;
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(wake_.get(), &one, sizeof one);
+        stopped_.raise();
         thread_.join();
         countHostDrops();
     }
@@ -185,15 +173,15 @@ void StreamReceiver::openFirewall(std::uint16_t cameraPort) {
 }
 
 void StreamReceiver::run() {
-    while (!stopping_.load(std::memory_order_relaxed)) {
+    while (!stopped_.isRaised()) {
         const int count = ::recvmmsg(socket_.fd(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
         const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
         const auto now = FrameAssembler::Clock::now();
         if (count > 0) takeBatch(count, now);
         assembler_->tick(now);
         if (failed) {
-            pollfd wake{wake_.get(), POLLIN, 0};
-            ::poll(&wake, 1, static_cast<int>(kErrorPause.count()));
+            pollfd stop{stopped_.fd(), POLLIN, 0};
+            ::poll(&stop, 1, static_cast<int>(kErrorPause.count()));
         } else if (count < static_cast<int>(kBatch)) {
             waitForPackets(count > 0 && assembler_->busy());
         }
@@ -239,7 +227,7 @@ bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Tim
 
 /** Waits for the socket, the assembler's next deadline or stop(). */
 void StreamReceiver::waitForPackets(bool frameUnderWay) {
-    pollfd watched[] = {{wake_.get(), POLLIN, 0}, {socket_.fd(), POLLIN, 0}};
+    pollfd watched[] = {{stopped_.fd(), POLLIN, 0}, {socket_.fd(), POLLIN, 0}};
     if (frameUnderWay) {
         const timespec gather = toTimespec(gathering_);
         ::ppoll(watched, 1, &gather, nullptr);

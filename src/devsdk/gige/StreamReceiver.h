@@ -5,12 +5,12 @@
 #include "CameraLink.h"
 #include "FrameAssembler.h"
 #include "FrameDelivery.h"
+#include "Signal.h"
 #include "StreamCounters.h"
 #include "UdpSocket.h"
 
 #include <netinet/in.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -18,21 +18,6 @@
 #include <thread>
 
 namespace Vorda::Gige {
-
-/** A file descriptor that closes itself. */
-class OwnedFd {
- public:
-    OwnedFd() = default;
-    explicit OwnedFd(int fd) : fd_(fd) {}
-    OwnedFd(const OwnedFd&) = delete;
-    OwnedFd& operator=(const OwnedFd&) = delete;
-    ~OwnedFd();
-    void reset(int fd);
-    [[nodiscard]] int get() const { return fd_; }
-
- private:
-    int fd_ = -1;
-};
 
 /**
  * The socket of one run of a stream, and the thread that empties it into frames.
@@ -75,7 +60,6 @@ class StreamReceiver : private FrameOutput {
     FrameDelivery& delivery_;
     StreamCounters& counters_;
     UdpSocket socket_;
-    OwnedFd wake_;
     std::uint16_t port_ = 0;
     Ipv4 camera_;
     FrameAssembler::Time cameraAsked_{};
@@ -83,7 +67,7 @@ class StreamReceiver : private FrameOutput {
     std::shared_ptr<BufferPool> pool_;
     std::unique_ptr<Batch> batch_;
     std::optional<FrameAssembler> assembler_;
-    std::atomic<bool> stopping_{false};
+    Signal stopped_;
     std::thread thread_;
 };
 
