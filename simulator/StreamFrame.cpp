@@ -14,9 +14,8 @@ constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kExtendedHeaderBytes = 20;
 constexpr std::uint8_t kExtendedIdBit = 0x80;
 
-// Image leader: 0 field info16 | 2 payload type16 | 4 timestamp64 | 12 pixel format32 | 16 width32
-// |
-//               20 height32 | 24 offset x32 | 28 offset y32 | 32 padding x16 | 34 padding y16
+// Image leader: 0 field info16 | 2 payload type16 | 4 timestamp64 | 12 pixel format32
+//   16 width32 | 20 height32 | 24 offset x32 | 28 offset y32 | 32 padding x16 | 34 padding y16
 constexpr std::size_t kLeaderBytes = 36;
 // Image trailer: 0 reserved16 | 2 payload type16 | 4 height32
 constexpr std::size_t kTrailerBytes = 8;

@@ -3,14 +3,13 @@
 // A description's archive holds one file, and a camera may send anything: so only the little of the
 // format that is needed, with every number checked.
 //
-// | end of directory | field            | directory entry | field        | local header | field |
-// |------------------|------------------|-----------------|--------------|--------------|----------|
-// | 0                | "PK\5\6"         | 0               | "PK\1\2"     | 0            | "PK\3\4"
-// | | 16..19           | directory offset | 8..9            | flags        | 26..27       | name |
-// |                  |                  | 10..11          | method       | 28..29       | extra |
-// |                  |                  | 20..23          | packed size  |              | | | |
-// | 24..27          | size         |              |          | |                  | | 42..45 |
-// local header |              |          |
+//   end of directory     directory entry         local header
+//    0  "PK\5\6"           0  "PK\1\2"              0  "PK\3\4"
+//   16  its offset  32      8  flags          16   26  name's bytes   16
+//                          10  method         16   28  extra's bytes  16
+//                          20  packed size    32
+//                          24  size           32
+//                          42  local header's 32
 //
 // Everything is little endian.
 #include "Zip.h"
