@@ -350,8 +350,7 @@ TEST(GigeCamera, SaysWhyItsAddressIsNotValid) {
 TEST(GigeCamera, SendsNothingToAnAddressThatIsNotValid) {
     PlatedCamera scripted;
     FoundDevice found = loopbackDevice(scripted);
-    found.via.address = Ipv4{0x0a000001};
-    found.via.mask = Ipv4{0xffffff00};
+    found.via.mask = Ipv4{0xfffffffc};
     const auto camera = std::make_shared<GigeCamera>(found, "Acme:1");
     EXPECT_FALSE(camera->connect(2));
     EXPECT_EQ(Error::notReachable, lastError());

@@ -26,6 +26,7 @@ using testing::HasSubstr;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kSomeRegister = 0xb000;
+constexpr std::uint32_t kHeartbeatMs = 0x938;
 constexpr std::uint32_t kPrivilege = 0xa00;
 constexpr Ipv4 kHost{0x7f000001};
 
@@ -318,6 +319,25 @@ TEST(ControlChannel, NoticesThatTheCameraGaveTheControlUp) {
     ASSERT_TRUE(test.taken);
     test.camera.setRegister(kPrivilege, 0);
     EXPECT_TRUE(eventually([&] { return test.losses == 1; }));
+}
+
+TEST(ControlChannel, AsksForItsControlAfterASilence) {
+    ScriptedCamera camera;
+    camera.setRegister(kHeartbeatMs, 100);  // less than it takes to repeat a question
+    std::atomic<bool> isAnothers{false};
+    std::atomic<bool> wasSilent{false};
+    std::atomic<int> losses{0};
+    camera.script([&](const ControlRequest& request) {
+        const bool isWrite = request.command == 0x0082;
+        if (isWrite && (request.word(0) == kHeartbeatMs || isAnothers))
+            return Reaction{{{ScriptedCamera::acknowledge(0x8006, 0x83, request.id)}}};
+        if (isAnothers && !wasSilent.exchange(true)) return Reaction{};
+        return camera.ordinaryReaction(request);
+    });
+    const auto channel = channelTo(camera);
+    ASSERT_TRUE(channel->takeControl([&] { ++losses; }));
+    isAnothers = true;
+    EXPECT_TRUE(eventually([&] { return losses == 1; }));
 }
 
 TEST(ControlChannel, DoesNotQuietlyTakeBackWhatTheCameraGaveUp) {

@@ -242,6 +242,20 @@ TEST(FrameAssembler, NeverGivesAFrameWhosePacketsContradictEachOther) {
     }
 }
 
+TEST(FrameAssembler, KeepsTheFirstOfTwoPacketsThatDiffer) {
+    Bench bench;
+    const PacketWriter writer{.blockId = 1};
+    const Bytes image = content(250, 1);
+    const auto packets = writer.block(image);
+    bench.feed(packets, {0, 1, 2});
+    bench.feed(writer.payload(1, content(100, 7)));
+    bench.feed(writer.payload(2, content(2000, 8)));
+    bench.feed(packets, {3, 4});
+    ASSERT_EQ(bench.frames.size(), 1u);
+    EXPECT_EQ(bench.frames[0].bytes, image);
+    EXPECT_EQ(bench.counters.duplicatePackets.get(), 2u);
+}
+
 TEST(FrameAssembler, CountsWhatItCannotTake) {
     Bench bench;
     bench.feedAll(PacketWriter{.blockId = 1}.block(content(kPayload + 1, 1)));

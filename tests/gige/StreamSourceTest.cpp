@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StreamSource.h"
 
+#include "BufferPool.h"
 #include "FakeStreamCamera.h"
 #include "LastError.h"
 #include "RecordingLogger.h"
@@ -9,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <linux/capability.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -302,6 +305,18 @@ TEST_F(StreamSource, HasAsManyBuffersAsWereAskedFor) {
     EXPECT_TRUE(source->stopGrabbing());
     start(1024);
     EXPECT_TRUE(source->stopGrabbing());
+}
+
+TEST(BufferPool, TouchesItsMemoryBeforeTheFirstFrame) {
+    constexpr std::size_t kBytes = std::size_t{64} << 20;  // fresh from the kernel at this size
+    const auto pool = BufferPool::create(1, kBytes);
+    ASSERT_TRUE(pool);
+    FrameBuffer* buffer = pool->take();
+    ASSERT_TRUE(buffer);
+    std::vector<unsigned char> resident(kBytes / static_cast<std::size_t>(::getpagesize()));
+    ASSERT_EQ(::mincore(buffer->data, kBytes, resident.data()), 0);
+    EXPECT_THAT(resident, testing::Each(testing::Ne(0)));
+    pool->giveBack(*buffer);
 }
 
 TEST_F(StreamSource, StopsAfterTheImagesThatWereAskedFor) {

@@ -143,6 +143,14 @@ class Faults(unittest.TestCase):
         self.check(run, FAILED, "subnet", "198.51.100")
         self.assertEqual(set(asked.split()), {"198.51.100.77"})
 
+    def test_of_two_ways_to_a_camera_the_one_in_its_subnet_counts(self):
+        subprocess.run(["ip", "addr", "add", "192.0.2.1/24", "dev", "lo"], check=True)
+        self.addCleanup(subprocess.run, ["ip", "addr", "del", "192.0.2.1/24", "dev", "lo"], check=True)
+        with simulator("--serial", "NEAR", "--address", "192.0.2.5"):
+            listed = harness.json_lines(kestro("list", "--json").stdout)
+            self.assertEqual([(each["ip"], each["ip_valid"]) for each in listed], [("192.0.2.5", True)])
+            self.check(kestro("read", "NEAR", "-n", 1), OK)
+
     def test_description_that_cannot_be_used(self):
         good = self.description()
         bad = {"cut": good[:len(good) // 2], "no XML": b"this is no description" * 40, "empty": b"",
