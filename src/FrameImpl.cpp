@@ -47,6 +47,12 @@ constexpr decode::ChunkKey kScaledHeight("ImageScaleOutHeight");
 
 // A chunk of a few bytes can announce four billion codes; no image holds more than this.
 constexpr std::uint32_t kMostCodesInChunk = 65536;
+// Nor do a frame's chunks together; there may be as many chunks as fit into the payload.
+constexpr std::uint32_t kMostCodesInFrame = 4 * kMostCodesInChunk;
+
+// Blocks may share bytes, and a table may name the same ones again and again: what is read of a
+// container is bounded by its size, so that a few megabytes cannot cost hours.
+constexpr std::uint64_t kMostReadingsOfContainer = 4;
 
 std::uint32_t unsignedOf(const decode::ChunkLines& lines, const decode::ChunkKey& key) {
     return decode::streamNumber<std::uint32_t>(lines.find(key));
@@ -119,15 +125,19 @@ std::shared_ptr<FrameImpl> FrameImpl::create(const CFrame& frame) {
 
 bool FrameImpl::parseJsonFrame(const std::uint8_t* data, std::uint32_t size) {
     const decode::BlockContainer container({data, size});
+    std::uint64_t bytesLeft = kMostReadingsOfContainer * size;
     for (std::int32_t i = 0; i < container.blockCount(); ++i) {
         decode::BlockEntry entry;
-        if (!container.readEntry(static_cast<std::uint32_t>(i), entry)) {
+        const bool isUsable = container.readEntry(static_cast<std::uint32_t>(i), entry);
+        if (!isUsable || (entry.isRead() && entry.size > bytesLeft)) {
             KESTRO_LOG_ERROR("invalid block data size, offset: {%u}, size: {%u}, frame size: {%u}",
                              entry.offset, entry.size, size);
             return false;
         }
         KESTRO_LOG_TRACE("block data type: {%u}, offset: {%u}, size: {%u}", entry.type,
                          entry.offset, entry.size);
+        if (!entry.isRead()) continue;
+        bytesLeft -= entry.size;
         const std::span<const std::uint8_t> bytes = container.blockBytes(entry);
         if (entry.type == decode::kImageBlock) {
             payloadFlag_ = entry.payloadIndicator == 1;
@@ -136,7 +146,7 @@ bool FrameImpl::parseJsonFrame(const std::uint8_t* data, std::uint32_t size) {
             pixelFormat_ = kMono8;  // the container does not say; a JPEG file has it, too
             timestamp_ = entry.timestamp;
             setImage(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-        } else if (entry.type == decode::kJsonBlock) {
+        } else {
             // A text that does not parse costs its results, not the frame.
             parseJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
         }
@@ -228,7 +238,8 @@ void FrameImpl::parseChunk(std::uint32_t chunkId, const decode::ChunkLines& line
 
 void FrameImpl::appendChunkCodes(const decode::ChunkLines& lines, decode::CodeKeyTable& table,
                                  std::uint32_t announced) {
-    const std::uint32_t count = std::min(announced, kMostCodesInChunk);
+    const auto roomLeft = kMostCodesInFrame - static_cast<std::uint32_t>(barcodes_.size());
+    const std::uint32_t count = std::min({announced, kMostCodesInChunk, roomLeft});
     if (count < announced) {
         KESTRO_LOG_ERROR("too many codes in chunk, announced: {%u}, decoded: {%u}", announced,
                          count);

@@ -65,8 +65,7 @@ bool BlockContainer::readEntry(std::uint32_t index, BlockEntry& entry) const {
         entry.timestamp = reader.u64(at + kTimestampAt);
         entry.payloadIndicator = reader.u32(at + kPayloadIndicatorAt);
     }
-    const bool isRead = entry.type == kImageBlock || entry.type == kJsonBlock;
-    return !isRead || reader.holds(entry.offset, entry.size);
+    return !entry.isRead() || reader.holds(entry.offset, entry.size);
 }
 
 std::span<const std::uint8_t> BlockContainer::blockBytes(const BlockEntry& entry) const {

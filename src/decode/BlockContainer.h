@@ -18,6 +18,9 @@ struct BlockEntry {
     std::uint32_t height = 0;
     std::uint64_t timestamp = 0;
     std::uint32_t payloadIndicator = 0;
+
+    /** Whether a block of this type is looked at; others are skipped. */
+    [[nodiscard]] bool isRead() const { return type == kImageBlock || type == kJsonBlock; }
 };
 
 /** Image data that holds a table of blocks: images and result texts. Looks at borrowed bytes. */

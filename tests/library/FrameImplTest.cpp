@@ -23,6 +23,7 @@ using kestro::test::ChunkContent;
 using kestro::test::FrameContent;
 using kestro::test::makeFrame;
 using kestro::test::RecordingLogger;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -514,6 +515,19 @@ TEST_F(ChunkFrame, DetectTimesAddUpWithWrapAround) {
     EXPECT_EQ(frame->getDetectTime(), 0U);
 }
 
+TEST_F(BlockFrame, BoundsWhatATableMakesItRead) {
+    for (const std::uint32_t type : {0U, 2U}) {
+        Bytes bytes = fullTable(600, 4);
+        for (std::size_t i = 0; i < 9; ++i) setEntry(bytes, kEntry0 + 64 * i, type, 0, 600);
+        EXPECT_NE(createFromImage(bytes), nullptr) << type;
+        RecordingLogger::instance().reset();
+        put32(bytes, kCountAt, 5);
+        EXPECT_EQ(createFromImage(bytes), nullptr) << type;
+        EXPECT_THAT(loggedErrors(), Contains("300 parseJsonFrame: invalid block data size, offset: "
+                                             "{0}, size: {600}, frame size: {600}"));
+    }
+}
+
 TEST_F(ChunkFrame, CountsAFilledChunkWhateverTheAnswer) {
     using Answer = ChunkContent::Answer;
     const std::vector<std::string> one = {"BarCodeNum Value:1"};
@@ -536,6 +550,17 @@ TEST_F(ChunkFrame, CutsAHugeCountWithOneLine) {
     EXPECT_EQ(kestro::decode::CodeKeyTable::barcodes().size(), 1024U);
     EXPECT_THAT(loggedErrors(), ElementsAre("300 appendChunkCodes: too many codes in chunk, "
                                             "announced: {4294967295}, decoded: {65536}"));
+}
+
+TEST_F(ChunkFrame, CutsTheCountsOfManyChunksTogether) {
+    const std::vector<ChunkContent> chunks(6, {0x80000001, {"QRNum Value:60000"}});
+    const auto frame = createFromChunks(chunks);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->getBarcodes().size(), 4U * 65536U);
+    EXPECT_THAT(loggedErrors(), ElementsAre("300 appendChunkCodes: too many codes in chunk, "
+                                            "announced: {60000}, decoded: {22144}",
+                                            "300 appendChunkCodes: too many codes in chunk, "
+                                            "announced: {60000}, decoded: {0}"));
 }
 
 TEST_F(ChunkFrame, ManyThreadsDecodeAtOnce) {
