@@ -12,6 +12,7 @@
 #include "Text.h"
 
 #include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -135,6 +136,8 @@ class DemoReading {
         return sum;
     }
     [[nodiscard]] const std::string& results() const { return results_; }
+    /** The codes of each camera's first frame. */
+    [[nodiscard]] std::string firstCodes() const { return table(firstCodes_); }
     [[nodiscard]] std::string summary() const {
         std::vector<std::vector<std::string>> rows;
         for (const auto& one : progress_) {
@@ -148,8 +151,16 @@ class DemoReading {
         const kestro::Frame& frame = *delivery.frame;
         const std::uint64_t number = of.blocks.next(frame.getBlockId());
         const std::string image = images_.save(frame, of.camera.serialNumber, number);
+        if (of.tally.frames() == 0) keepCodes(of.camera, frame);
         of.tally.add(frame, delivery.arrival, of.blocks.missed());
         results_ += resultLine(frame, {of.camera.key, delivery.hostTime, "images/" + image}) + "\n";
+    }
+
+    void keepCodes(const CameraRecord& camera, const kestro::Frame& frame) {
+        for (const auto& code : frame.getBarcodes()) {
+            firstCodes_.push_back({"  " + nameOf(camera), visible(code->getCodeTypeName()),
+                                   visible(code->getCodeData())});
+        }
     }
 
     void showProgress() const {
@@ -162,6 +173,7 @@ class DemoReading {
     ImageFolder images_;
     std::vector<Progress> progress_;
     std::string results_;
+    std::vector<std::vector<std::string>> firstCodes_;
 };
 
 void readAtOnce(const std::vector<FoundCamera>& cameras, const std::shared_ptr<Mailbox>& mailbox,
@@ -187,14 +199,15 @@ std::string heading(const Output& output, const std::string& text) {
 }
 
 std::string closingText(const DemoOptions& options, const Output& output) {
+    const std::string program = std::string("  ") + program_invocation_name;
     return "\n" + heading(output, "Written to " + options.folder + ":") +
            table({{"  images/", "what the cameras saw"},
                   {"  results.jsonl", "what they read, a line for each frame"},
                   {"  truth.jsonl", "what was drawn, a line for each scene"}}) +
            "\n" + heading(output, "Try next:") +
-           table({{"  kestro sim", "a simulated camera to play with, until Ctrl-C"},
-                  {"  kestro list", "in another terminal: every camera in the network"},
-                  {"  kestro read SIM001 -n 10", "ten frames of it; --json for programs"}});
+           table({{program + " sim", "a simulated camera to play with, until Ctrl-C"},
+                  {program + " list", "in another terminal: every camera in the network"},
+                  {program + " read SIM001 -n 10", "ten frames of it; --json for programs"}});
 }
 
 }  // namespace
@@ -213,7 +226,8 @@ ExitCode runDemo(const DemoOptions& options, Output& output) {
     readAtOnce(found, mailbox, reading);
     cameras.clear();
     files.finish(reading.results());
-    output.write(reading.summary() + closingText(options, output));
+    output.write(reading.summary() + "\n" + heading(output, "Codes in the first frame of each:") +
+                 reading.firstCodes() + closingText(options, output));
     return ExitCode::ok;
 }
 
