@@ -304,6 +304,16 @@ TEST(ControlChannel, NoticesADeadCameraInAboutASecond) {
     EXPECT_EQ(1, test.losses);
 }
 
+TEST(ControlChannel, FailsOnADeadCameraInUnderASecond) {
+    Controlled test;
+    ASSERT_TRUE(test.taken);
+    test.camera.setSilent(true);
+    const auto begin = Clock::now();
+    EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));  // as a stream stops
+    EXPECT_LT(Clock::now() - begin, 950ms);
+    EXPECT_EQ(Error::connectionLost, lastError());
+}
+
 TEST(ControlChannel, ClosesADeadCameraInUnderASecond) {
     Controlled test;
     ASSERT_TRUE(test.taken);

@@ -24,8 +24,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kAnswerWait = 200ms;
 constexpr int kAttempts = 3;
-/** A question after an unanswered request: is it the request or the camera? */
-constexpr int kProbeAttempts = 2;
+/** A question after an unanswered request, is it the request or the camera? One attempt more than
+ * the heartbeat makes, and a dead camera still fails within a second. */
+constexpr int kProbeAttempts = 1;
 constexpr int kReleaseAttempts = 2;
 /** However often a camera asks for more time, a request ends then. */
 constexpr auto kLongestPending = 30s;
