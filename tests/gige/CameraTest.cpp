@@ -516,7 +516,21 @@ TEST(GigeCamera, ChoosesAPacketSizeThatTheInterfaceCarries) {
         ASSERT_TRUE(camera->openStreamChannel(50000, setup));
         EXPECT_EQ(after, scripted.registerAt(0xd04));
         EXPECT_EQ(after & 0xffff, setup.packetBytes);
+        camera->closeStreamChannel();
     }
+}
+
+TEST(GigeCamera, HasOneStreamAtATime) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    StreamSetup setup;
+    ASSERT_TRUE(camera->openStreamChannel(50000, setup));
+    EXPECT_FALSE(camera->openStreamChannel(50001, setup));
+    EXPECT_EQ(Error::alreadyGrabbing, lastError());
+    EXPECT_EQ(50000u, scripted.registerAt(0xd00));
+    camera->closeStreamChannel();
+    EXPECT_TRUE(camera->openStreamChannel(50001, setup));
 }
 
 TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {

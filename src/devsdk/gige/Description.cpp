@@ -102,8 +102,8 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
     std::string_view rest = url.substr(kLocal.size());
     rest = rest.substr(0, rest.find('?'));  // "?SchemaVersion=1.1.0" may follow
     const std::size_t first = rest.find(';');
-    const std::size_t second = rest.find(';', first == rest.npos ? first : first + 1);
-    if (second == rest.npos) return failed("its URL is malformed");
+    const std::size_t second = rest.find(';', first == std::string_view::npos ? first : first + 1);
+    if (second == std::string_view::npos) return failed("its URL is malformed");
     const auto address = parseHex(rest.substr(first + 1, second - first - 1));
     const auto size = parseHex(rest.substr(second + 1));
     if (!address || !size) return failed("its URL is malformed");

@@ -262,7 +262,7 @@ void Discovery::takeAnswers(Search& search) {
 bool Discovery::knownAnswered(const Search& search) const {
     return !search.found.empty() &&
            std::ranges::all_of(known_, [&search](const DeviceIdentity& identity) {
-               return search.found.count(identity) != 0;
+               return search.found.contains(identity);
            });
 }
 

@@ -140,15 +140,17 @@ std::shared_ptr<GigeCamera::Connection> GigeCamera::makeConnection() {
     made->channel = ControlChannel::open(made->location.via.address, made->location.address);
     if (!made->channel) return nullptr;
     const auto onLost = [self = weak_from_this()] {
-        const auto camera = self.lock();
-        if (!camera) return;
-        GIGE_LOG(kWarning, "the connection to the camera is lost, key=[%s]", camera->getKey());
-        camera->events_.postConnection(false);
+        if (const auto camera = self.lock()) camera->reportLoss();
     };
     if (made->channel->takeControl(onLost) && learn(*made)) return made;
     const KeepLastError why;
     made->channel->close();
     return nullptr;
+}
+
+void GigeCamera::reportLoss() {
+    GIGE_LOG(kWarning, "the connection to the camera is lost, key=[%s]", getKey());
+    events_.postConnection(false);
 }
 
 bool GigeCamera::learn(Connection& connection) const {
@@ -243,10 +245,20 @@ Ipv4 GigeCamera::hostAddress() const {
 bool GigeCamera::openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) {
     const auto current = onlineConnection();
     if (!current) return false;
-    ControlChannel& channel = *current->channel;
+    // Two objects of one camera share the connection, and with it the one channel.
+    if (current->streamOpen.exchange(true))
+        return fail(Error::alreadyGrabbing, "another stream of this camera is grabbing");
+    if (setUpStream(*current, hostPort, setup)) return true;
+    current->streamOpen = false;
+    return false;
+}
+
+bool GigeCamera::setUpStream(const Connection& connection, std::uint16_t hostPort,
+                             StreamSetup& setup) {
+    ControlChannel& channel = *connection.channel;
     std::uint32_t packetSize = 0;
     if (!channel.readRegister(Gvcp::Register::kStreamPacketSize, packetSize)) return false;
-    const std::uint32_t mtuBytes = current->location.via.mtuBytes;
+    const std::uint32_t mtuBytes = connection.location.via.mtuBytes;
     setup.packetBytes = packetSize & Gvcp::kPacketSizeMask;
     if (setup.packetBytes < kSmallestPacketBytes || setup.packetBytes > mtuBytes) {
         setup.packetBytes = std::min(mtuBytes, kEthernetPacketBytes);
@@ -256,26 +268,26 @@ bool GigeCamera::openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) {
             return false;
     }
     std::int64_t payloadBytes = 0;
-    if (!current->nodes->getInteger("PayloadSize", payloadBytes)) return false;
+    if (!connection.nodes->getInteger("PayloadSize", payloadBytes)) return false;
     if (payloadBytes <= 0 || payloadBytes > std::numeric_limits<std::uint32_t>::max())
         return fail(Error::badAnswer,
                     "PayloadSize " + std::to_string(payloadBytes) + " is no size of an image");
     setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
-    setup.canResend = current->canResend;
+    setup.canResend = connection.canResend;
     setup.extendedIds = false;
     // Cameras of the standard's first version do not have the register.
     std::uint32_t cameraPort = 0;
     if (channel.readRegister(Gvcp::Register::kStreamSourcePort, cameraPort))
         setup.cameraPort = static_cast<std::uint16_t>(cameraPort);
     return channel.writeRegister(Gvcp::Register::kStreamDestination,
-                                 current->location.via.address.value) &&
+                                 connection.location.via.address.value) &&
            channel.writeRegister(Gvcp::Register::kStreamPort, hostPort);
 }
 
 void GigeCamera::closeStreamChannel() {
     const KeepLastError quiet;
     const auto current = onlineConnection();
-    if (!current) return;
+    if (!current || !current->streamOpen.exchange(false)) return;
     [[maybe_unused]] const bool closed =
         current->channel->writeRegister(Gvcp::Register::kStreamPort, 0);
 }

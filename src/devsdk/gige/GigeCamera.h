@@ -8,6 +8,7 @@
 #include "NodeMap.h"
 #include "VordaGenICam.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -81,17 +82,22 @@ class GigeCamera final : public GenICam::ICamera,
     void requestResend(const ResendRequest& request) override;
 
  private:
-    /** A control connection and what was learnt through it; constant once made. */
+    /** A control connection and what was learnt through it; constant once made, but for the flag.
+     */
     struct Connection {
         CameraLocation location;
         std::shared_ptr<ControlChannel> channel;
         std::string description;
         std::unique_ptr<NodeMap> nodes;
         bool canResend = false;
+        std::atomic<bool> streamOpen{false};  ///< the stream channel is in use
     };
 
     [[nodiscard]] std::shared_ptr<Connection> makeConnection();
     [[nodiscard]] bool learn(Connection& connection) const;
+    [[nodiscard]] static bool setUpStream(const Connection& connection, std::uint16_t hostPort,
+                                          StreamSetup& setup);
+    void reportLoss();
     [[nodiscard]] std::shared_ptr<Connection> connection() const;
     /** The connection while it is online; else empty, with the last error. */
     [[nodiscard]] std::shared_ptr<Connection> onlineConnection() const;

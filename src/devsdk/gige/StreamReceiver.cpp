@@ -26,7 +26,7 @@ constexpr unsigned kBatch = 32;
 /** The kernel may hand over several packets of one sender as one datagram of up to 64 KiB. */
 constexpr std::size_t kLargestDatagram = 65536;
 /** Not a power of two, so that the datagrams of a batch do not share cache sets. */
-constexpr std::size_t kDatagramStride = kLargestDatagram + 33 * 64;
+constexpr std::size_t kDatagramStride = kLargestDatagram + std::size_t{33} * 64;
 
 /** A frame twice over, and as much again for the kernel's own overhead, which it counts too. */
 constexpr std::uint64_t kReceiveBufferPerPayload = 4;
