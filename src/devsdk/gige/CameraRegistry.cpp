@@ -43,8 +43,7 @@ std::vector<std::shared_ptr<GigeCamera>> CameraRegistry::update(
             auto& entry = cameras_[identityOf(each.device)];
             auto camera = entry.lock();
             if (!camera) {
-                const bool needsMac =
-                    each.device.serial.empty() || taken.contains(namedKey(each));
+                const bool needsMac = each.device.serial.empty() || taken.contains(namedKey(each));
                 camera = std::make_shared<GigeCamera>(
                     each, needsMac ? each.device.mac.text() : namedKey(each));
                 entry = camera;

@@ -27,7 +27,6 @@ class Category {
 
 namespace {
 
-
 constexpr const char* kLibraryLogger = "kestro";
 constexpr const char* kDeviceLogger = "kestro.device";
 
