@@ -40,7 +40,7 @@ std::string lastErrorText();
 #define KESTRO_LOG_WARNING(...) KESTRO_LOG_AT(::VXlog4cpp::kWarning, __VA_ARGS__)
 #define KESTRO_LOG_DEBUG(...) KESTRO_LOG_AT(::VXlog4cpp::kDebug, __VA_ARGS__)
 
-/** True when trace lines are written. Asked twice, as loggers that count their questions expect. */
+/** True when trace lines are written: the logger is asked twice, and both answers must be yes. */
 #define KESTRO_TRACE_ENABLED()                                                \
     (::VXlog4cpp::CVxLog::isLevelEnabled(::VXlog4cpp::CVxLog::Logger_vxsdk(), \
                                          ::VXlog4cpp::kTrace) &&              \
