@@ -13,15 +13,8 @@
 #define RAPIDJSON_NAMESPACE kestro_rapidjson
 #define RAPIDJSON_NAMESPACE_BEGIN namespace kestro_rapidjson {
 #define RAPIDJSON_NAMESPACE_END }
-// Its empty stack adds an offset to a null pointer, which clang's sanitizer takes amiss.
-#ifdef __clang__
-#pragma clang attribute push(__attribute__((no_sanitize("pointer-overflow"))), apply_to = function)
-#endif
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
-#ifdef __clang__
-#pragma clang attribute pop
-#endif
 
 namespace kestro::decode {
 
