@@ -21,6 +21,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -458,6 +459,9 @@ TEST_F(StreamSource, AFailedStartLeavesNothingBehind) {
     camera->failStart = true;
     failsWith(Error::refused, "start refused");
     camera->failStart = false;
+    camera->onStart = [] { throw std::bad_alloc(); };
+    failsWith(Error::system, "start of the stream");
+    camera->onStart = nullptr;
     camera->host = 0xc0000201;  // 192.0.2.1, which no machine has
     failsWith(Error::notReachable, "192.0.2.1");
     camera->host = 0x7f000001;

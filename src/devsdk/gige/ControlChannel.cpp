@@ -133,6 +133,7 @@ class ControlChannel::Core {
     [[nodiscard]] bool holdsControl(Answer& answer, int attempts);
     [[nodiscard]] bool mayStillControl();
     [[nodiscard]] bool hasGivenUsUp();
+    [[nodiscard]] bool meansLoss(const Answer& failure);
     [[nodiscard]] bool failedBecause(const Request& request, const Answer& answer) const;
     [[nodiscard]] bool failDenied();
     void chooseHeartbeat();
@@ -239,18 +240,21 @@ bool ControlChannel::Core::transact(Request request, Answer& answer) {
             return fail(Error::connectionLost, "the connection to the camera is lost");
         exchange(request, kAttempts, answer);
         if (answer.isSuccess()) return true;
-        // The failure may be the request's own: the connection is lost only if the camera no longer
-        // answers a plain question either, or no longer takes our orders.
-        if (controlled_ && answer.outcome != Outcome::stopped) {
-            Answer probe;
-            const bool answered = answer.outcome == Outcome::answered;
-            if (answered
-                    ? answer.status == Gvcp::kStatusAccessDenied && hasGivenUsUp()
-                    : !holdsControl(probe, kProbeAttempts) && probe.outcome != Outcome::stopped)
-                lose();
-        }
+        if (meansLoss(answer)) lose();
     }
     return failedBecause(request, answer);
+}
+
+/**
+ * A failure may be the request's own: the connection is lost only if the camera no longer answers a
+ * plain question either, or no longer takes our orders.
+ */
+bool ControlChannel::Core::meansLoss(const Answer& failure) {
+    if (!controlled_ || failure.outcome == Outcome::stopped) return false;
+    if (failure.outcome == Outcome::answered)
+        return failure.status == Gvcp::kStatusAccessDenied && hasGivenUsUp();
+    Answer probe;
+    return !holdsControl(probe, kProbeAttempts) && probe.outcome != Outcome::stopped;
 }
 
 bool ControlChannel::Core::failedBecause(const Request& request, const Answer& answer) const {
@@ -289,8 +293,10 @@ bool ControlChannel::Core::mayStillControl() {
     return answer.isSuccess() || answer.outcome == Outcome::stopped;
 }
 
-/** Asked when an order was denied. A question comes first: taking the control again would hide that
- * the camera gave us up, and our stream with it. */
+/**
+ * Asked when an order was denied. A question comes first: taking the control again would hide that
+ * the camera gave us up, and our stream with it.
+ */
 bool ControlChannel::Core::hasGivenUsUp() {
     Answer answer;
     if (holdsControl(answer, kAttempts)) return !mayStillControl();

@@ -49,7 +49,7 @@ class StreamSource final : public GenICam::IStreamSource {
 
     [[nodiscard]] bool start(std::uint64_t maxImages);
     [[nodiscard]] bool startReceiver(const StreamSetup& setup, std::uint64_t maxImages);
-    void abandonDelivery();
+    void undoStart();
     [[nodiscard]] bool preparePool(std::uint32_t payloadBytes);
     [[nodiscard]] bool stop();
     [[nodiscard]] bool beginStop();
@@ -68,6 +68,7 @@ class StreamSource final : public GenICam::IStreamSource {
     // Used only by the thread that starts or stops.
     std::shared_ptr<BufferPool> pool_;
     std::unique_ptr<StreamReceiver> receiver_;
+    bool channelOpen_ = false;  ///< ours to close
 };
 
 StreamSource::~StreamSource() {
@@ -88,9 +89,9 @@ bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
     try {
         started = start(maxImages);
     } catch (const std::exception& error) {
-        receiver_.reset();
         setLastError(Error::system, std::string("start of the stream: ") + error.what());
     }
+    if (!started) undoStart();
     setState(started ? State::grabbing : State::stopped);
     return started;
 }
@@ -100,15 +101,8 @@ bool StreamSource::start(std::uint64_t maxImages) {
     counters_->reset();
     receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
     StreamSetup setup;
-    const bool opened = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
-    if (opened && startReceiver(setup, maxImages)) {
-        if (link_->startAcquisition()) return true;
-        abandonDelivery();
-    }
-    const KeepLastError kept;
-    if (opened) link_->closeStreamChannel();
-    receiver_.reset();
-    return false;
+    channelOpen_ = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
+    return channelOpen_ && startReceiver(setup, maxImages) && link_->startAcquisition();
 }
 
 bool StreamSource::startReceiver(const StreamSetup& setup, std::uint64_t maxImages) {
@@ -118,17 +112,17 @@ bool StreamSource::startReceiver(const StreamSetup& setup, std::uint64_t maxImag
     } catch (const std::exception& error) {
         return fail(Error::system, std::string("frame delivery: ") + error.what());
     }
-    if (receiver_->start(setup, pool_)) return true;
-    abandonDelivery();
-    return false;
+    return receiver_->start(setup, pool_);
 }
 
 /** A camera may send before it says that it will not: a handler may run, and stop this stream. */
-void StreamSource::abandonDelivery() {
+void StreamSource::undoStart() {
     const KeepLastError kept;
     setState(State::stopping);  // such a handler must not wait for the start, which waits for it
     delivery_->close();
     delivery_->join();
+    if (std::exchange(channelOpen_, false)) link_->closeStreamChannel();
+    receiver_.reset();
 }
 
 bool StreamSource::preparePool(std::uint32_t payloadBytes) {
@@ -167,6 +161,7 @@ bool StreamSource::stop() {
     if (!stopped && !link_->isOnline()) stopped = true;  // a camera that is gone sends nothing
     {
         const KeepLastError kept;
+        channelOpen_ = false;
         link_->closeStreamChannel();
         receiver_->stop();
         receiver_.reset();
