@@ -46,6 +46,11 @@ inline constexpr std::uint32_t kStreamConfiguration = 0x0960;
 inline constexpr std::uint32_t kControlPrivilege = 0x0a00;
 inline constexpr std::uint32_t kPrimaryPort = 0x0a04;
 inline constexpr std::uint32_t kPrimaryIp = 0x0a14;
+inline constexpr std::uint32_t kMessagePort = 0x0b00;
+inline constexpr std::uint32_t kMessageDestination = 0x0b10;
+inline constexpr std::uint32_t kMessageTimeout = 0x0b14;  ///< ms for an acknowledge
+inline constexpr std::uint32_t kMessageRetries = 0x0b18;
+inline constexpr std::uint32_t kMessageSourcePort = 0x0b1c;
 inline constexpr std::uint32_t kStreamPort = 0x0d00;
 inline constexpr std::uint32_t kStreamPacketSize = 0x0d04;
 inline constexpr std::uint32_t kStreamPacketDelay = 0x0d08;
@@ -76,7 +81,17 @@ inline constexpr std::uint32_t kTriggerSoftware = 0x1004c;
 inline constexpr std::uint32_t kResultFormat = 0x10050;
 inline constexpr std::uint32_t kTransportLocked = 0x10054;
 inline constexpr std::uint32_t kFramesSent = 0x10058;
+// Chunk control: 4 chunks (barcodes, QR codes, pipeline, scaling), 4 bytes each; 1 is on.
+inline constexpr std::uint32_t kChunkSelector = 0x10200;
+inline constexpr std::uint32_t kChunkEnable = 0x10210;
+// Event control: 4 events (acquisition start, end, frame trigger, reading done), 4 bytes each.
+inline constexpr std::uint32_t kEventSelector = 0x10240;
+inline constexpr std::uint32_t kEventNotification = 0x10250;
 inline constexpr std::uint32_t kFeaturesEnd = 0x11000;
+
+// Of the chunks and events, in the order of their selectors.
+inline constexpr std::uint32_t kChunkIds[4] = {0x80000000, 0x80000001, 0x80000003, 0x80000006};
+inline constexpr std::uint16_t kEventIds[4] = {0x9001, 0x9002, 0x9003, 0x9004};
 
 inline constexpr std::uint32_t kDescription = 0x100000;  ///< the GenICam text
 

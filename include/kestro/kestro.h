@@ -8,6 +8,7 @@
 #include <kestro/DeviceInfo.h>
 #include <kestro/Frame.h>
 #include <kestro/InterfaceInfo.h>
+#include <kestro/Parameter.h>
 #include <kestro/Result.h>
 #include <kestro/System.h>
 

@@ -206,6 +206,109 @@ class IEventSubscribe {
     virtual bool setEventQueueSize(std::uint32_t count) = 0;
 };
 
+/**
+ * One feature of a camera's GenICam description, by name. A node keeps no value: every operation
+ * asks the camera. It is not valid when the camera has no such feature or is not connected; then
+ * questions get the neutral answer and everything else false.
+ */
+class CInternalParameterNode {
+ public:
+    enum EFeatureType : std::uint32_t {
+        kFeatureUnknown = 0,
+        kFeatureInt = 0x10000000,
+        kFeatureFloat = 0x20000000,
+        kFeatureEnum = 0x30000000,
+        kFeatureBool = 0x40000000,
+        kFeatureString = 0x50000000,
+        kFeatureCommand = 0x60000000,
+        kFeatureGroup = 0x70000000,
+        kFeatureRegister = 0x80000000  ///< bytes without a meaning of their own
+    };
+    /** GenICam's levels of visibility. */
+    enum EFeatureVisibility : std::uint32_t {
+        kVisibilityBeginner = 0,
+        kVisibilityExpert = 1,
+        kVisibilityGuru = 2,
+        kVisibilityInvisible = 3,
+        kVisibilityUnknown = 255
+    };
+    /** An entry of an enumeration; both texts end in a NUL, longer ones are cut. */
+    struct SEnumEntry {
+        std::uint64_t value;
+        char symbol[64];
+        char description[256];
+    };
+    class Impl;
+
+    CInternalParameterNode(const TSharedPtr<ICamera>& camera, const CString& name);
+    ~CInternalParameterNode();
+    CInternalParameterNode(const CInternalParameterNode&) = delete;
+    CInternalParameterNode& operator=(const CInternalParameterNode&) = delete;
+
+    bool isValid() const;
+    bool isAvailable() const;
+    bool isReadable() const;
+    bool isWriteable() const;
+    EFeatureType getType() const;
+    EFeatureVisibility getVisibility() const;
+    CString getName() const;
+
+    bool getIntValue(std::int64_t& value) const;
+    bool setIntValue(std::int64_t value);
+    bool getIntMaxMin(std::int64_t& max, std::int64_t& min) const;
+    bool getIntIncrement(std::int64_t& increment) const;
+    bool getFloatValue(double& value) const;
+    bool setFloatValue(double value);
+    bool getFloatMaxMin(double& max, double& min) const;
+    bool getUnit(CString& unit) const;
+    bool getBoolValue(bool& value) const;
+    bool setBoolValue(bool value);
+    bool getStringValue(CString& value) const;
+    bool setStringValue(const CString& value);
+    /** Bytes, a terminating NUL not counted. */
+    bool getMaxStringLen(std::uint32_t& length) const;
+    bool getEnumValue(std::uint64_t& value) const;
+    bool setEnumValue(std::uint64_t value);
+    bool setEnumValueBySymbol(const CString& symbol);
+    /** The entries that the camera has, in the order of the description. */
+    bool getEnumEntry(TVector<SEnumEntry>& entries) const;
+    /** Executes a command; does not wait for its completion. */
+    bool execute();
+    /** The features of a category, in the order of the description. */
+    bool getChildren(TVector<TSharedPtr<CInternalParameterNode>>& children) const;
+    /** The features that select this one. */
+    bool getSelectorsName(TVector<CString>& names) const;
+
+ private:
+    std::unique_ptr<Impl> impl_;
+};
+static_assert(sizeof(CInternalParameterNode::SEnumEntry) == 328,
+              "the record's layout is part of the interface");
+
+/** The registers and the memory of a connected camera, by address. */
+class IAssistant {
+ public:
+    virtual ~IAssistant() = default;
+    /**
+     * Reads a register of 4 bytes. `value` gets its bytes as they lie in the camera, the first one
+     * lowest: a register that holds 0x12345678 in network order gives 0x78563412. `length` gets
+     * their number.
+     */
+    virtual bool readReg(std::uint64_t address, std::int64_t& value, std::uint32_t& length) = 0;
+    /** Writes a register of `length` bytes, which is 4; the order is that of readReg(). */
+    virtual bool writeReg(std::uint64_t address, std::int64_t value, std::uint32_t& length) = 0;
+    /** Reads `length` bytes, at most 512; `length` gets how many came. */
+    virtual bool readMem(std::uint64_t address, void* buffer, std::uint32_t& length) = 0;
+    /** Writes `length` bytes, at most 512; `length` gets how many were written. */
+    virtual bool writeMem(std::uint64_t address, const void* buffer, std::uint32_t& length) = 0;
+};
+
+class CInternalAssistantEx {
+ public:
+    /** Empty when `camera` is, or when it is of another kind. It need not be connected yet. */
+    static TSharedPtr<IAssistant> getInstance(const TSharedPtr<ICamera>& camera);
+};
+
 /** The process-wide device SDK. */
 class CSystem {
  public:

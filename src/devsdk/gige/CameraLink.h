@@ -4,9 +4,12 @@
 #include "Ipv4.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace Vorda::Gige {
+
+class PayloadLayout;
 
 /** A range of missing packets of one block, to be sent again. */
 struct ResendRequest {
@@ -23,6 +26,8 @@ struct StreamSetup {
     bool canResend = false;          ///< the camera announces packet resend
     bool extendedIds = false;        ///< the camera was switched to 64-bit block ids
     std::uint16_t cameraPort = 0;    ///< SCSP: the port the stream comes from; 0 is not known
+    /** Where the features lie in the chunks of a frame; empty: nowhere. */
+    std::shared_ptr<const PayloadLayout> layout = nullptr;
 };
 
 /**

@@ -2,6 +2,7 @@
 #include "GigeCamera.h"
 
 #include "Description.h"
+#include "DeviceConfig.h"
 #include "DeviceLog.h"
 #include "FileWriter.h"
 #include "Gvcp.h"
@@ -49,14 +50,6 @@ int permissionOf(std::uint32_t privilege) {
     return (privilege & Gvcp::kPrivilegeSwitchover) != 0 ? kControlSwitchover : kControl;
 }
 
-/** Tells the camera to refuse changes that a running stream would not survive, where it can. */
-void lockTransport(NodeMap& nodes, bool isLocked) {
-    constexpr const char* kTransportLock = "TLParamsLocked";
-    if (!nodes.has(kTransportLock)) return;
-    // A camera whose lock fails streams all the same; one that is gone fails the next step.
-    [[maybe_unused]] const bool done = nodes.setInteger(kTransportLock, isLocked ? 1 : 0);
-}
-
 }  // namespace
 
 bool CameraLocation::isValid() const {
@@ -73,7 +66,16 @@ GigeCamera::GigeCamera(const FoundDevice& found, std::string key)
     : texts_(found.device), key_(std::move(key)), location_(locationOf(found)) {}
 
 GigeCamera::~GigeCamera() {
-    if (const auto last = exchangeConnection(nullptr)) last->channel->close();
+    if (const auto last = exchangeConnection(nullptr)) last->close();
+}
+
+void GigeCamera::Connection::close() {
+    const KeepLastError kept;
+    if (messages) messages->close(*channel);
+    if (poller) poller->requestStop();
+    channel->close();
+    if (poller) poller->finish();
+    messages.reset();
 }
 
 std::shared_ptr<GigeCamera> GigeCamera::from(const std::shared_ptr<GenICam::ICamera>& camera) {
@@ -122,7 +124,7 @@ bool GigeCamera::connect(int access) {
         return fail(Error::notSupported, "cameras are connected with control access (2) only");
     const std::lock_guard lock(connectMutex_);
     if (isOnline()) return true;
-    if (const auto lost = exchangeConnection(nullptr)) lost->channel->close();
+    if (const auto lost = exchangeConnection(nullptr)) lost->close();
     auto made = makeConnection();
     if (!made) return false;
     const std::lock_guard stored(mutex_);
@@ -142,9 +144,8 @@ std::shared_ptr<GigeCamera::Connection> GigeCamera::makeConnection() {
     const auto onLost = [self = weak_from_this()] {
         if (const auto camera = self.lock()) camera->reportLoss();
     };
-    if (made->channel->takeControl(onLost) && learn(*made)) return made;
-    const KeepLastError why;
-    made->channel->close();
+    if (made->channel->takeControl(onLost) && learn(made)) return made;
+    made->close();
     return nullptr;
 }
 
@@ -153,20 +154,61 @@ void GigeCamera::reportLoss() {
     events_.postConnection(false);
 }
 
-bool GigeCamera::learn(Connection& connection) const {
+bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
+    ControlChannel& channel = *connection->channel;
     std::uint32_t capability = 0;
-    if (!connection.channel->readRegister(Gvcp::Register::kCapability, capability)) return false;
-    connection.canResend = (capability & Gvcp::kCapabilityResend) != 0;
-    auto description = downloadDescription(*connection.channel);
+    if (!channel.readRegister(Gvcp::Register::kCapability, capability)) return false;
+    connection->canResend = (capability & Gvcp::kCapabilityResend) != 0;
+    auto description = downloadDescription(channel);
     if (!description) return false;
-    connection.description = std::move(*description);
-    connection.nodes = NodeMap::make(connection.channel, connection.description);
-    return connection.nodes != nullptr;
+    connection->description = std::move(*description);
+    connection->layout = std::make_shared<PayloadLayout>(connection->description);
+    connection->features = makeFeatures(connection);
+    if (!connection->features) return false;
+    const auto onEvent = [self = weak_from_this()](const std::vector<std::string>& names) {
+        if (const auto camera = self.lock()) camera->postUpdates(names);
+    };
+    connection->poller = std::make_unique<FeaturePoller>(onEvent);
+    connection->messages = MessageChannel::open(
+        channel, {connection->location.via.address, connection->location.address,
+                  connection->layout, connection->eventData, onEvent});
+    return connection->messages != nullptr;
+}
+
+std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connection>& connection) {
+    FeatureSources sources;
+    sources.camera = connection->channel;
+    sources.description = connection->description;
+    sources.layout = connection->layout;
+    sources.events = connection->eventData;
+    sources.stream = streamCounters_;
+    sources.onChanged = [self = weak_from_this()](const std::vector<std::string>& names) {
+        if (const auto camera = self.lock()) camera->postUpdates(names);
+    };
+    sources.onListed = [kept = std::weak_ptr<Connection>(connection)] {
+        const auto listed = kept.lock();
+        if (listed && listed->poller) listed->poller->start(listed->features);
+    };
+    return Features::make(std::move(sources));
+}
+
+void GigeCamera::postUpdates(const std::vector<std::string>& names) {
+    events_.postUpdates({names.begin(), names.end()});
+}
+
+std::shared_ptr<Features> GigeCamera::features() const {
+    const auto current = onlineConnection();
+    return current ? current->features : nullptr;
+}
+
+std::shared_ptr<RegisterPort> GigeCamera::registers() const {
+    const auto current = onlineConnection();
+    return current ? current->channel : nullptr;
 }
 
 bool GigeCamera::disConnect() {
     const std::lock_guard lock(connectMutex_);
-    if (const auto last = exchangeConnection(nullptr)) last->channel->close();
+    if (const auto last = exchangeConnection(nullptr)) last->close();
     return true;
 }
 
@@ -178,14 +220,24 @@ bool GigeCamera::downloadGenICamXML(const char* path) {
     return writeFile(path, current->description);
 }
 
-int GigeCamera::saveDeviceConfig(const char*) {
-    setLastError(Error::notSupported, "configuration files are not supported yet");
-    return static_cast<int>(Error::notSupported);
+int GigeCamera::saveDeviceConfig(const char* path) {
+    const auto all = features();
+    if (all && saveConfiguration(*all, key_, path ? path : "")) return 0;
+    return Infra::getLastError();
 }
 
-int GigeCamera::loadDeviceConfig(const char*, Infra::CString&) {
-    setLastError(Error::notSupported, "configuration files are not supported yet");
-    return static_cast<int>(Error::notSupported);
+int GigeCamera::loadDeviceConfig(const char* path, Infra::CString& errors) {
+    std::vector<std::string> refusals;
+    const auto all = features();
+    if (all && loadConfiguration(*all, path ? path : "", refusals)) return 0;
+    std::string lines;
+    for (const std::string& refusal : refusals) {
+        GIGE_LOG(kWarning, "the camera does not take a setting, key=[%s]: %s", getKey(),
+                 refusal.c_str());
+        lines += refusal + "\n";
+    }
+    errors = Infra::CString(std::move(lines));
+    return Infra::getLastError();
 }
 
 bool GigeCamera::forceIpAddress(const char* ip, const char* mask, const char* gateway) {
@@ -268,12 +320,13 @@ bool GigeCamera::setUpStream(const Connection& connection, std::uint16_t hostPor
             return false;
     }
     std::int64_t payloadBytes = 0;
-    if (!connection.nodes->getInteger("PayloadSize", payloadBytes)) return false;
+    if (!connection.features->getInteger("PayloadSize", payloadBytes)) return false;
     if (payloadBytes <= 0 || payloadBytes > std::numeric_limits<std::uint32_t>::max())
         return fail(Error::badAnswer,
                     "PayloadSize " + std::to_string(payloadBytes) + " is no size of an image");
     setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
     setup.canResend = connection.canResend;
+    setup.layout = connection.layout;
     setup.extendedIds = false;
     // Cameras of the standard's first version do not have the register.
     std::uint32_t cameraPort = 0;
@@ -295,19 +348,19 @@ void GigeCamera::closeStreamChannel() {
 bool GigeCamera::startAcquisition() {
     const auto current = onlineConnection();
     if (!current) return false;
-    lockTransport(*current->nodes, true);
-    if (current->nodes->execute("AcquisitionStart")) return true;
+    current->features->lockTransport(true);
+    if (current->features->execute("AcquisitionStart")) return true;
     const KeepLastError why;
-    lockTransport(*current->nodes, false);
+    current->features->lockTransport(false);
     return false;
 }
 
 bool GigeCamera::stopAcquisition() {
     const auto current = onlineConnection();
     if (!current) return false;
-    const bool stopped = current->nodes->execute("AcquisitionStop");
+    const bool stopped = current->features->execute("AcquisitionStop");
     const KeepLastError why;
-    lockTransport(*current->nodes, false);
+    current->features->lockTransport(false);
     return stopped;
 }
 

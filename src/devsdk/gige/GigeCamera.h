@@ -4,14 +4,20 @@
 #include "CameraLink.h"
 #include "ControlChannel.h"
 #include "Discovery.h"
+#include "EventData.h"
 #include "EventDispatcher.h"
-#include "NodeMap.h"
+#include "FeaturePoller.h"
+#include "Features.h"
+#include "MessageChannel.h"
+#include "PayloadLayout.h"
+#include "StreamCounters.h"
 #include "VordaGenICam.h"
 
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace Vorda::Gige {
 
@@ -52,6 +58,14 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] bool forceIpAddress(const char* ip, const char* mask, const char* gateway);
     [[nodiscard]] int accessPermission() const;
     [[nodiscard]] EventDispatcher& events() { return events_; }
+    /** The features while the camera is online; else empty, with the last error. */
+    [[nodiscard]] std::shared_ptr<Features> features() const;
+    /** The registers while the camera is online; else empty, with the last error. */
+    [[nodiscard]] std::shared_ptr<RegisterPort> registers() const;
+    /** Of the camera's latest stream; they outlive it. */
+    [[nodiscard]] const std::shared_ptr<StreamCounters>& streamCounters() const {
+        return streamCounters_;
+    }
 
     // ICamera
     int getType() const override { return 0; }
@@ -88,13 +102,23 @@ class GigeCamera final : public GenICam::ICamera,
         CameraLocation location;
         std::shared_ptr<ControlChannel> channel;
         std::string description;
-        std::unique_ptr<NodeMap> nodes;
+        std::shared_ptr<const PayloadLayout> layout;
+        std::shared_ptr<EventData> eventData = std::make_shared<EventData>();
+        std::shared_ptr<Features> features;
+        std::unique_ptr<MessageChannel> messages;
+        std::unique_ptr<FeaturePoller> poller;
         bool canResend = false;
         std::atomic<bool> streamOpen{false};  ///< the stream channel is in use
+
+        /** Ends its threads and gives the control back. */
+        void close();
     };
 
     [[nodiscard]] std::shared_ptr<Connection> makeConnection();
-    [[nodiscard]] bool learn(Connection& connection) const;
+    [[nodiscard]] bool learn(const std::shared_ptr<Connection>& connection);
+    [[nodiscard]] std::shared_ptr<Features> makeFeatures(
+        const std::shared_ptr<Connection>& connection);
+    void postUpdates(const std::vector<std::string>& names);
     [[nodiscard]] static bool setUpStream(const Connection& connection, std::uint16_t hostPort,
                                           StreamSetup& setup);
     void reportLoss();
@@ -105,6 +129,7 @@ class GigeCamera final : public GenICam::ICamera,
 
     const Gvcp::Announcement texts_;  ///< its addresses are those of the first answer
     const std::string key_;
+    const std::shared_ptr<StreamCounters> streamCounters_ = std::make_shared<StreamCounters>();
     EventDispatcher events_;
 
     std::mutex connectMutex_;   // connecting and disconnecting, one at a time

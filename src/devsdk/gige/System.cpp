@@ -53,7 +53,8 @@ TSharedPtr<IStreamSource> CSystem::createStreamSource(const TSharedPtr<ICamera>&
         Gige::setLastError(Error::notConnected, "the camera is not connected");
         return nullptr;
     }
-    return Gige::makeStreamSource(std::move(ours));
+    const auto counters = ours->streamCounters();
+    return Gige::makeStreamSource(std::move(ours), counters);
 }
 
 TSharedPtr<IEventSubscribe> CSystem::createEventSubscribe(const TSharedPtr<ICamera>& camera) {

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef KESTRO_PARAMETER_H
+#define KESTRO_PARAMETER_H
+
+#include <kestro/Export.h>
+#include <kestro/Result.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kestro {
+
+class Camera;
+class ParameterImpl;
+
+/** What kind of feature it is, and so which class serves it. */
+enum class ParameterType : std::uint32_t {
+    Unknown = 0,  ///< the camera has no such feature, or of a kind that is not served
+    Int = 1,      ///< ParameterInt
+    Float = 2,    ///< ParameterFloat
+    Enum = 3,     ///< ParameterEnum
+    Bool = 4,     ///< ParameterBool
+    String = 5,   ///< ParameterString
+    Command = 6,  ///< ParameterCommand
+    Group = 7     ///< ParameterGroup
+};
+
+/** For whom a feature is meant: GenICam's levels. */
+enum class ParameterVisibility : std::uint32_t {
+    Beginner = 0,
+    Expert = 1,
+    Guru = 2,
+    Invisible = 3,
+    Unknown = 255  ///< the camera has no such feature
+};
+
+/**
+ * A feature of a camera by name: a light handle that holds no value.
+ *
+ * Every operation asks the camera anew, one call of the device SDK each. A handle may outlive the
+ * connection: questions then get the neutral answer, and everything else fails with 2.
+ *
+ * Threads: any; operations on one camera's features wait for each other.
+ * Errors: an operation that returns a Result gives 2 when the camera or the checks made before a
+ * write refuse, and writes one log line that says why. What a failed operation leaves in its
+ * outputs is not to be used. Nothing throws but std::bad_alloc.
+ */
+class KESTRO_API Parameter {
+ public:
+    /**
+     * Any feature, whatever its kind. Camera::getParameter() makes the class that fits the kind.
+     *
+     * @param name  copied; null is the empty name, which no camera has.
+     */
+    Parameter(const std::shared_ptr<Camera>& camera, const char* name);
+    Parameter(const Parameter&) = delete;
+    Parameter& operator=(const Parameter&) = delete;
+    virtual ~Parameter();
+
+    /** True when the camera is connected and has the feature. */
+    virtual bool isValid() const;
+    /** The name as given; valid as long as this object. */
+    const char* getName() const;
+    ParameterType getType() const;
+    ParameterVisibility getVisibility() const;
+    /**
+     * Bit 0 (1) available, bit 1 (2) readable, bit 2 (4) writable, as the camera is at this moment.
+     * 0 for a feature that is not available, whatever it would be otherwise.
+     */
+    unsigned getAccessibility() const;
+    bool isAvailable() const;
+    bool isReadable() const;
+    bool isWritable() const;
+    /** Appends the names of the features whose values choose what this one stands for. */
+    Result getSelectors(std::vector<std::string>& names) const;
+
+ protected:
+    /** Takes the implementation over. */
+    explicit Parameter(ParameterImpl* impl);
+
+    ParameterImpl* impl;
+};
+
+/** A whole number. */
+class KESTRO_API ParameterInt : public Parameter {
+ public:
+    ParameterInt(const std::shared_ptr<Camera>& camera, const char* name);
+
+    Result getValue(std::int64_t& value) const;
+    /** Refused when out of range, off the increment, locked or not writable: nothing is written. */
+    Result setValue(std::int64_t value);
+    /** The limits at this moment; they may depend on other features. */
+    Result getRange(std::int64_t& min, std::int64_t& max) const;
+    /** Values are `min` plus a multiple of it; at least 1. */
+    Result getIncrement(std::int64_t& inc) const;
+};
+
+/** A floating-point number. */
+class KESTRO_API ParameterFloat : public Parameter {
+ public:
+    ParameterFloat(const std::shared_ptr<Camera>& camera, const char* name);
+
+    Result getValue(double& value) const;
+    /** Refused when out of range, not a number, locked or not writable: nothing is written. */
+    Result setValue(double value);
+    /** The limits at this moment; where the camera sets none, the largest doubles there are. */
+    Result getRange(double& min, double& max) const;
+    /** The unit in UTF-8, "us"; empty when the camera gives none. */
+    Result getUnit(std::string& unit) const;
+};
+
+/** One of a list of named values. */
+class KESTRO_API ParameterEnum : public Parameter {
+ public:
+    struct Entry {
+        std::uint64_t value;
+        std::string symbol;       ///< at most 63 bytes
+        std::string description;  ///< what the camera says of it, at most 255 bytes; may be empty
+    };
+
+    ParameterEnum(const std::shared_ptr<Camera>& camera, const char* name);
+
+    Result getValue(std::uint64_t& value) const;
+    /** The symbol of the current value. @return 0, 2, or 5 when no entry has the value. */
+    Result getValue(std::string& symbol) const;
+    Result setValue(std::uint64_t value);
+    Result setValue(const std::string& symbol);
+    /** Appends the entries, in the order of the camera's description. */
+    Result getEntryList(std::vector<Entry>& entries) const;
+};
+
+class KESTRO_API ParameterBool : public Parameter {
+ public:
+    ParameterBool(const std::shared_ptr<Camera>& camera, const char* name);
+
+    Result getValue(bool& value) const;
+    Result setValue(bool value);
+};
+
+class KESTRO_API ParameterString : public Parameter {
+ public:
+    ParameterString(const std::shared_ptr<Camera>& camera, const char* name);
+
+    Result getValue(std::string& value) const;
+    /** Refused when longer than getMaxLength(): nothing is written. */
+    Result setValue(const std::string& value);
+    /** The longest text in bytes. */
+    Result getMaxLength(unsigned& maxLen) const;
+};
+
+class KESTRO_API ParameterCommand : public Parameter {
+ public:
+    ParameterCommand(const std::shared_ptr<Camera>& camera, const char* name);
+
+    /** Starts the command; does not wait until the camera has carried it out. */
+    Result execute();
+};
+
+/** A category of features; "Root" holds them all. */
+class KESTRO_API ParameterGroup : public Parameter {
+ public:
+    ParameterGroup(const std::shared_ptr<Camera>& camera, const char* name);
+
+    /** Appends the names of what the group holds, in the order of the camera's description. */
+    Result getChildren(std::vector<std::string>& names);
+    /** Appends an object for each; one of a kind that is not served is left out (and logged). */
+    Result getChildren(std::vector<std::shared_ptr<Parameter>>& children);
+};
+
+/**
+ * A place in the camera's register and memory space, by address.
+ *
+ * @par Codes  0, 2 (the camera refused or did not answer; the text says with which status), 9 (not
+ * a camera that registers can be read from; nothing is logged).
+ */
+class KESTRO_API ParameterRegister : public Parameter {
+ public:
+    ParameterRegister(const std::shared_ptr<Camera>& camera, std::uint64_t address);
+
+    /** True when registers can be reached and the address is not 0. */
+    bool isValid() const override;
+    /** A register of 4 bytes, which holds its value in network byte order. */
+    Result getValue(int& value) const;
+    Result setValue(int value);
+    /**
+     * Memory as it lies in the camera, read in requests of 16 to 512 bytes. On failure, the bytes
+     * of the requests before it are there.
+     */
+    Result getValue(std::uint8_t* buffer, unsigned length) const;
+    /**
+     * Writes in requests of at most 512 bytes. The last is filled up with zeros to 16 bytes, which
+     * go over whatever follows there.
+     */
+    Result setValue(const std::uint8_t* buffer, unsigned length);
+};
+
+}  // namespace kestro
+
+#endif
