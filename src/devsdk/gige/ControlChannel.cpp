@@ -103,8 +103,12 @@ struct Block {
     }
 };
 
-bool failAddress() {
-    return fail(Error::invalidArgument, "the address is beyond the camera's 32-bit address space");
+bool failAddress(std::uint64_t address, std::size_t bytes) {
+    char where[64];
+    std::snprintf(where, sizeof where, "%zu bytes at 0x%llx", bytes,
+                  static_cast<unsigned long long>(address));
+    return fail(Error::invalidArgument,
+                std::string(where) + " are beyond the camera's 32-bit address space");
 }
 
 }  // namespace
@@ -413,7 +417,7 @@ std::shared_ptr<ControlChannel> ControlChannel::open(Ipv4 host, Ipv4 camera) {
 }
 
 bool ControlChannel::readRegister(std::uint64_t address, std::uint32_t& value) {
-    if (!inAddressSpace(address, kWordBytes)) return failAddress();
+    if (!inAddressSpace(address, kWordBytes)) return failAddress(address, kWordBytes);
     Answer answer;
     if (!core_->transact(readRegisterRequest(static_cast<std::uint32_t>(address)), answer))
         return false;
@@ -422,14 +426,14 @@ bool ControlChannel::readRegister(std::uint64_t address, std::uint32_t& value) {
 }
 
 bool ControlChannel::writeRegister(std::uint64_t address, std::uint32_t value) {
-    if (!inAddressSpace(address, kWordBytes)) return failAddress();
+    if (!inAddressSpace(address, kWordBytes)) return failAddress(address, kWordBytes);
     Answer answer;
     return core_->transact(writeRegisterRequest(static_cast<std::uint32_t>(address), value),
                            answer);
 }
 
 bool ControlChannel::readMemory(std::uint64_t address, std::span<std::uint8_t> data) {
-    if (!inAddressSpace(address, data.size())) return failAddress();
+    if (!inAddressSpace(address, data.size())) return failAddress(address, data.size());
     std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> buffer;
     while (!data.empty()) {
         const Block block(address, data.size());
@@ -443,7 +447,7 @@ bool ControlChannel::readMemory(std::uint64_t address, std::span<std::uint8_t> d
 }
 
 bool ControlChannel::writeMemory(std::uint64_t address, ByteView data) {
-    if (!inAddressSpace(address, data.size())) return failAddress();
+    if (!inAddressSpace(address, data.size())) return failAddress(address, data.size());
     std::array<std::uint8_t, Gvcp::kMemoryBlockBytes> buffer;
     while (!data.empty()) {
         const Block block(address, data.size());
