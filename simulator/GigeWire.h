@@ -45,6 +45,7 @@ enum class Status : std::uint16_t {
 enum class PacketFormat : std::uint8_t { leader = 1, trailer = 2, payload = 3 };
 
 inline constexpr std::uint16_t kPayloadTypeImage = 0x0001;
+inline constexpr std::uint16_t kPayloadTypeImageWithChunks = 0x4001;
 inline constexpr std::uint32_t kPixelFormatMono8 = 0x01080001;
 
 [[nodiscard]] inline std::uint16_t load16(const std::uint8_t* from) {

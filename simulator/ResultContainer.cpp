@@ -3,8 +3,8 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
-#include <cmath>
 
+#include "ResultWords.h"
 #include "Scene.h"
 
 namespace kestrosim {
@@ -88,28 +88,11 @@ void wrappedObject(JsonWriter& json, const std::string& name, Write writeMembers
     });
 }
 
-/** As measured, to a thousandth: a float's own digits would only show how it is stored. */
-double shortened(float pixelsPerModule) {
-    return std::round(static_cast<double>(pixelsPerModule) * 1000) / 1000;
-}
-
-std::string statusName(ReadStatus status) {
-    switch (status) {
-        case ReadStatus::complete:
-            return "Complete";
-        case ReadStatus::partial:
-            return "Partial";
-        case ReadStatus::noRead:
-            break;
-    }
-    return "NoRead";
-}
-
 void writeCode(JsonWriter& json, const SceneCode& code) {
     json.StartObject();
     wrappedText(json, "CodeType", code.type);
     wrappedText(json, "CodeData", code.text);
-    wrapped(json, "PPM", [&] { json.Double(shortened(code.pixelsPerModule)); });
+    wrapped(json, "PPM", [&] { json.Double(shortenedPixelsPerModule(code)); });
     for (std::size_t i = 0; i < code.corners.size(); ++i) {
         const std::string point = "Point" + std::to_string(i);
         wrappedInt(json, point + "_X", code.corners[i].x);
@@ -117,8 +100,6 @@ void writeCode(JsonWriter& json, const SceneCode& code) {
     }
     json.EndObject();
 }
-
-bool isMatrix(const SceneCode& code) { return code.type == "QR"; }
 
 /**
  * One reader's document. Status and time are the whole scene's in both: who takes both documents

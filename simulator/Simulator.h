@@ -9,8 +9,9 @@ namespace kestrosim {
 
 /** What the image payload holds; the camera's feature ResultFormat. */
 enum class ResultFormat : std::uint32_t {
-    none = 0,      ///< the plain Mono8 image
-    container = 1  ///< the "SMAT" container: image block and result block
+    none = 0,       ///< the plain Mono8 image
+    container = 1,  ///< the "SMAT" container: image block and result block
+    chunk = 2       ///< GenICam chunks: the image and the results that are switched on
 };
 
 /** A simulated camera as it is switched on. */

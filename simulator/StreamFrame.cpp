@@ -18,7 +18,10 @@ constexpr std::uint8_t kExtendedIdBit = 0x80;
 //   16 width32 | 20 height32 | 24 offset x32 | 28 offset y32 | 32 padding x16 | 34 padding y16
 constexpr std::size_t kLeaderBytes = 36;
 // Image trailer: 0 reserved16 | 2 payload type16 | 4 height32
+//   with chunks: 8 bytes of all chunks32 | 12 chunk layout32
 constexpr std::size_t kTrailerBytes = 8;
+constexpr std::size_t kChunkTrailerBytes = 16;
+constexpr std::uint32_t kUntoldLayout = 0;  // chunks are where their own trailers say
 
 std::size_t headerBytes(bool extendedIds) {
     return extendedIds ? kExtendedHeaderBytes : kHeaderBytes;
@@ -81,9 +84,13 @@ std::span<const std::uint8_t> StreamFrame::piece(std::uint32_t id) const {
     return bytes.subspan(offset, std::min(pieceBytes_, bytes.size() - offset));
 }
 
+std::uint16_t StreamFrame::payloadType() const {
+    return payload_.hasChunks ? kPayloadTypeImageWithChunks : kPayloadTypeImage;
+}
+
 void StreamFrame::addLeader(StreamPacket& packet) const {
     std::uint8_t* const to = packet.head.data() + packet.headBytes;
-    store16(to + 2, kPayloadTypeImage);
+    store16(to + 2, payloadType());
     store64(to + 4, payload_.timestamp);
     store32(to + 12, kPixelFormatMono8);
     store32(to + 16, payload_.width);
@@ -95,9 +102,12 @@ void StreamFrame::addLeader(StreamPacket& packet) const {
 
 void StreamFrame::addTrailer(StreamPacket& packet) const {
     std::uint8_t* const to = packet.head.data() + packet.headBytes;
-    store16(to + 2, kPayloadTypeImage);
+    store16(to + 2, payloadType());
     store32(to + 4, payload_.height);
-    packet.headBytes += kTrailerBytes;
+    packet.headBytes += payload_.hasChunks ? kChunkTrailerBytes : kTrailerBytes;
+    if (!payload_.hasChunks) return;
+    store32(to + 8, static_cast<std::uint32_t>(payload_.bytes->size()));
+    store32(to + 12, kUntoldLayout);
 }
 
 StreamPacket statusPacket(std::uint64_t blockId, std::uint32_t packetId, bool extendedIds,

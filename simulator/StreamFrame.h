@@ -21,6 +21,7 @@ struct FramePayload {
     std::uint32_t offsetX = 0;
     std::uint32_t offsetY = 0;
     std::uint64_t timestamp = 0;
+    bool hasChunks = false;  ///< the picture is the first of several chunks
 };
 
 /** The bytes of a packet: a head that is its own, and a piece of the payload behind it. */
@@ -48,6 +49,7 @@ class StreamFrame {
 
  private:
     [[nodiscard]] std::span<const std::uint8_t> piece(std::uint32_t id) const;
+    [[nodiscard]] std::uint16_t payloadType() const;
     void addLeader(StreamPacket& packet) const;
     void addTrailer(StreamPacket& packet) const;
 
