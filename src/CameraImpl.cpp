@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CameraImpl.h"
 
+#include <kestro/Parameter.h>
+
 #include "FrameImpl.h"
 #include "LogLine.h"
+#include "ResultCodes.h"
 
 #include <sched.h>
 
+#include <algorithm>
 #include <exception>
+#include <unordered_set>
+#include <vector>
 
 namespace kestro {
 
@@ -26,18 +32,13 @@ using Vorda::Memory::TSharedPtr;
 
 namespace {
 
-constexpr int kSdkFailure = 2;
-constexpr int kAlreadyGrabbing = 8;
-constexpr int kObjectAbsent = 9;
-constexpr int kSubnetMismatch = 22;
-
 constexpr int kGigECamera = 0;
 constexpr int kNetworkInterface = 0;
 constexpr int kControlAccess = 2;
 constexpr std::uint32_t kEventQueueSize = 8192;
 constexpr unsigned short kStreamChannel = 0;
 constexpr int kOnline = 1;
-constexpr int kUnknownParameterType = 0;
+constexpr char kRootGroup[] = "Root";
 
 const char* orEmpty(const char* text) { return text ? text : ""; }
 
@@ -50,6 +51,17 @@ std::string exceptionText() {
     } catch (...) {
         return "unknown exception";
     }
+}
+
+// The groups in a group, in its order; none when it cannot be listed, which is logged.
+std::vector<std::string> groupsIn(const std::shared_ptr<Camera>& camera, const std::string& name) {
+    std::vector<std::string> children;
+    ParameterGroup(camera, name.c_str()).getChildren(children);
+    const auto isOther = [&camera](const std::string& child) {
+        return Parameter(camera, child.c_str()).getType() != ParameterType::Group;
+    };
+    children.erase(std::remove_if(children.begin(), children.end(), isOther), children.end());
+    return children;
 }
 
 }  // namespace
@@ -91,7 +103,9 @@ Result CameraImpl::connect() {
         KESTRO_LOG_ERROR("camera connect failed. [%s]", lastErrorText().c_str());
         return kSdkFailure;
     }
-    eventSubscribe_.reset();  // of an earlier connection
+    // Of an earlier connection, which may have been lost and never ended.
+    eventSubscribe_.reset();
+    featureTreeWalked_ = false;
     eventSubscribe_ = CSystem::getInstance().createEventSubscribe(camera_);
     if (!eventSubscribe_) {
         KESTRO_LOG_ERROR("createEventSubscribe failed. [%s]", lastErrorText().c_str());
@@ -102,6 +116,8 @@ Result CameraImpl::connect() {
     eventSubscribe_->setEventQueueSize(kEventQueueSize);
     eventSubscribe_->subscribeParamsUpdate(paramsUpdateBinding());
     eventSubscribe_->subscribeConnectArgs(connectBinding());
+    if (paramUpdateCallback_.get()) walkFeatureTree();
+    connected_ = true;
     return 0;
 }
 
@@ -112,6 +128,8 @@ void CameraImpl::disconnect() {
         eventSubscribe_->unsubscribeParamsUpdate(paramsUpdateBinding());
     }
     if (!camera_->disConnect()) KESTRO_LOG_ERROR("disConnect device failed!");
+    featureTreeWalked_ = false;
+    connected_ = false;
 }
 
 bool CameraImpl::isConnected() const { return camera_->isConnected(); }
@@ -241,8 +259,27 @@ std::shared_ptr<InterfaceInfo> CameraImpl::getInterfaceInfo() {
 
 std::shared_ptr<Parameter> CameraImpl::getParameter(const char* name) {
     if (!name || !*name) return nullptr;
-    // No feature is served yet, so every name is of unknown type.
-    KESTRO_LOG_ERROR("error param type: [%d]", kUnknownParameterType);
+    const std::shared_ptr<Camera> self = shared_from_this();
+    const ParameterType type = Parameter(self, name).getType();
+    switch (type) {
+        case ParameterType::Int:
+            return std::make_shared<ParameterInt>(self, name);
+        case ParameterType::Float:
+            return std::make_shared<ParameterFloat>(self, name);
+        case ParameterType::Enum:
+            return std::make_shared<ParameterEnum>(self, name);
+        case ParameterType::Bool:
+            return std::make_shared<ParameterBool>(self, name);
+        case ParameterType::String:
+            return std::make_shared<ParameterString>(self, name);
+        case ParameterType::Command:
+            return std::make_shared<ParameterCommand>(self, name);
+        case ParameterType::Group:
+            return std::make_shared<ParameterGroup>(self, name);
+        case ParameterType::Unknown:
+            break;
+    }
+    KESTRO_LOG_ERROR("error param type: [%d]", static_cast<int>(type));
     return nullptr;
 }
 
@@ -309,8 +346,27 @@ Result CameraImpl::registerConnectCallback(std::function<void(const ConnectEvent
 
 Result CameraImpl::registerParamUpdateCallback(
     std::function<void(const ParamUpdateEventArg&)> callback) {
+    if (callback && connected_ && !featureTreeWalked_) walkFeatureTree();
     paramUpdateCallback_.set(std::move(callback));
     return 0;
+}
+
+// With a stack of its own: how deep the tree is, and whether it is one, is the camera's word.
+void CameraImpl::walkFeatureTree() {
+    try {
+        std::vector<std::string> pending{kRootGroup};
+        std::unordered_set<std::string> listed;
+        while (!pending.empty()) {
+            const std::string name = std::move(pending.back());
+            pending.pop_back();
+            if (!listed.insert(name).second) continue;
+            const std::vector<std::string> groups = groupsIn(shared_from_this(), name);
+            pending.insert(pending.end(), groups.rbegin(), groups.rend());  // the first one is next
+        }
+        featureTreeWalked_ = true;
+    } catch (...) {
+        KESTRO_LOG_ERROR("exception in feature tree walk. [%s]", exceptionText().c_str());
+    }
 }
 
 void CameraImpl::onFrameEvent(const CFrame& deviceFrame) {

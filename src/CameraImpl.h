@@ -5,6 +5,7 @@
 
 #include "VordaGenICam.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -106,6 +107,11 @@ class CameraImpl final : public Camera, public std::enable_shared_from_this<Came
     [[nodiscard]] bool hasFrameCallback() const;
     /** Attaches the frame handler to a stream, or detaches it where no callback is registered. */
     void bindFrames(Vorda::GenICam::IStreamSource& source);
+    /**
+     * Lists every group of the feature tree once, each before those in it. That tells the device
+     * SDK that somebody wants to know what changes. Never throws.
+     */
+    void walkFeatureTree();
 
     const std::string key_;
     const Vorda::Memory::TSharedPtr<Vorda::GenICam::ICamera> camera_;
@@ -115,8 +121,11 @@ class CameraImpl final : public Camera, public std::enable_shared_from_this<Came
     // at the same time.
     Vorda::Memory::TSharedPtr<Vorda::GenICam::IEventSubscribe> eventSubscribe_;
     mutable std::mutex streamMutex_;
+    // connect() succeeded and disconnect() has not been called since, whatever the link does.
+    std::atomic<bool> connected_{false};
     CallbackSlot<ConnectEventArg> connectCallback_;
     CallbackSlot<ParamUpdateEventArg> paramUpdateCallback_;
+    std::atomic<bool> featureTreeWalked_{false};
     CallbackSlot<std::shared_ptr<Frame>> frameCallback_;
 };
 

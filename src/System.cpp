@@ -3,6 +3,7 @@
 
 #include "CameraImpl.h"
 #include "LogLine.h"
+#include "ResultCodes.h"
 #include "VordaGenICam.h"
 
 #include <mutex>
@@ -21,7 +22,6 @@ namespace {
 
 constexpr const char* kVersion = "1.1.0.307039";
 constexpr const char* kLogConfigurationFile = "SDKLOG_default.properties";
-constexpr int kSdkFailure = 2;
 constexpr unsigned int kAllTypes = 0xFFFFFFFF;
 
 // Interface types 0 and 1 have the mask bits 0 and 1; other interfaces are never wanted.

@@ -80,7 +80,7 @@ class KESTRO_API Parameter {
     /** Takes the implementation over. */
     explicit Parameter(ParameterImpl* impl);
 
-    ParameterImpl* impl;
+    ParameterImpl* impl_;
 };
 
 /** A whole number. */

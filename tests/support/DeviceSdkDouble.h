@@ -17,9 +17,43 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kestro::test {
+
+/** One feature; an operation uses what its kind calls for. */
+struct FeatureScript {
+    using Node = Vorda::GenICam::CInternalParameterNode;
+
+    Node::EFeatureType type = Node::kFeatureInt;
+    Node::EFeatureVisibility visibility = Node::kVisibilityBeginner;
+    bool isAvailable = true;
+    bool isReadable = true;
+    bool isWritable = true;
+
+    std::int64_t integer = 0;  ///< also a boolean (0 or 1) and an enumeration's current value
+    std::int64_t min = 0;
+    std::int64_t max = 100;
+    std::int64_t increment = 1;
+    double number = 0;
+    double numberMin = 0;
+    double numberMax = 1;
+    std::string unit;
+    std::string text;
+    std::uint32_t maxLength = 16;
+    std::vector<Node::SEnumEntry> entries;
+    int executions = 0;
+    std::vector<std::string> children;
+    std::vector<std::string> selectors;
+};
+
+inline FeatureScript featureGroup(std::vector<std::string> children) {
+    FeatureScript group;
+    group.type = FeatureScript::Node::kFeatureGroup;
+    group.children = std::move(children);
+    return group;
+}
 
 /** What a camera says of itself; a text without value is a null pointer. */
 struct CameraScript {
@@ -41,6 +75,10 @@ struct CameraScript {
     std::string macAddress = "02:00:00:00:00:07";
     std::string subnetMask = "255.255.255.0";
     std::string gateway = "192.168.1.254";
+
+    std::map<std::string, FeatureScript> features = {{"Root", featureGroup({})}};
+    std::map<std::uint64_t, std::uint8_t> memory;  ///< 0 where it has no byte
+    std::deque<std::uint32_t> memoryCounts;  ///< lengths that the next readMem hands back, if any
 };
 
 class StreamDouble;
@@ -132,7 +170,8 @@ class EventsDouble final : public Vorda::GenICam::IEventSubscribe {
  *
  * Operations go by the name that the journal gives them: "connect", "IGigECamera::getInstance",
  * "discoveryEx"... A failing call sets the thread's last error, and every call that does not fail
- * sets another one: an error text that is read too late shows. Threads: any.
+ * sets another one: an error text that is read too late shows. A feature's node notes "open(Width)"
+ * and "close(Width)", and its name first: "setIntValue(Width, 5)". Threads: any.
  */
 class DeviceSdkDouble {
  public:
