@@ -143,7 +143,7 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
     frame.offsetX = settings.offsetX;
     frame.offsetY = settings.offsetY;
     frame.timestamp = timestamp;
-    if (settings.container) {
+    if (settings.format == ResultFormat::container) {
         frame.bytes =
             std::make_shared<const std::vector<std::uint8_t>>(encodeContainer(*view, timestamp));
     } else {

@@ -40,12 +40,6 @@ bool isAligned(std::uint32_t address, std::size_t bytes) {
     return address % 4 == 0 && bytes % 4 == 0;
 }
 
-// What the layout of a frame depends on stays as it is while frames are sent.
-bool isFixedWhileAcquiring(std::uint32_t address) {
-    return (address >= reg::kWidth && address <= reg::kPayloadSize) ||
-           address == reg::kResultFormat || address == reg::kStreamConfiguration;
-}
-
 }  // namespace
 
 GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
@@ -241,7 +235,7 @@ Status GvcpCommands::writeControl(const Endpoint& from, std::uint32_t value) {
 Status GvcpCommands::mayChange(std::uint32_t address, Bytes bytes) const {
     const bool acquiring = stream_.isAcquiring();
     for (std::size_t at = 0; at < bytes.size(); at += 4, address += 4) {
-        if (acquiring && isFixedWhileAcquiring(address)) return Status::busy;
+        if (acquiring && registers_.isFrozen(address)) return Status::busy;
         // Frames would go nowhere.
         if (address == reg::kAcquisitionStart && registers_.word(reg::kStreamPort) == 0) {
             return Status::wrongConfiguration;
@@ -271,6 +265,8 @@ void GvcpCommands::releaseControl() {
     stream_.stop();
     registers_.setWord(reg::kStreamPort, 0);
     registers_.setWord(reg::kStreamDestination, 0);
+    registers_.setWord(reg::kMessagePort, 0);
+    registers_.setWord(reg::kMessageDestination, 0);
     registers_.setWord(reg::kTransportLocked, 0);
 }
 

@@ -81,12 +81,40 @@ inline constexpr std::uint32_t kTriggerSoftware = 0x1004c;
 inline constexpr std::uint32_t kResultFormat = 0x10050;
 inline constexpr std::uint32_t kTransportLocked = 0x10054;
 inline constexpr std::uint32_t kFramesSent = 0x10058;
+inline constexpr std::uint32_t kExposureMode = 0x1005c;
+inline constexpr std::uint32_t kTriggerDelay = 0x10060;  ///< double, us
+inline constexpr std::uint32_t kBurstFrameCount = 0x10068;
+inline constexpr std::uint32_t kReverseX = 0x1006c;
+inline constexpr std::uint32_t kGain = 0x10070;  ///< tenths of a dB
+inline constexpr std::uint32_t kBlackLevel = 0x10074;
+inline constexpr std::uint32_t kTemperature = 0x10078;  ///< double, degrees Celsius
+inline constexpr std::uint32_t kDeviceReset = 0x10080;
+inline constexpr std::uint32_t kUserSetSelector = 0x10084;
+inline constexpr std::uint32_t kUserSetLoad = 0x10088;
+inline constexpr std::uint32_t kUserSetSave = 0x1008c;  ///< stays set until it is done
+inline constexpr std::uint32_t kUserSetDefault = 0x10090;
+inline constexpr std::uint32_t kUserData = 0x100c0;
+inline constexpr std::uint32_t kUserDataBytes = 64;
+// kTriggerMode, kTriggerSource, kTriggerSoftware and kTriggerDelay of the second trigger lie this
+// far behind those of the first.
+inline constexpr std::uint32_t kTriggerStride = 0x100;
 // Chunk control: 4 chunks (barcodes, QR codes, pipeline, scaling), 4 bytes each; 1 is on.
 inline constexpr std::uint32_t kChunkSelector = 0x10200;
 inline constexpr std::uint32_t kChunkEnable = 0x10210;
 // Event control: 4 events (acquisition start, end, frame trigger, reading done), 4 bytes each.
 inline constexpr std::uint32_t kEventSelector = 0x10240;
 inline constexpr std::uint32_t kEventNotification = 0x10250;
+// Reader control.
+inline constexpr std::uint32_t kSymbologySelector = 0x10280;
+inline constexpr std::uint32_t kSymbologyEnable = 0x10290;  ///< 4 bytes a symbology; 1 is on
+inline constexpr std::uint32_t kExpectedCount = 0x102e0;
+inline constexpr std::uint32_t kReadTimeout = 0x102e4;  ///< ms
+inline constexpr std::uint32_t kRoiEnable = 0x102e8;
+inline constexpr std::uint32_t kRoiX = 0x102ec;
+inline constexpr std::uint32_t kRoiY = 0x102f0;
+inline constexpr std::uint32_t kRoiWidth = 0x102f4;
+inline constexpr std::uint32_t kRoiHeight = 0x102f8;
+inline constexpr std::uint32_t kLastReading = 0x102fc;
 inline constexpr std::uint32_t kFeaturesEnd = 0x11000;
 
 // Of the chunks and events, in the order of their selectors.

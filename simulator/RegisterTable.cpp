@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "RegisterTable.h"
+
+#include "GigeWire.h"
+#include "Registers.h"
+#include "StreamSettings.h"
+
+namespace kestrosim {
+namespace {
+
+constexpr double kVersion2 = 0x00020000;           // GigE Vision 2.0
+constexpr double kModeBigEndianUtf8 = 0x80000001;  // transmitter, character set UTF-8
+constexpr double kIpPersistentDhcpLinkLocal = 0x7;
+constexpr double kIpLinkLocal = 0x4;
+
+// GVCP capability: user name, serial number, heartbeat can be disabled, link speed, primary
+// application's address; EVENTDATA, EVENT, resend, WRITEMEM, several registers in one command.
+constexpr double kControlCapabilityBits = 0xf8000000 | 0x1f;
+// GVSP capability: source port register, 16-bit block ids.
+constexpr double kStreamCapabilityBits = 0xc0000000;
+// Message channel capability: source port register.
+constexpr double kMessageCapabilityBits = 0x80000000;
+
+constexpr double kMost = 0xffffffff;
+
+/** A word that only the camera changes. */
+constexpr Register reading(std::uint32_t address, double initial = 0) {
+    return {.address = address, .access = Access::read, .initial = initial};
+}
+
+constexpr Register readingBytes(std::uint32_t address, std::uint32_t size) {
+    return {.address = address, .size = size, .content = Content::bytes, .access = Access::read};
+}
+
+constexpr Register bytes(std::uint32_t address, std::uint32_t size) {
+    return {.address = address, .size = size, .content = Content::bytes};
+}
+
+constexpr Register word(std::uint32_t address, double initial = 0) {
+    return {.address = address, .initial = initial};
+}
+
+constexpr Register toggle(std::uint32_t address, double initial = 0) {
+    return word(address, initial).from(0, 1);
+}
+
+/** Sets something going when it is written, and reads as 0. */
+constexpr Register command(std::uint32_t address) { return word(address).keeping(0); }
+
+constexpr Register real(std::uint32_t address, double initial) {
+    return {.address = address, .size = 8, .content = Content::real, .initial = initial};
+}
+
+constexpr Register kTable[] = {
+    // Who the camera is, and the addresses that it has
+    readingBytes(reg::kVersion, reg::kDiscoveryBytes),
+    reading(reg::kVersion, kVersion2),
+    reading(reg::kDeviceMode, kModeBigEndianUtf8),
+    reading(reg::kIpSupported, kIpPersistentDhcpLinkLocal),
+    word(reg::kIpConfiguration, kIpLinkLocal),
+    bytes(reg::kUserName, 16),
+    readingBytes(reg::kFirstUrl, reg::kUrlBytes),
+    readingBytes(reg::kSecondUrl, reg::kUrlBytes),
+    reading(reg::kInterfaceCount, 1),
+    word(reg::kPersistentIp),
+    word(reg::kPersistentMask),
+    word(reg::kPersistentGateway),
+    reading(reg::kLinkSpeed),
+
+    // What it can do
+    reading(reg::kMessageChannels, 1),
+    reading(reg::kStreamChannels, 1),
+    reading(reg::kActionSignals),
+    reading(reg::kStreamCapability, kStreamCapabilityBits),
+    reading(reg::kMessageCapability, kMessageCapabilityBits),
+    reading(reg::kControlCapability, kControlCapabilityBits),
+
+    // Control and clock
+    word(reg::kHeartbeatTimeout, 3000),
+    readingBytes(reg::kTickFrequency, 8),
+    command(reg::kTimestampControl),
+    readingBytes(reg::kTimestampValue, 8),
+    word(reg::kControlConfiguration).keeping(0x1),
+    word(reg::kControlPrivilege),
+    reading(reg::kPrimaryPort),
+    reading(reg::kPrimaryIp),
+
+    // Message channel
+    word(reg::kMessagePort).keeping(0xffff),
+    word(reg::kMessageDestination),
+    word(reg::kMessageTimeout, 300),
+    word(reg::kMessageRetries, 2).from(0, 255),
+    reading(reg::kMessageSourcePort),
+
+    // Stream channel
+    word(reg::kStreamConfiguration).keeping(kExtendedIdsBit).frozen(),
+    word(reg::kStreamPort).keeping(0xffff),
+    word(reg::kStreamPacketSize, 1500 | kPacketSizeDontFragment)
+        .keeping(kPacketSizeDontFragment | (kPacketSizeMask & ~3U)),
+    word(reg::kStreamPacketDelay).from(0, 100'000'000),
+    word(reg::kStreamDestination),
+    reading(reg::kStreamSourcePort),
+    toggle(reg::kTransportLocked),
+
+    // Image
+    word(reg::kWidth).from(64, kMost).inStepsOf(4).saved().frozen(),
+    word(reg::kHeight).from(16, kMost).saved().frozen(),
+    word(reg::kOffsetX).inStepsOf(4).saved().frozen(),
+    word(reg::kOffsetY).saved().frozen(),
+    reading(reg::kSensorWidth),
+    reading(reg::kSensorHeight),
+    word(reg::kPixelFormat, kPixelFormatMono8)
+        .from(kPixelFormatMono8, kPixelFormatMono8)
+        .saved()
+        .frozen(),
+    reading(reg::kPayloadSize),
+
+    // Acquisition
+    word(reg::kAcquisitionMode, 2).from(0, 2).saved(),
+    word(reg::kAcquisitionFrameCount, 1).from(1, 65535).saved(),
+    command(reg::kAcquisitionStart),
+    command(reg::kAcquisitionStop),
+    real(reg::kFrameRate, 10).from(0.1, 1000).saved(),
+    real(reg::kExposureTime, kNominalExposureMicroseconds).from(10, 1'000'000).saved(),
+    word(reg::kTriggerSelector).from(0, 0),
+    toggle(reg::kTriggerMode).saved(),
+    word(reg::kTriggerSource).from(0, 0).saved(),
+    command(reg::kTriggerSoftware),
+    reading(reg::kFramesSent),
+
+    // Results, chunks and events
+    word(reg::kResultFormat).from(0, 2).saved().frozen(),
+    word(reg::kChunkSelector).from(0, kChunkCount - 1),
+    toggle(reg::kChunkEnable, 1).times(kChunkCount).saved().frozen(),
+    word(reg::kEventSelector).from(0, kEventCount - 1),
+    toggle(reg::kEventNotification).times(kEventCount).saved(),
+};
+
+}  // namespace
+
+std::span<const Register> registerTable() { return kTable; }
+
+}  // namespace kestrosim

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StreamSettings.h"
+
+#include "RegisterValues.h"
+
+namespace kestrosim {
+namespace {
+
+void takePicture(StreamSettings& settings, const RegisterValues& values) {
+    settings.width = values.word(reg::kWidth);
+    settings.height = values.word(reg::kHeight);
+    settings.offsetX = values.word(reg::kOffsetX);
+    settings.offsetY = values.word(reg::kOffsetY);
+    settings.exposureMicroseconds = values.real(reg::kExposureTime);
+}
+
+void takeAcquisition(StreamSettings& settings, const RegisterValues& values) {
+    settings.framesPerSecond = values.real(reg::kFrameRate);
+    settings.triggered = values.word(reg::kTriggerMode) != 0;
+}
+
+void takeResults(StreamSettings& settings, const RegisterValues& values) {
+    settings.format = static_cast<ResultFormat>(values.word(reg::kResultFormat));
+    for (std::uint32_t i = 0; i < kChunkCount; ++i) {
+        settings.chunks[i] = values.word(reg::kChunkEnable + 4 * i) != 0;
+    }
+}
+
+void takeChannel(StreamSettings& settings, const RegisterValues& values) {
+    const std::uint32_t packetSize = values.word(reg::kStreamPacketSize);
+    settings.destination = {values.word(reg::kStreamDestination),
+                            static_cast<std::uint16_t>(values.word(reg::kStreamPort))};
+    settings.packetBytes = packetSize & kPacketSizeMask;
+    settings.dontFragment = (packetSize & kPacketSizeDontFragment) != 0;
+    settings.extendedIds = values.word(reg::kStreamConfiguration) != 0;
+    settings.packetDelayTicks = values.word(reg::kStreamPacketDelay);
+}
+
+}  // namespace
+
+StreamSettings streamSettingsOf(const RegisterValues& values) {
+    StreamSettings settings;
+    takePicture(settings, values);
+    takeAcquisition(settings, values);
+    takeResults(settings, values);
+    takeChannel(settings, values);
+    return settings;
+}
+
+}  // namespace kestrosim

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Registers.h"
+#include "Simulator.h"
+#include "UdpSocket.h"
+
+#include <array>
+#include <cstdint>
+#include <iterator>
+
+namespace kestrosim {
+
+class RegisterValues;
+
+inline constexpr std::uint32_t kChunkCount = std::size(reg::kChunkIds);
+inline constexpr std::uint32_t kEventCount = std::size(reg::kEventIds);
+
+/** The exposure at which a picture is as bright as it was drawn. */
+inline constexpr double kNominalExposureMicroseconds = 10'000;
+
+// Bits of the stream channel's registers.
+inline constexpr std::uint32_t kExtendedIdsBit = 0x40000000;
+inline constexpr std::uint32_t kPacketSizeDontFragment = 0x40000000;
+inline constexpr std::uint32_t kPacketSizeMask = 0xffff;
+
+/** The settings that a frame is made and sent with, taken at one moment. */
+struct StreamSettings {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t offsetY = 0;
+    double framesPerSecond = 0;
+    double exposureMicroseconds = 0;
+    bool triggered = false;
+    ResultFormat format = ResultFormat::none;
+    std::array<bool, kChunkCount> chunks{};  ///< which ones are sent, in the format `chunk`
+    Endpoint destination;                    ///< port 0: the channel is closed
+    std::uint32_t packetBytes = 0;
+    bool dontFragment = false;
+    bool extendedIds = false;
+    std::uint32_t packetDelayTicks = 0;
+};
+
+[[nodiscard]] StreamSettings streamSettingsOf(const RegisterValues& values);
+
+}  // namespace kestrosim
