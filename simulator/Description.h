@@ -6,8 +6,8 @@
 
 namespace kestrosim {
 
-/** The GenICam description of the simulated camera: the text of CameraDescription.xml. */
-[[nodiscard]] std::string_view builtInDescription();
+/** The text of CameraDescription.xml. */
+[[nodiscard]] std::string_view writtenDescription();
 
 /** A description as the camera serves it. */
 struct Description {
@@ -15,7 +15,10 @@ struct Description {
     std::string bytes;
 };
 
-/** The file's bytes, whatever they are, or the built-in text when the path is empty. Throws. */
+/**
+ * The file's bytes, whatever they are. With an empty path what CameraDescription.xml says and, of
+ * the chunks, chunkDescription(), packed. Throws.
+ */
 [[nodiscard]] Description loadDescription(const std::string& path);
 
 }  // namespace kestrosim

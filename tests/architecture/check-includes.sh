@@ -32,7 +32,7 @@ BEGIN {
     row("src/devsdk/gige", "src/devsdk/gige src/devsdk",
         posix "|(arv|glib|glib-object|gio/gio|zlib)\\.h|libxml/.*")
     row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
-    row("simulator", "simulator", posix "|ZXing/.*|(jpeglib|png)\\.h|rapidjson/.*")
+    row("simulator", "simulator", posix "|ZXing/.*|(jpeglib|png|zlib)\\.h|rapidjson/.*")
     cli = "apps/cli =simulator/Simulator.h =simulator/Scene.h"
     row("apps/cli", cli, public "|" posix "|png\\.h|rapidjson/(writer|stringbuffer)\\.h")
     row("apps/cli/main.cpp", cli, public "|" posix "|CLI/.*")

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <cstdio>
 #include <fstream>
@@ -309,16 +310,39 @@ TEST(ForceIp, GivesTheCameraOfThatMacAnotherAddress) {
         << "not while it is under control";
 }
 
+/** The only file of an archive whose local header tells everything. */
+std::string unzipped(const Bytes& zip) {
+    const auto field = [&](std::size_t at, std::size_t bytes) {
+        std::size_t value = 0;
+        for (std::size_t i = bytes; i-- > 0;) value = value << 8 | zip.at(at + i);
+        return value;
+    };
+    EXPECT_EQ(field(0, 4), 0x04034b50U);
+    const std::size_t begin = 30 + field(26, 2) + field(28, 2);
+    std::string bytes(field(22, 4), '\0');
+    z_stream stream{};
+    stream.next_in = const_cast<Bytef*>(&zip.at(begin));
+    stream.avail_in = static_cast<uInt>(field(18, 4));
+    stream.next_out = reinterpret_cast<Bytef*>(bytes.data());
+    stream.avail_out = static_cast<uInt>(bytes.size());
+    EXPECT_EQ(inflateInit2(&stream, -MAX_WBITS), Z_OK);
+    EXPECT_EQ(inflate(&stream, Z_FINISH), Z_STREAM_END);
+    inflateEnd(&stream);
+    EXPECT_EQ(stream.total_out, bytes.size());
+    EXPECT_EQ(crc32(0, stream.next_out - bytes.size(), static_cast<uInt>(bytes.size())),
+              field(14, 4));
+    return bytes;
+}
+
 TEST(CameraDescription, IsServedWhole) {
     const TestCamera camera;
     Client client(camera.options.address);
-    const Bytes bytes = description(client);
-    const std::string xml(bytes.begin(), bytes.end());
+    const std::string xml = unzipped(description(client));
     EXPECT_EQ(xml.rfind("<?xml", 0), 0U);
     EXPECT_EQ(xml.substr(xml.size() - 23), "</RegisterDescription>\n");
     for (const char* const feature :
          {"DeviceUserID", "Width", "PixelFormat", "AcquisitionStart", "ExposureTime",
-          "TriggerSoftware", "PayloadSize", "GevSCPSPacketSize", "ResultFormat"}) {
+          "TriggerSoftware", "PayloadSize", "GevSCPSPacketSize", "ResultFormat", "QR63_PPM"}) {
         EXPECT_NE(xml.find("Name=\"" + std::string(feature) + '"'), std::string::npos) << feature;
     }
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ResultChunks.h"
 
+#include "ChunkDescription.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,8 +29,6 @@ std::uint32_t big(const Bytes& from, std::size_t at) {
     return std::uint32_t{from.at(at)} << 24 | std::uint32_t{from.at(at + 1)} << 16 |
            std::uint32_t{from.at(at + 2)} << 8 | from.at(at + 3);
 }
-
-std::uint32_t little(const Bytes& from, std::size_t at) { return __builtin_bswap32(big(from, at)); }
 
 std::string text(const Bytes& from, std::size_t at, std::size_t room) {
     const auto first = from.begin() + static_cast<std::ptrdiff_t>(at);
@@ -69,41 +69,85 @@ Scene sceneWith(std::vector<SceneCode> codes) {
     return scene;
 }
 
-using Word = std::uint32_t (*)(const Bytes&, std::size_t);
+/** Reads values as a client does that knows the description and nothing else. */
+class Described {
+ public:
+    explicit Described(const Bytes& payload) : chunks_(chunksOf(payload)) {}
 
-void expectCode(const Bytes& chunk, std::size_t record, Word word, const SceneCode& code) {
-    EXPECT_EQ(text(chunk, record, 32), code.type);
-    EXPECT_EQ(text(chunk, record + 32, 256), code.text);
-    for (std::size_t j = 0; j < 4; ++j) {
-        EXPECT_EQ(static_cast<std::int32_t>(word(chunk, record + 288 + 8 * j)), code.corners[j].x);
-        EXPECT_EQ(static_cast<std::int32_t>(word(chunk, record + 292 + 8 * j)), code.corners[j].y);
+    [[nodiscard]] std::string value(const std::string& feature) {
+        const std::string node = nodeOf(feature);
+        const std::string id = element(nodeOf(element(node, "pPort")), "ChunkID");
+        const Bytes& chunk = chunks_.at(static_cast<std::uint32_t>(std::stoul(id, nullptr, 16)));
+        const std::size_t address = std::stoul(element(node, "Address"));
+        const std::size_t length = std::stoul(element(node, "Length"));
+        if (node.rfind("<StringReg", 0) == 0) return text(chunk, address, length);
+        EXPECT_EQ(length, 4U);
+        std::uint32_t word = big(chunk, address);
+        if (element(node, "Endianess") == "LittleEndian") word = __builtin_bswap32(word);
+        if (node.rfind("<FloatReg", 0) == 0) return std::to_string(std::bit_cast<float>(word));
+        const bool isSigned = element(node, "Sign") == "Signed";
+        return isSigned ? std::to_string(static_cast<std::int32_t>(word)) : std::to_string(word);
     }
-    EXPECT_NEAR(std::bit_cast<float>(word(chunk, record + 320)), code.pixelsPerModule, 0.0006F);
-    EXPECT_EQ(word(chunk, record + 324), 4U);
+
+ private:
+    static std::string nodeOf(const std::string& name) {
+        static const std::string kText = chunkDescription();
+        const std::size_t at = kText.find(" Name=\"" + name + "\">");
+        if (at == std::string::npos) throw std::runtime_error("not described: " + name);
+        const std::size_t begin = kText.rfind('<', at);
+        return kText.substr(begin, kText.find('\n', at) - begin);
+    }
+    static std::string element(const std::string& node, const std::string& name) {
+        const std::size_t begin = node.find("<" + name + ">") + name.size() + 2;
+        return node.substr(begin, node.find("</" + name + ">") - begin);
+    }
+
+    std::map<std::uint32_t, Bytes> chunks_;
+};
+
+void expectCode(Described& described, const std::string& name, const SceneCode& code,
+                const std::string& pixelsPerModule) {
+    EXPECT_EQ(described.value(name + "_CodeType"), code.type);
+    EXPECT_EQ(described.value(name + "_CodeData"), code.text);
+    EXPECT_EQ(described.value(name + "_PosPointNum"), "4");
+    for (std::size_t j = 0; j < 4; ++j) {
+        const std::string point = name + "_Point" + std::to_string(j);
+        EXPECT_EQ(described.value(point + "_X"), std::to_string(code.corners[j].x));
+        EXPECT_EQ(described.value(point + "_Y"), std::to_string(code.corners[j].y));
+    }
+    EXPECT_EQ(described.value(name + "_PPM"), pixelsPerModule);
 }
 
-TEST(ResultChunks, HoldThePictureFirstAndTheReadersResultsInTheirOrders) {
+TEST(ResultChunks, AreWhereTheDescriptionSays) {
+    Scene scene = sceneWith(std::vector<SceneCode>(64, matrixCode()));
+    SceneCode last = matrixCode();
+    last.text = "the last";
+    last.corners[3] = {-70'000, 65'537};
+    scene.read[63] = last;
+    scene.read.push_back(linearCode());
+    Described described(encodeChunks(scene, kTimestamp, {true, true, true, true}));
+    EXPECT_EQ(described.value("BarCodeDetectTime"), "17");
+    EXPECT_EQ(described.value("BarCodeNum"), "1");
+    EXPECT_EQ(described.value("QRDetectTime"), "17");
+    EXPECT_EQ(described.value("QRNum"), "64");
+    expectCode(described, "BarCode0", linearCode(), "2.517000");
+    expectCode(described, "QR0", matrixCode(), "3.250000");
+    expectCode(described, "QR63", last, "3.250000");
+    EXPECT_EQ(described.value("PipelineStatus"), "Partial");
+    EXPECT_EQ(described.value("PipelineTriggerTsHigh"), "5");
+    EXPECT_EQ(described.value("PipelineTriggerTsLow"), "2452903544");
+    EXPECT_EQ(described.value("ImageScaleOutWidth"), "64");
+    EXPECT_EQ(described.value("ImageScaleOutHeight"), "16");
+}
+
+TEST(ResultChunks, HoldThePictureFirst) {
     const Scene scene = sceneWith({matrixCode(), linearCode()});
     const Bytes payload = encodeChunks(scene, kTimestamp, {true, true, true, true});
     EXPECT_EQ(Bytes(payload.begin(), payload.begin() + 64 * 16), scene.pixels);
-
     auto chunks = chunksOf(payload);
-    ASSERT_THAT(chunks,
+    EXPECT_THAT(chunks,
                 ElementsAre(Key(1U), Key(kBarcodes), Key(kQrCodes), Key(kPipeline), Key(kScaling)));
     EXPECT_EQ(chunks[1], scene.pixels);
-    for (const auto& [id, word, code] : {std::tuple(kBarcodes, Word{big}, linearCode()),
-                                         std::tuple(kQrCodes, Word{little}, matrixCode())}) {
-        const Bytes& chunk = chunks[id];
-        EXPECT_EQ(word(chunk, 0), 17U);
-        EXPECT_EQ(word(chunk, 4), 1U);
-        ASSERT_EQ(chunk.size(), 8U + 328U);
-        expectCode(chunk, 8, word, code);
-    }
-    EXPECT_EQ(text(chunks[kPipeline], 0, 32), "Partial");
-    EXPECT_EQ(big(chunks[kPipeline], 32), 5U);
-    EXPECT_EQ(big(chunks[kPipeline], 36), 0x92345678U);
-    EXPECT_EQ(little(chunks[kScaling], 0), 64U);
-    EXPECT_EQ(little(chunks[kScaling], 4), 16U);
 }
 
 TEST(ResultChunks, AreThoseThatWereChosen) {
