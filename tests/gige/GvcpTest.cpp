@@ -141,6 +141,104 @@ TEST(Gvcp, LaysOutResendRequestsForBothKindsOfIds) {
                             0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88));
 }
 
+/** The events of a message as (id, bytes). */
+std::vector<std::pair<std::uint16_t, Bytes>> eventsOf(const Message& message) {
+    std::vector<std::pair<std::uint16_t, Bytes>> events;
+    for (const Event& each : message.events)
+        events.emplace_back(each.id, Bytes(each.bytes.begin(), each.bytes.end()));
+    return events;
+}
+
+/** An event's header, with extended ids when `extendedBytes` is given, and its data. */
+Bytes event(std::uint16_t id, Bytes data = {}, std::optional<std::uint16_t> extendedBytes = {}) {
+    Bytes bytes;
+    appendU16(bytes, extendedBytes.value_or(0));
+    appendU16(bytes, id);
+    bytes.resize(extendedBytes ? 24 : 16, 0xab);
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    return bytes;
+}
+
+Bytes joined(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& each : parts) all.insert(all.end(), each.begin(), each.end());
+    return all;
+}
+
+/** A message with request id 0x1234. */
+Bytes message(std::uint8_t flags, std::uint16_t command, const Bytes& payload) {
+    Bytes bytes{0x42, flags};
+    appendU16(bytes, command);
+    appendU16(bytes, static_cast<std::uint16_t>(payload.size()));
+    appendU16(bytes, 0x1234);
+    return joined({bytes, payload});
+}
+
+TEST(Gvcp, ReadsEventsOfBothKindsOfIds) {
+    const Bytes plain = event(0x9001);
+    const Bytes filled = event(0x9002, {1, 2, 3, 4});
+    const Bytes wide = event(0x9003, {}, 0);
+    const Bytes rest = event(0x9004, {5, 6, 7, 8}, 0);
+    const Bytes sized = event(0x9004, {5, 6, 7}, 27);
+    using testing::Pair;
+    struct Case {
+        Bytes datagram;
+        testing::Matcher<std::vector<std::pair<std::uint16_t, Bytes>>> events;
+    };
+    const Case cases[] = {
+        {message(1, 0xc0, joined({plain, event(7)})),
+         ElementsAre(Pair(0x9001, plain), Pair(7, event(7)))},
+        {message(1, 0xc2, filled), ElementsAre(Pair(0x9002, filled))},
+        {message(0x11, 0xc0, joined({wide, wide})),
+         ElementsAre(Pair(0x9003, wide), Pair(0x9003, wide))},
+        {message(0x11, 0xc2, rest), ElementsAre(Pair(0x9004, rest))},
+        {message(0x11, 0xc2, joined({sized, sized, {0}})),
+         ElementsAre(Pair(0x9004, sized), Pair(0x9004, sized))},
+    };
+    for (const Case& each : cases) {
+        const auto read = decodeMessage(each.datagram);
+        ASSERT_TRUE(read);
+        EXPECT_TRUE(read->isAnswerWanted);
+        EXPECT_THAT(eventsOf(*read), each.events);
+        // Not a byte less, wherever it is cut.
+        for (std::size_t bytes = 0; bytes < each.datagram.size(); ++bytes)
+            EXPECT_FALSE(decodeMessage(ByteView(each.datagram).first(bytes))) << bytes;
+    }
+}
+
+TEST(Gvcp, RefusesMessagesThatAreNone) {
+    const Bytes good = message(0, 0xc0, event(1));
+    ASSERT_TRUE(decodeMessage(good));
+    EXPECT_FALSE(decodeMessage(good)->isAnswerWanted);
+    const auto with = [&good](std::size_t at, std::uint8_t value) {
+        Bytes bytes = good;
+        bytes.at(at) = value;
+        return bytes;
+    };
+    Bytes noId = with(6, 0);
+    noId[7] = 0;
+    const Bytes hostile[] = {
+        with(0, 0x43),
+        with(3, 0x80),
+        with(3, 0xc1),
+        noId,
+        message(0, 0xc0, {}),                             // no event
+        message(0, 0xc0, joined({event(1), Bytes(15)})),  // one and a half
+        message(0x10, 0xc0, event(1)),                    // a short one that says it is extended
+        message(0x10, 0xc2, event(1, {1, 2, 3, 4}, 23)),  // ends in its own header
+        message(0x10, 0xc2, event(1, {1, 2, 3, 4}, 29)),  // ends past the message
+        message(0x10, 0xc2, joined({event(1, {}, 24), Bytes(4)})),
+    };
+    for (const Bytes& each : hostile) EXPECT_FALSE(decodeMessage(each));
+}
+
+TEST(Gvcp, AcknowledgesMessages) {
+    EXPECT_THAT(encodeMessageAcknowledge(*decodeMessage(message(1, 0xc0, event(1)))),
+                ElementsAre(0, 0, 0, 0xc1, 0, 0, 0x12, 0x34));
+    EXPECT_THAT(encodeMessageAcknowledge(*decodeMessage(message(1, 0xc2, event(1)))),
+                ElementsAre(0, 0, 0, 0xc3, 0, 0, 0x12, 0x34));
+}
+
 TEST(Gvcp, NamesStatuses) {
     EXPECT_EQ("access denied (0x8006)", statusText(0x8006));
     EXPECT_EQ("unknown status (0x9999)", statusText(0x9999));

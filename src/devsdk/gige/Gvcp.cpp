@@ -10,10 +10,24 @@ namespace {
 constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint8_t kAnswerWanted = 0x01;
 constexpr std::uint8_t kBroadcastAnswerAllowed = 0x10;  // DISCOVERY, FORCEIP
-constexpr std::uint8_t kExtendedIds = 0x10;             // PACKETRESEND
+constexpr std::uint8_t kExtendedIds = 0x10;             // PACKETRESEND, EVENT, EVENTDATA
 
 /** Length of a DISCOVERY answer: the bootstrap registers 0x000 to 0x0f7. */
 constexpr std::size_t kAnnouncementBytes = 0xf8;
+
+/**
+ * The header of each event; the data of EVENTDATA follow it.
+ *
+ * | short | extended | field                                     |
+ * |-------|----------|-------------------------------------------|
+ * |       | 0..1     | bytes of the event with its header, or 0  |
+ * | 2..3  | 2..3     | event id                                  |
+ * | 4..5  | 4..5     | stream channel, 0xffff: none              |
+ * | 6..7  | 8..15    | block id                                  |
+ * | 8..15 | 16..23   | timestamp                                 |
+ */
+constexpr std::size_t kEventHeaderBytes = 16;
+constexpr std::size_t kExtendedEventHeaderBytes = 24;
 
 Bytes header(Command command, std::uint8_t flags, std::uint16_t payloadBytes, std::uint16_t id) {
     Bytes packet;
@@ -169,6 +183,61 @@ std::optional<Announcement> decodeAnnouncement(ByteView payload) {
     device.serial = textAt(0xd8, 16);
     device.userName = textAt(0xe8, 16);
     return device;
+}
+
+namespace {
+
+/** How many of the message's remaining bytes its next event takes; 0 when that cannot be. */
+std::size_t nextEventBytes(ByteView rest, Command command, bool isExtended) {
+    const std::size_t headerBytes = isExtended ? kExtendedEventHeaderBytes : kEventHeaderBytes;
+    if (rest.size() < headerBytes) return 0;
+    if (command == Command::event) return headerBytes;
+    const std::size_t saidBytes = isExtended ? BigEndianReader(rest).u16() : 0;
+    if (saidBytes == 0) return rest.size();  // the only one or the last: it takes what is there
+    return saidBytes >= headerBytes && saidBytes <= rest.size() ? saidBytes : 0;
+}
+
+/** False when the bytes are not a row of whole events. */
+bool takeEvents(ByteView payload, bool isExtended, Message& message) {
+    constexpr std::size_t kWordBytes = 4;
+    do {
+        const std::size_t bytes = nextEventBytes(payload, message.command, isExtended);
+        if (bytes == 0) return false;
+        BigEndianReader fields(payload);
+        fields.seek(2);
+        message.events.push_back({fields.u16(), payload.first(bytes)});
+        payload = payload.subspan(bytes);
+        // Data whose size is odd are filled up to a word, which their size does not count.
+    } while (payload.size() >= (message.command == Command::event ? 1 : kWordBytes));
+    return true;
+}
+
+}  // namespace
+
+std::optional<Message> decodeMessage(ByteView datagram) {
+    BigEndianReader reader(datagram);
+    const std::uint16_t keyAndFlags = reader.u16();
+    Message message;
+    message.command = static_cast<Command>(reader.u16());
+    const std::uint16_t payloadBytes = reader.u16();
+    message.id = reader.u16();
+    const ByteView payload = reader.take(payloadBytes);
+    const bool isMessage =
+        message.command == Command::event || message.command == Command::eventData;
+    if (!reader.ok() || !isMessage || keyAndFlags >> 8 != kKey || message.id == 0)
+        return std::nullopt;
+    message.isAnswerWanted = (keyAndFlags & kAnswerWanted) != 0;
+    if (!takeEvents(payload, (keyAndFlags & kExtendedIds) != 0, message)) return std::nullopt;
+    return message;
+}
+
+Bytes encodeMessageAcknowledge(const Message& message) {
+    Bytes packet;
+    appendU16(packet, kStatusSuccess);
+    appendU16(packet, static_cast<std::uint16_t>(acknowledgeOf(message.command)));
+    appendU16(packet, 0);
+    appendU16(packet, message.id);
+    return packet;
 }
 
 std::optional<std::uint16_t> decodePendingMs(ByteView payload) {

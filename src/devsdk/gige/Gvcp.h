@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Vorda::Gige::Gvcp {
 
@@ -39,6 +40,8 @@ enum class Command : std::uint16_t {
     readMemory = 0x0084,
     writeMemory = 0x0086,
     pendingAck = 0x0089,  ///< an acknowledge of its own, without a command
+    event = 0x00c0,       ///< these two come from the camera
+    eventData = 0x00c2,
 };
 
 /** The acknowledge that answers `command`. */
@@ -51,10 +54,14 @@ namespace Register {
 inline constexpr std::uint32_t kDescriptionUrl = 0x0200;
 inline constexpr std::uint32_t kSecondDescriptionUrl = 0x0400;
 inline constexpr std::uint32_t kDescriptionUrlBytes = 512;
+inline constexpr std::uint32_t kMessageChannelCount = 0x0900;
 inline constexpr std::uint32_t kCapability = 0x0934;
 inline constexpr std::uint32_t kHeartbeatTimeoutMs = 0x0938;
 inline constexpr std::uint32_t kControlPrivilege = 0x0a00;
 inline constexpr std::uint32_t kPrimaryApplicationAddress = 0x0a14;
+inline constexpr std::uint32_t kMessagePort = 0x0b00;
+inline constexpr std::uint32_t kMessageDestination = 0x0b10;
+inline constexpr std::uint32_t kMessageSourcePort = 0x0b1c;
 inline constexpr std::uint32_t kStreamPort = 0x0d00;
 inline constexpr std::uint32_t kStreamPacketSize = 0x0d04;
 inline constexpr std::uint32_t kStreamDestination = 0x0d18;
@@ -111,6 +118,28 @@ struct Announcement {
 };
 
 [[nodiscard]] std::optional<Announcement> decodeAnnouncement(ByteView payload);
+/** One event of a message. */
+struct Event {
+    std::uint16_t id = 0;
+    ByteView bytes;  ///< with its own header, into the datagram
+};
+
+/** An EVENT or EVENTDATA, which a camera sends of its own accord. */
+struct Message {
+    Command command{};
+    std::uint16_t id = 0;
+    bool isAnswerWanted = false;
+    std::vector<Event> events;  ///< at least one
+};
+
+/**
+ * Empty for a datagram that is neither EVENT nor EVENTDATA, that is shorter than it says, or whose
+ * events do not fill it.
+ */
+[[nodiscard]] std::optional<Message> decodeMessage(ByteView datagram);
+/** The acknowledge that says that a message arrived. */
+[[nodiscard]] Bytes encodeMessageAcknowledge(const Message& message);
+
 /** Milliseconds that a PENDING_ACK asks to wait. */
 [[nodiscard]] std::optional<std::uint16_t> decodePendingMs(ByteView payload);
 

@@ -13,6 +13,10 @@
 namespace Vorda::Gige {
 namespace {
 
+Endpoint fromSystem(const sockaddr_in& address) {
+    return {Ipv4{ntohl(address.sin_addr.s_addr)}, ntohs(address.sin_port)};
+}
+
 sockaddr_in toSystem(const Endpoint& endpoint) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -88,11 +92,22 @@ std::optional<ByteView> UdpSocket::receive(std::span<std::uint8_t> buffer) const
     return ByteView(buffer.first(static_cast<std::size_t>(bytes)));
 }
 
+std::optional<ByteView> UdpSocket::receiveFrom(std::span<std::uint8_t> buffer,
+                                               Endpoint& sender) const {
+    sockaddr_in address{};
+    socklen_t addressBytes = sizeof address;
+    const ssize_t bytes = ::recvfrom(fd_, buffer.data(), buffer.size(), 0,
+                                     reinterpret_cast<sockaddr*>(&address), &addressBytes);
+    if (bytes < 0) return std::nullopt;
+    sender = fromSystem(address);
+    return ByteView(buffer.first(static_cast<std::size_t>(bytes)));
+}
+
 Endpoint UdpSocket::local() const {
     sockaddr_in address{};
     socklen_t bytes = sizeof address;
     if (::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &bytes) != 0) return {};
-    return {Ipv4{ntohl(address.sin_addr.s_addr)}, ntohs(address.sin_port)};
+    return fromSystem(address);
 }
 
 }  // namespace Vorda::Gige

@@ -39,6 +39,9 @@ class UdpSocket {
     [[nodiscard]] bool sendTo(ByteView datagram, const Endpoint& to) const;
     /** A waiting datagram's bytes, cut to the buffer; empty when none waits. */
     [[nodiscard]] std::optional<ByteView> receive(std::span<std::uint8_t> buffer) const;
+    /** The same, and who sent it. */
+    [[nodiscard]] std::optional<ByteView> receiveFrom(std::span<std::uint8_t> buffer,
+                                                      Endpoint& sender) const;
 
     [[nodiscard]] Endpoint local() const;
     [[nodiscard]] int fd() const { return fd_; }
