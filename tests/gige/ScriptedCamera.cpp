@@ -23,6 +23,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kControlPort = 3956;
 constexpr std::uint32_t kControlPrivilege = 0xa00;
+constexpr std::uint32_t kMessagePort = 0xb00;
+constexpr std::uint32_t kMessageDestination = 0xb10;
 
 std::uint32_t wordAt(const Octets& bytes, std::size_t offset) {
     std::uint32_t value = 0;
@@ -40,6 +42,13 @@ sockaddr_in endpoint(std::uint32_t address, std::uint16_t port) {
     result.sin_port = htons(port);
     result.sin_addr.s_addr = htonl(address);
     return result;
+}
+
+std::uint16_t portOf(int fd) {
+    sockaddr_in local{};
+    socklen_t bytes = sizeof local;
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &bytes);
+    return ntohs(local.sin_port);
 }
 
 /** A bound UDP socket; -1 when the address is taken. */
@@ -68,6 +77,7 @@ struct ScriptedCamera::State {
     int direct = -1;
     int broadcast = -1;
     int elsewhere = -1;
+    int messages = -1;
     int stop = ::eventfd(0, EFD_CLOEXEC);
     std::vector<Pending> pending;  // of the thread alone
 
@@ -75,6 +85,7 @@ struct ScriptedCamera::State {
     std::map<std::uint32_t, std::uint8_t> memory;
     std::map<std::uint32_t, std::uint16_t> refused;
     std::vector<ControlRequest> requests;
+    std::vector<Octets> messageAnswers;
     std::function<Reaction(const ControlRequest&)> react;
     bool isSilent = false;
 
@@ -82,6 +93,7 @@ struct ScriptedCamera::State {
 
     void run();
     void receive(int fd);
+    void receiveMessageAnswer();
     void sendDue();
     [[nodiscard]] int nextWaitMs() const;
 
@@ -103,11 +115,13 @@ struct ScriptedCamera::State {
 
 void ScriptedCamera::State::run() {
     for (;;) {
-        pollfd waiting[] = {{stop, POLLIN, 0}, {direct, POLLIN, 0}, {broadcast, POLLIN, 0}};
-        ::poll(waiting, 3, nextWaitMs());
+        pollfd waiting[] = {
+            {stop, POLLIN, 0}, {direct, POLLIN, 0}, {broadcast, POLLIN, 0}, {messages, POLLIN, 0}};
+        ::poll(waiting, 4, nextWaitMs());
         if (waiting[0].revents != 0) return;
         if (waiting[1].revents != 0) receive(direct);
         if (waiting[2].revents != 0) receive(broadcast);
+        if (waiting[3].revents != 0) receiveMessageAnswer();
         sendDue();
     }
 }
@@ -142,6 +156,15 @@ void ScriptedCamera::State::receive(int fd) {
     }
     for (Reaction::Datagram& datagram : scripted(request).datagrams)
         pending.push_back({Clock::now() + datagram.delay, std::move(datagram), from});
+}
+
+void ScriptedCamera::State::receiveMessageAnswer() {
+    Octets bytes(2048);
+    const ssize_t count = ::recv(messages, bytes.data(), bytes.size(), 0);
+    if (count < 0) return;
+    bytes.resize(static_cast<std::size_t>(count));
+    const std::lock_guard lock(mutex);
+    messageAnswers.push_back(std::move(bytes));
 }
 
 void ScriptedCamera::State::sendDue() {
@@ -198,6 +221,7 @@ ScriptedCamera::ScriptedCamera(Hears hears) : state_(std::make_unique<State>()) 
     if (hears == Hears::broadcastsToo)
         state_->broadcast = boundSocket(0xffffffff, kControlPort, true);
     state_->elsewhere = boundSocket(state_->address, 0, false);
+    state_->messages = boundSocket(state_->address, 0, false);
     if (state_->direct < 0) throw std::runtime_error("no free address");
     setRegister(0x24, state_->address);
     state_->react = [this](const ControlRequest& request) { return ordinaryReaction(request); };
@@ -208,7 +232,8 @@ ScriptedCamera::~ScriptedCamera() {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(state_->stop, &one, sizeof one);
     state_->thread.join();
-    for (const int fd : {state_->direct, state_->broadcast, state_->elsewhere, state_->stop}) {
+    for (const int fd :
+         {state_->direct, state_->broadcast, state_->elsewhere, state_->messages, state_->stop}) {
         if (fd >= 0) ::close(fd);
     }
 }
@@ -282,6 +307,30 @@ std::vector<ControlRequest> ScriptedCamera::broadcasts() const {
     auto broadcasts = state_->requests;
     std::erase_if(broadcasts, [](const ControlRequest& each) { return !each.wasBroadcast; });
     return broadcasts;
+}
+
+std::uint16_t ScriptedCamera::messagePort() const { return portOf(state_->messages); }
+
+void ScriptedCamera::sendMessage(const Octets& datagram) {
+    const auto port = static_cast<std::uint16_t>(registerAt(kMessagePort));
+    const sockaddr_in to = endpoint(registerAt(kMessageDestination), port);
+    ::sendto(state_->messages, datagram.data(), datagram.size(), 0,
+             reinterpret_cast<const sockaddr*>(&to), sizeof to);
+}
+
+std::vector<Octets> ScriptedCamera::messageAnswers() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->messageAnswers;
+}
+
+Octets ScriptedCamera::message(std::uint8_t flags, std::uint16_t command, std::uint16_t id,
+                               const Octets& payload) {
+    Octets bytes{0x42, flags};
+    append(bytes, command, 2);
+    append(bytes, static_cast<std::uint32_t>(payload.size()), 2);
+    append(bytes, id, 2);
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
 }
 
 Octets ScriptedCamera::acknowledge(std::uint16_t status, std::uint16_t command, std::uint16_t id,

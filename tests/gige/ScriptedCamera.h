@@ -72,6 +72,16 @@ class ScriptedCamera {
     /** The commands that came by broadcast, from anybody. */
     [[nodiscard]] std::vector<ControlRequest> broadcasts() const;
 
+    /** The port that messages come from; the camera takes note of what arrives there. */
+    [[nodiscard]] std::uint16_t messagePort() const;
+    /** Sends to the destination that its message channel's registers name. */
+    void sendMessage(const Octets& datagram);
+    /** What arrived at the port of messages. */
+    [[nodiscard]] std::vector<Octets> messageAnswers() const;
+
+    /** The bytes of an EVENT or EVENTDATA. */
+    [[nodiscard]] static Octets message(std::uint8_t flags, std::uint16_t command, std::uint16_t id,
+                                        const Octets& payload);
     /** An acknowledge's bytes. */
     [[nodiscard]] static Octets acknowledge(std::uint16_t status, std::uint16_t command,
                                             std::uint16_t id, const Octets& payload = {});

@@ -71,8 +71,8 @@ GigeCamera::~GigeCamera() {
 
 void GigeCamera::Connection::close() {
     const KeepLastError kept;
-    if (messages) messages->close(*channel);
     if (poller) poller->requestStop();
+    if (messages) messages->close(*channel);
     channel->close();
     if (poller) poller->finish();
     messages.reset();
@@ -169,9 +169,12 @@ bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
         if (const auto camera = self.lock()) camera->postUpdates(names);
     };
     connection->poller = std::make_unique<FeaturePoller>(onEvent);
+    const auto featuresOf = [layout = connection->layout](std::uint32_t eventId) {
+        return layout->eventFeatures(eventId);
+    };
     connection->messages = MessageChannel::open(
-        channel, {connection->location.via.address, connection->location.address,
-                  connection->layout, connection->eventData, onEvent});
+        channel, {connection->location.via.address, connection->location.address, featuresOf,
+                  connection->eventData, onEvent});
     return connection->messages != nullptr;
 }
 
@@ -186,10 +189,18 @@ std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connect
         if (const auto camera = self.lock()) camera->postUpdates(names);
     };
     sources.onListed = [kept = std::weak_ptr<Connection>(connection)] {
-        const auto listed = kept.lock();
-        if (listed && listed->poller) listed->poller->start(listed->features);
+        if (const auto listed = kept.lock()) startPolling(*listed);
     };
     return Features::make(std::move(sources));
+}
+
+void GigeCamera::startPolling(Connection& connection) {
+    if (!connection.poller) return;
+    const auto readText = [features = connection.features](const std::string& name,
+                                                           std::string& text) {
+        return features->getText(name, text);
+    };
+    connection.poller->start(connection.features->polled(), readText);
 }
 
 void GigeCamera::postUpdates(const std::vector<std::string>& names) {

@@ -118,6 +118,7 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] bool learn(const std::shared_ptr<Connection>& connection);
     [[nodiscard]] std::shared_ptr<Features> makeFeatures(
         const std::shared_ptr<Connection>& connection);
+    static void startPolling(Connection& connection);
     void postUpdates(const std::vector<std::string>& names);
     [[nodiscard]] static bool setUpStream(const Connection& connection, std::uint16_t hostPort,
                                           StreamSetup& setup);
