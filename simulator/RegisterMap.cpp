@@ -29,7 +29,7 @@ RegisterMap::RegisterMap(const CameraOptions& options, const NetworkIdentity& id
     fillIdentity(options, fileName);
     fillFeatures(options);
     setAddress(identity);
-    settle(values_);
+    settle(values_, values_);
     if (!isValid(values_)) {
         throw std::runtime_error(
             "a simulated camera's width is a multiple of 4 and at least 64, its height at least "
@@ -65,6 +65,8 @@ void RegisterMap::fillIdentity(const CameraOptions& options, const std::string& 
 void RegisterMap::fillFeatures(const CameraOptions& options) {
     values_.setWord(reg::kWidth, options.width);
     values_.setWord(reg::kHeight, options.height);
+    values_.setWord(reg::kRoiWidth, options.width);
+    values_.setWord(reg::kRoiHeight, options.height);
     values_.setWord(reg::kSensorWidth, options.width);
     values_.setWord(reg::kSensorHeight, options.height);
     values_.setReal(reg::kFrameRate, options.framesPerSecond);
@@ -115,7 +117,7 @@ Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> f
     const std::lock_guard lock(mutex_);
     RegisterValues changed = values_;
     std::memcpy(changed.at(address), from.data(), from.size());
-    settle(changed);
+    settle(changed, values_);
     if (!isValid(changed)) return Status::invalidParameter;
     values_ = changed;
     return status;

@@ -4,6 +4,7 @@
 #include "GigeWire.h"
 #include "RegisterTable.h"
 #include "Registers.h"
+#include "ResultChunks.h"
 #include "StreamSettings.h"
 
 #include <algorithm>
@@ -15,14 +16,22 @@ constexpr std::uint32_t kHeartbeatMinMs = 500;
 constexpr std::uint32_t kPacketSizeMin = 576;
 constexpr std::uint32_t kPacketSizeMax = 9000;
 
-// Behind the picture there is room for the results as text, in a container with its head and two
-// blocks as in chunks; it is fixed so that the size does not depend on what will be read.
-constexpr std::uint32_t kResultRoomBytes = 65536;
+// A container holds the picture, its head and the results as text; the room for the text is fixed
+// so that the size does not depend on what will be read.
+constexpr std::uint32_t kContainerRoomBytes = 65536;
 
 std::uint32_t payloadSize(const RegisterValues& values) {
-    const std::uint32_t pictureBytes = values.word(reg::kWidth) * values.word(reg::kHeight);
-    const auto format = static_cast<ResultFormat>(values.word(reg::kResultFormat));
-    return pictureBytes + (format == ResultFormat::none ? 0 : kResultRoomBytes);
+    const StreamSettings settings = streamSettingsOf(values);
+    const std::uint32_t pictureBytes = settings.width * settings.height;
+    switch (settings.format) {
+        case ResultFormat::container:
+            return pictureBytes + kContainerRoomBytes;
+        case ResultFormat::chunk:
+            return static_cast<std::uint32_t>(mostChunkBytes(pictureBytes, settings.chunks));
+        case ResultFormat::none:
+            break;
+    }
+    return pictureBytes;
 }
 
 // A value that is no number is in no limits.
@@ -52,24 +61,39 @@ bool isInside(const RegisterValues& values, const Stretch& stretch) {
            values.word(stretch.whole);
 }
 
+// A picture that gets smaller takes the reader's region with it.
+void fitInto(RegisterValues& values, const RegisterValues& before, const Stretch& stretch) {
+    const std::uint32_t whole = values.word(stretch.whole);
+    if (whole == before.word(stretch.whole) || whole == 0) return;
+    const std::uint32_t begin = std::min(values.word(stretch.begin), whole - 1);
+    values.setWord(stretch.begin, begin);
+    values.setWord(stretch.length, std::min(values.word(stretch.length), whole - begin));
+}
+
+constexpr Stretch kColumns{reg::kOffsetX, reg::kWidth, reg::kSensorWidth};
+constexpr Stretch kRows{reg::kOffsetY, reg::kHeight, reg::kSensorHeight};
+constexpr Stretch kRegionColumns{reg::kRoiX, reg::kRoiWidth, reg::kWidth};
+constexpr Stretch kRegionRows{reg::kRoiY, reg::kRoiHeight, reg::kHeight};
+
 }  // namespace
 
-void settle(RegisterValues& values) {
+void settle(RegisterValues& values, const RegisterValues& before) {
     forEachRegister([&values](std::uint32_t address, const Register& entry) {
         if (entry.content != Content::word || entry.access == Access::read) return;
         values.setWord(address, values.word(address) & entry.kept);
     });
     values.setWord(reg::kHeartbeatTimeout,
                    std::max(values.word(reg::kHeartbeatTimeout), kHeartbeatMinMs));
+    fitInto(values, before, kRegionColumns);
+    fitInto(values, before, kRegionRows);
     values.setWord(reg::kPayloadSize, payloadSize(values));
 }
 
 bool isValid(const RegisterValues& values) {
     const std::uint32_t packetBytes = values.word(reg::kStreamPacketSize) & kPacketSizeMask;
     return areAllInLimits(values) && packetBytes >= kPacketSizeMin &&
-           packetBytes <= kPacketSizeMax &&
-           isInside(values, {reg::kOffsetX, reg::kWidth, reg::kSensorWidth}) &&
-           isInside(values, {reg::kOffsetY, reg::kHeight, reg::kSensorHeight});
+           packetBytes <= kPacketSizeMax && isInside(values, kColumns) && isInside(values, kRows) &&
+           isInside(values, kRegionColumns) && isInside(values, kRegionRows);
 }
 
 }  // namespace kestrosim

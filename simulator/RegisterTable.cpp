@@ -4,6 +4,7 @@
 #include "GigeWire.h"
 #include "Registers.h"
 #include "StreamSettings.h"
+#include "Symbologies.h"
 
 namespace kestrosim {
 namespace {
@@ -113,6 +114,9 @@ constexpr Register kTable[] = {
         .from(kPixelFormatMono8, kPixelFormatMono8)
         .saved()
         .frozen(),
+    toggle(reg::kReverseX).saved().frozen(),
+    word(reg::kGain).from(0, 240).saved(),
+    word(reg::kBlackLevel).from(0, 64).saved(),
     reading(reg::kPayloadSize),
 
     // Acquisition
@@ -127,6 +131,17 @@ constexpr Register kTable[] = {
     word(reg::kTriggerSource).from(0, 0).saved(),
     command(reg::kTriggerSoftware),
     reading(reg::kFramesSent),
+
+    // Reader
+    word(reg::kSymbologySelector).from(0, kSymbologies.size() - 1),
+    toggle(reg::kSymbologyEnable, 1).times(kSymbologies.size()).saved(),
+    word(reg::kExpectedCount).from(0, 64).saved(),
+    word(reg::kReadTimeout, 10'000).from(1, 60'000).saved(),
+    toggle(reg::kRoiEnable).saved(),
+    word(reg::kRoiX).saved(),
+    word(reg::kRoiY).saved(),
+    word(reg::kRoiWidth).from(1, kMost).saved(),
+    word(reg::kRoiHeight).from(1, kMost).saved(),
 
     // Results, chunks and events
     word(reg::kResultFormat).from(0, 2).saved().frozen(),

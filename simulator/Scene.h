@@ -21,6 +21,7 @@ struct SceneCode {
     std::string text;
     std::array<PixelPoint, 4> corners;  ///< 0 upper left of the code, then clockwise
     float pixelsPerModule = 0;
+    std::uint32_t readAfterMilliseconds = 0;  ///< of a code that was read: since reading began
 };
 
 /** How a reading ended; the names are those of the result documents. */

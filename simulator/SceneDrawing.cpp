@@ -162,7 +162,8 @@ SceneCode drawLabel(Canvas& canvas, const Label& label, const Box& place) {
     return {label.type,
             label.text,
             {{{left, top}, {right, top}, {right, bottom}, {left, bottom}}},
-            static_cast<float>(label.module) / static_cast<float>(kUnit)};
+            static_cast<float>(label.module) / static_cast<float>(kUnit),
+            0};
 }
 
 /** Puts labels on the parcel, one at a time, never one over another. */

@@ -16,7 +16,14 @@
 namespace kestrosim {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int kMostCodesInARegion = 16;
+
+std::uint32_t millisecondsSince(Clock::time_point begin) {
+    const auto taken = std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - begin);
+    return static_cast<std::uint32_t>(taken.count());
+}
 
 /**
  * One code at a time and one scale: the reader's library aborts the process when it compares two
@@ -69,8 +76,8 @@ SceneCode codeOf(const ZXing::Result& result, const PictureView& picture, const 
         linear ? measureLinear(picture, corners) : measureMatrix(picture, corners);
     // To a thousandth of a pixel: what a result document shows is then the very value.
     const double rounded = std::round(measured.pixelsPerModule * 1000) / 1000;
-    return {linear ? "CODE128" : "QR", result.text(), measured.corners,
-            static_cast<float>(rounded)};
+    return {linear ? "CODE128" : "QR", result.text(), measured.corners, static_cast<float>(rounded),
+            0};
 }
 
 Box boundsOf(const Corners& corners) {
@@ -104,12 +111,13 @@ bool join(SceneCode& known, const SceneCode& piece) {
 
 /** The codes of one region, each blanked once it is read so that the next one is found. */
 void readRegion(std::vector<std::uint8_t>& pixels, Canvas& canvas, const Box& region,
-                std::vector<SceneCode>& codes) {
+                Clock::time_point begin, std::vector<SceneCode>& codes) {
     const PictureView picture(pixels.data(), canvas.width(), canvas.height());
     for (int i = 0; i < kMostCodesInARegion; ++i) {
         const auto result = readOne(picture, region);
         if (!result) return;
-        const SceneCode code = codeOf(*result, picture, region);
+        SceneCode code = codeOf(*result, picture, region);
+        code.readAfterMilliseconds = millisecondsSince(begin);
         canvas.fill(boundsOf(code.corners).grownBy(2), 255);
         const bool joined = std::any_of(codes.begin(), codes.end(),
                                         [&code](SceneCode& known) { return join(known, code); });
@@ -131,18 +139,16 @@ ReadStatus statusOf(const Scene& scene) {
 }  // namespace
 
 void readScene(Scene& scene) {
-    using std::chrono::steady_clock;
-    const auto begin = steady_clock::now();
+    const auto begin = Clock::now();
     scene.read.clear();
     auto pixels = scene.pixels;
     Canvas canvas(static_cast<int>(scene.width), static_cast<int>(scene.height), pixels);
     const PictureView picture(pixels.data(), canvas.width(), canvas.height());
     for (const Box& region : findCodeRegions(picture)) {
-        readRegion(pixels, canvas, region, scene.read);
+        readRegion(pixels, canvas, region, begin, scene.read);
     }
     scene.status = statusOf(scene);
-    const auto taken = std::chrono::ceil<std::chrono::milliseconds>(steady_clock::now() - begin);
-    scene.readMilliseconds = static_cast<std::uint32_t>(taken.count());
+    scene.readMilliseconds = millisecondsSince(begin);
 }
 
 }  // namespace kestrosim

@@ -11,12 +11,26 @@ void takePicture(StreamSettings& settings, const RegisterValues& values) {
     settings.height = values.word(reg::kHeight);
     settings.offsetX = values.word(reg::kOffsetX);
     settings.offsetY = values.word(reg::kOffsetY);
+    settings.mirrored = values.word(reg::kReverseX) != 0;
     settings.exposureMicroseconds = values.real(reg::kExposureTime);
+    settings.gainDecibels = values.word(reg::kGain) / 10.0;
+    settings.blackLevel = values.word(reg::kBlackLevel);
 }
 
 void takeAcquisition(StreamSettings& settings, const RegisterValues& values) {
     settings.framesPerSecond = values.real(reg::kFrameRate);
     settings.triggered = values.word(reg::kTriggerMode) != 0;
+}
+
+void takeReader(ReaderSettings& reader, const RegisterValues& values) {
+    for (std::uint32_t i = 0; i < reader.symbologies.size(); ++i) {
+        reader.symbologies[i] = values.word(reg::kSymbologyEnable + 4 * i) != 0;
+    }
+    reader.expectedCount = values.word(reg::kExpectedCount);
+    reader.timeoutMilliseconds = values.word(reg::kReadTimeout);
+    reader.hasRegion = values.word(reg::kRoiEnable) != 0;
+    reader.region = {values.word(reg::kRoiX), values.word(reg::kRoiY), values.word(reg::kRoiWidth),
+                     values.word(reg::kRoiHeight)};
 }
 
 void takeResults(StreamSettings& settings, const RegisterValues& values) {
@@ -42,6 +56,7 @@ StreamSettings streamSettingsOf(const RegisterValues& values) {
     StreamSettings settings;
     takePicture(settings, values);
     takeAcquisition(settings, values);
+    takeReader(settings.reader, values);
     takeResults(settings, values);
     takeChannel(settings, values);
     return settings;

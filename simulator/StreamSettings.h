@@ -3,6 +3,7 @@
 
 #include "Registers.h"
 #include "Simulator.h"
+#include "Symbologies.h"
 #include "UdpSocket.h"
 
 #include <array>
@@ -24,15 +25,36 @@ inline constexpr std::uint32_t kExtendedIdsBit = 0x40000000;
 inline constexpr std::uint32_t kPacketSizeDontFragment = 0x40000000;
 inline constexpr std::uint32_t kPacketSizeMask = 0xffff;
 
+/** A rectangle of pixels. */
+struct Region {
+    std::uint32_t x = 0;
+    std::uint32_t y = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+};
+
+/** What the reader looks for, and how long. */
+struct ReaderSettings {
+    std::array<bool, kSymbologies.size()> symbologies{};
+    std::uint32_t expectedCount = 0;  ///< of a complete reading; 0: all the codes there are
+    std::uint32_t timeoutMilliseconds = 0;
+    bool hasRegion = false;
+    Region region;  ///< of the picture as it is sent; codes are read that lie wholly in it
+};
+
 /** The settings that a frame is made and sent with, taken at one moment. */
 struct StreamSettings {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::uint32_t offsetX = 0;
     std::uint32_t offsetY = 0;
+    bool mirrored = false;  ///< left to right, before the window is taken
     double framesPerSecond = 0;
     double exposureMicroseconds = 0;
+    double gainDecibels = 0;
+    double blackLevel = 0;  ///< grey levels that are added
     bool triggered = false;
+    ReaderSettings reader;
     ResultFormat format = ResultFormat::none;
     std::array<bool, kChunkCount> chunks{};  ///< which ones are sent, in the format `chunk`
     Endpoint destination;                    ///< port 0: the channel is closed
