@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EventDispatcher.h"
 
+#include "EventQueue.h"
 #include "ScriptedCamera.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 
 #include <atomic>
 #include <future>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -147,7 +149,7 @@ TEST(EventDispatcher, SurvivesAHandlerThatThrows) {
     EXPECT_TRUE(eventually([&] { return listener->seenStates() == std::vector<int>{1}; }));
 }
 
-TEST(EventDispatcher, DropsTheOldestUpdatesButNoConnectionEvent) {
+TEST(EventDispatcher, GathersUpdatesBehindABusyHandler) {
     EventDispatcher events;
     const auto listener = std::make_shared<Listener>();
     std::promise<void> entered;
@@ -162,14 +164,93 @@ TEST(EventDispatcher, DropsTheOldestUpdatesButNoConnectionEvent) {
     ASSERT_TRUE(subscription->setEventQueueSize(2));
     EXPECT_FALSE(subscription->setEventQueueSize(0));
     ASSERT_TRUE(subscription->subscribeConnectArgs(connectBinding(listener)));
-    ASSERT_TRUE(subscription->subscribeParamsUpdate(updateBinding(listener)));
     events.postConnection(true);
     entered.get_future().wait();
-    for (const char* name : {"A", "B", "C"}) events.postUpdates(named(name));
+    events.postUpdates(named("Unheard"));  // nobody wants updates yet
+    ASSERT_TRUE(subscription->subscribeParamsUpdate(updateBinding(listener)));
+    for (const char* name : {"A", "B", "B", "C", "B"}) events.postUpdates(named(name));
     events.postConnection(false);
     mayLeave.set_value();
     ASSERT_TRUE(eventually([&] { return listener->seenStates().size() == 2; }));
-    EXPECT_THAT(listener->seenNames(), ElementsAre("C"));
+    EXPECT_THAT(listener->seenNames(), ElementsAre("B", "C"));
+}
+
+/** What waits, each event as a line: its names, or "online" or "offline". */
+std::vector<std::string> emptied(EventQueue& queue) {
+    std::vector<std::string> lines;
+    while (const auto event = queue.pop()) {
+        std::string line;
+        if (const auto* change = std::get_if<SConnectArg>(&*event)) {
+            line = change->state == 1 ? "online" : "offline";
+        } else {
+            for (const auto& name : std::get<SParamsUpdateArg>(*event).names)
+                line += (line.empty() ? "" : " ") + std::string(name.c_str());
+        }
+        lines.push_back(line);
+    }
+    EXPECT_TRUE(queue.isEmpty());
+    return lines;
+}
+
+/** Posts each line's names as one event; "online" and "offline" are connection events. */
+void post(EventQueue& queue, const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
+        if (line == "online" || line == "offline") {
+            queue.pushConnection({line == "online" ? 1 : 0});
+            continue;
+        }
+        std::istringstream words(line);
+        Infra::TVector<Infra::CString> names;
+        for (std::string name; words >> name;) names.emplace_back(name);
+        static_cast<void>(queue.pushUpdates(std::move(names)));
+    }
+}
+
+struct QueueCase {
+    const char* what;
+    std::size_t limit;
+    std::vector<std::string> posted;
+    std::vector<std::string> delivered;
+};
+
+class EventQueueTest : public testing::TestWithParam<QueueCase> {};
+
+TEST_P(EventQueueTest, Delivers) {
+    const QueueCase& each = GetParam();
+    EventQueue queue;
+    queue.setLimit(each.limit);
+    // Emptied, it is as good as new.
+    for (int round = 0; round < 2; ++round) {
+        post(queue, each.posted);
+        EXPECT_EQ(each.delivered, emptied(queue));
+    }
+}
+
+const QueueCase kQueueCases[] = {
+    {"OneListForOneEvent", 9, {"A B", "", "C"}, {"A B", "C"}},
+    {"AWaitingNameOnceAtItsFirstPlace", 9, {"A", "B", "A", "C B D", "E E"}, {"A", "B", "C D", "E"}},
+    {"NoUpdateAcrossAConnectionEvent",
+     9,
+     {"A B", "offline", "A", "online", "B A", "A"},
+     {"A B", "offline", "A", "online", "B A"}},
+    {"TheNewestNames", 3, {"A", "B", "C", "D"}, {"B", "C", "D"}},
+    {"TheNewestNamesOfAList", 3, {"A B C", "D"}, {"B C", "D"}},
+    {"TheNewestNamesOfALongList", 3, {"A", "B C D E F"}, {"D E F"}},
+    {"ADroppedNameThatChangesAgain", 2, {"A", "B", "C", "A"}, {"C", "A"}},
+    {"ConnectionEventsBeyondTheLimit",
+     1,
+     {"online", "A", "offline", "A", "online", "B", "offline"},
+     {"online", "offline", "online", "B", "offline"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, EventQueueTest, testing::ValuesIn(kQueueCases),
+                         [](const auto& tested) { return std::string(tested.param.what); });
+
+TEST(EventQueue, ShrinksToANewLimit) {
+    EventQueue queue;
+    post(queue, {"A B", "C", "offline", "D"});
+    queue.setLimit(2);
+    EXPECT_THAT(emptied(queue), ElementsAre("C", "offline", "D"));
 }
 
 }  // namespace

@@ -2,11 +2,12 @@
 #include "EventDispatcher.h"
 
 #include "DeviceLog.h"
+#include "EventQueue.h"
 #include "LastError.h"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <exception>
 #include <optional>
 #include <thread>
@@ -20,14 +21,6 @@ using GenICam::ParamsUpdateBinding;
 using GenICam::SConnectArg;
 using GenICam::SParamsUpdateArg;
 
-/** A change of the connection, or else the names of features that changed. */
-struct Event {
-    std::optional<SConnectArg> connection;
-    SParamsUpdateArg updates;
-};
-
-constexpr std::size_t kDefaultQueueSize = 8192;
-
 /** The handlers of one kind of event; calling them and taking them off never overlap. */
 template <typename Binding>
 class Handlers {
@@ -36,6 +29,7 @@ class Handlers {
         if (!handler) return fail(Error::invalidArgument, "there is no handler to subscribe");
         const std::lock_guard lock(mutex_);
         if (std::ranges::find(handlers_, handler) == handlers_.end()) handlers_.push_back(handler);
+        hasAny_ = true;
         return true;
     }
 
@@ -43,14 +37,19 @@ class Handlers {
     void remove(const Binding& handler) {
         std::unique_lock lock(mutex_);
         std::erase(handlers_, handler);
+        hasAny_ = !handlers_.empty();
         waitUntilIdle(lock);
     }
 
     void removeAll() {
         std::unique_lock lock(mutex_);
         handlers_.clear();
+        hasAny_ = false;
         waitUntilIdle(lock);
     }
+
+    /** Asked without the lock. */
+    [[nodiscard]] bool hasAny() const { return hasAny_; }
 
     template <typename Arg>
     void call(const Arg& argument) {
@@ -98,6 +97,7 @@ class Handlers {
         idle_.wait(lock, [this] { return caller_ == std::thread::id{}; });
     }
 
+    std::atomic<bool> hasAny_{false};
     std::mutex mutex_;  // guards what follows
     std::condition_variable idle_;
     std::vector<Binding> handlers_;
@@ -122,15 +122,18 @@ class EventDispatcher::Core {
 
     void setQueueSize(std::size_t count) {
         const std::lock_guard lock(mutex_);
-        queueSize_ = count;
-        dropOldUpdates();
+        queue_.setLimit(count);
     }
 
-    void post(Event event) {
+    void postConnection(SConnectArg event) {
         const std::lock_guard lock(mutex_);
-        events_.push_back(std::move(event));
-        dropOldUpdates();
+        queue_.pushConnection(event);
         changed_.notify_one();
+    }
+
+    void postUpdates(Infra::TVector<Infra::CString> names) {
+        const std::lock_guard lock(mutex_);
+        if (areUpdatesWanted() && queue_.pushUpdates(std::move(names))) changed_.notify_one();
     }
 
     void stop() {
@@ -147,13 +150,19 @@ class EventDispatcher::Core {
     }
 
  private:
-    std::optional<Event> next() {
+    std::optional<CameraEvent> next() {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return stopped_ || !events_.empty(); });
+        changed_.wait(lock, [this] { return stopped_ || !queue_.isEmpty(); });
         if (stopped_) return std::nullopt;
-        std::optional<Event> event(std::move(events_.front()));
-        events_.pop_front();
-        return event;
+        return queue_.pop();
+    }
+
+    /** Needs the lock. */
+    [[nodiscard]] bool areUpdatesWanted() const {
+        return std::ranges::any_of(receivers_, [](const std::weak_ptr<Receiver>& each) {
+            const auto receiver = each.lock();
+            return receiver && receiver->updates.hasAny();
+        });
     }
 
     std::vector<std::shared_ptr<Receiver>> receivers() {
@@ -165,28 +174,17 @@ class EventDispatcher::Core {
         return alive;
     }
 
-    static void deliver(const Event& event, Receiver& receiver) {
-        if (event.connection)
-            receiver.connection.call(*event.connection);
+    static void deliver(const CameraEvent& event, Receiver& receiver) {
+        if (const auto* change = std::get_if<SConnectArg>(&event))
+            receiver.connection.call(*change);
         else
-            receiver.updates.call(event.updates);
-    }
-
-    /** Needs the lock. */
-    void dropOldUpdates() {
-        const auto isUpdate = [](const Event& event) { return !event.connection.has_value(); };
-        while (events_.size() > queueSize_) {
-            const auto oldest = std::ranges::find_if(events_, isUpdate);
-            if (oldest == events_.end()) return;
-            events_.erase(oldest);
-        }
+            receiver.updates.call(std::get<SParamsUpdateArg>(event));
     }
 
     std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
-    std::deque<Event> events_;
+    EventQueue queue_;
     std::vector<std::weak_ptr<Receiver>> receivers_;
-    std::size_t queueSize_ = kDefaultQueueSize;
     bool stopped_ = false;
 };
 
@@ -245,12 +243,10 @@ std::shared_ptr<GenICam::IEventSubscribe> EventDispatcher::subscribe() {
     return std::make_shared<Subscription>(core_);
 }
 
-void EventDispatcher::postConnection(bool isOnline) {
-    core_->post({SConnectArg{isOnline ? 1 : 0}, {}});
-}
+void EventDispatcher::postConnection(bool isOnline) { core_->postConnection({isOnline ? 1 : 0}); }
 
 void EventDispatcher::postUpdates(Infra::TVector<Infra::CString> names) {
-    core_->post({std::nullopt, SParamsUpdateArg{std::move(names)}});
+    core_->postUpdates(std::move(names));
 }
 
 }  // namespace Vorda::Gige

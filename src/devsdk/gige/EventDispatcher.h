@@ -12,8 +12,9 @@ namespace Vorda::Gige {
 /**
  * The events of one camera: a queue and the thread that hands them to the subscribers.
  *
- * Connection events always arrive; of the feature updates that wait, the oldest go when there are
- * more than the queue may hold. Threads: any; handlers run on the camera's event thread, with no
+ * Connection events always arrive. Feature updates are gathered (EventQueue), so that a flood of
+ * them costs no more than its different names, and are not kept while nobody subscribes to them.
+ * Threads: any; handlers run on the camera's event thread, with no
  * lock held.
  */
 class EventDispatcher {
@@ -27,6 +28,7 @@ class EventDispatcher {
     /** A new subscriber; empty, with the last error, when there is no thread left to serve it. */
     [[nodiscard]] std::shared_ptr<GenICam::IEventSubscribe> subscribe();
     void postConnection(bool isOnline);
+    /** The names are those of one device event; they arrive in one list. */
     void postUpdates(Infra::TVector<Infra::CString> names);
 
  private:
