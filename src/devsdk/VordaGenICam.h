@@ -202,7 +202,7 @@ class IEventSubscribe {
     virtual bool unsubscribeConnectArgs(const ConnectBinding& handler) = 0;
     virtual bool subscribeParamsUpdate(const ParamsUpdateBinding& handler) = 0;
     virtual bool unsubscribeParamsUpdate(const ParamsUpdateBinding& handler) = 0;
-    /** Bounds the events that may wait; connection events are never dropped. */
+    /** Bounds the updates, by features, that may wait; connection events are never dropped. */
     virtual bool setEventQueueSize(std::uint32_t count) = 0;
 };
 
