@@ -35,7 +35,7 @@ struct SimOptions {
     std::uint32_t width = 1280;
     std::uint32_t height = 1024;
     double framesPerSecond = 10;
-    bool container = true;
+    std::string format = "container";  ///< or "none" or "chunk"
     double linkMbits = 1000;
     std::uint64_t seed = 1;
     std::string truthFile;

@@ -54,6 +54,11 @@ void checkWritable(const std::string& path) {
     if (!std::ofstream(path, std::ios::app)) throw Failure("cannot write " + path);
 }
 
+kestrosim::ResultFormat formatOf(const std::string& name) {
+    if (name == "chunk") return kestrosim::ResultFormat::chunk;
+    return name == "none" ? kestrosim::ResultFormat::none : kestrosim::ResultFormat::container;
+}
+
 Cameras switchOn(const Plans& plans, Output& output) {
     Cameras cameras;
     for (const auto& plan : plans) {
@@ -116,8 +121,7 @@ Plans planCameras(const SimOptions& options) {
         plan.width = options.width;
         plan.height = options.height;
         plan.framesPerSecond = options.framesPerSecond;
-        plan.format =
-            options.container ? kestrosim::ResultFormat::container : kestrosim::ResultFormat::none;
+        plan.format = formatOf(options.format);
         plan.linkMbits = options.linkMbits;
         plan.seed = options.seed + i;
         plan.truthFile = options.truthFile;

@@ -106,12 +106,11 @@ void addSimPicture(CLI::App& command, SimOptions& options) {
         ->check(CLI::Range(0.1, 1000.0))
         ->capture_default_str();
     command
-        .add_option_function<std::string>(
-            "--format",
-            [&options](const std::string& format) { options.container = format == "container"; },
-            "What a frame holds: the picture alone, or a container with the results")
-        ->check(CLI::IsMember({"none", "container"}))
-        ->default_str("container");
+        .add_option("--format", options.format,
+                    "What a frame holds: the picture alone, or the results too, in a container or "
+                    "in chunks")
+        ->check(CLI::IsMember({"none", "container", "chunk"}))
+        ->capture_default_str();
     command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
         ->check(CLI::Range(1.0, 100000.0))
         ->capture_default_str();

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "RawStream.h"
+#include "ResultChunks.h"
 
 namespace rawclient {
 namespace {
@@ -79,6 +80,25 @@ TEST_F(Stream, ContainerCarriesTheScenesResults) {
             const std::string line = code.text.substr(0, code.text.find('\n'));
             EXPECT_NE(text.find(line), std::string::npos) << line;
         }
+    }
+}
+
+TEST_F(Stream, ChunksFollowThePicture) {
+    CameraOptions options = TestCamera::small();
+    options.format = ResultFormat::chunk;
+    open(options);
+    ASSERT_EQ(client_->write(0x10214, 0), 0U);  // no QR codes
+    const std::uint32_t announced = client_->read(0x1001c);
+    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    for (std::uint64_t i = 0; i < 2; ++i) {
+        const Frame frame = nextFrame();
+        const Bytes payload = frame.payload();
+        EXPECT_EQ(payload,
+                  kestrosim::encodeChunks(*scene(i), frame.timestamp(), {true, false, true, true}));
+        EXPECT_GE(announced, payload.size());
+        EXPECT_EQ(number(frame.leader(), 0, 4), 0x4001U);
+        const auto bytes = static_cast<std::uint32_t>(payload.size());
+        EXPECT_EQ(frame.packets.back().content, be32(0x4001) + be32(240) + be32(bytes) + be32(0));
     }
 }
 
