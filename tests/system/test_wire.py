@@ -13,7 +13,8 @@ MONO8 = 0x01080001
 
 def dissect(path, ports):
     """One dict of the fields asked for, for each packet that tshark takes for GVSP."""
-    fields = ["gvsp.format", "gvsp.blockid16", "gvsp.blockid64", "gvsp.pixel", "udp.length"]
+    fields = ["gvsp.format", "gvsp.blockid16", "gvsp.blockid64", "gvsp.pixel", "udp.length",
+              "gvsp.chunkdatapayloadlengthhex"]
     command = ["tshark", "-r", path, "-T", "json", "-Y", "gvsp"]
     for port in ports:
         command += ["-d", f"udp.port=={port},gvsp"]
@@ -58,6 +59,7 @@ class Wire(unittest.TestCase):
         blocks = [int(leader["gvsp.blockid16"], 0) for leader in leaders]
         self.assertEqual(blocks[-1], sent["block_id"])
         self.assertEqual(blocks, list(range(1, len(blocks) + 1)))
+        return packets
 
     def receiving_ports(self, path):
         out = subprocess.run(["tshark", "-r", path, "-Y", "udp && !gvcp && ip.src==127.0.0.2", "-T", "fields",
@@ -70,11 +72,19 @@ class Wire(unittest.TestCase):
             self.assertEqual(read.returncode, 0, read.stderr)
         self.judge(*self.session(client))
 
+    def aravis(self, *options):
+        subprocess.run(["arv-camera-test-0.8", "-a", "--no-packet-socket", *options], check=True,
+                       capture_output=True, timeout=60)
+
     def test_session_of_the_client_of_aravis(self):
-        def client():
-            subprocess.run(["arv-camera-test-0.8", "-a", "--no-packet-socket", "--duration", "3"], check=True,
-                           capture_output=True, timeout=60)
-        self.judge(*self.session(client))
+        self.judge(*self.session(lambda: self.aravis("--duration", "3")))
+
+    def test_chunks(self):
+        packets = self.judge(*self.session(
+            lambda: self.aravis("--duration", "1", "--chunks", "Barcode,Pipeline")))
+        trailers = [packet for packet in packets if int(packet["gvsp.format"], 0) == 2]
+        bytes_of_chunks = {int(trailer["gvsp.chunkdatapayloadlengthhex"], 0) for trailer in trailers}
+        self.assertGreater(min(bytes_of_chunks), 320 * 240)
 
 
 if __name__ == "__main__":
