@@ -92,10 +92,13 @@ class KESTRO_API Camera {
     /** The interface through which it is reached; an InterfaceInfoNIC. Empty for another kind. */
     virtual std::shared_ptr<InterfaceInfo> getInterfaceInfo() = 0;
     /**
-     * A feature of the camera by name.
+     * A feature of the camera by name, as an object of the class that its kind calls for: a
+     * ParameterInt for a whole number and so on (see ParameterType).
      *
-     * @return empty for a null or empty name and for a feature that the camera does not have. In
-     *     this version features are not served yet: always empty.
+     * Needs: connected.
+     *
+     * @return empty for a null or empty name, and (logged) for a feature that the camera does not
+     *     have, or of a kind that is not served.
      */
     virtual std::shared_ptr<Parameter> getParameter(const char* name) = 0;
 
@@ -113,9 +116,20 @@ class KESTRO_API Camera {
      * @return 0, or 2 without a log line.
      */
     virtual Result downloadGenICamXML(const char* path) = 0;
-    /** Saves the camera's configuration to a file. In this version always 2, with a log line. */
+    /**
+     * Saves the camera's configuration to a file: a line of text for each feature that belongs to
+     * it. A file that is there is replaced only by a whole one. Needs: connected.
+     *
+     * @return 0 or 2.
+     */
     virtual Result saveDeviceConfig(const char* path) = 0;
-    /** Loads a configuration from a file. In this version always 2, with a log line. */
+    /**
+     * Applies a file that saveDeviceConfig() wrote, feature by feature. One that the camera refuses
+     * does not keep the others from being applied; each is logged. Needs: connected.
+     *
+     * @return 0 when everything was applied; 2 when the file could not be read, and also when
+     *     single features were refused and the rest was applied.
+     */
     virtual Result loadDeviceConfig(const char* path) = 0;
 
     /**
@@ -135,6 +149,12 @@ class KESTRO_API Camera {
         std::function<void(const ConnectEventArg&)> callback) = 0;
     /**
      * Sets the function that is told which features changed; an empty one removes it. Always 0.
+     *
+     * It is called once for each feature: for one that was written through this library and for
+     * those that depend on it; for one that the camera wants asked periodically, when its value has
+     * moved; and for the data of the events that the camera sends. Setting a function on a
+     * connected camera, and connecting with one set, lists the whole feature tree once: the
+     * periodic asking begins with that.
      * When disconnect() returns, it does not run (unless called from it).
      */
     virtual Result registerParamUpdateCallback(

@@ -39,13 +39,15 @@ enum class ParameterVisibility : std::uint32_t {
 /**
  * A feature of a camera by name: a light handle that holds no value.
  *
- * Every operation asks the camera anew, one call of the device SDK each. A handle may outlive the
- * connection: questions then get the neutral answer, and everything else fails with 2.
+ * Every operation asks the camera anew. A handle may outlive the connection: questions then get the
+ * neutral answer (false, 0, Unknown), and everything else fails with 2. One that was made from an
+ * empty camera pointer stays like that.
  *
  * Threads: any; operations on one camera's features wait for each other.
  * Errors: an operation that returns a Result gives 2 when the camera or the checks made before a
- * write refuse, and writes one log line that says why. What a failed operation leaves in its
- * outputs is not to be used. Nothing throws but std::bad_alloc.
+ * write refuse, also when the feature is of another kind than the class, and writes one log line
+ * that says why. Questions do not log. What a failed operation leaves in its outputs is not to be
+ * used. Nothing throws but std::bad_alloc.
  */
 class KESTRO_API Parameter {
  public:
@@ -73,7 +75,7 @@ class KESTRO_API Parameter {
     bool isAvailable() const;
     bool isReadable() const;
     bool isWritable() const;
-    /** Appends the names of the features whose values choose what this one stands for. */
+    /** Appends the names of the features whose values choose what this one stands for. 0 or 2. */
     Result getSelectors(std::vector<std::string>& names) const;
 
  protected:
@@ -146,7 +148,7 @@ class KESTRO_API ParameterString : public Parameter {
     Result getValue(std::string& value) const;
     /** Refused when longer than getMaxLength(): nothing is written. */
     Result setValue(const std::string& value);
-    /** The longest text in bytes. */
+    /** The longest text in bytes, a terminating NUL not counted. */
     Result getMaxLength(unsigned& maxLen) const;
 };
 
@@ -158,7 +160,7 @@ class KESTRO_API ParameterCommand : public Parameter {
     Result execute();
 };
 
-/** A category of features; "Root" holds them all. */
+/** A category of features; "Root" holds them all. It keeps its Camera object alive. */
 class KESTRO_API ParameterGroup : public Parameter {
  public:
     ParameterGroup(const std::shared_ptr<Camera>& camera, const char* name);
@@ -170,23 +172,26 @@ class KESTRO_API ParameterGroup : public Parameter {
 };
 
 /**
- * A place in the camera's register and memory space, by address.
+ * A place in the camera's register and memory space, by address. It has no name and no kind.
  *
- * @par Codes  0, 2 (the camera refused or did not answer; the text says with which status), 9 (not
- * a camera that registers can be read from; nothing is logged).
+ * Nothing checks the address: what is written there is written, whatever the features say.
+ *
+ * @par Codes  0, 2 (not connected, or the camera refused or did not answer; the log line says
+ * which), 3 (`buffer` is null and `length` is not 0), 9 (the camera was none whose registers can be
+ * reached when this object was made; nothing is logged).
  */
 class KESTRO_API ParameterRegister : public Parameter {
  public:
     ParameterRegister(const std::shared_ptr<Camera>& camera, std::uint64_t address);
 
-    /** True when registers can be reached and the address is not 0. */
+    /** True when registers can be reached and the address is not 0; does not ask the camera. */
     bool isValid() const override;
     /** A register of 4 bytes, which holds its value in network byte order. */
     Result getValue(int& value) const;
     Result setValue(int value);
     /**
-     * Memory as it lies in the camera, read in requests of 16 to 512 bytes. On failure, the bytes
-     * of the requests before it are there.
+     * Memory as it lies in the camera, read in requests of 16 to 512 bytes: up to 15 bytes behind
+     * the last are read too. On failure, the bytes of the requests before it are there.
      */
     Result getValue(std::uint8_t* buffer, unsigned length) const;
     /**
