@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// When and how the feature tree is listed: the device SDK learns from it that somebody wants to
+// hear of changes.
+#include "CameraFixture.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace kestro::test {
+namespace {
+
+void ignore(const ParamUpdateEventArg&) {}
+
+class FeatureTree : public CameraFixture {
+ protected:
+    FeatureTree() {
+        auto& all = device->script.features;
+        all["Root"] = featureGroup({"Device", "Width", "Image", "Missing"});
+        all["Device"] = featureGroup({"Serial", "Width"});
+        all["Serial"] = featureGroup({});
+        all["Image"] = featureGroup({"Serial", "Root", "Image"});  // a shared one, and cycles
+        all["Width"] = FeatureScript();
+    }
+
+    /** The groups that were listed since the last call. */
+    Calls listed() {
+        Calls calls = sdk.journal();
+        calls.erase(std::remove_if(
+                        calls.begin(), calls.end(),
+                        [](const std::string& call) { return call.rfind("getChildren", 0) != 0; }),
+                    calls.end());
+        sdk.clearJournal();
+        return calls;
+    }
+
+    const Calls wholeTree = {"getChildren(Root)", "getChildren(Device)", "getChildren(Serial)",
+                             "getChildren(Image)"};
+};
+
+TEST_F(FeatureTree, IsListedOnceForEachConnectionThatSomebodyListensTo) {
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(listed(), Calls{}) << "nobody listens";
+    EXPECT_EQ(camera->registerParamUpdateCallback(nullptr), 0);
+    EXPECT_EQ(listed(), Calls{}) << "still nobody";
+    EXPECT_EQ(camera->registerParamUpdateCallback(ignore), 0);
+    EXPECT_EQ(listed(), wholeTree);
+    EXPECT_EQ(camera->registerParamUpdateCallback(ignore), 0);
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(listed(), Calls{}) << "known already";
+    camera->disconnect();
+    EXPECT_EQ(camera->registerParamUpdateCallback(ignore), 0);
+    EXPECT_EQ(listed(), Calls{}) << "not connected";
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(listed(), wholeTree);
+    EXPECT_EQ(camera->registerParamUpdateCallback(ignore), 0);
+    EXPECT_EQ(listed(), Calls{}) << "listed by connect";
+    EXPECT_EQ(log.lines().size(), 1U) << "the warning of the second connect";
+}
+
+TEST_F(FeatureTree, IsListedAgainAfterALostConnection) {
+    camera->registerParamUpdateCallback(ignore);
+    camera->connect();
+    camera->registerParamUpdateCallback(nullptr);
+    device->connected = false;  // lost, never disconnected
+    listed();
+    camera->connect();
+    EXPECT_EQ(listed(), Calls{});
+    camera->registerParamUpdateCallback(ignore);
+    EXPECT_EQ(listed(), wholeTree);
+}
+
+TEST_F(FeatureTree, IsListedBeforeTheCallbackIsStored) {
+    connect();
+    int calls = 0;
+    sdk.before("getChildren", [this] { device->raiseUpdates({"Width"}); });
+    camera->registerParamUpdateCallback([&](const ParamUpdateEventArg&) { ++calls; });
+    EXPECT_EQ(calls, 0);
+    device->raiseUpdates({"Width"});
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(FeatureTree, WithoutARootDoesNotFailTheConnection) {
+    device->script.features.clear();
+    camera->registerParamUpdateCallback(ignore);
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_TRUE(camera->isConnected());
+    EXPECT_EQ(listed(), Calls{"getChildren(Root)"});
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_THAT(log.lines().front(),
+                testing::StartsWith("300 getChildren: get param children error. [code: 0x"));
+}
+
+TEST_F(FeatureTree, KeepsAnExceptionToItself) {
+    sdk.before("getChildren", [] { throw std::runtime_error("no memory"); });
+    camera->registerParamUpdateCallback(ignore);
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(log.lines(),
+              Lines{"300 walkFeatureTree: exception in feature tree walk. [no memory]"});
+    listed();
+    sdk.before("getChildren", [] {});
+    camera->registerParamUpdateCallback(ignore);
+    EXPECT_EQ(listed(), wholeTree) << "made up for";
+}
+
+TEST_F(FeatureTree, MayBeDeeperThanTheStack) {
+    constexpr int kDepth = 100000;
+    auto& all = device->script.features;
+    for (int i = 0; i < kDepth; ++i) all[std::to_string(i)] = featureGroup({std::to_string(i + 1)});
+    all[std::to_string(kDepth)] = featureGroup({});
+    all["Root"] = featureGroup({"0"});
+    camera->registerParamUpdateCallback(ignore);
+    EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(listed().size(), std::size_t{kDepth} + 2);
+}
+
+}  // namespace
+}  // namespace kestro::test
