@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "CameraRecord.h"
+#include "Control.h"
 #include "Mailbox.h"
 
 #include <cstddef>
@@ -23,10 +23,11 @@ class Grab {
     /** When it returns, no more frames are put into the mailbox. */
     void stop();
 
-    [[nodiscard]] const CameraRecord& record() const { return found_.record; }
+    [[nodiscard]] const CameraRecord& record() const { return control_.record(); }
+    [[nodiscard]] const Control& control() const { return control_; }
 
  private:
-    FoundCamera found_;
+    Control control_;
     std::size_t source_;
     std::shared_ptr<Mailbox> mailbox_;
     bool started_ = false;

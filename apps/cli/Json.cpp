@@ -36,11 +36,12 @@ class ObjectWriter {
         writer_.String(utf8.data(), static_cast<kestrocli_rapidjson::SizeType>(utf8.size()));
     }
     void number(std::uint64_t value) { writer_.Uint64(value); }
-    void signedNumber(std::int32_t value) { writer_.Int(value); }
+    void signedNumber(std::int64_t value) { writer_.Int64(value); }
     void boolean(bool value) { writer_.Bool(value); }
     void null() { writer_.Null(); }
-    /** The shortest text that reads back as the same float: 3.2, not 3.2000000476837158. */
-    void real(float value) {
+    /** The shortest text that reads back as the same number: 3.2, not 3.2000000476837158. */
+    template <typename Real>
+    void real(Real value) {
         std::array<char, 64> digits{};
         const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
         if (!std::isfinite(value) || end.ec != std::errc()) return null();
@@ -54,6 +55,22 @@ class ObjectWriter {
     void textOrNull(std::string_view key, std::string_view bytes) {
         name(key);
         bytes.empty() ? null() : text(bytes);
+    }
+
+    void value(const FeatureValue& value) {
+        if (const auto* number = std::get_if<std::int64_t>(&value)) return signedNumber(*number);
+        if (const auto* number = std::get_if<double>(&value)) return real(*number);
+        if (const auto* truth = std::get_if<bool>(&value)) return boolean(*truth);
+        text(std::get<std::string>(value));
+    }
+    void valueOrNull(std::string_view key, const std::optional<FeatureValue>& one) {
+        name(key);
+        one ? value(*one) : null();
+    }
+    void list(std::string_view key, const std::vector<std::string>& texts) {
+        name(key), startArray();
+        for (const auto& one : texts) text(one);
+        endArray();
     }
 
     void startObject() { writer_.StartObject(); }
@@ -86,6 +103,24 @@ void writeCode(ObjectWriter& json, const kestro::BarcodeInfo& code) {
     }
     json.endArray();
     json.endObject();
+}
+
+/** What the value may be, as far as the camera says so. */
+void writeLimits(ObjectWriter& json, const FeatureRecord& feature) {
+    if (feature.least) json.valueOrNull("min", feature.least);
+    if (feature.most) json.valueOrNull("max", feature.most);
+    if (feature.increment) json.name("inc"), json.signedNumber(*feature.increment);
+    if (!feature.unit.empty()) json.member("unit", feature.unit);
+    if (feature.longest) json.member("max_length", std::uint64_t{*feature.longest});
+    if (feature.type != kestro::ParameterType::Enum) return;
+    json.name("entries"), json.startArray();
+    for (const auto& entry : feature.entries) {
+        json.startObject();
+        json.member("symbol", entry.symbol);
+        json.member("value", entry.value);
+        json.endObject();
+    }
+    json.endArray();
 }
 
 }  // namespace
@@ -125,6 +160,74 @@ std::string resultLine(const kestro::Frame& frame, const FrameContext& context) 
     json.name("codes"), json.startArray();
     for (const auto& code : frame.getBarcodes()) writeCode(json, *code);
     json.endArray();
+    return json.finish();
+}
+
+std::string featureLine(const FeatureRecord& feature, const std::vector<std::string>& categories) {
+    ObjectWriter json;
+    json.member("name", feature.name);
+    json.member("type", typeName(feature.type));
+    if (!categories.empty()) json.list("categories", categories);
+    json.member("visibility", visibilityName(feature.visibility));
+    json.flag("available", feature.isAvailable());
+    json.flag("readable", feature.isReadable());
+    json.flag("writable", feature.isWritable());
+    if (feature.type != kestro::ParameterType::Command) json.valueOrNull("value", feature.value);
+    writeLimits(json, feature);
+    if (!feature.selectors.empty()) json.list("selectors", feature.selectors);
+    return json.finish();
+}
+
+std::string changeLine(const std::string& name, const std::optional<FeatureValue>& before,
+                       const std::optional<FeatureValue>& after) {
+    ObjectWriter json;
+    json.member("name", name);
+    json.valueOrNull("old", before);
+    json.valueOrNull("new", after);
+    return json.finish();
+}
+
+std::string differenceLine(const Difference& difference) {
+    ObjectWriter json;
+    json.member("name", difference.name);
+    if (!difference.selection.empty()) json.member("selection", difference.selection);
+    json.member("file", difference.wanted);
+    json.name("camera");
+    difference.held ? json.text(*difference.held) : json.null();
+    if (!difference.reason.empty()) json.member("reason", difference.reason);
+    return json.finish();
+}
+
+std::string registerLine(std::uint64_t address, std::uint32_t value) {
+    ObjectWriter json;
+    json.member("address", address);
+    json.member("value", std::uint64_t{value});
+    return json.finish();
+}
+
+std::string memoryLine(std::uint64_t address, std::span<const std::uint8_t> bytes) {
+    ObjectWriter json;
+    json.member("address", address);
+    json.member("length", std::uint64_t{bytes.size()});
+    json.member("bytes", hexDigits(bytes));
+    return json.finish();
+}
+
+std::string updateLine(std::chrono::system_clock::time_point time, const std::string& name,
+                       const std::optional<FeatureValue>& value) {
+    ObjectWriter json;
+    json.member("time", isoTime(time));
+    json.member("event", "feature");
+    json.member("name", name);
+    json.valueOrNull("value", value);
+    return json.finish();
+}
+
+std::string connectionLine(std::chrono::system_clock::time_point time, bool online) {
+    ObjectWriter json;
+    json.member("time", isoTime(time));
+    json.member("event", "connection");
+    json.member("state", online ? "online" : "offline");
     return json.finish();
 }
 

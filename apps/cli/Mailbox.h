@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace kestrocli {
 
@@ -24,23 +25,56 @@ struct Delivery {
 };
 
 /**
- * Carries frames from the library's delivery threads to the main thread, which may be slow to
- * write them.
+ * Carries what cameras deliver from the library's threads to the main thread, which may be slow to
+ * write it.
  *
- * When it is full, put() waits: the library then drops its oldest waiting frames, which shows as a
- * gap in the block ids, so that nothing is lost silently. Threads: any.
+ * When it is full, put() waits: the library then drops the oldest that wait there, which shows for
+ * frames as a gap in the block ids, so that nothing is lost silently. Threads: any.
  */
-class Mailbox {
+template <typename Item>
+class MailboxOf {
  public:
-    explicit Mailbox(std::size_t capacity) : capacity_(capacity) {}
+    explicit MailboxOf(std::size_t capacity) : capacity_(capacity) {}
 
-    void put(Delivery delivery);
-    [[nodiscard]] std::optional<Delivery> take();
+    void put(Item item) {
+        {
+            std::unique_lock lock(mutex_);
+            space_.wait(lock, [this] { return waiting_.size() < capacity_ || !mayWait_; });
+            waiting_.push_back(std::move(item));
+        }
+        wake_.notify();
+    }
+    [[nodiscard]] std::optional<Item> take() {
+        std::optional<Item> item;
+        {
+            const std::lock_guard lock(mutex_);
+            if (waiting_.empty()) return item;
+            item.emplace(std::move(waiting_.front()));
+            waiting_.pop_front();
+        }
+        space_.notify_one();
+        return item;
+    }
     /** From now on put() waits no more; what is inside stays. */
-    void stopWaiting();
+    void stopWaiting() {
+        {
+            const std::lock_guard lock(mutex_);
+            mayWait_ = false;
+        }
+        space_.notify_all();
+    }
 
-    void reportLost();
-    [[nodiscard]] bool lost() const;
+    void reportLost() {
+        {
+            const std::lock_guard lock(mutex_);
+            lost_ = true;
+        }
+        wake_.notify();
+    }
+    [[nodiscard]] bool lost() const {
+        const std::lock_guard lock(mutex_);
+        return lost_;
+    }
 
     [[nodiscard]] const Wake& wake() const { return wake_; }
 
@@ -49,9 +83,11 @@ class Mailbox {
     Wake wake_;
     mutable std::mutex mutex_;
     std::condition_variable space_;
-    std::deque<Delivery> waiting_;  // guarded by mutex_
-    bool mayWait_ = true;           // guarded by mutex_
-    bool lost_ = false;             // guarded by mutex_
+    std::deque<Item> waiting_;  // guarded by mutex_
+    bool mayWait_ = true;       // guarded by mutex_
+    bool lost_ = false;         // guarded by mutex_
 };
+
+using Mailbox = MailboxOf<Delivery>;
 
 }  // namespace kestrocli

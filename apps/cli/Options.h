@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace kestrocli {
 
@@ -45,6 +46,62 @@ struct SimOptions {
     std::string statisticsFile;
 };
 
+struct FeaturesOptions {
+    std::string camera;  ///< as in InfoOptions, here and below
+    bool tree = false;
+    std::string visibility = "expert";  ///< the least visible that is listed
+    bool json = false;
+};
+
+struct GetOptions {
+    std::string camera;
+    std::vector<std::string> names;
+    bool json = false;
+};
+
+struct SetOptions {
+    std::string camera;
+    std::vector<std::string> assignments;  ///< NAME=VALUE or @FILE
+    bool json = false;
+};
+
+struct ExecOptions {
+    std::string camera;
+    std::string name;
+};
+
+struct TriggerOptions {
+    std::string camera;
+};
+
+/** For save, load, diff and xml. */
+struct FileOptions {
+    std::string camera;
+    std::string file;
+    bool json = false;
+};
+
+struct RegOptions {
+    std::string camera;
+    std::string address;
+    std::string value;  ///< empty: read
+    std::uint32_t length = 4;
+    bool json = false;
+};
+
+struct EventsOptions {
+    std::string camera;
+    double seconds = 0;        ///< end after this time; 0: no limit
+    std::uint64_t events = 0;  ///< end after so many; 0: no limit
+    bool json = false;
+};
+
+struct ForceIpOptions {
+    std::string camera;
+    std::string address;  ///< "192.168.1.7/24" or "192.168.1.7/255.255.255.0"
+    std::string gateway;  ///< empty: none
+};
+
 struct DemoOptions {
     std::string folder = "demo-output";
 };
@@ -54,5 +111,17 @@ ExitCode runInfo(const InfoOptions& options, Output& output);
 ExitCode runRead(const ReadOptions& options, Output& output);
 ExitCode runSim(const SimOptions& options, Output& output);
 ExitCode runDemo(const DemoOptions& options, Output& output);
+ExitCode runFeatures(const FeaturesOptions& options, Output& output);
+ExitCode runGet(const GetOptions& options, Output& output);
+ExitCode runSet(const SetOptions& options, Output& output);
+ExitCode runExec(const ExecOptions& options, Output& output);
+ExitCode runTrigger(const TriggerOptions& options, Output& output);
+ExitCode runSave(const FileOptions& options, Output& output);
+ExitCode runLoad(const FileOptions& options, Output& output);
+ExitCode runDiff(const FileOptions& options, Output& output);
+ExitCode runXml(const FileOptions& options, Output& output);
+ExitCode runReg(const RegOptions& options, Output& output);
+ExitCode runEvents(const EventsOptions& options, Output& output);
+ExitCode runForceIp(const ForceIpOptions& options, Output& output);
 
 }  // namespace kestrocli

@@ -2,9 +2,10 @@
 #pragma once
 
 #include "Mailbox.h"
+#include "StopSignal.h"
 
+#include <algorithm>
 #include <chrono>
-#include <functional>
 
 namespace kestrocli {
 
@@ -22,14 +23,43 @@ struct Deadlines {
     std::chrono::steady_clock::time_point firstFrame = std::chrono::steady_clock::time_point::max();
 };
 
-/** Takes a delivery; false when it wants no more. */
-using DeliveryHandler = std::function<bool(const Delivery&)>;
+/** The point in time so many seconds after another. */
+[[nodiscard]] inline std::chrono::steady_clock::time_point after(
+    std::chrono::steady_clock::time_point start, double seconds) {
+    using Time = std::chrono::steady_clock::time_point;
+    return start +
+           std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(seconds));
+}
 
-/** Hands what arrives to the handler, on the calling thread, until something ends it. */
-[[nodiscard]] End pump(Mailbox& mailbox, const Deadlines& deadlines,
-                       const DeliveryHandler& handler);
+/**
+ * Hands what arrives to the handler, on the calling thread, until something ends it: one is that
+ * the handler answers false, because it wants no more.
+ */
+template <typename Item, typename Handler>
+[[nodiscard]] End pump(MailboxOf<Item>& mailbox, const Deadlines& deadlines,
+                       const Handler& handler) {
+    auto firstFrame = deadlines.firstFrame;
+    for (;;) {
+        if (StopSignal::requested()) return End::stopped;
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadlines.end) return End::time;
+        if (const auto item = mailbox.take()) {
+            firstFrame = Deadlines().firstFrame;
+            if (!handler(*item)) return End::done;
+            continue;
+        }
+        if (mailbox.lost()) return End::lost;
+        if (now >= firstFrame) return End::noFrame;
+        mailbox.wake().waitUntil(std::min(deadlines.end, firstFrame));
+    }
+}
 
 /** Hands over what is still waiting after the cameras were stopped. */
-void drain(Mailbox& mailbox, const DeliveryHandler& handler);
+template <typename Item, typename Handler>
+void drain(MailboxOf<Item>& mailbox, const Handler& handler) {
+    while (const auto item = mailbox.take()) {
+        if (!handler(*item)) return;
+    }
+}
 
 }  // namespace kestrocli

@@ -20,13 +20,6 @@ namespace {
 
 constexpr std::size_t kMailboxFrames = 8;
 
-using SteadyTime = std::chrono::steady_clock::time_point;
-
-SteadyTime after(SteadyTime start, double seconds) {
-    return start +
-           std::chrono::duration_cast<SteadyTime::duration>(std::chrono::duration<double>(seconds));
-}
-
 /** Reading from one camera: what happens to each of its frames. */
 class Reading {
  public:
@@ -65,7 +58,8 @@ class Reading {
     Tally tally_;
 };
 
-Deadlines deadlinesOf(const ReadOptions& options, SteadyTime start) {
+Deadlines deadlinesOf(const ReadOptions& options) {
+    const auto start = std::chrono::steady_clock::now();
     Deadlines deadlines;
     if (options.seconds > 0) deadlines.end = after(start, options.seconds);
     if (options.timeoutSeconds > 0) deadlines.firstFrame = after(start, options.timeoutSeconds);
@@ -92,8 +86,9 @@ ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
     }
     say(reading.tally().summary());
     if (end != End::lost) return ExitCode::ok;
-    complain("the connection to camera " + nameOf(camera) + " is lost: it no longer answers");
-    return ExitCode::lost;
+    const Failure lost = lostFailure(camera);
+    complain(lost.what());
+    return lost.code();
 }
 
 }  // namespace
@@ -122,7 +117,7 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
     grab.start();
     End end = End::stopped;
     try {
-        end = pump(*mailbox, deadlinesOf(options, std::chrono::steady_clock::now()), take);
+        end = pump(*mailbox, deadlinesOf(options), take);
         grab.stop();
         if (end != End::done) drain(*mailbox, take);
     } catch (const OutputClosed&) {

@@ -141,6 +141,39 @@ std::string visible(std::string_view bytes) {
     return text;
 }
 
+std::string hexDigits(std::span<const std::uint8_t> bytes) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const std::uint8_t byte : bytes) {
+        text += kDigits[byte >> 4U];
+        text += kDigits[byte & 15U];
+    }
+    return text;
+}
+
+std::string hexNumber(std::uint64_t value) {
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "0x%08llx", static_cast<unsigned long long>(value));
+    return text.data();
+}
+
+std::string hexDump(std::uint64_t address, std::span<const std::uint8_t> bytes) {
+    constexpr std::size_t kBytesALine = 16;
+    constexpr std::size_t kHexColumns = 3 * kBytesALine + 2;
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += kBytesALine) {
+        std::string hex;
+        std::string letters;
+        for (std::size_t i = at; i < std::min(at + kBytesALine, bytes.size()); ++i) {
+            hex += (i == at + kBytesALine / 2 ? "  " : " ") + hexDigits(bytes.subspan(i, 1));
+            letters += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
+        }
+        text += hexNumber(address + at) + " " + padded(hex, kHexColumns) + " " + letters + "\n";
+    }
+    return text;
+}
+
 std::string padded(std::string_view text, std::size_t columns) {
     const std::size_t length = characterCount(text);
     return std::string(text) + std::string(length < columns ? columns - length : 0, ' ');

@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +23,13 @@ namespace kestrocli {
  * line separators) and bytes that are not UTF-8 appear as escapes; a backslash is doubled.
  */
 [[nodiscard]] std::string visible(std::string_view bytes);
+
+/** Two digits for each byte. */
+[[nodiscard]] std::string hexDigits(std::span<const std::uint8_t> bytes);
+/** Sixteen bytes a line: the address, the bytes, and those that are ASCII characters. */
+[[nodiscard]] std::string hexDump(std::uint64_t address, std::span<const std::uint8_t> bytes);
+/** 0x and at least eight digits. */
+[[nodiscard]] std::string hexNumber(std::uint64_t value);
 
 /** The text filled up with blanks to `columns` characters. */
 [[nodiscard]] std::string padded(std::string_view text, std::size_t columns);

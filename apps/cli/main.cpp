@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
+#include <map>
 #include <string>
 
 namespace kestrocli {
@@ -58,6 +60,11 @@ CLI::Validator wholeNumber(std::uint64_t least) {
             ""};
 }
 
+void addCamera(CLI::App& command, std::string& camera) {
+    command.add_option("CAMERA", camera, "Key, serial number, user-given name, IP or MAC address")
+        ->required();
+}
+
 void addList(CLI::App& app, ListOptions& options) {
     CLI::App* command = app.add_subcommand("list", "List the cameras on the network");
     command->add_flag("--json", options.json, "One JSON object a camera and line");
@@ -65,19 +72,13 @@ void addList(CLI::App& app, ListOptions& options) {
 
 void addInfo(CLI::App& app, InfoOptions& options) {
     CLI::App* command = app.add_subcommand("info", "Show all about one camera");
-    command
-        ->add_option("CAMERA", options.camera,
-                     "Key, serial number, user-given name, IP or MAC address")
-        ->required();
+    addCamera(*command, options.camera);
     command->add_flag("--json", options.json, "One JSON object on a line");
 }
 
 void addRead(CLI::App& app, ReadOptions& options) {
     CLI::App* command = app.add_subcommand("read", "Print what a camera reads, until Ctrl-C");
-    command
-        ->add_option("CAMERA", options.camera,
-                     "Key, serial number, user-given name, IP or MAC address")
-        ->required();
+    addCamera(*command, options.camera);
     command->add_option("-n", options.frames, "End after N frames")
         ->type_name("N")
         ->check(wholeNumber(1));
@@ -149,15 +150,127 @@ void addDemo(CLI::App& app, DemoOptions& options) {
         ->capture_default_str();
 }
 
+void addFeatures(CLI::App& app, FeaturesOptions& options) {
+    CLI::App* command = app.add_subcommand("features", "List the features of a camera");
+    addCamera(*command, options.camera);
+    command->add_flag("--tree", options.tree, "Under their categories");
+    command
+        ->add_option("--visibility", options.visibility, "For whom: each includes those before it")
+        ->check(CLI::IsMember({"beginner", "expert", "guru", "invisible"}))
+        ->capture_default_str();
+    command->add_flag("--json", options.json, "One JSON object a feature and line");
+}
+
+void addGet(CLI::App& app, GetOptions& options) {
+    CLI::App* command = app.add_subcommand("get", "Print values of features");
+    addCamera(*command, options.camera);
+    command->add_option("NAME", options.names, "Features")->required();
+    command->add_flag("--json", options.json, "One JSON object a feature and line");
+}
+
+void addSet(CLI::App& app, SetOptions& options) {
+    CLI::App* command = app.add_subcommand("set", "Set features, in order, up to a refusal");
+    addCamera(*command, options.camera);
+    command
+        ->add_option("NAME=VALUE", options.assignments,
+                     "Features and values; @FILE stands for the lines of a file")
+        ->required();
+    command->add_flag("--json", options.json, "One JSON object a feature and line");
+}
+
+void addCommands(CLI::App& app, ExecOptions& exec, TriggerOptions& trigger) {
+    CLI::App* command = app.add_subcommand("exec", "Execute a command feature");
+    addCamera(*command, exec.camera);
+    command->add_option("NAME", exec.name, "The feature")->required();
+    command = app.add_subcommand("trigger", "Trigger a camera by software");
+    addCamera(*command, trigger.camera);
+}
+
+/** The commands that exchange a file with a camera. */
+void addFile(CLI::App& app, FileOptions& options, const char* name, const char* help,
+             const char* file) {
+    CLI::App* command = app.add_subcommand(name, help);
+    addCamera(*command, options.camera);
+    command->add_option("FILE", options.file, file)->required();
+}
+
+void addJsonDifferences(CLI::App& app, FileOptions& options, const char* name) {
+    app.get_subcommand(name)->add_flag("--json", options.json,
+                                       "One JSON object a difference and line");
+}
+
+void addReg(CLI::App& app, RegOptions& options) {
+    CLI::App* command = app.add_subcommand("reg", "Read or write a register, read memory");
+    addCamera(*command, options.camera);
+    command->add_option("ADDRESS", options.address, "Decimal, or hexadecimal after 0x")->required();
+    command->add_option("VALUE", options.value, "Write this to the register");
+    command->add_option("--length", options.length, "Read so many bytes")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1 << 24))
+        ->capture_default_str();
+    command->add_flag("--json", options.json, "One JSON object on a line");
+}
+
+void addEvents(CLI::App& app, EventsOptions& options) {
+    CLI::App* command =
+        app.add_subcommand("events", "Print features that change and the connection's state");
+    addCamera(*command, options.camera);
+    command->add_option("-d", options.seconds, "End after this time")
+        ->type_name("SECONDS")
+        ->check(seconds(false));
+    command->add_option("-n", options.events, "End after N events")
+        ->type_name("N")
+        ->check(wholeNumber(1));
+    command->add_flag("--json", options.json, "One JSON object an event and line");
+}
+
+void addForceIp(CLI::App& app, ForceIpOptions& options) {
+    CLI::App* command =
+        app.add_subcommand("force-ip", "Give a camera another address, also one in a wrong subnet");
+    addCamera(*command, options.camera);
+    command->add_option("ADDRESS/MASK", options.address, "192.168.1.7/24 or .../255.255.255.0")
+        ->required();
+    command->add_option("GATEWAY", options.gateway, "The gateway's address");
+}
+
 struct AllOptions {
     ListOptions list;
     InfoOptions info;
     ReadOptions read;
+    FeaturesOptions features;
+    GetOptions get;
+    SetOptions set;
+    ExecOptions exec;
+    TriggerOptions trigger;
+    FileOptions save;
+    FileOptions load;
+    FileOptions diff;
+    FileOptions xml;
+    RegOptions reg;
+    EventsOptions events;
+    ForceIpOptions forceIp;
     SimOptions sim;
     DemoOptions demo;
     int verbosity = 0;
     bool version = false;
 };
+
+void defineFeatureCommands(CLI::App& app, AllOptions& options) {
+    addFeatures(app, options.features);
+    addGet(app, options.get);
+    addSet(app, options.set);
+    addCommands(app, options.exec, options.trigger);
+    addFile(app, options.save, "save", "Save the configuration of a camera", "Where to");
+    addFile(app, options.load, "load", "Load a configuration into a camera", "Where from");
+    addFile(app, options.diff, "diff", "Compare a camera with a configuration",
+            "The configuration");
+    addFile(app, options.xml, "xml", "Write the GenICam description of a camera",
+            "Where to; - for standard output");
+    addJsonDifferences(app, options.load, "load");
+    addJsonDifferences(app, options.diff, "diff");
+    addReg(app, options.reg);
+    addEvents(app, options.events);
+}
 
 void define(CLI::App& app, AllOptions& options) {
     app.footer(kFooter);
@@ -167,16 +280,44 @@ void define(CLI::App& app, AllOptions& options) {
     addList(app, options.list);
     addInfo(app, options.info);
     addRead(app, options.read);
+    defineFeatureCommands(app, options);
+    addForceIp(app, options.forceIp);
     addSim(app, options.sim);
     addDemo(app, options.demo);
 }
 
+/** By the name that the user gave. */
+using Commands = std::map<std::string, std::function<ExitCode(Output&)>>;
+
+template <typename Options>
+Commands::mapped_type bound(ExitCode (*run)(const Options&, Output&), const Options& options) {
+    return [run, &options](Output& output) { return run(options, output); };
+}
+
+Commands commandsOf(const AllOptions& options) {
+    return {{"list", bound(runList, options.list)},
+            {"info", bound(runInfo, options.info)},
+            {"read", bound(runRead, options.read)},
+            {"features", bound(runFeatures, options.features)},
+            {"get", bound(runGet, options.get)},
+            {"set", bound(runSet, options.set)},
+            {"exec", bound(runExec, options.exec)},
+            {"trigger", bound(runTrigger, options.trigger)},
+            {"save", bound(runSave, options.save)},
+            {"load", bound(runLoad, options.load)},
+            {"diff", bound(runDiff, options.diff)},
+            {"xml", bound(runXml, options.xml)},
+            {"reg", bound(runReg, options.reg)},
+            {"events", bound(runEvents, options.events)},
+            {"force-ip", bound(runForceIp, options.forceIp)},
+            {"sim", bound(runSim, options.sim)},
+            {"demo", bound(runDemo, options.demo)}};
+}
+
 ExitCode runCommand(const CLI::App& app, const AllOptions& options, Output& output) {
-    if (app.got_subcommand("list")) return runList(options.list, output);
-    if (app.got_subcommand("info")) return runInfo(options.info, output);
-    if (app.got_subcommand("read")) return runRead(options.read, output);
-    if (app.got_subcommand("sim")) return runSim(options.sim, output);
-    if (app.got_subcommand("demo")) return runDemo(options.demo, output);
+    for (const auto& [name, run] : commandsOf(options)) {
+        if (app.got_subcommand(name)) return run(output);
+    }
     throw Failure("which command? See kestro --help", ExitCode::usage);
 }
 

@@ -88,6 +88,17 @@ TEST(Table, AlignsByCharactersNotBytes) {
     EXPECT_EQ(table({}), "");
 }
 
+TEST(HexDump, ShowsSixteenBytesALine) {
+    std::vector<std::uint8_t> bytes;
+    for (std::uint8_t i = 0; i < 18; ++i) bytes.push_back(static_cast<std::uint8_t>(0x30 + i));
+    bytes[1] = 0x7F;
+    EXPECT_EQ(hexDump(0xA00, bytes),
+              "0x00000a00  30 7f 32 33 34 35 36 37  38 39 3a 3b 3c 3d 3e 3f  0.23456789:;<=>?\n"
+              "0x00000a10  40 41                                             @A\n");
+    EXPECT_EQ(hexDigits(std::vector<std::uint8_t>{0x0F, 0xA0}), "0fa0");
+    EXPECT_EQ(hexNumber(0x1'0000'0000), "0x100000000");
+}
+
 TEST(IsoTime, IsUtcWithMicroseconds) {
     using namespace std::chrono;
     EXPECT_EQ(isoTime(system_clock::time_point(1'700'000'000s + 42us)),

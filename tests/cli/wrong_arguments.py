@@ -9,6 +9,10 @@ WRONG = (
     "read A --timeout -1", "sim --count 0", "sim --count 251", "sim --count -1", "sim --width 99999999999",
     "sim --format gif", "sim --seed -1", "sim --address 300.1.1.1", "sim --claim 1.2.3.4", "sim --claim 1.2.3.4/33",
     "sim --serial 0123456789ABCDEF", "demo --output",
+    "features", "features A --visibility all", "get A", "set A", "set A Width", "set A =5", "set A @/nowhere/x", "exec A",
+    "trigger", "save A", "load A /nowhere/x", "diff A /nowhere/x", "xml A", "reg A", "reg A zz", "reg A -4",
+    "reg A 0 4294967296", "reg A 0=", "reg A 0 1 --length 8", "reg A 0 --length 0", "events A -n 0", "force-ip A",
+    "force-ip A 1.2.3.4", "force-ip A 1.2.3.4/33",
 )
 
 

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Feature.h"
+#include "Find.h"
+#include "Json.h"
+#include "Options.h"
+#include "Output.h"
+#include "Text.h"
+
+#include <algorithm>
+
+namespace kestrocli {
+namespace {
+
+constexpr std::size_t kLongestColumn = 40;
+
+/** The text, cut so that a table stays one: --json and get show all of it. */
+std::string cut(const std::string& text) {
+    if (text.size() <= kLongestColumn) return text;
+    std::size_t end = kLongestColumn - 3;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) --end;
+    return text.substr(0, end) + "...";
+}
+
+class Listing {
+ public:
+    Listing(const Control& control, const FeaturesOptions& options)
+        : control_(control), tree_(featureTree(control)), shown_(tree_.size()) {
+        for (std::size_t i = 0; i < tree_.size(); ++i) {
+            if (tree_[i].type == kestro::ParameterType::Group) continue;
+            if (isVisible(tree_[i].name, options.visibility)) {
+                show(i);
+            } else {
+                ++hidden_;
+            }
+        }
+    }
+
+    [[nodiscard]] std::string asTable(const Output& output, bool indented) const {
+        std::vector<std::vector<std::string>> rows = {{"NAME", "TYPE", "ACCESS", "VALUE", "RANGE"}};
+        for (std::size_t i = 1; i < tree_.size(); ++i) {
+            if (!shown_[i]) continue;
+            const std::string indent(indented ? (tree_[i].depth - 1) * 2 : 0, ' ');
+            if (tree_[i].type != kestro::ParameterType::Group) {
+                rows.push_back(row(indent, Feature(control_, tree_[i].name).record()));
+            } else if (indented) {
+                rows.push_back({indent + visible(tree_[i].name)});
+            }
+            control_.requireConnection();
+        }
+        const std::string text = table(rows);
+        const std::size_t headEnd = text.find('\n');
+        return output.bold(text.substr(0, headEnd)) + text.substr(headEnd);
+    }
+
+    void writeAsJson(Output& output) const {
+        for (std::size_t i = 1; i < tree_.size(); ++i) {
+            if (!shown_[i] || tree_[i].type == kestro::ParameterType::Group) continue;
+            const FeatureRecord record = Feature(control_, tree_[i].name).record();
+            control_.requireConnection();
+            output.write(featureLine(record, categoriesOf(i)) + "\n");
+        }
+    }
+
+    [[nodiscard]] std::size_t hidden() const { return hidden_; }
+
+ private:
+    [[nodiscard]] bool isVisible(const std::string& name, const std::string& least) const {
+        const auto visibility = kestro::Parameter(control_.camera(), name.c_str()).getVisibility();
+        for (const auto level :
+             {kestro::ParameterVisibility::Beginner, kestro::ParameterVisibility::Expert,
+              kestro::ParameterVisibility::Guru}) {
+            if (visibility == level) return true;
+            if (visibilityName(level) == least) return false;
+        }
+        return true;
+    }
+
+    /** Shows a feature, and the categories that it lies in. */
+    void show(std::size_t index) {
+        for (; !shown_[index] && index != 0; index = tree_[index].parent) shown_[index] = true;
+    }
+
+    [[nodiscard]] std::vector<std::string> categoriesOf(std::size_t index) const {
+        std::vector<std::string> names;
+        for (std::size_t at = tree_[index].parent; at != 0; at = tree_[at].parent) {
+            names.push_back(tree_[at].name);
+        }
+        std::reverse(names.begin(), names.end());
+        return names;
+    }
+
+    static std::vector<std::string> row(const std::string& indent, const FeatureRecord& feature) {
+        return {indent + visible(feature.name), std::string(typeName(feature.type)),
+                std::string(accessText(feature)),
+                feature.value ? cut(visible(textOf(*feature.value))) : "-",
+                feature.isWritable() ? cut(rangeText(feature)) : visible(feature.unit)};
+    }
+
+    const Control& control_;
+    std::vector<FeaturePlace> tree_;
+    std::vector<bool> shown_;
+    std::size_t hidden_ = 0;
+};
+
+}  // namespace
+
+ExitCode runFeatures(const FeaturesOptions& options, Output& output) {
+    const Control control(findCamera(options.camera));
+    const Listing listing(control, options);
+    if (options.json) {
+        listing.writeAsJson(output);
+        return ExitCode::ok;
+    }
+    output.write(listing.asTable(output, options.tree));
+    if (listing.hidden() > 0) {
+        say(std::to_string(listing.hidden()) +
+            " more with --visibility guru or, for all of them, invisible");
+    }
+    return ExitCode::ok;
+}
+
+}  // namespace kestrocli
