@@ -64,6 +64,7 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     } else {
         answer.status = Status::invalidHeader;
     }
+    if (answer.status != Status::success) ++counts_.refused;
     if (answer.silent || (request.flags & kFlagAcknowledge) == 0) return {};
     return acknowledge(answer.status, static_cast<std::uint16_t>(request.command), request.id,
                        answer.payload);
@@ -162,6 +163,7 @@ GvcpCommands::Answer GvcpCommands::readRegisters(const Request& request) {
         if (answer.status != Status::success) break;
         answer.payload.insert(answer.payload.end(), value.begin(), value.end());
     }
+    counts_.registersRead += answer.payload.size() / 4;
     return answer;
 }
 
@@ -177,6 +179,7 @@ GvcpCommands::Answer GvcpCommands::writeRegisters(const Request& request) {
             write(request.from, load32(&request.payload[at]), request.payload.subspan(at + 4, 4));
         if (status == Status::success) ++written;
     }
+    counts_.registersWritten += written;
     return {status, progress(written), false};
 }
 
@@ -189,7 +192,11 @@ GvcpCommands::Answer GvcpCommands::readMemory(const Request& request) {
     answer.payload.resize(4 + count);
     store32(answer.payload.data(), address);
     answer.status = read(request.from, address, std::span(answer.payload).subspan(4));
-    if (answer.status != Status::success) answer.payload.clear();
+    if (answer.status != Status::success) {
+        answer.payload.clear();
+    } else {
+        ++counts_.memoryReads;
+    }
     return answer;
 }
 
@@ -200,7 +207,9 @@ GvcpCommands::Answer GvcpCommands::writeMemory(const Request& request) {
     }
     const Status status =
         write(request.from, load32(request.payload.data()), request.payload.subspan(4));
-    return {status, progress(status == Status::success ? bytes - 4 : 0), false};
+    if (status != Status::success) return {status, progress(0), false};
+    ++counts_.memoryWrites;
+    return {status, progress(bytes - 4), false};
 }
 
 Status GvcpCommands::read(const Endpoint& from, std::uint32_t address, std::span<std::uint8_t> to) {

@@ -7,6 +7,7 @@
 #include "RegisterMap.h"
 #include "StreamSender.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -14,6 +15,15 @@
 #include <vector>
 
 namespace kestrosim {
+
+/** What clients had done since the camera was switched on. One thread counts; threads: any. */
+struct CommandCounts {
+    std::atomic<std::uint64_t> registersRead{0};     ///< words, by READREG
+    std::atomic<std::uint64_t> registersWritten{0};  ///< words, by WRITEREG
+    std::atomic<std::uint64_t> memoryReads{0};       ///< READMEM commands
+    std::atomic<std::uint64_t> memoryWrites{0};      ///< WRITEMEM commands
+    std::atomic<std::uint64_t> refused{0};           ///< answered with another status than success
+};
 
 /** Understands GVCP commands, carries them out and words the answers. One thread. */
 class GvcpCommands {
@@ -34,6 +44,7 @@ class GvcpCommands {
     [[nodiscard]] std::optional<Clock::time_point> controlExpiry() const;
     /** The address that a FORCEIP gave the camera since the last call. */
     [[nodiscard]] std::optional<std::uint32_t> takeForcedAddress();
+    [[nodiscard]] const CommandCounts& counts() const { return counts_; }
 
  private:
     struct Request {
@@ -84,6 +95,7 @@ class GvcpCommands {
     ControlPrivilege privilege_;
     std::optional<std::uint32_t> forcedAddress_;
     Write lastWrite_;
+    CommandCounts counts_;
 };
 
 }  // namespace kestrosim

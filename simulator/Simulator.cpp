@@ -95,6 +95,12 @@ SimulatedCamera::~SimulatedCamera() = default;
 CameraStatistics SimulatedCamera::statistics() const {
     CameraStatistics statistics = state_->stream.statistics();
     statistics.commandsAnswered = state_->control.commandsAnswered();
+    const CommandCounts& counts = state_->commands.counts();
+    statistics.registersRead = counts.registersRead;
+    statistics.registersWritten = counts.registersWritten;
+    statistics.memoryReads = counts.memoryReads;
+    statistics.memoryWrites = counts.memoryWrites;
+    statistics.commandsRefused = counts.refused;
     return statistics;
 }
 

@@ -42,6 +42,11 @@ struct CameraStatistics {
     std::uint64_t packetsSent = 0;  ///< GVSP packets, resent ones included
     std::uint64_t packetsResent = 0;
     std::uint64_t commandsAnswered = 0;  ///< GVCP commands
+    std::uint64_t registersRead = 0;     ///< words, by READREG
+    std::uint64_t registersWritten = 0;  ///< words, by WRITEREG
+    std::uint64_t memoryReads = 0;       ///< READMEM commands that were carried out
+    std::uint64_t memoryWrites = 0;      ///< WRITEMEM commands that were carried out
+    std::uint64_t commandsRefused = 0;   ///< with another status than success
     std::uint64_t blockId = 0;           ///< of the latest frame
     std::uint64_t leaderBytes = 0;       ///< UDP payload of the latest leader
     std::uint32_t pixelFormat = 0;       ///< as the latest leader said

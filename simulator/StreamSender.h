@@ -58,7 +58,7 @@ class StreamSender {
     /** Sends from another address of this host from now on. Needs: not acquiring. */
     void moveTo(std::uint32_t address);
     [[nodiscard]] std::uint16_t sourcePort() const;
-    /** All but commandsAnswered. */
+    /** What was sent; the commands are not counted here. */
     [[nodiscard]] CameraStatistics statistics() const;
 
  private:

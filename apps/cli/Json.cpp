@@ -240,6 +240,11 @@ std::string statisticsLine(const kestrosim::CameraOptions& camera,
     json.member("packets_sent", statistics.packetsSent);
     json.member("packets_resent", statistics.packetsResent);
     json.member("commands_answered", statistics.commandsAnswered);
+    json.member("registers_read", statistics.registersRead);
+    json.member("registers_written", statistics.registersWritten);
+    json.member("memory_reads", statistics.memoryReads);
+    json.member("memory_writes", statistics.memoryWrites);
+    json.member("commands_refused", statistics.commandsRefused);
     json.member("block_id", statistics.blockId);
     json.member("leader_bytes", statistics.leaderBytes);
     json.member("pixel_format", std::uint64_t{statistics.pixelFormat});

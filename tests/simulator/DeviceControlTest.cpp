@@ -179,6 +179,26 @@ TEST(GvcpRegisters, AreWrittenUpToTheFirstRefused) {
     EXPECT_EQ(both.payload, be32(5000) + be32(2));
 }
 
+TEST(GvcpRegisters, AreCountedByKindOfCommand) {
+    const TestCamera camera;
+    Client client(camera.options.address);
+    ASSERT_EQ(client.write(kPrivilege, 2), 0U);
+    const Bytes order = be32(kHeartbeat) + be32(5000) + be32(0) + be32(1);
+    EXPECT_EQ(client.command(kWriteRegister, order).status, 0x8004U);
+    EXPECT_EQ(client.repeat(kWriteRegister, order).status, 0x8004U) << "answered, not done again";
+    EXPECT_EQ(client.command(kReadRegister, be32(kHeartbeat) + be32(kPrivilege)).status, 0U);
+    EXPECT_EQ(client.readMemory(0x48, 32).size(), 32U);
+    EXPECT_EQ(client.command(kWriteMemory, be32(0xe8) + Bytes(16)).status, 0U);
+    EXPECT_EQ(client.command(kWriteMemory, be32(0xe8) + Bytes(20)).status, 0x8003U);
+    const auto did = camera.camera->statistics();
+    EXPECT_EQ(did.commandsAnswered, 7U);
+    EXPECT_EQ(did.registersWritten, 2U);
+    EXPECT_EQ(did.registersRead, 2U);
+    EXPECT_EQ(did.memoryReads, 1U);
+    EXPECT_EQ(did.memoryWrites, 1U);
+    EXPECT_EQ(did.commandsRefused, 3U);
+}
+
 TEST(GvcpRegisters, KeepTheUserName) {
     const TestCamera camera;
     Client client(camera.options.address);
