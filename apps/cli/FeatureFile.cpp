@@ -28,10 +28,12 @@ std::string_view trimmed(std::string_view text) {
 using LineHandler = std::function<void(std::string_view line, const std::string& place)>;
 
 void forEachLine(const std::string& path, const LineHandler& handle) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     std::ifstream file(path);
     std::size_t number = 0;
     for (std::string line; std::getline(file, line);) {
         ++number;
+        if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
         if (line.ends_with('\r')) line.pop_back();
         const std::string_view content = trimmed(line);
         if (content.empty() || content.front() == '#') continue;

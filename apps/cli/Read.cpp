@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Read.h"
 
+#include "Feature.h"
 #include "Find.h"
 #include "Grab.h"
 #include "ImageFile.h"
@@ -78,6 +79,25 @@ ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options)
     return ExitCode::timedOut;
 }
 
+/** What the library counted of the camera's stream; empty for a camera without such features. */
+std::string streamCounters(const Control& control) {
+    constexpr const char* kCategory = "BufferHandlingControl";
+    constexpr std::string_view kPrefix = "Stream";
+    std::string text;
+    if (!hasFeature(control, kCategory)) return text;
+    std::vector<std::string> names;
+    kestro::ParameterGroup category(control.camera(), kCategory);
+    if (category.getChildren(names).isFailure()) return text;
+    for (const auto& name : names) {
+        if (!name.starts_with(kPrefix)) continue;
+        const auto value = Feature(control, name).value();
+        if (!value) continue;
+        text += (text.empty() ? "stream: " : ", ") + visible(name.substr(kPrefix.size())) + " " +
+                visible(textOf(*value));
+    }
+    return text;
+}
+
 ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
                   const ReadOptions& options) {
     const bool silent = reading.tally().frames() == 0;
@@ -123,7 +143,10 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
     } catch (const OutputClosed&) {
         if (!StopSignal::requested()) throw;
     }
-    return conclude(end, reading, found.record, options);
+    const std::string counters = end == End::lost ? "" : streamCounters(grab.control());
+    const ExitCode code = conclude(end, reading, found.record, options);
+    if (!counters.empty()) say(counters);
+    return code;
 }
 
 ExitCode runRead(const ReadOptions& options, Output& output) {

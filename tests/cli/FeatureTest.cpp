@@ -187,7 +187,7 @@ TEST_F(FeatureFiles, SayWhichLineIsNoAssignment) {
 
 TEST_F(FeatureFiles, OfConfigurationsKeepValuesAsTheyAre) {
     EXPECT_THAT(
-        shown(readConfiguration(file("# {x}\nTriggerSelector\tFrameStart\nText\t a\tb \n"))),
+        shown(readConfiguration(file("\xEF\xBB\xBF# {x}\nTriggerSelector\tFrameStart\nText\t a\tb \n"))),
         testing::ElementsAre("TriggerSelector|FrameStart", "Text| a\tb "));
 }
 
