@@ -149,30 +149,54 @@ TEST(EventDispatcher, SurvivesAHandlerThatThrows) {
     EXPECT_TRUE(eventually([&] { return listener->seenStates() == std::vector<int>{1}; }));
 }
 
-TEST(EventDispatcher, GathersUpdatesBehindABusyHandler) {
-    EventDispatcher events;
-    const auto listener = std::make_shared<Listener>();
+/** Keeps the event thread in its first call until it is let go. */
+struct BusyListener : Listener {
+    BusyListener() {
+        hook = [this] {
+            if (++calls > 1) return;
+            entered.set_value();
+            mayLeave.get_future().wait();
+        };
+    }
     std::promise<void> entered;
     std::promise<void> mayLeave;
     std::atomic<int> calls{0};
-    listener->hook = [&] {
-        if (++calls > 1) return;
-        entered.set_value();
-        mayLeave.get_future().wait();
-    };
+};
+
+TEST(EventDispatcher, GathersUpdatesBehindABusyHandler) {
+    EventDispatcher events;
+    const auto listener = std::make_shared<BusyListener>();
     const auto subscription = events.subscribe();
     ASSERT_TRUE(subscription->setEventQueueSize(2));
     EXPECT_FALSE(subscription->setEventQueueSize(0));
     ASSERT_TRUE(subscription->subscribeConnectArgs(connectBinding(listener)));
-    events.postConnection(true);
-    entered.get_future().wait();
-    events.postUpdates(named("Unheard"));  // nobody wants updates yet
     ASSERT_TRUE(subscription->subscribeParamsUpdate(updateBinding(listener)));
+    events.postConnection(true);
+    listener->entered.get_future().wait();
     for (const char* name : {"A", "B", "B", "C", "B"}) events.postUpdates(named(name));
     events.postConnection(false);
-    mayLeave.set_value();
+    listener->mayLeave.set_value();
     ASSERT_TRUE(eventually([&] { return listener->seenStates().size() == 2; }));
     EXPECT_THAT(listener->seenNames(), ElementsAre("B", "C"));
+}
+
+TEST(EventDispatcher, KeepsNoUpdatesThatNobodyWants) {
+    EventDispatcher events;
+    const auto listener = std::make_shared<BusyListener>();
+    const auto subscription = events.subscribe();
+    ASSERT_TRUE(subscription->subscribeConnectArgs(connectBinding(listener)));
+    events.postConnection(true);
+    listener->entered.get_future().wait();
+    const auto update = updateBinding(listener);
+    events.postUpdates(named("Early"));
+    ASSERT_TRUE(subscription->subscribeParamsUpdate(update));
+    ASSERT_TRUE(subscription->unsubscribeParamsUpdate(update));
+    events.postUpdates(named("Between"));
+    ASSERT_TRUE(subscription->subscribeParamsUpdate(update));
+    events.postUpdates(named("Wanted"));
+    listener->mayLeave.set_value();
+    ASSERT_TRUE(eventually([&] { return !listener->seenNames().empty(); }));
+    EXPECT_THAT(listener->seenNames(), ElementsAre("Wanted"));
 }
 
 /** What waits, each event as a line: its names, or "online" or "offline". */
@@ -237,6 +261,7 @@ const QueueCase kQueueCases[] = {
     {"TheNewestNamesOfAList", 3, {"A B C", "D"}, {"B C", "D"}},
     {"TheNewestNamesOfALongList", 3, {"A", "B C D E F"}, {"D E F"}},
     {"ADroppedNameThatChangesAgain", 2, {"A", "B", "C", "A"}, {"C", "A"}},
+    {"ADroppedNameThatWaitsAgainBehind", 2, {"A", "offline", "A B", "A"}, {"offline", "A B"}},
     {"ConnectionEventsBeyondTheLimit",
      1,
      {"online", "A", "offline", "A", "online", "B", "offline"},

@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <atomic>
+#include <future>
 #include <mutex>
 
 namespace Vorda::Gige {
@@ -67,10 +69,12 @@ struct MessageChannelTest : testing::Test {
     void onEvent(const std::vector<std::string>& names) {
         char thread[16] = "";
         pthread_getname_np(pthread_self(), thread, sizeof thread);
+        {
+            const std::lock_guard lock(mutex);
+            threadName = thread;
+            heard.push_back(names);
+        }
         if (hook) hook();
-        const std::lock_guard lock(mutex);
-        threadName = thread;
-        heard.push_back(names);
     }
     /** What was heard once the camera has this many answers and openers. */
     std::vector<std::vector<std::string>> heardAfterAnswers(std::size_t count) {
@@ -131,6 +135,8 @@ TEST_F(MessageChannelTest, TellsTheCameraItsPortLastAndTakesItBack) {
 }
 
 TEST_F(MessageChannelTest, HandsOnWhatTheDescriptionKnows) {
+    std::vector<Octets> endDataWhenTold;  // of the channel's thread until it is closed
+    hook = [&] { endDataWhenTold.push_back(data->latest(0x9002)); };
     ASSERT_TRUE(open());
     const Octets start = event(0x9001);
     const Octets end = event(0x9002, {1, 2, 3, 4}, 24);
@@ -138,9 +144,8 @@ TEST_F(MessageChannelTest, HandsOnWhatTheDescriptionKnows) {
         ScriptedCamera::message(kAnswerWanted, kEvent, 1, event(0x9002) + event(0x7777) + start));
     camera.sendMessage(ScriptedCamera::message(0, kEventData, 2, event(0x7778, {1})));
     camera.sendMessage(ScriptedCamera::message(kAnswerWanted | kExtended, kEventData, 3, end));
-    // The event's data are there before anybody is told of it.
-    ASSERT_TRUE(eventually([&] { return data->latest(0x9002) == end; }));
     EXPECT_THAT(heardAfterAnswers(3), ElementsAre(kEndNames, kStartNames, kEndNames));
+    EXPECT_THAT(endDataWhenTold, ElementsAre(event(0x9002), event(0x9002), end));
     EXPECT_EQ(start, data->latest(0x9001));
     EXPECT_THAT(data->latest(0x7777), IsEmpty());
     EXPECT_THAT(data->latest(0x7778), IsEmpty());
@@ -181,14 +186,16 @@ TEST_F(MessageChannelTest, DropsWhatIsNotFromTheCameraOrMalformed) {
 }
 
 TEST_F(MessageChannelTest, MayBeClosedAndDroppedOnItsOwnThread) {
+    std::promise<void> opened;
     std::atomic<bool> isGone{false};
     hook = [&] {
+        opened.get_future().wait();
         channel->close(*control);
         channel.reset();
         isGone = true;
     };
     ASSERT_TRUE(open());
-    // Both events of one message: the second finds the channel gone.
+    opened.set_value();
     camera.sendMessage(ScriptedCamera::message(0, kEvent, 1, event(0x9001)));
     EXPECT_TRUE(eventually([&] { return isGone.load(); }));
     EXPECT_EQ(0u, camera.registerAt(kMessagePort));
