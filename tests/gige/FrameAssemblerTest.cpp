@@ -260,7 +260,7 @@ TEST(FrameAssembler, CountsWhatItCannotTake) {
     Bench bench;
     bench.feedAll(PacketWriter{.blockId = 1}.block(content(kPayload + 1, 1)));
     EXPECT_EQ(bench.counters.tooBig.get(), 1u);
-    bench.feedAll(PacketWriter{.blockId = 2, .payloadType = 6}.block(content(250, 1)));
+    bench.feedAll(PacketWriter{.blockId = 2, .payloadType = 3}.block(content(250, 1)));
     EXPECT_EQ(bench.counters.unsupported.get(), 1u);
     bench.feed(PacketWriter{.blockId = 3}.trailer(0xffffff));
     EXPECT_EQ(bench.counters.tooBig.get(), 2u);

@@ -26,6 +26,14 @@ inline Bytes content(std::size_t count, std::uint32_t seed) {
     return bytes;
 }
 
+/** A chunk as it stands in a payload: its bytes, id and length. */
+inline Bytes chunk(std::uint32_t id, Bytes bytes) {
+    const std::size_t length = bytes.size();
+    appendBig(bytes, id, 4);
+    appendBig(bytes, length, 4);
+    return bytes;
+}
+
 /** Writes the packets of one block. */
 struct PacketWriter {
     std::uint64_t blockId = 1;

@@ -19,7 +19,7 @@ struct FrameBuffer {
     std::size_t capacity = 0;
     /** The frame's description and its reference count live here, so that a frame costs no malloc.
      */
-    static constexpr std::size_t kRecordBytes = 192;
+    static constexpr std::size_t kRecordBytes = 1024;
     alignas(std::max_align_t) std::byte record[kRecordBytes];
 };
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "LastError.h"
+#include "PayloadLayout.h"
 #include "ReceivedFrame.h"
 
+#include <string>
 #include <utility>
 
 namespace Vorda::GenICam {
@@ -19,7 +21,7 @@ std::uint64_t CFrame::getBlockId() const { return impl_ ? impl_->info().blockId 
 const void* CFrame::getImage() const { return impl_ ? impl_->data() : nullptr; }
 
 std::uint32_t CFrame::getImageSize() const {
-    return impl_ ? static_cast<std::uint32_t>(impl_->info().sizeBytes) : 0;
+    return impl_ ? static_cast<std::uint32_t>(impl_->info().content.imageBytes) : 0;
 }
 
 std::uint32_t CFrame::getImageWidth() const { return impl_ ? impl_->info().leader.width : 0; }
@@ -37,17 +39,29 @@ std::uint64_t CFrame::getImageTimeStamp() const {
 bool CFrame::getPayLoadTypes(TVector<EPayloadType>& types) const {
     types.clear();
     if (!impl_) return Gige::fail(Gige::Error::invalidArgument, "the frame is empty");
-    types.push_back(static_cast<EPayloadType>(impl_->info().leader.payloadType));
+    const std::uint16_t type = impl_->info().leader.type();
+    types.push_back(static_cast<EPayloadType>(type));
+    if (type != Gige::kGvspChunks && getChunkCount() != 0) types.push_back(kPayloadChunk);
     return true;
 }
 
-unsigned CFrame::getChunkCount() const { return 0; }
+unsigned CFrame::getChunkCount() const {
+    return impl_ ? static_cast<unsigned>(impl_->info().content.chunks.size()) : 0;
+}
 
 bool CFrame::getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>& texts) const {
     id = 0;
     texts.clear();
-    return Gige::fail(Gige::Error::invalidArgument,
-                      "the frame has no chunk " + std::to_string(index));
+    if (index >= getChunkCount()) {
+        return Gige::fail(Gige::Error::invalidArgument,
+                          "the frame has no chunk " + std::to_string(index));
+    }
+    const Gige::FrameInfo& info = impl_->info();
+    const Gige::ChunkRange& chunk = info.content.chunks[index];
+    id = chunk.id;
+    if (info.layout)
+        info.layout->appendLines(id, {impl_->data() + chunk.offsetBytes, chunk.lengthBytes}, texts);
+    return true;
 }
 
 }  // namespace Vorda::GenICam

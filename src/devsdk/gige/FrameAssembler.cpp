@@ -2,6 +2,7 @@
 #include "FrameAssembler.h"
 
 #include "BufferPool.h"
+#include "DeviceLog.h"
 
 #include <algorithm>
 
@@ -31,6 +32,21 @@ std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
     if (step > period / 2) step -= period;
     if (step < -(period / 2)) step += period;
     return reference + step;
+}
+
+void noteChunks(const PayloadContent& content, std::uint64_t blockId, StreamCounters& counters) {
+    if (content.chunks.ignored() != 0)
+        GIGE_LOG(kDebug, "Block %I64u has %I64u chunks too many", blockId,
+                 std::uint64_t{content.chunks.ignored()});
+    if (!content.isBroken) return;
+    // The first one is worth a warning; how many there were, the counters tell.
+    const bool isFirst = counters.brokenChunks.get() == 0;
+    counters.brokenChunks.add();
+    if (isFirst) {
+        GIGE_LOG(kWarning, "The chunks of block %I64u do not fit together", blockId);
+    } else {
+        GIGE_LOG(kDebug, "The chunks of block %I64u do not fit together", blockId);
+    }
 }
 
 }  // namespace
@@ -192,7 +208,7 @@ Outcome FrameAssembler::placeLeader(OpenBlock& block, const GvspPacket& packet) 
     const auto leader = decodeGvspLeader(packet.body);
     if (!leader || packet.packetId != 0) return Outcome::malformed;
     const Outcome outcome = block.part.takeLeader(*leader);
-    if (leader->payloadType != kGvspImage) drop(block, counters_.unsupported);
+    if (!isReadable(*leader)) drop(block, counters_.unsupported);
     return outcome;
 }
 
@@ -273,11 +289,7 @@ bool FrameAssembler::overtaken() const {
 void FrameAssembler::closeFront() {
     OpenBlock& block = *order_[0];
     const auto& leader = block.part.leader();
-    if (block.state == State::complete) {
-        output_.deliver(*block.buffer, {block.id, block.part.sizeBytes(), *leader});
-        counters_.completeFrames.add();
-        block.buffer = nullptr;
-    }
+    if (block.state == State::complete) handOver(block);
     const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
     if (skipped <= kMaxCountedSkip) counters_.lostFrames.add(skipped);
     lastClosedId_ = block.id;
@@ -287,6 +299,15 @@ void FrameAssembler::closeFront() {
                 order_.begin() + static_cast<std::ptrdiff_t>(openCount_));
     --openCount_;
     current_ = nullptr;
+}
+
+void FrameAssembler::handOver(OpenBlock& block) {
+    FrameInfo info{block.id, block.part.sizeBytes(), *block.part.leader(), {}, setup_.layout};
+    takeApart(info.leader, {block.buffer->data, info.sizeBytes}, info.content);
+    noteChunks(info.content, info.blockId, counters_);
+    output_.deliver(*block.buffer, info);
+    counters_.completeFrames.add();
+    block.buffer = nullptr;
 }
 
 void FrameAssembler::tick(Time now) {

@@ -4,12 +4,14 @@
 #include "CameraLink.h"
 #include "Gvsp.h"
 #include "PartialFrame.h"
+#include "PayloadChunks.h"
 #include "StreamCounters.h"
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace Vorda::Gige {
 
@@ -18,8 +20,10 @@ struct FrameBuffer;
 /** What is told of a complete frame, beside its bytes. */
 struct FrameInfo {
     std::uint64_t blockId = 0;  ///< 16-bit ids counted on past their wrap
-    std::size_t sizeBytes = 0;
+    std::size_t sizeBytes = 0;  ///< all, chunks included
     GvspLeader leader;
+    PayloadContent content;
+    std::shared_ptr<const PayloadLayout> layout;  ///< may be null
 };
 
 /** Where a FrameAssembler gets its buffers and puts its frames and requests. */
@@ -126,6 +130,7 @@ class FrameAssembler {
     void release();
     [[nodiscard]] bool overtaken() const;
     void closeFront();
+    void handOver(OpenBlock& block);
 
     const StreamSetup setup_;
     FrameOutput& output_;

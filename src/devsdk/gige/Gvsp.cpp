@@ -27,7 +27,6 @@ constexpr std::uint32_t kPacketIdMask = 0x00ffffff;
 //  32  padding x, y   2 x 16
 constexpr std::size_t kPayloadTypeAt = 2;
 constexpr std::size_t kOffsetsAndPaddingsBytes = 12;
-constexpr std::uint16_t kChunkBit = 0x4000;
 
 }  // namespace
 
@@ -50,13 +49,26 @@ std::optional<GvspPacket> decodeGvspPacket(ByteView datagram) {
     return packet;
 }
 
+bool isReadable(const GvspLeader& leader) {
+    switch (leader.type()) {
+        case kGvspImage:
+        case kGvspRaw:
+        case kGvspChunks:
+        case kGvspImageChunks:
+        case kGvspJpeg:
+            return true;
+        default:
+            return false;
+    }
+}
+
 std::optional<GvspLeader> decodeGvspLeader(ByteView body) {
     BigEndianReader reader(body);
     reader.seek(kPayloadTypeAt);
     GvspLeader leader;
     leader.payloadType = reader.u16();
     leader.timestamp = reader.u64();
-    if (reader.ok() && (leader.payloadType & ~kChunkBit) == kGvspImage) {
+    if (reader.ok() && (leader.type() == kGvspImage || leader.type() == kGvspImageChunks)) {
         leader.pixelFormat = reader.u32();
         leader.width = reader.u32();
         leader.height = reader.u32();

@@ -23,6 +23,12 @@ enum class GvspFormat : std::uint8_t { leader = 1, trailer = 2, payload = 3 };
 
 /** Payload types, without the chunk bit. */
 inline constexpr std::uint16_t kGvspImage = 0x0001;
+inline constexpr std::uint16_t kGvspRaw = 0x0002;
+inline constexpr std::uint16_t kGvspChunks = 0x0004;       ///< nothing but chunks
+inline constexpr std::uint16_t kGvspImageChunks = 0x0005;  ///< an image in chunks, as it once was
+inline constexpr std::uint16_t kGvspJpeg = 0x0006;
+/** Payloads of the other types with this bit consist of chunks, the first one being the payload. */
+inline constexpr std::uint16_t kGvspChunkBit = 0x4000;
 
 /** Status codes with this bit are errors; such a packet carries no data. */
 inline constexpr std::uint16_t kGvspErrorBit = 0x8000;
@@ -46,7 +52,18 @@ struct GvspLeader {
     std::uint32_t pixelFormat = 0;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
+
+    [[nodiscard]] std::uint16_t type() const {
+        return static_cast<std::uint16_t>(payloadType & ~kGvspChunkBit);
+    }
+    [[nodiscard]] bool hasChunks() const {
+        return (payloadType & kGvspChunkBit) != 0 || type() == kGvspChunks ||
+               type() == kGvspImageChunks;
+    }
 };
+
+/** True for payloads that are one piece of bytes, with or without chunks behind it. */
+[[nodiscard]] bool isReadable(const GvspLeader& leader);
 
 /** Empty when the bytes are too few for the header that they begin. The body borrows from them. */
 [[nodiscard]] std::optional<GvspPacket> decodeGvspPacket(ByteView datagram);

@@ -19,6 +19,7 @@ constexpr Entry kEntries[] = {
     {"too big", &StreamCounters::tooBig},
     {"of an unsupported payload type", &StreamCounters::unsupported},
     {"malformed", &StreamCounters::malformedFrames},
+    {"with broken chunks", &StreamCounters::brokenChunks},
     {"packets", &StreamCounters::packets},
     {"lost packets", &StreamCounters::lostPackets},
     {"resend requests", &StreamCounters::resendRequests},

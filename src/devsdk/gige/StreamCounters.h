@@ -31,6 +31,7 @@ struct StreamCounters {
     Counter tooBig;              ///< larger than the payload size at the start
     Counter unsupported;         ///< of a payload type that is not read
     Counter malformedFrames;     ///< packets of one block that contradict each other
+    Counter brokenChunks;        ///< complete, but without its chunks: they do not fit together
     Counter packets;             ///< from the camera, good header
     Counter lostPackets;         ///< known to be missing when their frame was given up
     Counter resendRequests;      ///< datagrams that asked for packets again

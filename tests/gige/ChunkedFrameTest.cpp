@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "BufferPool.h"
+#include "FrameAssembler.h"
+#include "LastError.h"
+#include "PayloadLayout.h"
+#include "RecordingLogger.h"
+#include "StreamPackets.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Vorda::Gige;
+using kestro::test::Bytes;
+using kestro::test::chunk;
+using kestro::test::content;
+using kestro::test::PacketWriter;
+using kestro::test::RecordingLogger;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Vorda::GenICam::CFrame;
+using Vorda::GenICam::TVector;
+
+// The writer's leader says Mono8, 40 x 30.
+constexpr std::size_t kImageBytes = 1200;
+constexpr std::uint16_t kImageWithChunks = 0x4001;
+constexpr std::uint16_t kOnlyChunks = 4;
+
+Bytes joined(const std::vector<Bytes>& parts) {
+    Bytes bytes;
+    for (const Bytes& part : parts) bytes.insert(bytes.end(), part.begin(), part.end());
+    return bytes;
+}
+
+/** Receives frames as a stream does, but for the network. */
+class Receiver : private FrameOutput {
+ public:
+    explicit Receiver(std::shared_ptr<const PayloadLayout> layout = nullptr) {
+        StreamSetup setup;
+        setup.payloadBytes = 20000;
+        setup.packetBytes = 1036;
+        setup.layout = std::move(layout);
+        pool_ = BufferPool::create(2, setup.payloadBytes);
+        FrameOutput& output = *this;
+        assembler_.emplace(setup, output, counters);
+    }
+    CFrame receive(std::uint16_t payloadType, const Bytes& payload) {
+        const PacketWriter writer{.blockId = nextId_++, .stride = 1000, .payloadType = payloadType};
+        frame_ = CFrame();
+        for (const Bytes& packet : writer.block(payload)) assembler_->take(packet, {});
+        return frame_;
+    }
+
+    StreamCounters counters;
+
+ private:
+    FrameBuffer* takeBuffer() override { return pool_->take(); }
+    void returnBuffer(FrameBuffer& buffer) override { pool_->giveBack(buffer); }
+    void deliver(FrameBuffer& buffer, const FrameInfo& info) override {
+        frame_ = CFrame(pool_->makeFrame(buffer, info));
+    }
+    void requestResend(const ResendRequest&) override {}
+
+    std::shared_ptr<BufferPool> pool_;
+    CFrame frame_;
+    std::uint64_t nextId_ = 1;
+    std::optional<FrameAssembler> assembler_;
+};
+
+Bytes imageOf(const CFrame& frame) {
+    const auto* data = static_cast<const std::uint8_t*>(frame.getImage());
+    return {data, data + frame.getImageSize()};
+}
+
+std::vector<std::uint32_t> chunkIds(const CFrame& frame) {
+    std::vector<std::uint32_t> ids;
+    for (unsigned i = 0; i < frame.getChunkCount(); ++i) {
+        unsigned id = 0;
+        TVector<Vorda::Infra::CString> lines;
+        EXPECT_TRUE(frame.getChunkDataByIndex(i, id, lines));
+        ids.push_back(id);
+    }
+    return ids;
+}
+
+std::vector<unsigned> payloadTypes(const CFrame& frame) {
+    TVector<CFrame::EPayloadType> types;
+    EXPECT_TRUE(frame.getPayLoadTypes(types));
+    return {types.begin(), types.end()};
+}
+
+TEST(ChunkedFrame, HasTheFirstChunkForItsImage) {
+    Receiver receiver;
+    const Bytes image = content(kImageBytes, 1);
+    const CFrame frame = receiver.receive(
+        kImageWithChunks,
+        joined({chunk(1, image), chunk(0x80000000, content(40, 2)), chunk(7, {})}));
+    EXPECT_EQ(imageOf(frame), image);
+    EXPECT_EQ(frame.getImageWidth(), 40u);
+    EXPECT_THAT(chunkIds(frame), ElementsAre(1u, 0x80000000u, 7u));
+    EXPECT_THAT(payloadTypes(frame), ElementsAre(1u, 4u));
+    EXPECT_EQ(receiver.counters.brokenChunks.get(), 0u);
+}
+
+TEST(ChunkedFrame, CountsAsAWholeWhenNoImageIsToldApart) {
+    Receiver receiver;
+    const Bytes chunks = joined({chunk(0x80000000, content(40, 2)), chunk(5, content(4, 3))});
+    const CFrame frame = receiver.receive(kOnlyChunks, chunks);
+    EXPECT_EQ(imageOf(frame), chunks);
+    EXPECT_EQ(frame.getImageWidth(), 0u);
+    EXPECT_THAT(chunkIds(frame), ElementsAre(0x80000000u, 5u));
+    EXPECT_THAT(payloadTypes(frame), ElementsAre(4u));
+
+    const Bytes emptyImage = joined({chunk(1, {}), chunk(0x80000000, content(40, 2))});
+    EXPECT_EQ(imageOf(receiver.receive(kImageWithChunks, emptyImage)), emptyImage);
+}
+
+TEST(ChunkedFrame, HasNoChunksWithoutTheirPayloadType) {
+    Receiver receiver;
+    const Bytes payload = joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(4, 2))});
+    for (const auto type : std::initializer_list<std::uint16_t>{1, 2, 6}) {
+        const CFrame frame = receiver.receive(type, payload);
+        EXPECT_EQ(imageOf(frame), payload);
+        EXPECT_EQ(frame.getChunkCount(), 0u);
+        EXPECT_THAT(payloadTypes(frame), ElementsAre(type));
+    }
+    const CFrame jpeg = receiver.receive(0x4006, payload);
+    EXPECT_EQ(jpeg.getImageSize(), kImageBytes);
+    EXPECT_THAT(payloadTypes(jpeg), ElementsAre(6u, 4u));
+}
+
+struct BrokenCase {
+    const char* name;
+    Bytes payload;
+    std::size_t imageBytes;
+};
+
+class BrokenChunks : public testing::TestWithParam<BrokenCase> {};
+
+TEST_P(BrokenChunks, CostOneFramesResults) {
+    RecordingLogger::instance().reset();
+    Receiver receiver;
+    for (const std::uint64_t count : {1u, 2u}) {
+        const CFrame frame = receiver.receive(kImageWithChunks, GetParam().payload);
+        ASSERT_TRUE(frame.valid());
+        EXPECT_EQ(frame.getChunkCount(), 0u);
+        EXPECT_EQ(frame.getImageSize(), GetParam().imageBytes);
+        EXPECT_THAT(payloadTypes(frame), ElementsAre(1u));
+        EXPECT_EQ(receiver.counters.brokenChunks.get(), count);
+    }
+    const Bytes image = content(kImageBytes, 1);
+    EXPECT_EQ(imageOf(receiver.receive(kImageWithChunks, chunk(1, image))), image);
+    const auto warnings = RecordingLogger::instance().lines(400, 400);
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_THAT(warnings[0], testing::HasSubstr("block 1 "));
+}
+
+/** A payload whose last chunk says that it has `length` bytes. */
+Bytes withLastLength(std::uint32_t length) {
+    Bytes bytes = joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(12, 2))});
+    bytes.resize(bytes.size() - 4);
+    kestro::test::appendBig(bytes, length, 4);
+    return bytes;
+}
+
+Bytes withoutEnd(Bytes bytes, std::size_t count) {
+    bytes.resize(bytes.size() - count);
+    return bytes;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ChunkedFrame, BrokenChunks,
+    testing::Values(BrokenCase{"Huge", withLastLength(0xffffffff), kImageBytes},
+                    BrokenCase{"WrapsRound", withLastLength(0xfffffff8), kImageBytes},
+                    BrokenCase{"OneTooMany", withLastLength(13), kImageBytes},
+                    BrokenCase{"BeyondTheStart", withLastLength(1221), kImageBytes},
+                    BrokenCase{"LeavesBytesOver", withLastLength(1216), kImageBytes},
+                    BrokenCase{"CutShort", withoutEnd(withLastLength(12), 3), kImageBytes},
+                    BrokenCase{"PlainImage", content(kImageBytes, 9), kImageBytes},
+                    BrokenCase{"LessThanAnImage", content(1199, 9), 1199},
+                    BrokenCase{"LessThanATrailer", Bytes(7), 7}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(ChunkedFrame, KeepsTheFirstOfTooManyChunks) {
+    Receiver receiver;
+    std::vector<Bytes> parts{chunk(1000, content(kImageBytes, 1))};
+    for (std::uint32_t i = 1; i < 200; ++i) parts.push_back(chunk(1000 + i, Bytes(i % 3)));
+    for (const std::size_t count : {63u, 64u, 65u, 128u, 200u}) {
+        const CFrame frame = receiver.receive(
+            kImageWithChunks,
+            joined({parts.begin(), parts.begin() + static_cast<std::ptrdiff_t>(count)}));
+        EXPECT_EQ(frame.getImageSize(), kImageBytes);
+        const auto ids = chunkIds(frame);
+        ASSERT_EQ(ids.size(), std::min<std::size_t>(count, 64));
+        for (std::size_t i = 0; i < ids.size(); ++i) EXPECT_EQ(ids[i], 1000 + i);
+    }
+}
+
+TEST(ChunkedFrame, GivesTheLinesOfItsChunks) {
+    const auto layout = std::make_shared<PayloadLayout>(
+        R"(<RegisterDescription SchemaMajorVersion="1" SchemaMinorVersion="1"
+             SchemaSubMinorVersion="0" ModelName="M" VendorName="V">
+           <Category Name="Root"/>
+           <IntReg Name="QRNum"><Address>0</Address><Length>4</Length><pPort>P</pPort>
+             <Endianess>BigEndian</Endianess></IntReg>
+           <Port Name="P"><ChunkID>80000001</ChunkID></Port></RegisterDescription>)");
+    Receiver receiver(layout);
+    const CFrame frame = receiver.receive(
+        kImageWithChunks, joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(4, 1)),
+                                  chunk(0x80000001, {0, 0, 0, 3}), chunk(0x80000001, {0, 0, 0})}));
+    unsigned id = 99;
+    TVector<Vorda::Infra::CString> lines;
+    lines.emplace_back("old");
+    EXPECT_TRUE(frame.getChunkDataByIndex(1, id, lines));
+    EXPECT_EQ(id, 2u);
+    EXPECT_THAT(lines, IsEmpty());
+    EXPECT_TRUE(frame.getChunkDataByIndex(2, id, lines));
+    EXPECT_EQ(id, 0x80000001u);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_STREQ(lines[0].c_str(), "QRNum Value:3");
+    EXPECT_TRUE(frame.getChunkDataByIndex(3, id, lines));
+    EXPECT_THAT(lines, IsEmpty());
+    for (const CFrame& none : {frame, CFrame()}) {
+        lines.emplace_back("old");
+        EXPECT_FALSE(none.getChunkDataByIndex(4, id, lines));
+        EXPECT_EQ(id, 0u);
+        EXPECT_THAT(lines, IsEmpty());
+        EXPECT_EQ(lastErrorMessage(), "the frame has no chunk 4");
+    }
+}
+
+}  // namespace
