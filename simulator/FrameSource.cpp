@@ -68,6 +68,8 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
     frame.offsetX = settings.offsetX;
     frame.offsetY = settings.offsetY;
     frame.timestamp = timestamp;
+    frame.reading = {view->status, static_cast<std::uint32_t>(view->read.size()),
+                     view->readMilliseconds};
     frame.hasChunks = settings.format == ResultFormat::chunk;
     switch (settings.format) {
         case ResultFormat::none:

@@ -40,11 +40,22 @@ bool isAligned(std::uint32_t address, std::size_t bytes) {
     return address % 4 == 0 && bytes % 4 == 0;
 }
 
+/** The trigger whose software register that is. */
+std::optional<TriggerKind> softwareTriggerAt(std::uint32_t address) {
+    if (address == reg::kTriggerSoftware) return TriggerKind::frame;
+    if (address == reg::kTriggerSoftware + reg::kTriggerStride) return TriggerKind::burst;
+    return std::nullopt;
+}
+
 }  // namespace
 
 GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
                            CameraClock& clock, StreamSender& stream)
-    : identity_(identity), registers_(registers), clock_(clock), stream_(stream) {}
+    : identity_(identity),
+      registers_(registers),
+      clock_(clock),
+      stream_(stream),
+      userSets_(registers) {}
 
 bool GvcpCommands::mayBeBroadcast(Bytes datagram) {
     if (datagram.size() < kGvcpHeaderBytes) return false;
@@ -59,7 +70,9 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     const bool isConsistent = load16(&datagram[4]) == request.payload.size() && request.id != 0;
     Answer answer;
     if (isConsistent) {
-        privilege_.heard(from, Clock::now());
+        const auto now = Clock::now();
+        privilege_.heard(from, now);
+        catchUp(now);
         answer = carryOutOnce(request, datagram);
     } else {
         answer.status = Status::invalidHeader;
@@ -241,16 +254,41 @@ Status GvcpCommands::writeControl(const Endpoint& from, std::uint32_t value) {
     return Status::success;
 }
 
+// What goes on by itself has got this far.
+void GvcpCommands::catchUp(Clock::time_point now) {
+    userSets_.finishSaving(now);
+    registers_.setReal(reg::kTemperature,
+                       thermometer_.read(now, registers_.word(reg::kFramesSent)));
+}
+
 Status GvcpCommands::mayChange(std::uint32_t address, Bytes bytes) const {
     const bool acquiring = stream_.isAcquiring();
-    for (std::size_t at = 0; at < bytes.size(); at += 4, address += 4) {
-        if (acquiring && registers_.isFrozen(address)) return Status::busy;
-        // Frames would go nowhere.
-        if (address == reg::kAcquisitionStart && registers_.word(reg::kStreamPort) == 0) {
-            return Status::wrongConfiguration;
-        }
+    Status status = Status::success;
+    for (std::size_t at = 0; at < bytes.size() && status == Status::success; at += 4) {
+        status = acquiring && registers_.isFrozen(address) ? Status::busy : mayStart(address);
+        address += 4;
     }
-    return Status::success;
+    return status;
+}
+
+// Without a channel frames would go nowhere, and a trigger that is off is not waited for.
+Status GvcpCommands::mayStart(std::uint32_t address) const {
+    if (address == reg::kAcquisitionStart) {
+        return registers_.word(reg::kStreamPort) != 0 ? Status::success
+                                                      : Status::wrongConfiguration;
+    }
+    if (address == reg::kUserSetLoad) {
+        const bool isBusy = stream_.isAcquiring() || userSets_.isSaving();
+        return isBusy ? Status::busy : Status::success;
+    }
+    if (address == reg::kUserSetSave) {
+        if (userSets_.isSaving()) return Status::busy;
+        const bool isFactorys = registers_.word(reg::kUserSetSelector) == UserSets::kFactorySet;
+        return isFactorys ? Status::writeProtect : Status::success;
+    }
+    const auto trigger = softwareTriggerAt(address);
+    const bool isIdle = trigger && !registers_.streamSettings().trigger(*trigger).isOn;
+    return isIdle ? Status::wrongConfiguration : Status::success;
 }
 
 std::optional<GvcpCommands::Clock::time_point> GvcpCommands::controlExpiry() const {
@@ -287,19 +325,52 @@ void GvcpCommands::publishControl() {
 
 void GvcpCommands::act(std::uint32_t address, std::uint32_t value) {
     const bool closesChannel = address == reg::kStreamPort && (value & 0xffff) == 0;
-    if (address == reg::kAcquisitionStart && value != 0) {
-        stream_.start();
-    } else if (closesChannel || (address == reg::kAcquisitionStop && value != 0)) {
+    if (closesChannel) {
         stream_.stop();
-    } else if (address == reg::kTriggerSoftware && value != 0) {
-        stream_.trigger();
     } else if (address == reg::kStreamPacketSize && (value & kFireTestPacket) != 0) {
         stream_.sendTestPacket();
     } else if (address == reg::kTimestampControl) {
         actOnClock(value);
-    } else {
+    } else if (value == 0 || !command(address)) {
         stream_.settingsChanged();
     }
+}
+
+/** False when the register is no command's. */
+bool GvcpCommands::command(std::uint32_t address) {
+    if (const auto trigger = softwareTriggerAt(address)) {
+        stream_.trigger(*trigger);
+        return true;
+    }
+    switch (address) {
+        case reg::kAcquisitionStart:
+            stream_.start();
+            return true;
+        case reg::kAcquisitionStop:
+            stream_.stop();
+            return true;
+        case reg::kUserSetSave:
+            userSets_.beginToSave(registers_.word(reg::kUserSetSelector), Clock::now());
+            return true;
+        case reg::kUserSetLoad:
+            userSets_.load(registers_.word(reg::kUserSetSelector));
+            return true;
+        case reg::kDeviceReset:
+            restart();
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Applications lose the camera as if it had been unplugged for a moment.
+void GvcpCommands::restart() {
+    releaseControl();
+    publishControl();
+    userSets_.abandonSaving();
+    registers_.restart();
+    userSets_.load(registers_.word(reg::kUserSetDefault));
+    clock_.reset();
 }
 
 void GvcpCommands::actOnClock(std::uint32_t value) {

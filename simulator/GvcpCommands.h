@@ -6,6 +6,8 @@
 #include "GigeWire.h"
 #include "RegisterMap.h"
 #include "StreamSender.h"
+#include "Thermometer.h"
+#include "UserSets.h"
 
 #include <atomic>
 #include <chrono>
@@ -83,15 +85,21 @@ class GvcpCommands {
     [[nodiscard]] Status write(const Endpoint& from, std::uint32_t address, Bytes bytes);
     [[nodiscard]] Status writeControl(const Endpoint& from, std::uint32_t value);
     [[nodiscard]] Status mayChange(std::uint32_t address, Bytes bytes) const;
+    [[nodiscard]] Status mayStart(std::uint32_t address) const;
+    void catchUp(Clock::time_point now);
     void releaseControl();
     void publishControl();
     void act(std::uint32_t address, std::uint32_t value);
+    [[nodiscard]] bool command(std::uint32_t address);
     void actOnClock(std::uint32_t value);
+    void restart();
 
     NetworkIdentity identity_;
     RegisterMap& registers_;
     CameraClock& clock_;
     StreamSender& stream_;
+    UserSets userSets_;
+    Thermometer thermometer_;
     ControlPrivilege privilege_;
     std::optional<std::uint32_t> forcedAddress_;
     Write lastWrite_;

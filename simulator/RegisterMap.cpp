@@ -138,6 +138,33 @@ void RegisterMap::setLong(std::uint32_t address, std::uint64_t value) {
     store64(values_.at(address), value);
 }
 
+void RegisterMap::setReal(std::uint32_t address, double value) {
+    const std::lock_guard lock(mutex_);
+    values_.setReal(address, value);
+}
+
+RegisterValues RegisterMap::values() const {
+    const std::lock_guard lock(mutex_);
+    return values_;
+}
+
+void RegisterMap::loadSaved(const RegisterValues& set) {
+    const std::lock_guard lock(mutex_);
+    forEachRegister([&](std::uint32_t address, const Register& entry) {
+        if (entry.isSaved) std::memcpy(values_.at(address), set.at(address), entry.size);
+    });
+    settle(values_, values_);
+}
+
+void RegisterMap::restart() {
+    const std::lock_guard lock(mutex_);
+    forEachRegister([this](std::uint32_t address, const Register& entry) {
+        const bool isSetting = entry.content == Content::word && entry.access == Access::readWrite;
+        if (!isSetting || entry.isSaved || entry.isLasting) return;
+        values_.setWord(address, static_cast<std::uint32_t>(entry.initial));
+    });
+}
+
 void RegisterMap::setAddress(const NetworkIdentity& identity) {
     const std::lock_guard lock(mutex_);
     std::copy(identity.mac.begin(), identity.mac.end(), values_.at(reg::kMacHigh) + 2);

@@ -47,6 +47,12 @@ class RegisterMap {
     [[nodiscard]] std::uint32_t word(std::uint32_t address) const;
     void setWord(std::uint32_t address, std::uint32_t value);
     void setLong(std::uint32_t address, std::uint64_t value);
+    void setReal(std::uint32_t address, double value);
+    [[nodiscard]] RegisterValues values() const;
+    /** Takes the registers that belong to a user set from there. */
+    void loadSaved(const RegisterValues& set);
+    /** All that neither belongs to a user set nor outlasts a restart is as at first. */
+    void restart();
     void setAddress(const NetworkIdentity& identity);
 
     [[nodiscard]] StreamSettings streamSettings() const;

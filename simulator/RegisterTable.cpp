@@ -5,6 +5,7 @@
 #include "Registers.h"
 #include "StreamSettings.h"
 #include "Symbologies.h"
+#include "UserSets.h"
 
 namespace kestrosim {
 namespace {
@@ -23,6 +24,8 @@ constexpr double kStreamCapabilityBits = 0xc0000000;
 constexpr double kMessageCapabilityBits = 0x80000000;
 
 constexpr double kMost = 0xffffffff;
+// Of the latest reading: 31-24 status (2: nothing was read), 23-16 codes, 15-0 milliseconds.
+constexpr double kNothingRead = 0x02000000;
 
 /** A word that only the camera changes. */
 constexpr Register reading(std::uint32_t address, double initial = 0) {
@@ -52,20 +55,24 @@ constexpr Register real(std::uint32_t address, double initial) {
     return {.address = address, .size = 8, .content = Content::real, .initial = initial};
 }
 
+constexpr Register readingReal(std::uint32_t address) {
+    return {.address = address, .size = 8, .content = Content::real, .access = Access::read};
+}
+
 constexpr Register kTable[] = {
     // Who the camera is, and the addresses that it has
     readingBytes(reg::kVersion, reg::kDiscoveryBytes),
     reading(reg::kVersion, kVersion2),
     reading(reg::kDeviceMode, kModeBigEndianUtf8),
     reading(reg::kIpSupported, kIpPersistentDhcpLinkLocal),
-    word(reg::kIpConfiguration, kIpLinkLocal),
+    word(reg::kIpConfiguration, kIpLinkLocal).lasting(),
     bytes(reg::kUserName, 16),
     readingBytes(reg::kFirstUrl, reg::kUrlBytes),
     readingBytes(reg::kSecondUrl, reg::kUrlBytes),
     reading(reg::kInterfaceCount, 1),
-    word(reg::kPersistentIp),
-    word(reg::kPersistentMask),
-    word(reg::kPersistentGateway),
+    word(reg::kPersistentIp).lasting(),
+    word(reg::kPersistentMask).lasting(),
+    word(reg::kPersistentGateway).lasting(),
     reading(reg::kLinkSpeed),
 
     // What it can do
@@ -103,6 +110,15 @@ constexpr Register kTable[] = {
     reading(reg::kStreamSourcePort),
     toggle(reg::kTransportLocked),
 
+    // Device
+    readingReal(reg::kTemperature),
+    command(reg::kDeviceReset),
+    bytes(reg::kUserData, reg::kUserDataBytes),
+    word(reg::kUserSetSelector).from(0, UserSets::kSetCount - 1),
+    command(reg::kUserSetLoad),
+    toggle(reg::kUserSetSave),
+    word(reg::kUserSetDefault).from(0, UserSets::kSetCount - 1).lasting(),
+
     // Image
     word(reg::kWidth).from(64, kMost).inStepsOf(4).saved().frozen(),
     word(reg::kHeight).from(16, kMost).saved().frozen(),
@@ -126,10 +142,16 @@ constexpr Register kTable[] = {
     command(reg::kAcquisitionStop),
     real(reg::kFrameRate, 10).from(0.1, 1000).saved(),
     real(reg::kExposureTime, kNominalExposureMicroseconds).from(10, 1'000'000).saved(),
-    word(reg::kTriggerSelector).from(0, 0),
-    toggle(reg::kTriggerMode).saved(),
-    word(reg::kTriggerSource).from(0, 0).saved(),
-    command(reg::kTriggerSoftware),
+    toggle(reg::kExposureMode).saved(),
+    word(reg::kBurstFrameCount, 1).from(1, 1000).saved(),
+    word(reg::kTriggerSelector).from(0, kTriggerCount - 1),
+    toggle(reg::kTriggerMode).times(kTriggerCount, reg::kTriggerStride).saved(),
+    word(reg::kTriggerSource).from(0, 0).times(kTriggerCount, reg::kTriggerStride).saved(),
+    real(reg::kTriggerDelay, 0)
+        .from(0, 1'000'000)
+        .times(kTriggerCount, reg::kTriggerStride)
+        .saved(),
+    command(reg::kTriggerSoftware).times(kTriggerCount, reg::kTriggerStride),
     reading(reg::kFramesSent),
 
     // Reader
@@ -137,6 +159,7 @@ constexpr Register kTable[] = {
     toggle(reg::kSymbologyEnable, 1).times(kSymbologies.size()).saved(),
     word(reg::kExpectedCount).from(0, 64).saved(),
     word(reg::kReadTimeout, 10'000).from(1, 60'000).saved(),
+    reading(reg::kLastReading, kNothingRead),
     toggle(reg::kRoiEnable).saved(),
     word(reg::kRoiX).saved(),
     word(reg::kRoiY).saved(),

@@ -27,6 +27,7 @@ struct Register {
     std::uint32_t stride = 4;         ///< bytes from one to the next
     bool isSaved = false;             ///< belongs to a user set
     bool isFrozen = false;            ///< must not change while frames are sent
+    bool isLasting = false;           ///< outlasts a restart
 
     [[nodiscard]] constexpr Register from(double low, double high) const {
         Register changed = *this;
@@ -53,6 +54,11 @@ struct Register {
     [[nodiscard]] constexpr Register saved() const {
         Register changed = *this;
         changed.isSaved = true;
+        return changed;
+    }
+    [[nodiscard]] constexpr Register lasting() const {
+        Register changed = *this;
+        changed.isLasting = true;
         return changed;
     }
     [[nodiscard]] constexpr Register frozen() const {

@@ -27,6 +27,13 @@ struct SceneCode {
 /** How a reading ended; the names are those of the result documents. */
 enum class ReadStatus { complete, partial, noRead };
 
+/** A reading in short. */
+struct ReadingSummary {
+    ReadStatus status = ReadStatus::noRead;
+    std::uint32_t codes = 0;
+    std::uint32_t milliseconds = 0;
+};
+
 /** One picture with what was drawn in it and what the reader found. */
 struct Scene {
     std::uint32_t width = 0;

@@ -3,6 +3,7 @@
 
 #include "GigeWire.h"
 #include "RegisterMap.h"
+#include "Scene.h"
 
 #include <array>
 #include <cstddef>
@@ -22,6 +23,7 @@ struct FramePayload {
     std::uint32_t offsetY = 0;
     std::uint64_t timestamp = 0;
     bool hasChunks = false;  ///< the picture is the first of several chunks
+    ReadingSummary reading;
 };
 
 /** The bytes of a packet: a head that is its own, and a piece of the payload behind it. */
@@ -42,6 +44,7 @@ class StreamFrame {
                 bool extendedIds);
 
     [[nodiscard]] std::uint64_t blockId() const { return blockId_; }
+    [[nodiscard]] const ReadingSummary& reading() const { return payload_.reading; }
     [[nodiscard]] std::uint32_t packetCount() const;
     [[nodiscard]] std::size_t leaderBytes() const;
     /** `id` is below packetCount(). */

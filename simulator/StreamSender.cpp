@@ -20,7 +20,6 @@ namespace {
 
 constexpr std::size_t kFramesKept = 8;
 constexpr std::size_t kResendsKept = 256;
-constexpr std::uint32_t kTriggersKept = 16;
 constexpr std::uint32_t kBurstMaxPackets = 32;
 constexpr auto kStopGrace = std::chrono::milliseconds(150);
 constexpr std::uint64_t kBlockIdEnd = 0x10000;  // of 16-bit ids
@@ -30,6 +29,11 @@ constexpr std::uint32_t kModeSingleFrame = 0;
 constexpr std::uint32_t kModeMultiFrame = 1;
 
 constexpr unsigned long kTimerSlackNanoseconds = 1000;
+
+std::uint32_t wordOf(const ReadingSummary& reading) {
+    return static_cast<std::uint32_t>(reading.status) << 24 | std::min(reading.codes, 0xffU) << 16 |
+           std::min(reading.milliseconds, 0xffffU);
+}
 
 /** Opens a lock for a scope. */
 class Unlocked {
@@ -111,15 +115,14 @@ void StreamSender::start() {
     const std::lock_guard lock(mutex_);
     if (acquiring_) return;
     const std::uint32_t mode = registers_.word(reg::kAcquisitionMode);
-    framesWanted_ = mode == kModeSingleFrame  ? 1
-                    : mode == kModeMultiFrame ? registers_.word(reg::kAcquisitionFrameCount)
-                                              : 0;
+    const std::uint32_t framesWanted = mode == kModeSingleFrame ? 1
+                                       : mode == kModeMultiFrame
+                                           ? registers_.word(reg::kAcquisitionFrameCount)
+                                           : 0;
+    schedule_.start(Clock::now(), framesWanted);
     acquiring_ = true;
     ++runs_;
     blockId_ = 1;
-    frames_ = 0;
-    triggers_ = 0;
-    frameTime_ = Clock::now();
     resends_.clear();
     history_.clear();
     work_.notify_all();
@@ -132,10 +135,9 @@ void StreamSender::stop() {
     idle_.wait(lock, [this] { return !sending_; });
 }
 
-void StreamSender::trigger() {
+void StreamSender::trigger(TriggerKind kind) {
     const std::lock_guard lock(mutex_);
-    if (!acquiring_ || !registers_.streamSettings().triggered) return;
-    triggers_ = std::min(triggers_ + 1, kTriggersKept);
+    if (!acquiring_ || !schedule_.trigger(kind, registers_.streamSettings(), Clock::now())) return;
     work_.notify_all();
 }
 
@@ -198,14 +200,7 @@ void StreamSender::run() {
 
 std::optional<StreamSender::Clock::time_point> StreamSender::frameDue() const {
     if (!acquiring_) return std::nullopt;
-    const StreamSettings settings = registers_.streamSettings();
-    if (settings.triggered) {
-        if (triggers_ == 0) return std::nullopt;
-        return Clock::time_point();
-    }
-    if (frames_ == 0) return frameTime_;
-    const std::chrono::duration<double> period(1 / settings.framesPerSecond);
-    return frameTime_ + std::chrono::duration_cast<Clock::duration>(period);
+    return schedule_.due(registers_.streamSettings());
 }
 
 void StreamSender::waitForWork(Lock& lock) {
@@ -246,19 +241,8 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
     return sent;
 }
 
-// Frames that the link was too slow for are dropped, not saved up.
-void StreamSender::scheduleNext(bool triggered, double framesPerSecond) {
-    const auto now = Clock::now();
-    const auto due = frameDue();
-    const auto period = std::chrono::duration_cast<Clock::duration>(
-        std::chrono::duration<double>(1 / framesPerSecond));
-    frameTime_ = triggered || !due ? now : std::max(*due, now - period);
-    if (triggered && triggers_ > 0) --triggers_;
-}
-
 void StreamSender::beginFrame(const std::shared_ptr<SentFrame>& sent) {
-    scheduleNext(sent->settings.triggered, sent->settings.framesPerSecond);
-    ++frames_;
+    schedule_.begin(sent->settings, Clock::now());
     advanceBlockId(sent->settings.extendedIds);
     history_.push_back(sent);
     if (history_.size() > kFramesKept) history_.pop_front();
@@ -294,9 +278,10 @@ void StreamSender::transmit(Lock& lock, SentFrame& sent) {
 }
 
 void StreamSender::finishFrame(const SentFrame& sent) {
+    registers_.setWord(reg::kLastReading, wordOf(sent.frame.reading()));
     if (sent.packetsSent == sent.frame.packetCount()) ++statistics_.framesSent;
     registers_.setWord(reg::kFramesSent, static_cast<std::uint32_t>(statistics_.framesSent));
-    if (framesWanted_ != 0 && frames_ >= framesWanted_) acquiring_ = false;
+    if (schedule_.isOver()) acquiring_ = false;
     sending_ = false;
     idle_.notify_all();
 }

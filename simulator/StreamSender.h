@@ -2,6 +2,7 @@
 #pragma once
 
 #include "CameraClock.h"
+#include "FrameSchedule.h"
 #include "FrameSource.h"
 #include "RegisterMap.h"
 #include "Simulator.h"
@@ -48,8 +49,8 @@ class StreamSender {
      * the rest of it soon, or left where it is.
      */
     void stop();
-    /** A software trigger; without effect unless frames are triggered and acquired. */
-    void trigger();
+    /** A software trigger; without effect unless something waits for it. */
+    void trigger(TriggerKind kind);
     /** Something in the registers changed that may make a frame due. */
     void settingsChanged();
     void resend(const ResendRequest& request);
@@ -77,7 +78,6 @@ class StreamSender {
     void waitForWork(Lock& lock);
     void sendFrame(Lock& lock);
     [[nodiscard]] std::shared_ptr<SentFrame> makeFrame(Lock& lock);
-    void scheduleNext(bool triggered, double framesPerSecond);
     void beginFrame(const std::shared_ptr<SentFrame>& sent);
     void transmit(Lock& lock, SentFrame& sent);
     void finishFrame(const SentFrame& sent);
@@ -106,10 +106,7 @@ class StreamSender {
     bool sending_ = false;       ///< a packet may leave at any moment
     std::uint64_t runs_ = 0;     ///< how often acquisition started
     std::uint64_t blockId_ = 1;  ///< of the next frame
-    std::uint64_t frames_ = 0;   ///< made since acquisition started
-    std::uint64_t framesWanted_ = 0;
-    std::uint32_t triggers_ = 0;   ///< not yet answered with a frame
-    Clock::time_point frameTime_;  ///< when the next untriggered frame's period began
+    FrameSchedule schedule_;
     Clock::time_point abandonAt_;  ///< when a frame under way is left, once stopped
     std::deque<ResendRequest> resends_;
     std::deque<std::shared_ptr<SentFrame>> history_;

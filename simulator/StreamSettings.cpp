@@ -12,14 +12,23 @@ void takePicture(StreamSettings& settings, const RegisterValues& values) {
     settings.offsetX = values.word(reg::kOffsetX);
     settings.offsetY = values.word(reg::kOffsetY);
     settings.mirrored = values.word(reg::kReverseX) != 0;
-    settings.exposureMicroseconds = values.real(reg::kExposureTime);
+    // With the shutter open all the time, a frame is exposed from the one before it on.
+    const bool isTimed = values.word(reg::kExposureMode) == 0;
+    settings.exposureMicroseconds =
+        isTimed ? values.real(reg::kExposureTime) : 1e6 / values.real(reg::kFrameRate);
     settings.gainDecibels = values.word(reg::kGain) / 10.0;
     settings.blackLevel = values.word(reg::kBlackLevel);
 }
 
 void takeAcquisition(StreamSettings& settings, const RegisterValues& values) {
     settings.framesPerSecond = values.real(reg::kFrameRate);
-    settings.triggered = values.word(reg::kTriggerMode) != 0;
+    settings.burstFrames = values.word(reg::kBurstFrameCount);
+    for (std::uint32_t i = 0; i < kTriggerCount; ++i) {
+        const std::uint32_t bank = i * reg::kTriggerStride;
+        settings.triggers[i].isOn = values.word(reg::kTriggerMode + bank) != 0;
+        settings.triggers[i].delay =
+            std::chrono::duration<double, std::micro>(values.real(reg::kTriggerDelay + bank));
+    }
 }
 
 void takeReader(ReaderSettings& reader, const RegisterValues& values) {

@@ -7,6 +7,8 @@
 #include "UdpSocket.h"
 
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 
@@ -24,6 +26,15 @@ inline constexpr double kNominalExposureMicroseconds = 10'000;
 inline constexpr std::uint32_t kExtendedIdsBit = 0x40000000;
 inline constexpr std::uint32_t kPacketSizeDontFragment = 0x40000000;
 inline constexpr std::uint32_t kPacketSizeMask = 0xffff;
+
+/** What a trigger starts; the values of TriggerSelector. */
+enum class TriggerKind : std::uint32_t { frame = 0, burst = 1 };
+inline constexpr std::uint32_t kTriggerCount = 2;
+
+struct TriggerSettings {
+    bool isOn = false;
+    std::chrono::duration<double, std::micro> delay{};
+};
 
 /** A rectangle of pixels. */
 struct Region {
@@ -53,7 +64,8 @@ struct StreamSettings {
     double exposureMicroseconds = 0;
     double gainDecibels = 0;
     double blackLevel = 0;  ///< grey levels that are added
-    bool triggered = false;
+    std::array<TriggerSettings, kTriggerCount> triggers{};
+    std::uint32_t burstFrames = 1;
     ReaderSettings reader;
     ResultFormat format = ResultFormat::none;
     std::array<bool, kChunkCount> chunks{};  ///< which ones are sent, in the format `chunk`
@@ -62,6 +74,10 @@ struct StreamSettings {
     bool dontFragment = false;
     bool extendedIds = false;
     std::uint32_t packetDelayTicks = 0;
+
+    [[nodiscard]] const TriggerSettings& trigger(TriggerKind kind) const {
+        return triggers[static_cast<std::size_t>(kind)];
+    }
 };
 
 [[nodiscard]] StreamSettings streamSettingsOf(const RegisterValues& values);

@@ -22,6 +22,7 @@ constexpr std::uint32_t kSymbologyEnable = 0x10290;
 constexpr std::uint32_t kExpectedCount = 0x102e0;
 constexpr std::uint32_t kTimeout = 0x102e4;
 constexpr std::uint32_t kRegionEnable = 0x102e8;
+constexpr std::uint32_t kLastReading = 0x102fc;
 constexpr std::uint32_t kRegionX = 0x102ec;
 
 struct Reading {
@@ -150,6 +151,11 @@ TEST_F(Reader, IsCompleteWithTheExpectedCount) {
     for (const auto& [codes, status] : expected) {
         ASSERT_EQ(client_->write(kExpectedCount, codes), 0U);
         EXPECT_EQ(read().status, status) << codes;
+    }
+    // The latest reading in short: partial, with so many codes; said once the frame is sent.
+    const auto begin = std::chrono::steady_clock::now();
+    while (client_->read(kLastReading) >> 16 != (0x100 | count)) {
+        ASSERT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     }
 }
 
