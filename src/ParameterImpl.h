@@ -23,7 +23,7 @@ class ParameterImpl {
 
     /** A fresh node; it is closed when it goes out of scope. */
     [[nodiscard]] Vorda::GenICam::CInternalParameterNode open() const {
-        return Vorda::GenICam::CInternalParameterNode(device, Vorda::Infra::CString(name));
+        return {device, Vorda::Infra::CString(name)};
     }
 
     const Vorda::Memory::TSharedPtr<Vorda::GenICam::ICamera> device;

@@ -104,7 +104,7 @@ TEST_F(FeatureTree, KeepsAnExceptionToItself) {
 }
 
 TEST_F(FeatureTree, MayBeDeeperThanTheStack) {
-    constexpr int kDepth = 100000;
+    constexpr int kDepth = 40000;
     auto& all = device->script.features;
     for (int i = 0; i < kDepth; ++i) all[std::to_string(i)] = featureGroup({std::to_string(i + 1)});
     all[std::to_string(kDepth)] = featureGroup({});
