@@ -24,9 +24,11 @@ constexpr int kDatagramsInARow = 64;
 
 }  // namespace
 
-GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream)
+GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
+                       MessageSender& messages)
     : registers_(registers),
       stream_(stream),
+      messages_(messages),
       wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     try {
@@ -129,6 +131,7 @@ std::optional<UdpSocket> GvcpServer::followForcedAddress(GvcpCommands& commands)
         previous = listenAt(*address);
         stream_.moveTo(*address);
         registers_.setWord(reg::kStreamSourcePort, stream_.sourcePort());
+        messages_.moveTo(*address);
     } catch (const std::runtime_error&) {
         return previous;
     }

@@ -21,7 +21,8 @@ namespace kestrosim {
 class GvcpServer {
  public:
     /** Takes the sockets; throws std::runtime_error when a port is taken. */
-    GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream);
+    GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
+               MessageSender& messages);
     ~GvcpServer();
     GvcpServer(const GvcpServer&) = delete;
     GvcpServer& operator=(const GvcpServer&) = delete;
@@ -41,6 +42,7 @@ class GvcpServer {
 
     RegisterMap& registers_;
     StreamSender& stream_;
+    MessageSender& messages_;
     UdpSocket own_;
     std::vector<UdpSocket> broadcasts_;
     int interfaceIndex_ = 0;

@@ -4,6 +4,7 @@
 #include "Scene.h"
 
 #include <cmath>
+#include <cstdint>
 
 /** How results are told, whatever they are packed in. */
 namespace kestrosim {
@@ -18,6 +19,19 @@ namespace kestrosim {
             break;
     }
     return "NoRead";
+}
+
+/** The place of the name in the list of all that a reader may say: NA, Complete, NoRead ... */
+[[nodiscard]] inline std::uint32_t statusNumber(ReadStatus status) {
+    switch (status) {
+        case ReadStatus::complete:
+            return 2;
+        case ReadStatus::partial:
+            return 4;
+        case ReadStatus::noRead:
+            break;
+    }
+    return 3;
 }
 
 /** To a thousandth: a float's own digits would only show how it is stored. */

@@ -5,6 +5,7 @@
 #include "Description.h"
 #include "GvcpCommands.h"
 #include "GvcpServer.h"
+#include "MessageSender.h"
 #include "RegisterMap.h"
 #include "StreamSender.h"
 #include "UdpSocket.h"
@@ -72,15 +73,17 @@ const CameraOptions& requireSpeed(const CameraOptions& options) {
 struct SimulatedCamera::State {
     explicit State(const CameraOptions& options, std::uint32_t address, const Description& text)
         : registers(requireSpeed(options), identityOf(options, address), text.bytes, text.fileName),
-          stream(options, address, registers, clock),
+          messages(address, registers),
+          stream(options, address, registers, clock, messages),
           commands(identityOf(options, address), registers, clock, stream),
-          control(address, registers, stream) {
+          control(address, registers, stream, messages) {
         registers.setWord(reg::kStreamSourcePort, stream.sourcePort());
         control.start(commands);
     }
 
     CameraClock clock;
     RegisterMap registers;
+    MessageSender messages;
     StreamSender stream;
     GvcpCommands commands;
     GvcpServer control;
@@ -101,6 +104,8 @@ CameraStatistics SimulatedCamera::statistics() const {
     statistics.memoryReads = counts.memoryReads;
     statistics.memoryWrites = counts.memoryWrites;
     statistics.commandsRefused = counts.refused;
+    statistics.eventsSent = state_->messages.eventsSent();
+    statistics.eventsAcknowledged = state_->messages.eventsAcknowledged();
     return statistics;
 }
 

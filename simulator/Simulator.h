@@ -47,9 +47,11 @@ struct CameraStatistics {
     std::uint64_t memoryReads = 0;       ///< READMEM commands that were carried out
     std::uint64_t memoryWrites = 0;      ///< WRITEMEM commands that were carried out
     std::uint64_t commandsRefused = 0;   ///< with another status than success
-    std::uint64_t blockId = 0;           ///< of the latest frame
-    std::uint64_t leaderBytes = 0;       ///< UDP payload of the latest leader
-    std::uint32_t pixelFormat = 0;       ///< as the latest leader said
+    std::uint64_t eventsSent = 0;        ///< each once, however often it was repeated
+    std::uint64_t eventsAcknowledged = 0;
+    std::uint64_t blockId = 0;      ///< of the latest frame
+    std::uint64_t leaderBytes = 0;  ///< UDP payload of the latest leader
+    std::uint32_t pixelFormat = 0;  ///< as the latest leader said
 };
 
 /**

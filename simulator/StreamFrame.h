@@ -44,6 +44,7 @@ class StreamFrame {
                 bool extendedIds);
 
     [[nodiscard]] std::uint64_t blockId() const { return blockId_; }
+    [[nodiscard]] std::uint64_t timestamp() const { return payload_.timestamp; }
     [[nodiscard]] const ReadingSummary& reading() const { return payload_.reading; }
     [[nodiscard]] std::uint32_t packetCount() const;
     [[nodiscard]] std::size_t leaderBytes() const;

@@ -2,6 +2,7 @@
 #include "StreamSender.h"
 
 #include "Pacer.h"
+#include "ResultWords.h"
 
 #include <netinet/in.h>
 #include <pthread.h>
@@ -89,10 +90,12 @@ class Burst {
 }  // namespace
 
 StreamSender::StreamSender(const CameraOptions& options, std::uint32_t address,
-                           RegisterMap& registers, const CameraClock& clock)
+                           RegisterMap& registers, const CameraClock& clock,
+                           MessageSender& messages)
     : linkMbits_(options.linkMbits),
       registers_(registers),
       clock_(clock),
+      messages_(messages),
       source_(options),
       socket_({address, 0}, UdpSocket::Sharing::exclusive),
       thread_([this] { run(); }) {}
@@ -125,14 +128,16 @@ void StreamSender::start() {
     blockId_ = 1;
     resends_.clear();
     history_.clear();
+    tell(CameraEvent::acquisitionStart);
     work_.notify_all();
 }
 
 void StreamSender::stop() {
     Lock lock(mutex_);
-    acquiring_ = false;
+    const bool wasAcquiring = std::exchange(acquiring_, false);
     abandonAt_ = Clock::now() + kStopGrace;
     idle_.wait(lock, [this] { return !sending_; });
+    if (wasAcquiring) tell(CameraEvent::acquisitionEnd);
 }
 
 void StreamSender::trigger(TriggerKind kind) {
@@ -216,7 +221,8 @@ void StreamSender::sendFrame(Lock& lock) {
     try {
         sent = makeFrame(lock);
     } catch (const std::exception&) {
-        acquiring_ = false;  // no memory for a picture: a camera that has stopped by itself
+        // No memory for a picture: a camera that has stopped by itself.
+        if (std::exchange(acquiring_, false)) tell(CameraEvent::acquisitionEnd);
     }
     if (!sent) return;
     beginFrame(sent);
@@ -251,6 +257,23 @@ void StreamSender::beginFrame(const std::shared_ptr<SentFrame>& sent) {
     statistics_.pixelFormat = kPixelFormatMono8;
     socket_.setDontFragment(sent->settings.dontFragment);
     sending_ = true;
+    tell(sent->frame);
+}
+
+void StreamSender::tell(CameraEvent event) {
+    messages_.raise({.event = event, .timestamp = clock_.ticks()});
+}
+
+// The reading was made with the picture.
+void StreamSender::tell(const StreamFrame& frame) {
+    messages_.raise({.event = CameraEvent::frameTrigger,
+                     .timestamp = frame.timestamp(),
+                     .blockId = frame.blockId()});
+    messages_.raise({.event = CameraEvent::readingDone,
+                     .timestamp = clock_.ticks(),
+                     .blockId = frame.blockId(),
+                     .codes = frame.reading().codes,
+                     .status = statusNumber(frame.reading().status)});
 }
 
 void StreamSender::advanceBlockId(bool extendedIds) {
@@ -281,8 +304,8 @@ void StreamSender::finishFrame(const SentFrame& sent) {
     registers_.setWord(reg::kLastReading, wordOf(sent.frame.reading()));
     if (sent.packetsSent == sent.frame.packetCount()) ++statistics_.framesSent;
     registers_.setWord(reg::kFramesSent, static_cast<std::uint32_t>(statistics_.framesSent));
-    if (schedule_.isOver()) acquiring_ = false;
     sending_ = false;
+    if (schedule_.isOver() && std::exchange(acquiring_, false)) tell(CameraEvent::acquisitionEnd);
     idle_.notify_all();
 }
 

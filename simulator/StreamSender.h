@@ -4,6 +4,7 @@
 #include "CameraClock.h"
 #include "FrameSchedule.h"
 #include "FrameSource.h"
+#include "MessageSender.h"
 #include "RegisterMap.h"
 #include "Simulator.h"
 #include "StreamFrame.h"
@@ -36,7 +37,7 @@ struct ResendRequest {
 class StreamSender {
  public:
     StreamSender(const CameraOptions& options, std::uint32_t address, RegisterMap& registers,
-                 const CameraClock& clock);
+                 const CameraClock& clock, MessageSender& messages);
     ~StreamSender();
     StreamSender(const StreamSender&) = delete;
     StreamSender& operator=(const StreamSender&) = delete;
@@ -81,6 +82,8 @@ class StreamSender {
     void beginFrame(const std::shared_ptr<SentFrame>& sent);
     void transmit(Lock& lock, SentFrame& sent);
     void finishFrame(const SentFrame& sent);
+    void tell(CameraEvent event);
+    void tell(const StreamFrame& frame);
     void advanceBlockId(bool extendedIds);
     [[nodiscard]] bool mustAbandon(Clock::time_point now) const;
     void serveResends(Lock& lock, Pacer& pacer);
@@ -95,6 +98,7 @@ class StreamSender {
     const double linkMbits_;
     RegisterMap& registers_;
     const CameraClock& clock_;
+    MessageSender& messages_;
     FrameSource source_;  ///< the thread's
 
     mutable std::mutex mutex_;  ///< guards all that follows but the thread

@@ -245,6 +245,8 @@ std::string statisticsLine(const kestrosim::CameraOptions& camera,
     json.member("memory_reads", statistics.memoryReads);
     json.member("memory_writes", statistics.memoryWrites);
     json.member("commands_refused", statistics.commandsRefused);
+    json.member("events_sent", statistics.eventsSent);
+    json.member("events_acknowledged", statistics.eventsAcknowledged);
     json.member("block_id", statistics.blockId);
     json.member("leader_bytes", statistics.leaderBytes);
     json.member("pixel_format", std::uint64_t{statistics.pixelFormat});

@@ -80,8 +80,8 @@ class Socket {
 
     [[nodiscard]] std::uint16_t port() const { return port_; }
 
-    void send(const Bytes& datagram, const std::string& to) const {
-        const sockaddr_in address = socketAddress(to, 3956);
+    void send(const Bytes& datagram, const std::string& to, std::uint32_t port = 3956) const {
+        const sockaddr_in address = socketAddress(to, static_cast<std::uint16_t>(port));
         ::sendto(descriptor_, datagram.data(), datagram.size(), 0,
                  reinterpret_cast<const sockaddr*>(&address), sizeof address);
     }
