@@ -20,6 +20,14 @@ constexpr std::uint64_t kMostNumbers = 256;
 /** Of all selectors of a group together. */
 constexpr std::size_t kMostPositions = 65'536;
 
+/**
+ * What the connection and its streams set for themselves. Put back by a later connection it would
+ * send that one's data elsewhere, or end it.
+ */
+constexpr const char* kOfTheConnection[] = {"TLParamsLocked", "GevCCP",  "GevHeartbeatTimeout",
+                                            "GevSCPHostPort", "GevSCDA", "GevMCPHostPort",
+                                            "GevMCDA"};
+
 /** Features that have the same selectors. */
 struct Group {
     std::vector<std::string> selectors;  ///< the outermost first
@@ -63,7 +71,7 @@ class Saver {
     [[nodiscard]] const std::string& text() const { return text_; }
 
  private:
-    [[nodiscard]] bool isValue(const std::string& name) const;
+    [[nodiscard]] bool isSetting(const std::string& name) const;
     [[nodiscard]] std::vector<Group> groups() const;
     [[nodiscard]] bool save(const Group& group);
     [[nodiscard]] bool saveMembers(const Group& group);
@@ -83,7 +91,8 @@ class Saver {
     std::size_t visited_ = 0;                     ///< positions of the group
 };
 
-bool Saver::isValue(const std::string& name) const {
+bool Saver::isSetting(const std::string& name) const {
+    if (std::ranges::count(kOfTheConnection, name) != 0) return false;
     const FeatureKind kind = features_.kind(name);
     return kind != FeatureKind::unknown && kind != FeatureKind::command &&
            kind != FeatureKind::category;
@@ -94,7 +103,7 @@ std::vector<Group> Saver::groups() const {
     std::vector<Group> all;
     std::vector<std::string> selectors;
     for (const std::string& name : features_.persistent()) {
-        if (!isValue(name)) continue;
+        if (!isSetting(name)) continue;
         auto own = allSelectorsOf(features_, name);
         selectors.insert(selectors.end(), own.begin(), own.end());
         const auto same = std::ranges::find(all, own, &Group::selectors);
