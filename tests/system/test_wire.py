@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Wireshark's dissectors judge what goes over the wire, in sessions of ours and of Aravis' client."""
+import contextlib
 import json
 import os
+import socket
+import struct
 import subprocess
 import tempfile
 import unittest
@@ -32,6 +35,44 @@ def count(path, display_filter):
 
 
 
+class EventClient:
+    """Starts the acquisition with all events on, and acknowledges the events."""
+    CAMERA = ("127.0.0.2", 3956)
+
+    def __init__(self):
+        self.control, self.stream, self.messages = (self.socket() for _ in range(3))
+        self.request = 0
+        here = int.from_bytes(socket.inet_aton("127.0.0.1"), "big")
+        for address, value in [(0x0a00, 2), (0x0d18, here), (0x0d00, self.stream.getsockname()[1]),
+                               (0x0b10, here), (0x0b00, self.messages.getsockname()[1]),
+                               *((0x10250 + 4 * i, 1) for i in range(4)), (0x10028, 1)]:
+            self.ask(0x82, address, value)
+        self.camera_port = struct.unpack(">I", self.ask(0x80, 0x0b1c)[8:])[0]
+
+    @staticmethod
+    def socket():
+        made = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        made.bind(("127.0.0.1", 0))
+        made.settimeout(10)
+        return made
+
+    def ask(self, command, *words):
+        self.request += 1
+        payload = struct.pack(f">{len(words)}I", *words)
+        head = struct.pack(">BBHHH", 0x42, 1, command, len(payload), self.request)
+        self.control.sendto(head + payload, self.CAMERA)
+        return self.control.recv(1024)
+
+    def take(self, count):
+        for _ in range(count):
+            message, sender = self.messages.recvfrom(1024)
+            command, request = struct.unpack_from(">2xHxxH", message)
+            self.messages.sendto(struct.pack(">HHHH", 0, command + 1, 0, request), sender)
+
+    def close(self):
+        for each in self.control, self.stream, self.messages:
+            each.close()
+
 
 class Wire(unittest.TestCase):
     def session(self, client):
@@ -60,6 +101,28 @@ class Wire(unittest.TestCase):
         self.assertEqual(blocks[-1], sent["block_id"])
         self.assertEqual(blocks, list(range(1, len(blocks) + 1)))
         return packets
+
+    def test_events(self):
+        ports = []
+
+        def client():
+            with contextlib.closing(EventClient()) as events:
+                ports.append(events.camera_port)
+                events.take(5)
+        path, sent = self.session(client)
+        self.assertGreaterEqual(sent["events_acknowledged"], 4)
+        out = subprocess.run(["tshark", "-r", path, "-d", f"udp.port=={ports[0]},gvcp", "-Y",
+                              f"udp.srcport=={ports[0]} || _ws.malformed", "-T", "fields",
+                              "-e", "gvcp.cmd.command", "-e", "gvcp.cmd.event.devicespecificid",
+                              "-e", "gvcp.cmd.event.streamchannelindex",
+                              "-e", "gvcp.cmd.event.blockid", "-e", "gvcp.cmd.event.timestamp"],
+                             check=True, capture_output=True, text=True).stdout
+        lines = [[int(field, 0) for field in line.split()] for line in out.splitlines()]
+        self.assertEqual([line[:4] for line in lines[:5]],
+                         [[0xc0, 0x9001, 0xffff, 0], [0xc0, 0x9003, 0, 1], [0xc2, 0x9004, 0, 1],
+                          [0xc0, 0x9003, 0, 2], [0xc2, 0x9004, 0, 2]])
+        times = [line[4] for line in lines]
+        self.assertEqual(times, sorted(times))
 
     def receiving_ports(self, path):
         out = subprocess.run(["tshark", "-r", path, "-Y", "udp && !gvcp && ip.src==127.0.0.2", "-T", "fields",
