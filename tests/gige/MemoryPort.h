@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string_view>
+#include <utility>
 
 namespace kestro::test {
 
@@ -16,20 +17,33 @@ class MemoryPort final : public Vorda::Gige::RegisterPort {
     void set(std::uint64_t address, std::string_view bytes) {
         for (const char byte : bytes) bytes_[address++] = static_cast<std::uint8_t>(byte);
     }
+    /** A number of `size` bytes, in network order. */
+    void setNumber(std::uint64_t address, std::uint64_t value, int size = 4) {
+        for (int i = size; i-- > 0; value >>= 8)
+            bytes_[address + static_cast<std::uint64_t>(i)] = static_cast<std::uint8_t>(value);
+    }
+    [[nodiscard]] std::uint64_t number(std::uint64_t address, int size = 4) const {
+        std::uint64_t value = 0;
+        while (size-- > 0) value = value << 8 | at(address++);
+        return value;
+    }
     /** Every access fails with this error from now on. */
     void fail(Vorda::Gige::Error error) { error_ = error; }
+
     [[nodiscard]] int registerReads() const { return registerReads_; }
     [[nodiscard]] std::size_t bytesRead() const { return bytesRead_; }
+    /** The accesses of both kinds since the last call. */
+    [[nodiscard]] int takeAccesses() { return std::exchange(accesses_, 0); }
+    [[nodiscard]] int writes() const { return writes_; }
 
     bool readRegister(std::uint64_t address, std::uint32_t& value) override {
         ++registerReads_;
-        value = 0;
-        for (std::uint64_t i = 0; i < 4; ++i) value = value << 8 | at(address + i);
+        value = static_cast<std::uint32_t>(number(address));
         return succeed();
     }
     bool writeRegister(std::uint64_t address, std::uint32_t value) override {
-        for (int i = 0; i < 4; ++i)
-            bytes_[address++] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+        ++writes_;
+        setNumber(address, value);
         return succeed();
     }
     bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
@@ -38,6 +52,7 @@ class MemoryPort final : public Vorda::Gige::RegisterPort {
         return succeed();
     }
     bool writeMemory(std::uint64_t address, Vorda::Gige::ByteView data) override {
+        ++writes_;
         for (const std::uint8_t byte : data) bytes_[address++] = byte;
         return succeed();
     }
@@ -47,7 +62,8 @@ class MemoryPort final : public Vorda::Gige::RegisterPort {
         const auto byte = bytes_.find(address);
         return byte == bytes_.end() ? std::uint8_t{0} : byte->second;
     }
-    [[nodiscard]] bool succeed() const {
+    [[nodiscard]] bool succeed() {
+        ++accesses_;
         if (error_ == Vorda::Gige::Error::none) return true;
         return Vorda::Gige::fail(error_, "scripted");
     }
@@ -56,6 +72,8 @@ class MemoryPort final : public Vorda::Gige::RegisterPort {
     Vorda::Gige::Error error_ = Vorda::Gige::Error::none;
     int registerReads_ = 0;
     std::size_t bytesRead_ = 0;
+    int accesses_ = 0;
+    int writes_ = 0;
 };
 
 }  // namespace kestro::test

@@ -4,6 +4,7 @@
 // include this: GLib goes no further.
 #pragma once
 
+#include "Refusal.h"
 #include "RegisterPort.h"
 
 #include <arv.h>
@@ -22,6 +23,8 @@ class GuardedError {
 
     [[nodiscard]] GError** out() { return &error_; }
     [[nodiscard]] const GError* get() const { return error_; }
+    /** Without the names of the nodes that it passed through; empty without an error. */
+    [[nodiscard]] Refusal refusal() const;
     /** Ends an operation on feature `name`: true without an error, else false with the last error.
      */
     [[nodiscard]] bool finish(const std::string& name) const;
@@ -47,6 +50,21 @@ class AravisNodes {
     AravisNodes(const AravisNodes&) = delete;
     AravisNodes& operator=(const AravisNodes&) = delete;
     ~AravisNodes();
+
+    /**
+     * From now on, until the end of this object, no register is asked twice: the node map asks for
+     * an index or a limit as often as it comes upon it.
+     */
+    class Snapshot {
+     public:
+        explicit Snapshot(AravisNodes& nodes);
+        Snapshot(const Snapshot&) = delete;
+        Snapshot& operator=(const Snapshot&) = delete;
+        ~Snapshot();
+
+     private:
+        AravisNodes& nodes_;
+    };
 
     [[nodiscard]] ArvGc* all() const;
     /** Null when there is none. */

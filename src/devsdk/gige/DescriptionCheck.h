@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace Vorda::Gige {
@@ -13,5 +14,8 @@ namespace Vorda::Gige {
  * must be well-formed to its end, free of such circles, and its lengths must be of a size.
  */
 [[nodiscard]] std::string descriptionFault(const std::string& xml);
+
+/** Whether a register may be that long: the node map allocates its bytes. */
+[[nodiscard]] bool isRegisterLength(std::int64_t bytes);
 
 }  // namespace Vorda::Gige

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "EventData.h"
+#include "FeatureTypes.h"
 #include "PayloadLayout.h"
 #include "RegisterPort.h"
 #include "StreamCounters.h"
@@ -14,30 +15,6 @@
 #include <vector>
 
 namespace Vorda::Gige {
-
-enum class FeatureKind {
-    unknown,
-    integer,
-    floating,
-    enumeration,
-    boolean,
-    text,
-    command,
-    category
-};
-
-/** One entry of an enumeration. */
-struct FeatureEntry {
-    std::int64_t value = 0;
-    std::string symbol;
-    std::string description;
-};
-
-template <typename T>
-struct FeatureRange {
-    T min{};
-    T max{};
-};
 
 /** What the features of a camera are made of. */
 struct FeatureSources {

@@ -103,6 +103,11 @@ void FrameDelivery::clear() {
     first_ = count_ = 0;
 }
 
+std::size_t FrameDelivery::waitingCount() const {
+    const std::lock_guard lock(mutex_);
+    return count_;
+}
+
 void FrameDelivery::attach(const FrameBinding& handler) {
     const std::lock_guard lock(mutex_);
     auto handlers = std::make_shared<Handlers>(*handlers_);

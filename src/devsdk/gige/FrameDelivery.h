@@ -49,6 +49,7 @@ class FrameDelivery : public std::enable_shared_from_this<FrameDelivery> {
     bool dropOldest();
     [[nodiscard]] TakeResult take(Frame& frame, std::chrono::milliseconds timeout);
     void clear();
+    [[nodiscard]] std::size_t waitingCount() const;
 
     void attach(const GenICam::FrameBinding& handler);
     /** Afterwards the handler does not run, unless this was called from it. */

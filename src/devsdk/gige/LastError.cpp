@@ -46,6 +46,16 @@ const char* generalText(int number) {
             return "the stream is not grabbing";
         case Vorda::Gige::Error::alreadyGrabbing:
             return "the stream is already grabbing";
+        case Vorda::Gige::Error::notAvailable:
+            return "the feature is not available at this moment";
+        case Vorda::Gige::Error::notReadable:
+            return "the feature cannot be read";
+        case Vorda::Gige::Error::notWritable:
+            return "the feature cannot be written";
+        case Vorda::Gige::Error::locked:
+            return "the feature is locked at this moment";
+        case Vorda::Gige::Error::outOfRange:
+            return "the feature does not take this value";
     }
     return nullptr;
 }

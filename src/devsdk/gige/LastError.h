@@ -22,6 +22,11 @@ enum class Error : int {
     connectionLost = 12,
     notGrabbing = 13,
     alreadyGrabbing = 14,
+    notAvailable = 15,  ///< a feature that the camera does not offer at this moment
+    notReadable = 16,
+    notWritable = 17,
+    locked = 18,      ///< not to be written at this moment
+    outOfRange = 19,  ///< a value beyond a feature's limits, between its steps, no entry, too long
 };
 
 /** Keeps the calling thread's last error, number and own text (no full stop at the end). */

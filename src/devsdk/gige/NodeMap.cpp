@@ -1,80 +1,185 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "NodeMap.h"
 
-#include "AravisNodes.h"
+#include "DescriptionCheck.h"
 #include "LastError.h"
 
+#include <cmath>
+#include <limits>
+#include <utility>
+
 namespace Vorda::Gige {
-
-struct NodeMap::Impl {
-    std::shared_ptr<RegisterPort> camera;
-    std::unique_ptr<AravisNodes> nodes;
-
-    [[nodiscard]] ArvGcNode* node(const std::string& name) const { return nodes->node(name); }
-    [[nodiscard]] bool open(const std::string& xml);
-};
-
 namespace {
 
-bool failFeature(const std::string& name, const char* why) {
-    return fail(Error::feature, name + ": " + why);
+Refusal noSuchValue() { return {Error::feature, "cannot be evaluated"}; }
+
+/** The element that holds, or leads to, the value of an enumeration, a boolean or a command. */
+ArvGcPropertyNode* valueProperty(ArvGcNode* node) {
+    for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(node)); child != nullptr;
+         child = arv_dom_node_get_next_sibling(child)) {
+        if (!ARV_IS_GC_PROPERTY_NODE(child)) continue;
+        ArvGcPropertyNode* property = ARV_GC_PROPERTY_NODE(child);
+        const ArvGcPropertyNodeType type = arv_gc_property_node_get_node_type(property);
+        if (type == ARV_GC_PROPERTY_NODE_TYPE_VALUE || type == ARV_GC_PROPERTY_NODE_TYPE_P_VALUE)
+            return property;
+    }
+    return nullptr;
+}
+
+/** An error of a formula means that it cannot tell; one of the camera stays an error. */
+Refusal limitsOrNone(const GuardedError& error, auto& min, auto& max) {
+    using Value = std::remove_reference_t<decltype(min)>;
+    if (error.get() == nullptr) return {};
+    Refusal refusal = error.refusal();
+    if (refusal.number() != Error::feature) return refusal;
+    min = std::numeric_limits<Value>::lowest();
+    max = std::numeric_limits<Value>::max();
+    return {};
 }
 
 }  // namespace
 
-bool NodeMap::Impl::open(const std::string& xml) {
-    nodes = AravisNodes::make(*camera, xml);
-    if (!nodes) return false;
-    if (ARV_IS_GC_CATEGORY(node("Root"))) return true;
-    return fail(Error::description, "the GenICam description has no category [Root]");
+NodeMap::NodeMap(std::unique_ptr<AravisNodes> nodes, const DescriptionTree& tree,
+                 FeatureGraph& graph)
+    : nodes_(std::move(nodes)), tree_(tree), graph_(graph) {
+    handles_.reserve(static_cast<std::size_t>(tree.size()));
+    for (NodeId id = 0; id < tree.size(); ++id) {
+        const bool isNamed = tree.find(tree[id].name) == id;
+        handles_.push_back(isNamed ? nodes_->node(tree[id].name) : nullptr);
+    }
 }
 
-NodeMap::NodeMap(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
-
-NodeMap::~NodeMap() = default;
-
-std::unique_ptr<NodeMap> NodeMap::make(std::shared_ptr<RegisterPort> camera,
-                                       const std::string& xml) {
-    auto impl = std::make_unique<Impl>();
-    impl->camera = std::move(camera);
-    if (!impl->open(xml)) return nullptr;
-    return std::unique_ptr<NodeMap>(new NodeMap(std::move(impl)));
+std::unique_ptr<NodeMap> NodeMap::make(RegisterPort& camera, const DescriptionTree& tree,
+                                       FeatureGraph& graph, const std::string& description) {
+    auto nodes = AravisNodes::make(camera, description);
+    if (!nodes) return nullptr;
+    return std::unique_ptr<NodeMap>(new NodeMap(std::move(nodes), tree, graph));
 }
 
-bool NodeMap::has(const std::string& name) const {
-    const std::lock_guard lock(mutex_);
-    return impl_->node(name) != nullptr;
+Refusal NodeMap::prepare(NodeId id) {
+    if (at(id) == nullptr) return noSuchValue();
+    if (const std::string& fault = graph_.fault(id); !fault.empty()) return {Error::feature, fault};
+    if (graph_.source(id) == ValueSource::chunk)
+        return {Error::notAvailable, "chunk values come with frames"};
+    if (graph_.source(id) == ValueSource::event)
+        return {Error::notAvailable, "event values come with their event"};
+    for (const NodeId each : graph_.variableLengths(id)) {
+        if (Refusal refusal = checkLength(each)) return refusal;
+    }
+    return {};
 }
 
-bool NodeMap::getInteger(const std::string& name, std::int64_t& value) const {
-    const std::lock_guard lock(mutex_);
-    ArvGcNode* node = impl_->node(name);
-    if (!ARV_IS_GC_INTEGER(node)) return failFeature(name, "there is no such integer feature");
+/** The node map allocates what it is told, and ends the process when that fails. */
+Refusal NodeMap::checkLength(NodeId id) {
+    ArvGcNode* node = at(tree_[id].target("pLength"));
+    if (!ARV_IS_GC_INTEGER(node)) return noSuchValue();
     GuardedError error;
-    value = arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.out());
-    return error.finish(name);
+    const std::int64_t bytes = arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.out());
+    if (error.get() != nullptr) return error.refusal();
+    if (isRegisterLength(bytes)) return {};
+    return {Error::badAnswer, tree_[id].name + " is " + std::to_string(bytes) + " bytes long"};
 }
 
-bool NodeMap::setInteger(const std::string& name, std::int64_t value) {
-    const std::lock_guard lock(mutex_);
-    ArvGcNode* node = impl_->node(name);
+Refusal NodeMap::getInteger(NodeId id, std::int64_t& value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    ArvGcNode* node = at(id);
     GuardedError error;
-    if (ARV_IS_GC_BOOLEAN(node))
-        arv_gc_boolean_set_value(ARV_GC_BOOLEAN(node), value != 0, error.out());
-    else if (ARV_IS_GC_INTEGER(node))
+    if (ARV_IS_GC_INTEGER(node)) {
+        value = arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.out());
+    } else if (ARV_IS_GC_BOOLEAN(node)) {
+        value = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), error.out()) ? 1 : 0;
+    } else if (ARV_IS_GC_FLOAT(node)) {
+        const double number = arv_gc_float_get_value(ARV_GC_FLOAT(node), error.out());
+        value = std::abs(number) < 9.2e18 ? static_cast<std::int64_t>(number) : 0;
+    } else {
+        return noSuchValue();
+    }
+    return error.refusal();
+}
+
+Refusal NodeMap::getFloat(NodeId id, double& value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    ArvGcNode* node = at(id);
+    GuardedError error;
+    if (ARV_IS_GC_FLOAT(node)) {
+        value = arv_gc_float_get_value(ARV_GC_FLOAT(node), error.out());
+    } else if (ARV_IS_GC_INTEGER(node)) {
+        value = static_cast<double>(arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.out()));
+    } else {
+        return noSuchValue();
+    }
+    return error.refusal();
+}
+
+Refusal NodeMap::getText(NodeId id, std::string& value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    if (!ARV_IS_GC_STRING(at(id))) return noSuchValue();
+    GuardedError error;
+    const char* text = arv_gc_string_get_value(ARV_GC_STRING(at(id)), error.out());
+    if (error.get() != nullptr) return error.refusal();
+    value = text != nullptr ? text : "";
+    return {};
+}
+
+Refusal NodeMap::getLength(NodeId id, std::int64_t& bytes) {
+    if (const NodeProperty* const constant = tree_[id].property("Length")) {
+        bytes = constant->integer();
+        return {};
+    }
+    bytes = 4;
+    const NodeId variable = tree_[id].target("pLength");
+    return variable == kNoNode ? Refusal{} : getInteger(variable, bytes);
+}
+
+Refusal NodeMap::getConvertedLimits(NodeId id, std::int64_t& min, std::int64_t& max) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    if (!ARV_IS_GC_INTEGER(at(id))) return noSuchValue();
+    GuardedError error;
+    min = arv_gc_integer_get_min(ARV_GC_INTEGER(at(id)), error.out());
+    if (error.get() == nullptr) max = arv_gc_integer_get_max(ARV_GC_INTEGER(at(id)), error.out());
+    return limitsOrNone(error, min, max);
+}
+
+Refusal NodeMap::getConvertedLimits(NodeId id, double& min, double& max) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    if (!ARV_IS_GC_FLOAT(at(id))) return noSuchValue();
+    GuardedError error;
+    min = arv_gc_float_get_min(ARV_GC_FLOAT(at(id)), error.out());
+    if (error.get() == nullptr) max = arv_gc_float_get_max(ARV_GC_FLOAT(at(id)), error.out());
+    return limitsOrNone(error, min, max);
+}
+
+Refusal NodeMap::setInteger(NodeId id, std::int64_t value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    ArvGcNode* node = at(id);
+    GuardedError error;
+    if (ARV_IS_GC_ENUMERATION(node) || ARV_IS_GC_BOOLEAN(node) || ARV_IS_GC_COMMAND(node)) {
+        // Past the node itself, which would ask the camera for each of its entries.
+        ArvGcPropertyNode* property = valueProperty(node);
+        if (property == nullptr) return noSuchValue();
+        arv_gc_property_node_set_int64(property, value, error.out());
+    } else if (ARV_IS_GC_INTEGER(node)) {
         arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, error.out());
-    else
-        return failFeature(name, "there is no such integer or boolean feature");
-    return error.finish(name);
+    } else {
+        return noSuchValue();
+    }
+    return error.refusal();
 }
 
-bool NodeMap::execute(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    ArvGcNode* node = impl_->node(name);
-    if (!ARV_IS_GC_COMMAND(node)) return failFeature(name, "there is no such command");
+Refusal NodeMap::setFloat(NodeId id, double value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    if (!ARV_IS_GC_FLOAT(at(id))) return noSuchValue();
     GuardedError error;
-    arv_gc_command_execute(ARV_GC_COMMAND(node), error.out());
-    return error.finish(name);
+    arv_gc_float_set_value(ARV_GC_FLOAT(at(id)), value, error.out());
+    return error.refusal();
+}
+
+Refusal NodeMap::setText(NodeId id, const std::string& value) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    if (!ARV_IS_GC_STRING(at(id))) return noSuchValue();
+    GuardedError error;
+    arv_gc_string_set_value(ARV_GC_STRING(at(id)), value.c_str(), error.out());
+    return error.refusal();
 }
 
 }  // namespace Vorda::Gige

@@ -1,39 +1,63 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "AravisNodes.h"
+#include "DescriptionTree.h"
+#include "FeatureGraph.h"
+#include "Refusal.h"
 #include "RegisterPort.h"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
+#include <vector>
 
 namespace Vorda::Gige {
 
 /**
- * The features of a camera: its GenICam description evaluated over its registers.
+ * The values of single nodes of a description, evaluated over a camera's registers. What the node
+ * map below would take for a 0, or not survive, is refused here. Whether a value may be written is
+ * not asked here.
  *
- * Operations answer false with the last error set. Threads: any; one operation runs at a time.
+ * Threads: one at a time.
  */
 class NodeMap {
  public:
-    /** Empty, with the last error, when the description cannot be used. */
-    [[nodiscard]] static std::unique_ptr<NodeMap> make(std::shared_ptr<RegisterPort> camera,
-                                                       const std::string& xml);
-    ~NodeMap();
+    /** Empty, with the last error, when the description cannot be used. All outlive this. */
+    [[nodiscard]] static std::unique_ptr<NodeMap> make(RegisterPort& camera,
+                                                       const DescriptionTree& tree,
+                                                       FeatureGraph& graph,
+                                                       const std::string& description);
 
-    [[nodiscard]] bool has(const std::string& name) const;
-    [[nodiscard]] bool getInteger(const std::string& name, std::int64_t& value) const;
-    /** Sets an integer or a boolean. */
-    [[nodiscard]] bool setInteger(const std::string& name, std::int64_t value);
-    [[nodiscard]] bool execute(const std::string& name);
+    /** While one lives, no register is asked twice. */
+    [[nodiscard]] AravisNodes::Snapshot snapshot() { return AravisNodes::Snapshot(*nodes_); }
+
+    /** Of any node that is a number: booleans are 0 or 1, floats are cut. */
+    Refusal getInteger(NodeId id, std::int64_t& value);
+    Refusal getFloat(NodeId id, double& value);
+    Refusal getText(NodeId id, std::string& value);
+    /** The length of a register in bytes; 4 where the description does not say. */
+    Refusal getLength(NodeId id, std::int64_t& bytes);
+    /** Of a converter; what its formula cannot tell is without limit. */
+    Refusal getConvertedLimits(NodeId id, std::int64_t& min, std::int64_t& max);
+    Refusal getConvertedLimits(NodeId id, double& min, double& max);
+
+    /** Sets an integer, enumeration or boolean, or executes a command, to its number. */
+    Refusal setInteger(NodeId id, std::int64_t value);
+    Refusal setFloat(NodeId id, double value);
+    Refusal setText(NodeId id, const std::string& value);
 
  private:
-    struct Impl;
-    explicit NodeMap(std::unique_ptr<Impl> impl);
+    NodeMap(std::unique_ptr<AravisNodes> nodes, const DescriptionTree& tree, FeatureGraph& graph);
 
-    mutable std::mutex mutex_;  // the node map evaluates through caches of its own
-    std::unique_ptr<Impl> impl_;
+    [[nodiscard]] ArvGcNode* at(NodeId id) const { return handles_[static_cast<std::size_t>(id)]; }
+    Refusal prepare(NodeId id);
+    Refusal checkLength(NodeId id);
+
+    std::unique_ptr<AravisNodes> nodes_;
+    const DescriptionTree& tree_;
+    FeatureGraph& graph_;
+    std::vector<ArvGcNode*> handles_;
 };
 
 }  // namespace Vorda::Gige

@@ -32,7 +32,8 @@ constexpr Entry kEntries[] = {
     {"packets dropped by a full receive buffer", &StreamCounters::hostDrops},
     {"camera restarts", &StreamCounters::cameraRestarts},
 };
-static_assert(sizeof kEntries / sizeof kEntries[0] * sizeof(Counter) == sizeof(StreamCounters),
+static_assert(sizeof kEntries / sizeof kEntries[0] * sizeof(Counter) ==
+                  sizeof(StreamCounters) - sizeof(StreamBuffers),
               "every counter has a name");
 
 }  // namespace

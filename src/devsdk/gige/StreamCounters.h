@@ -3,7 +3,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <utility>
 
 namespace Vorda::Gige {
 
@@ -21,8 +24,34 @@ class Counter {
     std::atomic<std::uint64_t> value_{0};
 };
 
+/** Where the buffers of a camera's latest stream are. Threads: any. */
+class StreamBuffers {
+ public:
+    struct Count {
+        std::uint64_t announced = 0;  ///< made for the stream
+        std::uint64_t free = 0;       ///< ready to be received into
+        std::uint64_t waiting = 0;    ///< hold a frame that the application has not taken yet
+    };
+
+    /** `count` is asked from now on; it must not wait for anything. */
+    void watch(std::function<Count()> count) {
+        const std::lock_guard lock(mutex_);
+        count_ = std::move(count);
+    }
+    [[nodiscard]] Count count() const {
+        const std::lock_guard lock(mutex_);
+        return count_ ? count_() : Count{};
+    }
+
+ private:
+    mutable std::mutex mutex_;
+    std::function<Count()> count_;  ///< guarded by mutex_
+};
+
 /** What happened on a stream since its start; may be read at any time. */
 struct StreamCounters {
+    StreamBuffers buffers;
+
     Counter completeFrames;      ///< received with every byte
     Counter deliveredFrames;     ///< handed to the application
     Counter lostFrames;          ///< given up incomplete, or never seen at all
@@ -44,6 +73,7 @@ struct StreamCounters {
     Counter hostDrops;         ///< datagrams that found the socket's receive buffer full
     Counter cameraRestarts;    ///< block ids began anew
 
+    /** Sets the counters to 0; the buffers stay what they are. */
     void reset();
     /** The counters that are not 0: "complete 12, delivered 12, packets 48". */
     [[nodiscard]] std::string text() const;

@@ -51,6 +51,7 @@ class StreamSource final : public GenICam::IStreamSource {
     [[nodiscard]] bool startReceiver(const StreamSetup& setup, std::uint64_t maxImages);
     void undoStart();
     [[nodiscard]] bool preparePool(std::uint32_t payloadBytes);
+    void watchBuffers();
     [[nodiscard]] bool stop();
     [[nodiscard]] bool beginStop();
     void setState(State state);
@@ -98,15 +99,17 @@ bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
 
 /** The socket is ready before the camera knows its port, and the threads before it may send. */
 bool StreamSource::start(std::uint64_t maxImages) {
-    counters_->reset();
     receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
     StreamSetup setup;
     channelOpen_ = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
-    return channelOpen_ && startReceiver(setup, maxImages) && link_->startAcquisition();
+    if (!channelOpen_) return false;
+    counters_->reset();  // not before: until then they may be those of another, running stream
+    return startReceiver(setup, maxImages) && link_->startAcquisition();
 }
 
 bool StreamSource::startReceiver(const StreamSetup& setup, std::uint64_t maxImages) {
     if (!preparePool(setup.payloadBytes)) return false;
+    watchBuffers();
     try {
         delivery_->open(pool_->count(), maxImages);
     } catch (const std::exception& error) {
@@ -136,6 +139,16 @@ bool StreamSource::preparePool(std::uint32_t payloadBytes) {
     pool_.reset();
     pool_ = BufferPool::create(bufferCount_, payloadBytes);
     return pool_ != nullptr;
+}
+
+void StreamSource::watchBuffers() {
+    counters_->buffers.watch([pool = std::weak_ptr<const BufferPool>(pool_),
+                              delivery = std::weak_ptr<const FrameDelivery>(delivery_)] {
+        const auto buffers = pool.lock();
+        const auto frames = delivery.lock();
+        if (!buffers || !frames) return StreamBuffers::Count{};
+        return StreamBuffers::Count{buffers->count(), buffers->freeCount(), frames->waitingCount()};
+    });
 }
 
 bool StreamSource::stopGrabbing() {
