@@ -1,12 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DeviceConfig.h"
 #include "DeviceConfigText.h"
+#include "Features.h"
+#include "GigeCamera.h"
 #include "LastError.h"
+#include "MemoryPort.h"
+#include "RecordingLogger.h"
+#include "ScriptedCamera.h"
 #include "VordaInfra.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -14,8 +24,12 @@ namespace Vorda::Gige {
 namespace {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
+using kestro::test::MemoryPort;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr const char* kHeader = "# {05D8C294-F295-4dfb-9D01-096BD04049F4}\n";
@@ -85,6 +99,362 @@ TEST(DeviceConfig, KnowsWhatIsNoConfiguration) {
 TEST(DeviceConfig, NamesTheDeviceOnOneLine) {
     EXPECT_THAT(configurationHeader("Acme:\n1"), StartsWith(kHeader));
     EXPECT_THAT(configurationHeader("Acme:\n1"), HasSubstr("\n# Device = Acme:?1\n"));
+}
+
+/** A register of 4 bytes that can be written; `place` is an address or more. */
+std::string intRegister(const std::string& name, const std::string& place) {
+    return "<IntReg Name=\"" + name + "\">" + place +
+           "<Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>"
+           "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>";
+}
+
+std::string at(const char* address) { return "<Address>"s + address + "</Address>"; }
+
+/** Each position of `selector` has 4 bytes of its own. */
+std::string indexed(const char* address, const char* selector) {
+    return at(address) + "<pIndex Offset=\"4\">" + selector + "</pIndex>";
+}
+
+std::string feature(const std::string& kind, const std::string& name, const std::string& content) {
+    return "<" + kind + " Name=\"" + name + "\">" + content + "</" + kind + ">";
+}
+
+std::string entry(const std::string& name, const std::string& value, const std::string& more = "") {
+    return feature("EnumEntry", name, more + "<Value>" + value + "</Value>");
+}
+
+/** Width and OffsetX share 2448 columns; lines have a mode each, steps of programs a time. */
+std::string description() {
+    const std::string kept = "<Streamable>Yes</Streamable>";
+    std::string category;
+    for (const char* name : {"Width", "OffsetX", "LineMode", "LineInverter", "LineSelector", "Gain",
+                             "StepTime", "StepSelector", "ProgramSelector", "DeviceUserID",
+                             "StepLimit", "Debounce", "Scratch", "Reset"})
+        category += "<pFeature>"s + name + "</pFeature>";
+    return R"(<?xml version="1.0" encoding="utf-8"?>
+<RegisterDescription ModelName="Small" VendorName="Test" ToolTip="t" StandardNameSpace="None"
+  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+  MinorVersion="0" SubMinorVersion="0" ProductGuid="0" VersionGuid="0"
+  xmlns="http://www.genicam.org/GenApi/Version_1_1">)" +
+           feature("Category", "Root", category) +
+           feature("Integer", "Width",
+                   kept + "<pValue>WidthReg</pValue><Min>16</Min><pMax>WidthMax</pMax>") +
+           feature("IntSwissKnife", "WidthMax",
+                   "<pVariable Name=\"X\">OffsetXReg</pVariable><Formula>2448 - X</Formula>") +
+           feature("Integer", "OffsetX",
+                   kept + "<pValue>OffsetXReg</pValue><Min>0</Min><pMax>OffsetXMax</pMax>") +
+           feature("IntSwissKnife", "OffsetXMax",
+                   "<pVariable Name=\"W\">WidthReg</pVariable><Formula>2448 - W</Formula>") +
+           feature("Enumeration", "LineSelector",
+                   kept + entry("Line0", "0") + entry("Line1", "1") +
+                       entry("Line2", "2", "<pIsAvailable>HasLine2</pIsAvailable>") +
+                       "<pValue>LineSelectorReg</pValue><pSelected>LineMode</pSelected>"
+                       "<pSelected>LineInverter</pSelected>") +
+           feature(
+               "Enumeration", "LineMode",
+               kept + entry("Input", "0") + entry("Output", "1") + "<pValue>LineModeReg</pValue>") +
+           feature("Boolean", "LineInverter", kept + "<pValue>LineInverterReg</pValue>") +
+           feature("Integer", "ProgramSelector",
+                   kept +
+                       "<pValue>ProgramSelectorReg</pValue><Min>0</Min><Max>1</Max>"
+                       "<pSelected>StepSelector</pSelected>") +
+           feature("Integer", "StepSelector",
+                   kept +
+                       "<pValue>StepSelectorReg</pValue><Min>0</Min><Max>4</Max><Inc>2</Inc>"
+                       "<pSelected>StepTime</pSelected>") +
+           feature("Integer", "StepTime",
+                   kept + "<pValue>StepTimeReg</pValue><Min>0</Min><pMax>StepLimit</pMax>") +
+           feature("Integer", "StepLimit", kept + "<pValue>StepLimitReg</pValue>") +
+           feature("Float", "Gain", kept + "<pValue>GainReg</pValue><Min>0</Min><Max>24</Max>") +
+           feature("StringReg", "DeviceUserID",
+                   kept + at("0x120") +
+                       "<Length>16</Length><AccessMode>RW</AccessMode>"
+                       "<pPort>Device</pPort>") +
+           feature("Integer", "Debounce",
+                   kept + "<pIsLocked>LockReg</pIsLocked><pValue>DebounceReg</pValue>") +
+           feature("Integer", "Scratch", "<pValue>ScratchReg</pValue>") +
+           feature("Command", "Reset",
+                   "<pValue>ScratchReg</pValue><CommandValue>99</CommandValue>") +
+           intRegister("WidthReg", at("0x100")) + intRegister("OffsetXReg", at("0x104")) +
+           intRegister("LineSelectorReg", at("0x108")) +
+           intRegister("ProgramSelectorReg", at("0x10c")) + intRegister("ScratchReg", at("0x114")) +
+           intRegister("StepLimitReg", at("0x11c")) + intRegister("DebounceReg", at("0x118")) +
+           intRegister("LockReg", at("0x140")) + intRegister("HasLine2", at("0x144")) +
+           intRegister("LineModeReg", indexed("0x200", "LineSelectorReg")) +
+           intRegister("LineInverterReg", indexed("0x210", "LineSelectorReg")) +
+           intRegister("StepSelectorReg", indexed("0x220", "ProgramSelectorReg")) +
+           intRegister("StepTimeReg", indexed("0x230", "StepSelectorReg") +
+                                          "<pIndex Offset=\"32\">ProgramSelectorReg</pIndex>") +
+           feature("FloatReg", "GainReg",
+                   at("0x110") +
+                       "<Length>4</Length><AccessMode>RW</AccessMode>"
+                       "<pPort>Device</pPort><Endianess>BigEndian</Endianess>") +
+           R"(<Port Name="Device"/></RegisterDescription>)";
+}
+
+/** A camera whose connection is lost after so many requests. */
+class FailingPort final : public RegisterPort {
+ public:
+    explicit FailingPort(std::shared_ptr<RegisterPort> port) : port_(std::move(port)) {}
+    void failAfter(int requests) { left_ = requests; }
+    [[nodiscard]] int requests() const { return requests_; }
+
+    bool readRegister(std::uint64_t address, std::uint32_t& value) override {
+        return next() && port_->readRegister(address, value);
+    }
+    bool writeRegister(std::uint64_t address, std::uint32_t value) override {
+        return next() && port_->writeRegister(address, value);
+    }
+    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
+        return next() && port_->readMemory(address, data);
+    }
+    bool writeMemory(std::uint64_t address, ByteView data) override {
+        return next() && port_->writeMemory(address, data);
+    }
+
+ private:
+    bool next() {
+        ++requests_;
+        return left_-- > 0 || fail(Error::connectionLost, "lost");
+    }
+
+    const std::shared_ptr<RegisterPort> port_;
+    int left_ = 1'000'000;
+    int requests_ = 0;
+};
+
+class ConfigurationFile : public testing::Test {
+ protected:
+    void SetUp() override {
+        std::filesystem::create_directory(folder);
+        FeatureSources sources;
+        sources.camera = camera;
+        sources.description = description();
+        sources.layout = std::make_shared<PayloadLayout>(sources.description);
+        sources.events = std::make_shared<EventData>();
+        sources.stream = std::make_shared<StreamCounters>();
+        features = Features::make(std::move(sources));
+        ASSERT_TRUE(features) << lastErrorMessage();
+        set({{"Width", "640"}, {"Gain", "1.5"}, {"DeviceUserID", "Gate 7"}});
+        set({{"StepLimit", "1000"}});
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+
+    void set(const std::vector<std::pair<const char*, const char*>>& values) {
+        for (const auto& [name, value] : values)
+            ASSERT_TRUE(features->setText(name, value)) << lastErrorMessage();
+    }
+    std::string get(const char* name) {
+        std::string value;
+        EXPECT_TRUE(features->getText(name, value)) << lastErrorMessage();
+        return value;
+    }
+    /** All registers of the description. */
+    std::string registers() {
+        std::array<std::uint8_t, 0x200> bytes{};
+        EXPECT_TRUE(memory->readMemory(0x100, bytes));
+        return {bytes.begin(), bytes.end()};
+    }
+    bool save() { return saveConfiguration(*features, "Acme:1", path); }
+    std::string saved() {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    bool load() {
+        refusals.clear();
+        return loadConfiguration(*features, path, refusals);
+    }
+    bool load(const std::string& lines) {
+        std::ofstream(path) << kHeader << lines;
+        return load();
+    }
+
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("kestro-" + std::to_string(::getpid()));
+    const std::string path = folder / "camera.cfg";
+    const std::shared_ptr<MemoryPort> memory = std::make_shared<MemoryPort>();
+    const std::shared_ptr<FailingPort> camera = std::make_shared<FailingPort>(memory);
+    std::shared_ptr<Features> features;
+    std::vector<std::string> refusals;
+};
+
+TEST_F(ConfigurationFile, HoldsEveryPositionOfSelectorsAndTheirOwnAtTheEnd) {
+    set({{"LineSelector", "Line1"}, {"LineMode", "Output"}, {"StepSelector", "2"}});
+    set({{"StepTime", "30"}, {"ProgramSelector", "1"}, {"StepSelector", "4"}, {"StepTime", "70"}});
+    const std::string before = registers();
+    ASSERT_TRUE(save()) << lastErrorMessage();
+    EXPECT_EQ(before, registers());
+    EXPECT_EQ(std::string(kHeader) +
+                  "# GenApi persistence file (version 3.1.0)\n# Device = Acme:1\n"
+                  "Width\t640\nOffsetX\t0\nGain\t1.5\nDeviceUserID\tGate "
+                  "7\nStepLimit\t1000\nDebounce\t0\n"
+                  "LineSelector\tLine0\nLineMode\tInput\nLineInverter\t0\n"
+                  "LineSelector\tLine1\nLineMode\tOutput\nLineInverter\t0\n"
+                  "ProgramSelector\t0\nStepSelector\t0\nStepTime\t0\n"
+                  "StepSelector\t2\nStepTime\t30\nStepSelector\t4\nStepTime\t0\n"
+                  "ProgramSelector\t1\nStepSelector\t0\nStepTime\t0\n"
+                  "StepSelector\t2\nStepTime\t0\nStepSelector\t4\nStepTime\t70\n"
+                  "LineSelector\tLine1\nProgramSelector\t1\nStepSelector\t4\n",
+              saved());
+}
+
+TEST_F(ConfigurationFile, BringsEverythingBack) {
+    memory->set(0x144, "\0\0\0\1"sv);
+    set({{"Width", "2000"}, {"OffsetX", "400"}, {"LineSelector", "Line2"}, {"LineMode", "Output"}});
+    set({{"StepSelector", "4"}, {"StepTime", "5"}, {"Scratch", "8"}});
+    set({{"ProgramSelector", "1"}, {"StepSelector", "4"}, {"StepTime", "9"}});
+    const std::string before = registers();
+    ASSERT_TRUE(save()) << lastErrorMessage();
+    // Now the old width is out of range until the old offset is back.
+    set({{"Width", "16"}, {"OffsetX", "2432"}, {"Gain", "20.25"}});
+    set({{"DeviceUserID", "x"}, {"Debounce", "3"}, {"StepTime", "11"}, {"ProgramSelector", "0"}});
+    set({{"StepSelector", "2"}, {"StepTime", "12"}, {"LineMode", "Input"}});
+    set({{"LineSelector", "Line0"}, {"LineInverter", "1"}});
+    ASSERT_TRUE(load()) << lastErrorMessage();
+    EXPECT_THAT(refusals, IsEmpty());
+    std::string after = registers();
+    // Where a selector stands that is itself not selected belongs to no configuration.
+    after[0x123] = before[0x123];
+    EXPECT_EQ(before, after);
+    EXPECT_EQ("8", get("Scratch"));
+}
+
+TEST_F(ConfigurationFile, MayHaveItsLinesInAnyOrder) {
+    for (const char* lines : {"OffsetX\t2000\nWidth\t400\n", "Width\t400\nOffsetX\t2000\n"}) {
+        for (const auto& [width, offset] : {std::pair{"2448", "0"}, {"16", "2432"}}) {
+            set({{"Width", "16"}, {"OffsetX", offset}, {"Width", width}});
+            EXPECT_TRUE(load(lines)) << lastErrorMessage();
+            EXPECT_EQ("400 2000", get("Width") + " " + get("OffsetX"));
+        }
+    }
+}
+
+TEST_F(ConfigurationFile, KeepsTheSelectorsOfALineThatIsTriedAgain) {
+    set({{"StepLimit", "100"}, {"StepSelector", "4"}});
+    // The first line belongs where the camera is.
+    EXPECT_TRUE(
+        load("StepTime\t400\nStepSelector\t2\nStepTime\t200\nStepSelector\t0\nStepTime\t1\n"
+             "StepLimit\t500\n"))
+        << lastErrorMessage();
+    EXPECT_EQ("0 1", get("StepSelector") + " " + get("StepTime"));
+    for (const auto& [step, time] : {std::pair{"2", "200"}, {"4", "400"}}) {
+        set({{"StepSelector", step}});
+        EXPECT_EQ(time, get("StepTime"));
+    }
+}
+
+TEST_F(ConfigurationFile, DoesNotApplyALineElsewhereWhenItsSelectorIsRefused) {
+    EXPECT_FALSE(
+        load("LineSelector\tLine1\nLineMode\tInput\nLineSelector\tLine2\n"
+             "LineMode\tOutput\nGain\t2\n"));
+    EXPECT_THAT(refusals, ElementsAre(StartsWith("LineSelector Line2: "),
+                                      StartsWith("LineMode (LineSelector Line2): LineSelector ")));
+    EXPECT_EQ("Line1 Input 2", get("LineSelector") + " " + get("LineMode") + " " + get("Gain"));
+}
+
+TEST_F(ConfigurationFile, NamesWhatIsRefusedAndAppliesTheRest) {
+    EXPECT_FALSE(
+        load("Wdith\t5\nWidth\t5001\nGain 3\nLineSelector\tLine1\nLineMode\tSideways\n"
+             "Reset\t1\nGain\t3\nRoot\t\nOffsetX\tmany\n"));
+    EXPECT_THAT(refusals,
+                ElementsAre(StartsWith("Wdith: "), "Width 5001: above the maximum 2448",
+                            "line 4: there is no tab between a name and a value",
+                            StartsWith("LineMode Sideways (LineSelector Line1): "),
+                            StartsWith("Reset"), StartsWith("Root"), StartsWith("OffsetX many: ")));
+    EXPECT_EQ(Error::feature, lastError());
+    EXPECT_EQ("7 of 9 settings were refused, the first: " + refusals.front(), lastErrorMessage());
+    EXPECT_EQ("3", get("Gain"));
+    EXPECT_EQ("Line1", get("LineSelector"));
+    EXPECT_EQ("640", get("Width"));
+}
+
+TEST_F(ConfigurationFile, TakesItsLastLineForAFeature) {
+    EXPECT_TRUE(load("Width\t9999\nWidth\t800\nGain\t2\nGain\t4\n")) << lastErrorMessage();
+    EXPECT_EQ("800 4", get("Width") + " " + get("Gain"));
+}
+
+TEST_F(ConfigurationFile, WritesOnlyWhatIsDifferent) {
+    memory->set(0x140, "\0\0\0\1"sv);
+    EXPECT_TRUE(load("Debounce\t0\nGain\t1.50\n")) << lastErrorMessage();
+    EXPECT_FALSE(load("Debounce\t1\n"));
+    EXPECT_THAT(refusals, ElementsAre(StartsWith("Debounce")));
+}
+
+TEST_F(ConfigurationFile, LeavesOutATextThatNoLineHolds) {
+    memory->set(0x120, "two\nlines");
+    kestro::test::RecordingLogger::instance().reset();
+    ASSERT_TRUE(save());
+    EXPECT_THAT(saved(), Not(HasSubstr("DeviceUserID")));
+    EXPECT_THAT(kestro::test::RecordingLogger::instance().lines(400, 400),
+                ElementsAre(HasSubstr("without DeviceUserID, key=[Acme:1]")));
+    EXPECT_TRUE(load());
+}
+
+TEST_F(ConfigurationFile, EndsWithTheConnection) {
+    ASSERT_TRUE(save());
+    const std::string before = saved();
+    const int needed = camera->requests();
+    for (int requests = 0; requests < needed; requests += 7) {
+        camera->failAfter(requests);
+        if (save()) break;
+        ASSERT_EQ(Error::connectionLost, lastError()) << requests;
+        ASSERT_EQ(before, saved());
+    }
+    camera->failAfter(20);
+    EXPECT_FALSE(load());
+    EXPECT_EQ(Error::connectionLost, lastError());
+    EXPECT_THAT(refusals, IsEmpty());
+}
+
+TEST_F(ConfigurationFile, MustBeAFileOfItsKind) {
+    const std::string before = registers();
+    for (const std::string& bad :
+         {""s, folder.string(), (folder / "none").string(), "/dev/zero"s}) {
+        EXPECT_FALSE(loadConfiguration(*features, bad, refusals)) << bad;
+        EXPECT_THAT(lastErrorMessage(), Not(IsEmpty()));
+    }
+    // A line without an end, as long as a file can be without taking room.
+    std::ofstream(path) << kHeader << "Width\t1";
+    std::filesystem::resize_file(path, 100 << 20);
+    EXPECT_FALSE(load());
+    EXPECT_EQ(Error::invalidArgument, lastError());
+    EXPECT_THAT(refusals, IsEmpty());
+    EXPECT_EQ(before, registers());
+}
+
+TEST_F(ConfigurationFile, IsNotLeftHalfWhereItCannotBeWritten) {
+    const std::string before = registers();
+    EXPECT_FALSE(saveConfiguration(*features, "Acme:1", ""));
+    EXPECT_EQ(Error::invalidArgument, lastError());
+    EXPECT_FALSE(saveConfiguration(*features, "Acme:1", folder / "no/such/folder"));
+    EXPECT_EQ(Error::system, lastError());
+    EXPECT_EQ(before, registers());
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST_F(ConfigurationFile, WritesALineOfTheLogForEachRefusal) {
+    kestro::test::ScriptedCamera scripted;
+    scripted.setRegister(0x934, 4);
+    scripted.setDescription("camera.xml", kestro::test::smallDescription());
+    FoundDevice found;
+    found.device.address = Ipv4{scripted.address()};
+    found.via = {"lo", Ipv4{0x7f000001}, Ipv4{0xff000000}, {}, {}, 65536, true};
+    const auto connected = std::make_shared<GigeCamera>(found, "Acme:1");
+    EXPECT_NE(0, connected->saveDeviceConfig(path.c_str()));
+    EXPECT_EQ(Error::notConnected, lastError());
+    ASSERT_TRUE(connected->connect(2)) << lastErrorMessage();
+    EXPECT_NE(0, connected->saveDeviceConfig(nullptr));
+    ASSERT_EQ(0, connected->saveDeviceConfig(path.c_str())) << lastErrorMessage();
+    Infra::CString errors;
+    ASSERT_EQ(0, connected->loadDeviceConfig(path.c_str(), errors));
+    EXPECT_TRUE(errors.empty());
+    std::ofstream(path) << kHeader << "Width\t1\nTLParamsLocked\t2\n";
+    kestro::test::RecordingLogger::instance().reset();
+    EXPECT_EQ(static_cast<int>(Error::feature), connected->loadDeviceConfig(path.c_str(), errors));
+    EXPECT_THAT(errors.c_str(), HasSubstr("\nTLParamsLocked 2: above the maximum 1\n"));
+    EXPECT_THAT(kestro::test::RecordingLogger::instance().lines(400, 400),
+                ElementsAre(HasSubstr("key=[Acme:1]: Width"),
+                            HasSubstr("key=[Acme:1]: TLParamsLocked 2: above the maximum 1")));
 }
 
 }  // namespace

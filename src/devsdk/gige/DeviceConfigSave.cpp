@@ -146,7 +146,11 @@ bool Saver::save(const Group& group) {
     if (positions_.size() == group.selectors.size()) return saveMembers(group);
     const std::string& name = group.selectors[positions_.size()];
     MovedSelector selector(features_, name);
-    if (!selector.isKnown()) return !isConnectionGone();
+    if (!selector.isKnown()) {
+        if (isConnectionGone()) return false;
+        leaveOut("what " + name + " selects", lastErrorMessage());
+        return true;
+    }
     for (const std::string& position : positionsOf(name, selector.origin())) {
         if (!selector.moveTo(position)) {
             if (isConnectionGone()) return false;
