@@ -8,9 +8,6 @@
 namespace kestrosim {
 namespace {
 
-constexpr std::uint32_t kTimestampReset = 0x1;
-constexpr std::uint32_t kTimestampLatch = 0x2;
-constexpr std::uint32_t kFireTestPacket = 0x80000000;
 constexpr std::uint32_t kHeartbeatDisabled = 0x1;
 
 // FORCEIP: 2 MAC[6] | 20 address | 36 mask | 52 gateway
@@ -40,22 +37,14 @@ bool isAligned(std::uint32_t address, std::size_t bytes) {
     return address % 4 == 0 && bytes % 4 == 0;
 }
 
-/** The trigger whose software register that is. */
-std::optional<TriggerKind> softwareTriggerAt(std::uint32_t address) {
-    if (address == reg::kTriggerSoftware) return TriggerKind::frame;
-    if (address == reg::kTriggerSoftware + reg::kTriggerStride) return TriggerKind::burst;
-    return std::nullopt;
-}
-
 }  // namespace
 
 GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
                            CameraClock& clock, StreamSender& stream)
     : identity_(identity),
       registers_(registers),
-      clock_(clock),
       stream_(stream),
-      userSets_(registers) {}
+      actions_(registers, clock, stream) {}
 
 bool GvcpCommands::mayBeBroadcast(Bytes datagram) {
     if (datagram.size() < kGvcpHeaderBytes) return false;
@@ -72,7 +61,7 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     if (isConsistent) {
         const auto now = Clock::now();
         privilege_.heard(from, now);
-        catchUp(now);
+        actions_.catchUp(now);
         answer = carryOutOnce(request, datagram);
     } else {
         answer.status = Status::invalidHeader;
@@ -238,57 +227,20 @@ Status GvcpCommands::write(const Endpoint& from, std::uint32_t address, Bytes by
         return writeControl(from, load32(bytes.data()));
     }
     if (!privilege_.isHeldBy(from)) return Status::accessDenied;
-    Status status = mayChange(address, bytes);
-    if (status == Status::success) status = registers_.write(address, bytes);
-    if (status != Status::success) return status;
-    for (std::size_t at = 0; at < bytes.size(); at += 4) {
-        act(address + static_cast<std::uint32_t>(at), load32(&bytes[at]));
-    }
+    const Status status = actions_.write(address, bytes);
+    // Applications lose the camera as if it had been unplugged for a moment.
+    if (actions_.takeRestart()) loseControl();
     return status;
 }
 
 Status GvcpCommands::writeControl(const Endpoint& from, std::uint32_t value) {
     if (!privilege_.request(from, value)) return Status::accessDenied;
-    if (!privilege_.isHeld()) releaseControl();
-    publishControl();
+    if (privilege_.isHeld()) {
+        publishControl();
+    } else {
+        loseControl();
+    }
     return Status::success;
-}
-
-// What goes on by itself has got this far.
-void GvcpCommands::catchUp(Clock::time_point now) {
-    userSets_.finishSaving(now);
-    registers_.setReal(reg::kTemperature,
-                       thermometer_.read(now, registers_.word(reg::kFramesSent)));
-}
-
-Status GvcpCommands::mayChange(std::uint32_t address, Bytes bytes) const {
-    const bool acquiring = stream_.isAcquiring();
-    Status status = Status::success;
-    for (std::size_t at = 0; at < bytes.size() && status == Status::success; at += 4) {
-        status = acquiring && registers_.isFrozen(address) ? Status::busy : mayStart(address);
-        address += 4;
-    }
-    return status;
-}
-
-// Without a channel frames would go nowhere, and a trigger that is off is not waited for.
-Status GvcpCommands::mayStart(std::uint32_t address) const {
-    if (address == reg::kAcquisitionStart) {
-        return registers_.word(reg::kStreamPort) != 0 ? Status::success
-                                                      : Status::wrongConfiguration;
-    }
-    if (address == reg::kUserSetLoad) {
-        const bool isBusy = stream_.isAcquiring() || userSets_.isSaving();
-        return isBusy ? Status::busy : Status::success;
-    }
-    if (address == reg::kUserSetSave) {
-        if (userSets_.isSaving()) return Status::busy;
-        const bool isFactorys = registers_.word(reg::kUserSetSelector) == UserSets::kFactorySet;
-        return isFactorys ? Status::writeProtect : Status::success;
-    }
-    const auto trigger = softwareTriggerAt(address);
-    const bool isIdle = trigger && !registers_.streamSettings().trigger(*trigger).isOn;
-    return isIdle ? Status::wrongConfiguration : Status::success;
 }
 
 std::optional<GvcpCommands::Clock::time_point> GvcpCommands::controlExpiry() const {
@@ -301,81 +253,21 @@ std::optional<GvcpCommands::Clock::time_point> GvcpCommands::controlExpiry() con
 void GvcpCommands::expireControl(Clock::time_point now) {
     const auto expiry = controlExpiry();
     if (!expiry || now < *expiry) return;
-    releaseControl();
-    publishControl();
+    loseControl();
     lastWrite_ = {};  // whoever takes the control with the same words again means it
 }
 
 // The channels belong to the application that opened them.
-void GvcpCommands::releaseControl() {
+void GvcpCommands::loseControl() {
     privilege_.release();
-    stream_.stop();
-    registers_.setWord(reg::kStreamPort, 0);
-    registers_.setWord(reg::kStreamDestination, 0);
-    registers_.setWord(reg::kMessagePort, 0);
-    registers_.setWord(reg::kMessageDestination, 0);
-    registers_.setWord(reg::kTransportLocked, 0);
+    actions_.endSession();
+    publishControl();
 }
 
 void GvcpCommands::publishControl() {
     registers_.setWord(reg::kControlPrivilege, privilege_.registerValue());
     registers_.setWord(reg::kPrimaryPort, privilege_.owner().port);
     registers_.setWord(reg::kPrimaryIp, privilege_.owner().address);
-}
-
-void GvcpCommands::act(std::uint32_t address, std::uint32_t value) {
-    const bool closesChannel = address == reg::kStreamPort && (value & 0xffff) == 0;
-    if (closesChannel) {
-        stream_.stop();
-    } else if (address == reg::kStreamPacketSize && (value & kFireTestPacket) != 0) {
-        stream_.sendTestPacket();
-    } else if (address == reg::kTimestampControl) {
-        actOnClock(value);
-    } else if (value == 0 || !command(address)) {
-        stream_.settingsChanged();
-    }
-}
-
-/** False when the register is no command's. */
-bool GvcpCommands::command(std::uint32_t address) {
-    if (const auto trigger = softwareTriggerAt(address)) {
-        stream_.trigger(*trigger);
-        return true;
-    }
-    switch (address) {
-        case reg::kAcquisitionStart:
-            stream_.start();
-            return true;
-        case reg::kAcquisitionStop:
-            stream_.stop();
-            return true;
-        case reg::kUserSetSave:
-            userSets_.beginToSave(registers_.word(reg::kUserSetSelector), Clock::now());
-            return true;
-        case reg::kUserSetLoad:
-            userSets_.load(registers_.word(reg::kUserSetSelector));
-            return true;
-        case reg::kDeviceReset:
-            restart();
-            return true;
-        default:
-            return false;
-    }
-}
-
-// Applications lose the camera as if it had been unplugged for a moment.
-void GvcpCommands::restart() {
-    releaseControl();
-    publishControl();
-    userSets_.abandonSaving();
-    registers_.restart();
-    userSets_.load(registers_.word(reg::kUserSetDefault));
-    clock_.reset();
-}
-
-void GvcpCommands::actOnClock(std::uint32_t value) {
-    if ((value & kTimestampReset) != 0) clock_.reset();
-    if ((value & kTimestampLatch) != 0) registers_.setLong(reg::kTimestampValue, clock_.ticks());
 }
 
 }  // namespace kestrosim

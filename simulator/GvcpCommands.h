@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "CameraActions.h"
 #include "CameraClock.h"
 #include "ControlPrivilege.h"
 #include "GigeWire.h"
 #include "RegisterMap.h"
 #include "StreamSender.h"
-#include "Thermometer.h"
-#include "UserSets.h"
 
 #include <atomic>
 #include <chrono>
@@ -84,22 +83,13 @@ class GvcpCommands {
                               std::span<std::uint8_t> to);
     [[nodiscard]] Status write(const Endpoint& from, std::uint32_t address, Bytes bytes);
     [[nodiscard]] Status writeControl(const Endpoint& from, std::uint32_t value);
-    [[nodiscard]] Status mayChange(std::uint32_t address, Bytes bytes) const;
-    [[nodiscard]] Status mayStart(std::uint32_t address) const;
-    void catchUp(Clock::time_point now);
-    void releaseControl();
+    void loseControl();
     void publishControl();
-    void act(std::uint32_t address, std::uint32_t value);
-    [[nodiscard]] bool command(std::uint32_t address);
-    void actOnClock(std::uint32_t value);
-    void restart();
 
     NetworkIdentity identity_;
     RegisterMap& registers_;
-    CameraClock& clock_;
     StreamSender& stream_;
-    UserSets userSets_;
-    Thermometer thermometer_;
+    CameraActions actions_;
     ControlPrivilege privilege_;
     std::optional<std::uint32_t> forcedAddress_;
     Write lastWrite_;

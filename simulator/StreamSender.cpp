@@ -31,6 +31,18 @@ constexpr std::uint32_t kModeMultiFrame = 1;
 
 constexpr unsigned long kTimerSlackNanoseconds = 1000;
 
+/** Of an acquisition; 0: until it is stopped. */
+std::uint32_t framesWanted(const RegisterMap& registers) {
+    switch (registers.word(reg::kAcquisitionMode)) {
+        case kModeSingleFrame:
+            return 1;
+        case kModeMultiFrame:
+            return registers.word(reg::kAcquisitionFrameCount);
+        default:
+            return 0;
+    }
+}
+
 std::uint32_t wordOf(const ReadingSummary& reading) {
     return static_cast<std::uint32_t>(reading.status) << 24 | std::min(reading.codes, 0xffU) << 16 |
            std::min(reading.milliseconds, 0xffffU);
@@ -117,12 +129,7 @@ bool StreamSender::isAcquiring() const {
 void StreamSender::start() {
     const std::lock_guard lock(mutex_);
     if (acquiring_) return;
-    const std::uint32_t mode = registers_.word(reg::kAcquisitionMode);
-    const std::uint32_t framesWanted = mode == kModeSingleFrame ? 1
-                                       : mode == kModeMultiFrame
-                                           ? registers_.word(reg::kAcquisitionFrameCount)
-                                           : 0;
-    schedule_.start(Clock::now(), framesWanted);
+    schedule_.start(Clock::now(), framesWanted(registers_));
     acquiring_ = true;
     ++runs_;
     blockId_ = 1;
