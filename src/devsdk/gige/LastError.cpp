@@ -8,11 +8,27 @@
 namespace {
 
 struct LastError {
-    int number = 0;
+    int number;
+    std::string* text;  ///< null before the first error, and when the thread's variables are gone
+};
+
+// Trivial, and so there to the very end: cameras that a program leaves connected are closed after
+// the variables of its main thread.
+thread_local constinit LastError lastError{0, nullptr};
+
+/** Holds the text as long as the thread has variables. */
+struct TextOwner {
+    TextOwner() { lastError.text = &text; }
+    TextOwner(const TextOwner&) = delete;
+    TextOwner& operator=(const TextOwner&) = delete;
+    ~TextOwner() { lastError.text = nullptr; }
     std::string text;
 };
 
-thread_local LastError lastError;
+std::string* textOfThread() {
+    [[maybe_unused]] thread_local TextOwner owner;
+    return lastError.text;
+}
 
 const char* generalText(int number) {
     switch (static_cast<Vorda::Gige::Error>(number)) {
@@ -67,8 +83,8 @@ namespace Vorda::Infra {
 int getLastError() { return lastError.number; }
 
 const char* getErrMsg(int number) {
-    if (number == lastError.number && !lastError.text.empty()) return lastError.text.c_str();
-    return generalText(number);
+    const bool hasText = lastError.text && !lastError.text->empty();
+    return number == lastError.number && hasText ? lastError.text->c_str() : generalText(number);
 }
 
 }  // namespace Vorda::Infra
@@ -77,7 +93,7 @@ namespace Vorda::Gige {
 
 void setLastError(Error number, std::string text) {
     lastError.number = static_cast<int>(number);
-    lastError.text = std::move(text);
+    if (std::string* const own = textOfThread()) *own = std::move(text);
 }
 
 bool fail(Error number, std::string text) {
