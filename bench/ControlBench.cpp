@@ -126,7 +126,7 @@ struct Feature {
 
 // One whose range stands in the description, and one whose range hangs on other registers and that
 // can be locked.
-constexpr Feature kFeatures[] = {{"AcquisitionFrameCount", {7, 8}}, {"Width", {640, 644}}};
+constexpr Feature kFeatures[] = {{"ReaderTimeout", {700, 800}}, {"Width", {640, 644}}};
 
 template <typename Client>
 bool setAndGet(Client& client, std::int64_t value) {
