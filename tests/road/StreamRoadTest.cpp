@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Features and frames at once, and results in each of their formats, over the network.
+#include "RoadFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <tuple>
+
+namespace kestro::test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::AllOf;
+using testing::AnyOf;
+using testing::Contains;
+using testing::Eq;
+using testing::Ge;
+using testing::IsEmpty;
+
+// Many threads on one camera
+
+/** Block ids as the frame callback saw them. */
+class BlockIds {
+ public:
+    void add(std::uint64_t id) {
+        const std::lock_guard lock(mutex_);
+        ids_.push_back(id);
+    }
+    std::vector<std::uint64_t> take() {
+        const std::lock_guard lock(mutex_);
+        return ids_;
+    }
+    std::size_t count() {
+        const std::lock_guard lock(mutex_);
+        return ids_.size();
+    }
+
+ private:
+    std::mutex mutex_;
+    std::vector<std::uint64_t> ids_;  // guarded by mutex_
+};
+
+/** Writes one of two values and reads: what is read is always one of the two, never a mixture. */
+template <typename Feature, typename Value>
+void hammer(Feature feature, const Value& one, const Value& other, std::atomic<bool>& stop,
+            std::atomic<int>& wrong) {
+    for (unsigned i = 0; !stop; ++i) {
+        Value seen{};
+        if (feature.setValue(i % 2 == 0 ? one : other).isFailure()) ++wrong;
+        if (feature.getValue(seen).isFailure()) ++wrong;
+        if (seen != one && seen != other) ++wrong;
+    }
+}
+
+TEST(ManyThreads, ReadAndWriteFeaturesWhileEveryFrameArrives) {
+    constexpr std::size_t kFrames = 150;
+    Road road;
+    const auto camera = road.camera();
+    ASSERT_TRUE(camera);
+    BlockIds ids;
+    camera->registerFrameCallback([&](const auto& frame) { ids.add(frame->getBlockId()); });
+    ASSERT_TRUE(camera->startGrabbing(32));
+    std::atomic<bool> stop{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            hammer(ParameterString(camera, "DeviceUserID"), std::string(16, 'A'),
+                   std::string(16, 'B'), stop, wrong);
+        });
+        threads.emplace_back([&] {
+            hammer(ParameterFloat(camera, "ExposureTime"), 1000.0, 123456.75, stop, wrong);
+        });
+        threads.emplace_back([&] {
+            hammer(ParameterInt(camera, "GevSCPD"), std::int64_t{0}, std::int64_t{1}, stop, wrong);
+        });
+        threads.emplace_back([&] {
+            while (!stop) {
+                std::vector<std::string> names;
+                std::string symbol;
+                if (ParameterGroup(camera, "AcquisitionControl").getChildren(names).isFailure() ||
+                    ParameterEnum(camera, "AcquisitionMode").getValue(symbol).isFailure() ||
+                    symbol != "Continuous")
+                    ++wrong;
+            }
+        });
+    }
+    EXPECT_TRUE(eventually([&] { return ids.count() >= kFrames; }, 30s));
+    stop = true;
+    for (std::thread& thread : threads) thread.join();
+    camera->stopGrabbing();
+    EXPECT_EQ(wrong, 0);
+    const auto seen = ids.take();
+    for (std::size_t i = 0; i < seen.size(); ++i) ASSERT_EQ(seen[i], i + 1);
+    EXPECT_THAT(RecordingLogger::instance().lines(300, 400), IsEmpty());
+}
+
+// Formats
+
+using Code = std::tuple<std::string, std::string, std::vector<std::pair<int, int>>>;
+
+/** The codes of the camera's first frames in one result format. */
+std::vector<std::vector<Code>> codesAs(const char* format, std::size_t frames) {
+    Road road;
+    std::vector<std::vector<Code>> all;
+    const auto camera = road.camera();
+    if (!camera || ParameterEnum(camera, "ResultFormat").setValue(std::string(format)).isFailure())
+        return all;
+    if (camera->startGrabbing(0).isFailure()) return all;
+    while (all.size() < frames) {
+        const auto frame = camera->getFrame(5000);
+        if (!frame) break;
+        std::vector<Code> codes;
+        for (const auto& info : frame->getBarcodes()) {
+            std::vector<std::pair<int, int>> corners;
+            for (const Point& point : info->getPoints()) corners.emplace_back(point.x, point.y);
+            codes.emplace_back(info->getCodeTypeName(), info->getCodeData(), corners);
+        }
+        EXPECT_EQ(frame->getWidth(), 640u) << format;
+        EXPECT_EQ(frame->getHeight(), 480u) << format;
+        all.push_back(std::move(codes));
+    }
+    camera->stopGrabbing();
+    return all;
+}
+
+TEST(ResultFormats, TheSameScenesGiveTheSameCodesAsContainerAndAsChunks) {
+    constexpr std::size_t kFrames = 6;
+    const auto container = codesAs("Container", kFrames);
+    const auto chunks = codesAs("Chunk", kFrames);
+    ASSERT_EQ(container.size(), kFrames);
+    std::size_t codes = 0;
+    for (const auto& frame : container) codes += frame.size();
+    EXPECT_GE(codes, kFrames);
+    EXPECT_EQ(chunks, container);
+}
+
+// Counters and events
+
+TEST(StreamCounters, AreFeaturesThatKeepTheirLastValues) {
+    Road road;
+    const auto camera = road.camera();
+    ASSERT_TRUE(camera);
+    ASSERT_TRUE(camera->startGrabbing(0));
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(camera->getFrame(5000));
+    camera->stopGrabbing();
+    std::int64_t delivered = 0, lost = -1;
+    EXPECT_TRUE(ParameterInt(camera, "StreamDeliveredFrameCount").getValue(delivered));
+    EXPECT_TRUE(ParameterInt(camera, "StreamLostFrameCount").getValue(lost));
+    EXPECT_GE(delivered, 5);
+    EXPECT_EQ(lost, 0);
+    EXPECT_EQ(Parameter(camera, "StreamLostFrameCount").getAccessibility(), 3u);
+}
+
+/** The names that the feature-update callback was told, with a value read in the callback. */
+class Updates {
+ public:
+    void add(std::string name) {
+        const std::lock_guard lock(mutex_);
+        names_.push_back(std::move(name));
+    }
+    bool has(const std::string& name) {
+        const std::lock_guard lock(mutex_);
+        return std::find(names_.begin(), names_.end(), name) != names_.end();
+    }
+
+ private:
+    std::mutex mutex_;
+    std::vector<std::string> names_;  // guarded by mutex_
+};
+
+TEST(FeatureUpdates, TellOfWritesPolledFeaturesAndTheCamerasEvents) {
+    Updates updates;  // outlives the camera
+    std::atomic<std::int64_t> frameId{0};
+    Road road;
+    const auto camera = road.camera();
+    ASSERT_TRUE(camera);
+    camera->registerParamUpdateCallback([&](const ParamUpdateEventArg& update) {
+        const std::string name = update.name;
+        std::int64_t value = 0;
+        if (name == "EventReadingDoneFrameID" &&
+            ParameterInt(camera, "EventReadingDoneFrameID").getValue(value))
+            frameId = value;
+        updates.add(name);
+    });
+    EXPECT_TRUE(ParameterInt(camera, "Width").setValue(320));
+    EXPECT_TRUE(eventually([&] { return updates.has("Width") && updates.has("OffsetX"); }));
+
+    EXPECT_TRUE(ParameterEnum(camera, "EventSelector").setValue(std::string("ReadingDone")));
+    EXPECT_TRUE(ParameterEnum(camera, "EventNotification").setValue(std::string("On")));
+    ASSERT_TRUE(camera->startGrabbing(0));
+    EXPECT_TRUE(eventually([&] { return frameId > 0; }));
+    EXPECT_TRUE(eventually([&] { return updates.has("ReaderFrameCount"); }));  // polled
+    camera->stopGrabbing();
+    camera->registerParamUpdateCallback(nullptr);
+}
+
+}  // namespace
+}  // namespace kestro::test
