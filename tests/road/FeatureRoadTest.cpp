@@ -272,7 +272,9 @@ TEST_P(RefusedWrite, ChangesNothingAndSaysWhy) {
     const Refusal& refusal = GetParam();
     Road road;
     ASSERT_TRUE(road.camera());
-    if (refusal.grabbing) ASSERT_TRUE(road.camera()->startGrabbing(0));
+    if (refusal.grabbing) {
+        ASSERT_TRUE(road.camera()->startGrabbing(0));
+    }
     std::array<std::uint8_t, 16> before{}, after{};
     ParameterRegister raw(road.camera(), refusal.address);
     ASSERT_TRUE(raw.getValue(before.data(), 16));
@@ -340,7 +342,7 @@ INSTANTIATE_TEST_SUITE_P(
                     return ParameterString(camera, "DeviceUserID").setValue("seventeen letters");
                 },
                 "DeviceUserID", kUserNameRegister}),
-    [](const auto& info) { return std::string(info.param.label); });
+    [](const auto& testCase) { return std::string(testCase.param.label); });
 
 }  // namespace
 }  // namespace kestro::test
