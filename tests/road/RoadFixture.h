@@ -51,6 +51,7 @@ class Road {
  public:
     explicit Road(const kestrosim::CameraOptions& options = roadOptions()) : device_(options) {
         ::setenv("KESTRO_INTERFACES", "lo", 1);
+        ::setenv("KESTRO_DISCOVERY_TIMEOUT_MS", "200", 1);
         RecordingLogger::instance().reset();
         std::vector<std::shared_ptr<Camera>> found;
         EXPECT_TRUE(System::getInstance().discovery(found, 0));
