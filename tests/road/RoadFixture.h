@@ -76,7 +76,7 @@ class Road {
         const auto lines = RecordingLogger::instance().lines(300, 300);
         if (lines.empty()) return {};
         const std::string& line = lines.back();
-        const std::size_t begin = line.rfind('[');
+        const std::size_t begin = line.rfind("[code:");
         return begin == std::string::npos ? std::string() : line.substr(begin);
     }
 
