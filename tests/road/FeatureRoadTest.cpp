@@ -102,9 +102,9 @@ TEST_F(FeatureRoad, WritesAndReadsBackEachKind) {
     std::vector<ParameterEnum::Entry> entries(1);
     EXPECT_TRUE(mode.getEntryList(entries));
     ASSERT_EQ(entries.size(), 4u);
-    // In the order of the camera's description.
-    EXPECT_EQ(entries[1].symbol, "Continuous");
-    EXPECT_TRUE(mode.setValue(entries[1].value));
+    EXPECT_EQ(entries[1].symbol, "SingleFrame");  // in the order of the camera's description
+    EXPECT_EQ(entries[3].symbol, "Continuous");
+    EXPECT_TRUE(mode.setValue(entries[3].value));
 }
 
 TEST_F(FeatureRoad, TellsRangesThatFollowOtherFeatures) {
@@ -181,7 +181,7 @@ TEST_F(FeatureRoad, SaysWithWhichStatusTheCameraRefusedAnAddress) {
                 AllOf(HasSubstr("20000"), HasSubstr("invalid address (0x8003)")));
     EXPECT_EQ(ParameterRegister(road_.camera(), kSensorWidthRegister).setValue(1).getCode(),
               kRefused);
-    EXPECT_THAT(Road::lastReason(), HasSubstr("write protect (0x8004)"));
+    EXPECT_THAT(Road::lastReason(), HasSubstr("write protected (0x8004)"));
     std::array<std::uint8_t, 600> bytes{};
     EXPECT_EQ(nowhere.getValue(bytes.data(), 600).getCode(), kRefused);
     EXPECT_THAT(
