@@ -2,6 +2,7 @@
 #pragma once
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,11 +11,24 @@
 
 namespace Vorda::Gige {
 
+/** Plain digits as long as people can count them: 1000000, not 1e+06. */
+inline std::chars_format readableFormat(double value) {
+    constexpr double kSmallest = 1e-5;
+    constexpr double kLargest = 1e15;
+    const double size = std::fabs(value);
+    const bool isPlain = size == 0 || (size >= kSmallest && size < kLargest);
+    return isPlain ? std::chars_format::fixed : std::chars_format::general;
+}
+
 /** Decimal; of a float the fewest digits that read back the same. Not after the locale. */
 template <typename T>
 [[nodiscard]] std::string numberText(T value) {
     char text[64];
-    const auto result = std::to_chars(text, text + sizeof text, value);
+    std::to_chars_result result{};
+    if constexpr (std::is_integral_v<T>)
+        result = std::to_chars(text, text + sizeof text, value);
+    else
+        result = std::to_chars(text, text + sizeof text, value, readableFormat(value));
     return std::string(text, result.ptr);
 }
 
