@@ -106,6 +106,23 @@ TEST_F(CameraEvents, TellsTheFeaturesOfAnEventInOneList) {
     EXPECT_EQ(0u, scripted.registerAt(kMessagePort));
 }
 
+TEST_F(CameraEvents, TellsWhatMovedOfAPolledFeatureOnceTheFeaturesAreListed) {
+    constexpr std::uint32_t kAddress = 0xb800;
+    connect(describedWith({"Level"}, "<Integer Name=\"Level\"><pValue>LevelReg</pValue></Integer>" +
+                                         integerRegister("LevelReg", "0xb800", "Device",
+                                                         "<PollingTime>1</PollingTime>")));
+    std::vector<std::string> names;
+    ASSERT_TRUE(camera->features()->getChildren("Root", names));
+    std::uint32_t level = 0;
+    // The first value is no news, and which of them is read first is open.
+    EXPECT_TRUE(eventually([&] {
+        scripted.setRegister(kAddress, ++level);
+        return !listener->seen().empty();
+    }));
+    EXPECT_EQ(Names{"Level"}, listener->seen().front());
+    EXPECT_TRUE(camera->disConnect());
+}
+
 TEST_F(CameraEvents, DisconnectsInTheHandlerOfAnEvent) {
     connectWithEvents();
     std::atomic<bool> isDone{false};
