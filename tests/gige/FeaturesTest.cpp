@@ -8,9 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
+#include <mutex>
 #include <thread>
 
 namespace Vorda::Gige {
@@ -45,7 +48,6 @@ std::string featuresDescription() {
     std::ifstream file(KESTRO_GOLDEN_DIR "/features.xml", std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
-
 
 /** The features of the description of tests/golden over the memory of a camera. */
 class FeaturesOfACamera : public testing::Test {
@@ -234,6 +236,277 @@ TEST_F(FeaturesOfACamera, AreLockedWithTheTransport) {
     EXPECT_EQ(1, camera->writes());
     features->lockTransport(false);
     EXPECT_TRUE(features->setInteger("Width", 640)) << lastErrorMessage();
+}
+
+TEST_F(FeaturesOfACamera, CostOneRequestAndNoMoreThanTheirConditions) {
+    camera->setNumber(kHasBinning, 1);
+    camera->setNumber(kHasMono10, 1);
+    std::string unused;
+    const auto cost = [&](const std::function<bool()>& operation) {
+        EXPECT_TRUE(operation()) << lastErrorMessage();
+        return camera->takeAccesses();
+    };
+    const auto get = [&](const char* name) {
+        return cost([&] { return features->getText(name, unused); });
+    };
+    const auto set = [&](const char* name, const char* value) {
+        return cost([&] { return features->setText(name, value); });
+    };
+    EXPECT_EQ(1, get("Width"));
+    EXPECT_EQ(1, get("PixelFormat"));
+    EXPECT_EQ(1, get("ExposureTime"));
+    EXPECT_EQ(1, get("DeviceUserID"));
+    EXPECT_EQ(2, get("Binning"));   // and whether it is available
+    EXPECT_EQ(2, get("Gain"));      // and which one is selected
+    EXPECT_EQ(2, get("WidthMax"));  // of two registers
+    EXPECT_EQ(0, get("ScratchPad"));
+    EXPECT_EQ(1, set("ExposureTime", "100"));
+    EXPECT_EQ(1, set("ReverseX", "1"));
+    EXPECT_EQ(1, set("PixelFormat", "Mono8"));
+    EXPECT_EQ(2, set("PixelFormat", "Mono10"));  // and whether that one is available
+    EXPECT_EQ(2, set("OffsetX", "2"));           // and the lock
+    EXPECT_EQ(4, set("Width", "640"));           // and the lock and the two of the maximum
+    EXPECT_EQ(2, cost([&] { return features->execute("AcquisitionStart"); }));
+    EXPECT_EQ(0, cost([&] {
+                  FeatureRange<double> range;
+                  return features->getRange("ExposureTime", range) &&
+                         features->getUnit("ExposureTime", unused);
+              }));
+    Names names;
+    EXPECT_TRUE(features->getChildren("Root", names) && features->getSelectors("Gain", names));
+    EXPECT_EQ(0, camera->takeAccesses());
+}
+
+TEST_F(FeaturesOfACamera, HaveTheLimitsOfAllThatTheirValueGoesThrough) {
+    FeatureRange<std::int64_t> range;
+    const auto limits = [&](const char* name) {
+        EXPECT_TRUE(features->getRange(name, range)) << lastErrorMessage();
+        return std::pair(range.min, range.max);
+    };
+    using Limits = std::pair<std::int64_t, std::int64_t>;
+    EXPECT_EQ(Limits(64, 2448), limits("Width"));
+    camera->setNumber(kOffsetX, 400);
+    EXPECT_EQ(Limits(64, 2048), limits("Width"));
+    EXPECT_EQ(Limits(1, 4), limits("Binning"));
+    EXPECT_EQ(Limits(0, 0xffffffff), limits("SensorWidth"));
+    EXPECT_EQ(Limits(0, 0xffff), limits("BlackLevel"));
+    EXPECT_EQ(Limits(-0x8000, 0x7fff), limits("Signed"));
+    EXPECT_EQ(Limits(0, 15), limits("Flags"));
+    EXPECT_EQ(Limits(INT64_MIN, INT64_MAX), limits("WidthMax"));
+    std::int64_t increment = 0;
+    EXPECT_TRUE(features->getIncrement("Width", increment));
+    EXPECT_EQ(4, increment);
+    EXPECT_TRUE(features->getIncrement("Gain", increment));
+    EXPECT_EQ(1, increment);
+    FeatureRange<double> floats;
+    EXPECT_TRUE(features->getRange("ExposureTime", floats));
+    EXPECT_EQ(std::pair(10.0, 100000.5), std::pair(floats.min, floats.max));
+    // 1000000 / 0 is no limit, and no reason to refuse.
+    EXPECT_TRUE(features->getRange("LineHeight", floats)) << lastErrorMessage();
+    EXPECT_EQ(std::numeric_limits<double>::max(), floats.max);
+    EXPECT_TRUE(features->setFloat("LineHeight", 500)) << lastErrorMessage();
+    std::string unit;
+    EXPECT_TRUE(features->getUnit("Width", unit));
+    EXPECT_EQ("px", unit);
+    std::uint32_t bytes = 0;
+    EXPECT_TRUE(features->getMaxLength("DeviceUserID", bytes));
+    EXPECT_EQ(16u, bytes);
+}
+
+TEST_F(FeaturesOfACamera, AreListedInTheOrderOfTheDescription) {
+    EXPECT_EQ(0, listings);
+    EXPECT_THAT(children("Root"),
+                ElementsAre("ImageFormat", "Acquisition", "Analog", "Device", "Events"));
+    EXPECT_THAT(children("Analog"), ElementsAre("GainSelector", "Gain", "BlackLevel", "Gamma"));
+    static_cast<void>(children("Root"));
+    EXPECT_EQ(1, listings);
+    Names names;
+    EXPECT_FALSE(features->getChildren("Width", names));
+    EXPECT_EQ("Width: is an integer, not a category", lastErrorMessage());
+    EXPECT_EQ(0u, features->visibility("Width"));
+    EXPECT_EQ(1u, features->visibility("ImageFormat"));
+    EXPECT_EQ(2u, features->visibility("TriggerMode"));
+    EXPECT_EQ(3u, features->visibility("TLParamsLocked"));
+    EXPECT_EQ(255u, features->visibility("Nothing"));
+    EXPECT_TRUE(features->getSelectors("Gain", names));
+    EXPECT_THAT(names, ElementsAre("GainSelector"));
+    EXPECT_THAT(features->selected("GainSelector"), ElementsAre("Gain", "BlackLevel"));
+    EXPECT_THAT(features->persistent(), ElementsAre("Width", "PixelFormat"));
+    const auto polled = features->polled();
+    ASSERT_EQ(1u, polled.size());
+    EXPECT_EQ("DeviceTemperature", polled[0].name);
+    EXPECT_EQ(std::chrono::seconds(1), polled[0].period);
+}
+
+TEST_F(FeaturesOfACamera, WithoutMarksPersistWhereTheyCanBeWritten) {
+    for (std::size_t at = 0;
+         (at = sources.description.find("<Streamable>Yes")) != Names::value_type::npos;)
+        sources.description.replace(at, 15, "<Streamable>No");
+    make();
+    EXPECT_THAT(
+        features->persistent(),
+        ElementsAre("Width", "OffsetX", "PixelFormat", "ReverseX", "TriggerMode", "ExposureTime",
+                    "LineHeight", "TLParamsLocked", "GainSelector", "Gain", "BlackLevel", "Gamma",
+                    "DeviceUserID", "Flags", "Signed", "Secret", "ScratchPad"));
+}
+
+TEST_F(FeaturesOfACamera, HaveTheEntriesThatTheCameraOffers) {
+    const auto entries = [this] {
+        std::vector<FeatureEntry> found;
+        EXPECT_TRUE(features->getEntries("PixelFormat", found)) << lastErrorMessage();
+        Names names;
+        for (const FeatureEntry& each : found)
+            names.push_back(each.symbol + "/" + each.description);
+        return names;
+    };
+    EXPECT_THAT(entries(), ElementsAre("Mono8/Eight bits", "BayerRG8/"));
+    camera->setNumber(kHasMono10, 1);
+    EXPECT_THAT(entries(), ElementsAre("Mono8/Eight bits", "Mono10/Ten bits", "BayerRG8/"));
+    camera->setNumber(kPixelFormat, 77);
+    EXPECT_EQ("error: PixelFormat: no entry has the value 77", text("PixelFormat"));
+    std::int64_t value = 0;
+    EXPECT_TRUE(features->getEnumeration("PixelFormat", value));
+    EXPECT_EQ(77, value);
+    EXPECT_FALSE(features->setEnumeration("PixelFormat", 77));
+    EXPECT_EQ("PixelFormat 77: no such entry (Mono8, Mono10, Mono12, BayerRG8)",
+              lastErrorMessage());
+}
+
+TEST_F(FeaturesOfACamera, TellWhetherTheyCanBeUsed) {
+    struct Access {
+        const char* name;
+        bool isAvailable;
+        bool isReadable;
+        bool isWritable;
+    };
+    const Access accesses[] = {{"Width", true, true, true},
+                               {"SensorWidth", true, true, false},
+                               {"WidthMax", true, true, false},
+                               {"Secret", true, false, true},
+                               {"AcquisitionStart", true, false, true},
+                               {"Binning", false, false, false},
+                               {"BinningPreset", false, false, false},
+                               {"ChunkFrameCounter", false, false, false},
+                               {"ExposureEndTimestamp", false, false, false},
+                               {"ImageFormat", true, true, false},
+                               {"Nothing", false, false, false}};
+    for (const Access& each : accesses) {
+        EXPECT_EQ(each.isAvailable, features->isAvailable(each.name)) << each.name;
+        EXPECT_EQ(each.isReadable, features->isReadable(each.name)) << each.name;
+        EXPECT_EQ(each.isWritable, features->isWritable(each.name)) << each.name;
+    }
+    camera->setNumber(kHasBinning, 1);
+    camera->setNumber(kBinning, 2);
+    EXPECT_TRUE(features->isAvailable("Binning"));
+    EXPECT_EQ("2", text("Binning"));
+    EXPECT_EQ("error: Secret: cannot be read", text("Secret"));
+}
+
+TEST_F(FeaturesOfACamera, PassTheCamerasErrorOn) {
+    camera->fail(Error::accessDenied);
+    EXPECT_EQ("error: Width: scripted", text("Width"));
+    EXPECT_EQ(Error::accessDenied, lastError());
+    EXPECT_FALSE(features->setFloat("ExposureTime", 100));
+    EXPECT_EQ("ExposureTime: scripted", lastErrorMessage());
+    EXPECT_FALSE(features->isWritable("Width"));  // its lock cannot be asked
+    EXPECT_THAT(changes, IsEmpty());
+}
+
+TEST_F(FeaturesOfACamera, TellWhatChangesWithThem) {
+    EXPECT_TRUE(features->setInteger("OffsetX", 4));
+    EXPECT_TRUE(features->setEnumeration("GainSelector", "Blue"));
+    EXPECT_TRUE(features->setEnumeration("PixelFormat", "Mono8"));
+    EXPECT_TRUE(features->execute("AcquisitionStart"));
+    EXPECT_TRUE(features->setInteger("Gain", 3));
+    EXPECT_FALSE(features->setInteger("Gain", -1));
+    EXPECT_THAT(changes, ElementsAre(ElementsAre("OffsetX", "WidthMax", "Width", "PayloadSize"),
+                                     ElementsAre("GainSelector", "Gain", "BlackLevel"),
+                                     ElementsAre("PixelFormat", "Gamma"),
+                                     ElementsAre("AcquisitionStart"), ElementsAre("Gain")));
+    changes.clear();
+    features->lockTransport(true);
+    EXPECT_THAT(changes, ElementsAre(ElementsAre("TLParamsLocked", "WidthMax", "Width", "OffsetX",
+                                                 "PayloadSize", "AcquisitionStart")));
+}
+
+TEST_F(FeaturesOfACamera, OfAnEventHaveTheValueOfItsLatest) {
+    const auto events = std::make_shared<EventData>();
+    sources.layout = std::make_shared<PayloadLayout>(sources.description);
+    sources.events = events;
+    make();
+    EXPECT_EQ("error: ExposureEndTimestamp: the event has not arrived yet",
+              text("ExposureEndTimestamp"));
+    EXPECT_EQ(Error::notAvailable, lastError());
+    Bytes event(24);
+    event[23] = 99;
+    events->store(0x9001, event);
+    EXPECT_EQ("99", text("ExposureEndTimestamp"));
+    EXPECT_TRUE(features->isAvailable("ExposureEndTimestamp"));
+    EXPECT_EQ("error: ChunkFrameCounter: chunk values come with frames", text("ChunkFrameCounter"));
+    EXPECT_EQ(Error::notAvailable, lastError());
+    EXPECT_EQ(0, camera->takeAccesses());
+}
+
+TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
+    const auto stream = std::make_shared<StreamCounters>();
+    sources.stream = stream;
+    // A camera's own feature of that name is another one.
+    sources.description.replace(sources.description.find("\"Secret\""), 8,
+                                "\"StreamDeliveredFrameCount\"");
+    make();
+    stream->deliveredFrames.add(12);
+    stream->lostFrames.add(2);
+    stream->noBuffer.add(3);
+    stream->lostPackets.add(7);
+    stream->buffers.watch([] { return StreamBuffers::Count{8, 5, 2}; });
+    EXPECT_EQ("BufferHandlingControl", children("Root").back());
+    EXPECT_THAT(children("BufferHandlingControl"),
+                ElementsAre("StreamAnnouncedBufferCount", "StreamInputBufferCount",
+                            "StreamOutputBufferCount", "StreamDeliveredFrameCount",
+                            "StreamLostFrameCount", "StreamLostPacketCount",
+                            "StreamResendRequestCount", "StreamResentPacketCount"));
+    EXPECT_EQ("12", text("StreamDeliveredFrameCount"));
+    EXPECT_EQ("5", text("StreamLostFrameCount"));
+    EXPECT_EQ("7", text("StreamLostPacketCount"));
+    EXPECT_EQ("5", text("StreamInputBufferCount"));
+    EXPECT_EQ("2", text("StreamOutputBufferCount"));
+    EXPECT_EQ(1u, features->visibility("StreamLostFrameCount"));
+    EXPECT_TRUE(features->isReadable("StreamLostFrameCount"));
+    EXPECT_FALSE(features->isWritable("StreamLostFrameCount"));
+    EXPECT_FALSE(features->setInteger("StreamLostFrameCount", 0));
+    EXPECT_EQ("StreamLostFrameCount: cannot be written", lastErrorMessage());
+    EXPECT_EQ(0, camera->takeAccesses());
+}
+
+TEST_F(FeaturesOfACamera, AreWholeUnderManyThreads) {
+    std::mutex changesMutex;
+    sources.onChanged = [&](const Names& names) {
+        const std::lock_guard lock(changesMutex);
+        changes.push_back(names);
+    };
+    std::atomic<int> listed{0};
+    sources.onListed = [&] { ++listed; };
+    make();
+    ASSERT_TRUE(features->setInteger("Signed", -1));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&, isWriter = i % 2 == 0] {
+            for (int round = 0; round < 300; ++round) {
+                std::int64_t value = 0;
+                // Of two bytes each: a torn one would be neither.
+                if (isWriter) {
+                    ASSERT_TRUE(features->setInteger("Signed", round % 2 == 0 ? 0x0102 : -1));
+                }
+                ASSERT_TRUE(features->getInteger("Signed", value));
+                ASSERT_TRUE(value == 0x0102 || value == -1) << value;
+                Names names;
+                ASSERT_TRUE(features->getChildren("Root", names));
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(1, listed);
+    EXPECT_EQ(1u + 4 * 300, changes.size());
 }
 
 }  // namespace

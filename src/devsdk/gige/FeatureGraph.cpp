@@ -26,6 +26,11 @@ bool hasValue(const DescriptionNode& node) {
             node.property("ValueDefault") || node.property("pValueDefault"));
 }
 
+/** The register that an entry is in. */
+NodeId holderOf(const DescriptionNode& node) {
+    return node.kind == NodeKind::structEntry ? node.parent : kNoNode;
+}
+
 std::string missing(const NodeProperty& reference) {
     return "refers to " + reference.text + ", which does not exist";
 }
@@ -167,7 +172,7 @@ std::optional<std::int64_t> FeatureGraph::pollingTime(NodeId id) const {
         if (property.target != kNoNode && isPartOfValue(property.tag))
             take(pollingTime(property.target));
     }
-    if (node.kind == NodeKind::structEntry) take(pollingTime(node.parent));
+    if (const NodeId holder = holderOf(node); holder != kNoNode) take(pollingTime(holder));
     return shortest;
 }
 
@@ -238,7 +243,7 @@ const FeatureGraph::Needs& FeatureGraph::needs(NodeId id) {
         if (tree_[property.target].property("ChunkID")) found.source = ValueSource::chunk;
         if (tree_[property.target].property("EventID")) found.source = ValueSource::event;
     }
-    if (node.kind == NodeKind::structEntry) follow(found, id, node.parent);
+    if (const NodeId holder = holderOf(node); holder != kNoNode) follow(found, id, holder);
     for (const NodeId child : node.children) {
         if (node.isRegister() && isFormula(tree_[child].kind)) follow(found, id, child);
     }
@@ -293,10 +298,14 @@ std::string FeatureGraph::referenceFault(NodeId id) const {
     for (const NodeProperty& property : node.properties) {
         if (!isValueReference(property.tag)) continue;
         if (property.target == kNoNode) return missing(property);
-        const NodeKind target = tree_[property.target].kind;
+        const DescriptionNode& other = tree_[property.target];
+        const NodeKind target = other.kind;
         const bool fits = node.kind == NodeKind::text ? isText(target) : isNumber(target);
         if (!fits) return "refers to " + property.text + ", which has no such value";
-        if (property.tag == "pVariable" && target == NodeKind::boolean)
+        const bool isNumber =
+            target != NodeKind::boolean ||
+            (other.property("pValue") && !other.property("OnValue") && !other.property("OffValue"));
+        if (property.tag == "pVariable" && !isNumber)
             return "refers to " + property.text + ", which is no number";
     }
     return {};

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Descriptions that cameras get wrong, or that mean harm: each is a clear error or a neutral
+// answer, and never the end of the process.
+#include "DescriptionCheck.h"
+#include "Features.h"
+#include "LastError.h"
+#include "MemoryPort.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Vorda::Gige {
+namespace {
+
+using kestro::test::MemoryPort;
+using testing::ElementsAre;
+using Names = std::vector<std::string>;
+
+constexpr std::uint64_t kLengthRegister = 0x14;
+
+std::string registerNode(const char* kind, const char* name, const std::string& more) {
+    return std::string("<") + kind + " Name=\"" + name + "\">" + more +
+           "<AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></" +
+           kind + ">";
+}
+
+std::string trapsDescription() {
+    const std::string reg = "<Address>0x10</Address><Length>4</Length>";
+    std::string xml = R"(<?xml version="1.0"?>
+<RegisterDescription ModelName="Traps" VendorName="Test" ToolTip="t" StandardNameSpace="None"
+  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0"
+  MajorVersion="1" MinorVersion="0" SubMinorVersion="0" ProductGuid="0" VersionGuid="0"
+  xmlns="http://www.genicam.org/GenApi/Version_1_1">
+  <Category Name="Root"><pFeature>Circle</pFeature><pFeature>Void</pFeature></Category>
+  <Category Name="Circle"><pFeature>Root</pFeature><pFeature>Circle</pFeature></Category>
+  <Oddity Name="Odd"><Integer Name="InOdd"><Value>1</Value></Integer></Oddity>
+  <Integer Name="Lost"><pValue>Nowhere</pValue></Integer>
+  <Integer Name="LostBelow"><pValue>Lost</pValue></Integer>
+  <Integer Name="LostMax"><pValue>Reg</pValue><pMax>Nowhere</pMax></Integer>
+  <Integer Name="LostLock"><pValue>Reg</pValue><pIsLocked>Nowhere</pIsLocked></Integer>
+  <Integer Name="LostState"><pValue>Reg</pValue><pIsAvailable>Nowhere</pIsAvailable></Integer>
+  <Integer Name="Empty"/>
+  <Float Name="EmptyFloat"/>
+  <Boolean Name="EmptyBoolean"/>
+  <String Name="EmptyText"/>
+  <Enumeration Name="EmptyEnum"><EnumEntry Name="On"/></Enumeration>
+  <Command Name="EmptyCommand"/>
+  <Command Name="NoValueCommand"><pValue>Reg</pValue></Command>
+  <Converter Name="EmptyConverter"/>
+  <SwissKnife Name="EmptyFormula"/>
+  <Integer Name="OfText"><pValue>Text</pValue></Integer>
+  <Integer Name="OfCategory"><pValue>Root</pValue></Integer>
+  <String Name="TextOfNumber"><pValue>Reg</pValue></String>
+  <IntSwissKnife Name="ByZero"><pVariable Name="R">Reg</pVariable><Formula>1 / R</Formula></IntSwissKnife>
+  <IntSwissKnife Name="Nonsense"><Formula>(((1 +</Formula></IntSwissKnife>
+  <IntSwissKnife Name="OfBoolean"><pVariable Name="B">Flag</pVariable><Formula>B + 1</Formula></IntSwissKnife>
+  <IntSwissKnife Name="OfOddBoolean"><pVariable Name="B">OddFlag</pVariable><Formula>B</Formula></IntSwissKnife>
+  <Boolean Name="Flag"><pValue>One</pValue></Boolean>
+  <Boolean Name="OddFlag"><pValue>One</pValue><OnValue>7</OnValue></Boolean>
+  <Integer Name="One"><Value>1</Value></Integer>
+  <Integer Name="Spaced"><pValue>
+    One
+  </pValue></Integer>
+  <Integer Name="Indexed"><pIndex>Reg</pIndex><pValueIndexed Index="0">One</pValueIndexed><ValueIndexed Index="1">5</ValueIndexed></Integer>
+  <Integer Name="LostIndexed"><pIndex>Reg</pIndex><pValueIndexed Index="0">Nowhere</pValueIndexed></Integer>
+  <Enumeration Name="Choice"><EnumEntry Name="NoValue"/><EnumEntry Name="Yes"><Value>1</Value></EnumEntry><pValue>Reg</pValue></Enumeration>
+  <Integer Name="NoStep"><pValue>Reg</pValue><Inc>0</Inc></Integer>
+  <Integer Name="Inverse"><pValue>Reg</pValue><Min>9</Min><Max>1</Max></Integer>
+  <Integer Name="LengthReg"><pValue>LengthRegister</pValue></Integer>
+  <Port Name="Device"/>
+)";
+    xml += registerNode("IntReg", "Reg", reg);
+    xml += registerNode("IntReg", "LengthRegister",
+                        "<Address>0x14</Address><Length>4</Length><Sign>Signed</Sign>");
+    xml += registerNode("StringReg", "Text", "<Address>0x20</Address><Length>8</Length>");
+    xml += registerNode("StringReg", "LongText",
+                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
+    xml += registerNode("FloatReg", "LongFloat",
+                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
+    xml += registerNode("IntReg", "LongInt", "<Address>0x20</Address><pLength>LengthReg</pLength>");
+    xml += registerNode("IntReg", "LostOffset", reg + "<pIndex pOffset=\"Nowhere\">One</pIndex>");
+    xml += registerNode("IntReg", "LostAddress", "<pAddress>Nowhere</pAddress><Length>4</Length>");
+    xml += registerNode("MaskedIntReg", "Backwards", reg + "<LSB>4</LSB><MSB>9</MSB>");
+    xml += registerNode("MaskedIntReg", "Outside", reg + "<Bit>32</Bit>");
+    xml += "<IntReg Name=\"Portless\">" + reg + "</IntReg>";
+    xml += "<IntReg Name=\"LostPort\">" + reg + "<pPort>Nowhere</pPort></IntReg>";
+    xml += "<StructEntry Name=\"Stray\"><Bit>1</Bit></StructEntry>";
+    return xml + "</RegisterDescription>";
+}
+
+class FeatureTraps : public testing::Test {
+ protected:
+    void SetUp() override {
+        const std::string description = trapsDescription();
+        ASSERT_EQ("", descriptionFault(description));
+        FeatureSources sources;
+        sources.camera = camera;
+        sources.description = description;
+        features = Features::make(sources);
+        ASSERT_TRUE(features) << lastErrorMessage();
+    }
+    std::string text(const std::string& name) const {
+        std::string value;
+        return features->getText(name, value) ? value : lastErrorMessage();
+    }
+
+    std::shared_ptr<MemoryPort> camera = std::make_shared<MemoryPort>();
+    std::shared_ptr<Features> features;
+};
+
+TEST_F(FeatureTraps, HaveTextsOfTheirOwn) {
+    const std::pair<const char*, const char*> texts[] = {
+        {"Lost", "Lost: refers to Nowhere, which does not exist"},
+        {"LostBelow", "LostBelow: Lost refers to Nowhere, which does not exist"},
+        {"LostState", "LostState: refers to Nowhere, which does not exist"},
+        {"LostOffset", "LostOffset: refers to Nowhere, which does not exist"},
+        {"LostAddress", "LostAddress: refers to Nowhere, which does not exist"},
+        {"LostIndexed", "LostIndexed: refers to Nowhere, which does not exist"},
+        {"LostPort", "LostPort: refers to Nowhere, which does not exist"},
+        {"Portless", "Portless: is in no port"},
+        {"Stray", "Stray: is in no register"},
+        {"Empty", "Empty: has no value"},
+        {"EmptyFloat", "EmptyFloat: has no value"},
+        {"EmptyBoolean", "EmptyBoolean: has no value"},
+        {"EmptyText", "EmptyText: has no value"},
+        {"EmptyEnum", "EmptyEnum: has no value"},
+        {"EmptyConverter", "EmptyConverter: has no formula"},
+        {"EmptyFormula", "EmptyFormula: has no formula"},
+        {"OfText", "OfText: refers to Text, which has no such value"},
+        {"OfCategory", "OfCategory: refers to Root, which has no such value"},
+        {"TextOfNumber", "TextOfNumber: refers to Reg, which has no such value"},
+        {"OfOddBoolean", "OfOddBoolean: refers to OddFlag, which is no number"},
+        {"Backwards", "Backwards: has its bits in the wrong order"},
+        {"Outside", "Outside: has bits outside of its register"},
+        {"InOdd", "InOdd: there is no such feature"},
+        {"Choice", "Choice: no entry has the value 0"},
+        // The node map's formulas count as 0 where they cannot tell.
+        {"ByZero", "0"},
+        {"Nonsense", "0"},
+        {"OfBoolean", "2"},
+        {"Spaced", "1"},
+        {"Indexed", "1"},
+        {"LostMax", "0"},
+        {"LostLock", "0"}};
+    for (const auto& [name, expected] : texts) {
+        EXPECT_EQ(expected, text(name));
+        if (features->kind(name) == FeatureKind::enumeration) continue;
+        const bool isReadable = std::string(expected).find(name) != 0;
+        EXPECT_EQ(isReadable, features->isReadable(name)) << name;
+    }
+    camera->setNumber(0x10, 1);
+    EXPECT_EQ("5", text("Indexed"));
+    camera->setNumber(0x10, 2);
+    EXPECT_EQ("Indexed: has no value for index 2", text("Indexed"));
+}
+
+TEST_F(FeatureTraps, AreNotWritten) {
+    const std::pair<const char*, const char*> texts[] = {
+        {"Lost", "Lost: refers to Nowhere, which does not exist"},
+        {"LostMax", "LostMax: refers to Nowhere, which does not exist"},
+        {"LostLock", "LostLock: refers to Nowhere, which does not exist"},
+        {"Empty", "Empty: has no value"},
+        {"Inverse", "Inverse 1: below the minimum 9"},
+        {"Backwards", "Backwards: has its bits in the wrong order"}};
+    for (const auto& [name, expected] : texts) {
+        EXPECT_FALSE(features->setInteger(name, 1)) << name;
+        EXPECT_EQ(expected, lastErrorMessage());
+    }
+    EXPECT_FALSE(features->execute("EmptyCommand"));
+    EXPECT_EQ("EmptyCommand: has nothing to write to", lastErrorMessage());
+    EXPECT_FALSE(features->execute("NoValueCommand"));
+    EXPECT_EQ("NoValueCommand: has no value to write", lastErrorMessage());
+    EXPECT_FALSE(features->setBoolean("EmptyBoolean", true));
+    EXPECT_FALSE(features->setEnumeration("Choice", "NoValue"));
+    EXPECT_EQ("Choice NoValue: no such entry (Yes)", lastErrorMessage());
+    EXPECT_EQ(0, camera->writes());
+    EXPECT_TRUE(features->setInteger("NoStep", 7)) << lastErrorMessage();
+}
+
+TEST_F(FeatureTraps, OfLengthAreNotAllocated) {
+    for (const std::int32_t length : {-1, 0, 0x7fffffff, 16 * 1024 * 1024 + 1}) {
+        camera->setNumber(kLengthRegister, static_cast<std::uint32_t>(length));
+        for (const char* name : {"LongText", "LongFloat", "LongInt"}) {
+            EXPECT_EQ(
+                std::string(name) + ": " + name + " is " + std::to_string(length) + " bytes long",
+                text(name));
+            EXPECT_FALSE(features->setText(name, "1"));
+        }
+    }
+    EXPECT_EQ(0, camera->writes());
+    camera->setNumber(kLengthRegister, 8);
+    camera->set(0x20, "eight");
+    EXPECT_EQ("eight", text("LongText"));
+}
+
+TEST_F(FeatureTraps, DoNotListWithoutEnd) {
+    Names names;
+    EXPECT_TRUE(features->getChildren("Circle", names));
+    EXPECT_THAT(names, ElementsAre("Root", "Circle"));
+    EXPECT_TRUE(features->polled().empty());
+    EXPECT_TRUE(features->persistent().empty());
+    EXPECT_FALSE(features->has("Void"));
+    EXPECT_TRUE(features->setInteger("Reg", 1)) << lastErrorMessage();
+}
+
+}  // namespace
+}  // namespace Vorda::Gige
