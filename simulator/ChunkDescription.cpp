@@ -22,6 +22,7 @@ struct Field {
     std::uint32_t address = 0;
     Kind kind = Kind::unsignedWord;
     std::uint32_t bytes = 4;
+    const char* visibility = "Expert";
 };
 
 struct ChunkPart {
@@ -38,7 +39,8 @@ std::string element(std::string_view name, std::string_view content) {
     return text;
 }
 
-void addCode(std::vector<Field>& fields, const std::string& name, std::uint32_t record) {
+std::vector<Field> codeFields(const std::string& name, std::uint32_t record) {
+    std::vector<Field> fields;
     fields.push_back(
         {name + "_CodeType", record + chunk::kCodeType, Kind::text, chunk::kCodeTypeBytes});
     fields.push_back(
@@ -51,14 +53,18 @@ void addCode(std::vector<Field>& fields, const std::string& name, std::uint32_t 
         fields.push_back({point + "_Y", address + 4, Kind::signedWord});
     }
     fields.push_back({name + "_PPM", record + chunk::kPixelsPerModule, Kind::real});
+    // So many that they would bury all others.
+    for (Field& field : fields) field.visibility = "Guru";
+    return fields;
 }
 
 std::vector<Field> readerFields(const std::string& prefix) {
     std::vector<Field> fields = {{prefix + "DetectTime", chunk::kDetectTime},
                                  {prefix + "Num", chunk::kCodeCount}};
     for (std::uint32_t i = 0; i < chunk::kCodeSlots; ++i) {
-        addCode(fields, prefix + std::to_string(i),
-                chunk::kReaderHeadBytes + i * chunk::kRecordBytes);
+        const auto code = codeFields(prefix + std::to_string(i),
+                                     chunk::kReaderHeadBytes + i * chunk::kRecordBytes);
+        fields.insert(fields.end(), code.begin(), code.end());
     }
     return fields;
 }
@@ -105,7 +111,7 @@ const char* nodeName(Kind kind) {
 std::string node(const ChunkPart& part, const Field& field) {
     const std::string name = nodeName(field.kind);
     std::string text = "<" + name + " Name=\"" + field.name + "\">";
-    text += element("Visibility", "Expert");
+    text += element("Visibility", field.visibility);
     text += element("Address", std::to_string(field.address));
     text += element("Length", std::to_string(field.bytes));
     text += element("AccessMode", "RO");

@@ -89,6 +89,8 @@ TEST_F(Events, AreToldInOrder) {
         EXPECT_FALSE(messages_.receive(0)) << "the next one waits for the acknowledge";
         acknowledge(message, messages_);
     }
+    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    EXPECT_FALSE(messages_.receive(60)) << "it had ended";
     EXPECT_EQ(camera_->camera->statistics().eventsSent, 6U);
 }
 

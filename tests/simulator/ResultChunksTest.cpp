@@ -122,7 +122,7 @@ TEST(ResultChunks, AreWhereTheDescriptionSays) {
     Scene scene = sceneWith(std::vector<SceneCode>(64, matrixCode()));
     SceneCode last = matrixCode();
     last.text = "the last";
-    last.corners[3] = {-70'000, 65'537};
+    last.corners[3] = {-70'000, -65'537};
     scene.read[63] = last;
     scene.read.push_back(linearCode());
     Described described(encodeChunks(scene, kTimestamp, {true, true, true, true}));
