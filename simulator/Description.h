@@ -6,7 +6,7 @@
 
 namespace kestrosim {
 
-/** The text of CameraDescription.xml. */
+/** What the files in description/ say, as one text. */
 [[nodiscard]] std::string_view writtenDescription();
 
 /** A description as the camera serves it. */
@@ -16,8 +16,8 @@ struct Description {
 };
 
 /**
- * The file's bytes, whatever they are. With an empty path what CameraDescription.xml says and, of
- * the chunks, chunkDescription(), packed. Throws.
+ * The file's bytes, whatever they are. With an empty path writtenDescription() and, of the
+ * chunks, chunkDescription(), packed. Throws.
  */
 [[nodiscard]] Description loadDescription(const std::string& path);
 

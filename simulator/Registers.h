@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-/** Where the camera's registers lie; CameraDescription.xml names the same addresses. */
+/** Where the camera's registers lie; the files in description/ name the same addresses. */
 namespace kestrosim::reg {
 
 // Bootstrap registers, laid down by the GigE Vision standard.
