@@ -53,6 +53,20 @@ struct Listener {
     std::vector<std::string> names;
 };
 
+/** Keeps the event thread in its first call until it is let go. */
+struct BusyListener : Listener {
+    BusyListener() {
+        hook = [this] {
+            if (++calls > 1) return;
+            entered.set_value();
+            mayLeave.get_future().wait();
+        };
+    }
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    std::atomic<int> calls{0};
+};
+
 ConnectBinding connectBinding(const std::shared_ptr<Listener>& listener) {
     return ConnectBinding::toMember<&Listener::onConnect>(listener);
 }
@@ -98,24 +112,18 @@ TEST(EventDispatcher, EndsDeliveryWithTheSubscription) {
 
 TEST(EventDispatcher, WaitsForARunningHandlerBeforeItLetsGo) {
     EventDispatcher events;
-    const auto listener = std::make_shared<Listener>();
-    std::promise<void> entered;
-    std::promise<void> mayLeave;
-    listener->hook = [&] {
-        entered.set_value();
-        mayLeave.get_future().wait();
-    };
+    const auto listener = std::make_shared<BusyListener>();
     auto subscription = events.subscribe();
     ASSERT_TRUE(subscription->subscribeConnectArgs(connectBinding(listener)));
     events.postConnection(true);
-    entered.get_future().wait();
+    listener->entered.get_future().wait();
     std::atomic<bool> isGone{false};
     std::thread remover([&] {
         subscription.reset();
         isGone = true;
     });
     EXPECT_FALSE(eventually([&] { return isGone.load(); }, std::chrono::milliseconds(50)));
-    mayLeave.set_value();
+    listener->mayLeave.set_value();
     remover.join();
     EXPECT_THAT(listener->seenStates(), ElementsAre(1));
 }
@@ -148,20 +156,6 @@ TEST(EventDispatcher, SurvivesAHandlerThatThrows) {
     events.postConnection(true);
     EXPECT_TRUE(eventually([&] { return listener->seenStates() == std::vector<int>{1}; }));
 }
-
-/** Keeps the event thread in its first call until it is let go. */
-struct BusyListener : Listener {
-    BusyListener() {
-        hook = [this] {
-            if (++calls > 1) return;
-            entered.set_value();
-            mayLeave.get_future().wait();
-        };
-    }
-    std::promise<void> entered;
-    std::promise<void> mayLeave;
-    std::atomic<int> calls{0};
-};
 
 TEST(EventDispatcher, GathersUpdatesBehindABusyHandler) {
     EventDispatcher events;
