@@ -48,6 +48,15 @@ class Subscription {
     std::shared_ptr<EventMailbox> mailbox_;
 };
 
+/** Many cameras have little to tell unless they run; the frames are not wanted. */
+void startAcquisition(const Control& control) {
+    constexpr std::int32_t kDefaultBufferCount = 0;
+    control.camera()->registerFrameCallback([](const std::shared_ptr<kestro::Frame>&) {});
+    if (control.camera()->startGrabbing(kDefaultBufferCount).isOK()) return;
+    throw control.failure("camera " + nameOf(control.record()) +
+                          " could not be started; the log line above says why");
+}
+
 std::string eventText(const Event& event, const std::optional<FeatureValue>& value) {
     const std::string time = isoTime(event.time) + "  ";
     if (event.feature.empty()) return time + (event.online ? "connected" : "connection lost");
@@ -71,6 +80,7 @@ ExitCode runEvents(const EventsOptions& options, Output& output) {
     const StopSignal stopSignal(mailbox->wake());
     const Control control(findCamera(options.camera));
     const Subscription subscription(control, mailbox);
+    if (options.acquire) startAcquisition(control);
     say("watching camera " + nameOf(control.record()) + ", until Ctrl-C");
     Deadlines deadlines;
     if (options.seconds > 0) {

@@ -69,6 +69,20 @@ void keepLimits(FeatureRecord& record, Number least, Number most) {
 
 }  // namespace
 
+std::string valuelessText(const std::string& name, ParameterType type) {
+    switch (type) {
+        case ParameterType::Command:
+            return visible(name) + " is a command: kestro exec runs it";
+        case ParameterType::Group:
+            return visible(name) + " is a category: kestro features --tree shows what it holds";
+        case ParameterType::Unknown:
+            return visible(name) +
+                   " is of a kind whose value cannot be shown: kestro reg reads bytes";
+        default:
+            return {};
+    }
+}
+
 bool hasFeature(const Control& control, const std::string& name) {
     return !name.empty() && kestro::Parameter(control.camera(), name.c_str()).isValid();
 }
@@ -198,8 +212,7 @@ bool Feature::write(const FeatureValue& value) const {
 
 std::string Feature::refusal(const std::string& text) const {
     const std::string name = visible(name_);
-    if (type_ == ParameterType::Command) return name + " is a command: kestro exec runs it";
-    if (type_ == ParameterType::Group) return name + " is a category and has no value";
+    if (auto why = valuelessText(name_, type_); !why.empty()) return why;
     const FeatureRecord now = record();
     if (!now.isAvailable()) return name + " is not available at this moment";
     if (!now.isWritable())

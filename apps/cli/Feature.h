@@ -46,6 +46,9 @@ class Feature {
     kestro::ParameterType type_;
 };
 
+/** Why a feature of this kind has no value, and what to do instead; empty for one that has. */
+[[nodiscard]] std::string valuelessText(const std::string& name, kestro::ParameterType type);
+
 /** True when the camera has this feature. */
 [[nodiscard]] bool hasFeature(const Control& control, const std::string& name);
 

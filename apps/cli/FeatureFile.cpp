@@ -106,15 +106,20 @@ class Comparison {
         const Feature feature(control_, line.name);
         if (selectorNames_.count(line.name) == 0) return compare(feature, line);
         if (!selectors_.set(feature, line.value)) {
-            add(line, feature.selection(), heldBy(feature), "it cannot be selected");
+            add(line, feature.selection(), textOf(feature.value()), "it cannot be selected");
         }
     }
 
     /** The line against what the camera holds now. */
     void compare(const Feature& feature, const Assignment& line) {
         const auto held = feature.value();
-        if (held && held == feature.meaning(line.value)) return;
-        add(line, feature.selection(), heldBy(feature), held ? "" : "it cannot be read now");
+        const auto wanted = feature.meaning(line.value);
+        const std::string selection = feature.selection();
+        forgetEarlier(line.name, selection);
+        if (held && held == wanted) return;
+        // Both in one spelling: a file may say 1 for true.
+        add({line.name, textOf(wanted).value_or(line.value)}, selection, textOf(held),
+            held ? "" : "it cannot be read now");
     }
 
     [[nodiscard]] bool isSelector(const std::string& name) const {
@@ -123,9 +128,15 @@ class Comparison {
     std::vector<Difference> found;
 
  private:
-    static std::optional<std::string> heldBy(const Feature& feature) {
-        const auto held = feature.value();
-        return held ? std::optional(textOf(*held)) : std::nullopt;
+    static std::optional<std::string> textOf(const std::optional<FeatureValue>& value) {
+        return value ? std::optional(kestrocli::textOf(*value)) : std::nullopt;
+    }
+    /** Where a file says something twice, the last counts. */
+    void forgetEarlier(const std::string& name, const std::string& selection) {
+        if (compared_.insert(name + selection).second) return;
+        std::erase_if(found, [&](const Difference& one) {
+            return one.name == name && one.selection == selection;
+        });
     }
     void add(const Assignment& line, std::string selection, std::optional<std::string> held,
              std::string reason) {
@@ -136,6 +147,7 @@ class Comparison {
     const Control& control_;
     Selectors selectors_;
     std::set<std::string> selectorNames_;
+    std::set<std::string> compared_;  // features with their selection
 };
 
 }  // namespace

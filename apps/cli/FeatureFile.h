@@ -29,7 +29,7 @@ struct Assignment {
 struct Difference {
     std::string name;
     std::string selection;            ///< "[TriggerSelector=FrameStart]" or empty
-    std::string wanted;               ///< as in the file
+    std::string wanted;               ///< what the file asks for
     std::optional<std::string> held;  ///< the camera's value; empty: it gives none
     std::string reason;               ///< why it gives none
 };

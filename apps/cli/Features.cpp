@@ -27,8 +27,13 @@ class Listing {
         : control_(control), tree_(featureTree(control)), shown_(tree_.size()) {
         for (std::size_t i = 0; i < tree_.size(); ++i) {
             if (tree_[i].type == kestro::ParameterType::Group) continue;
-            if (isVisible(tree_[i].name, options.visibility)) {
-                show(i);
+            if (options.all || isVisible(tree_[i].name, options.visibility)) shown_[i] = true;
+        }
+        if (!options.all) hideUnavailable();
+        for (std::size_t i = 0; i < tree_.size(); ++i) {
+            if (tree_[i].type == kestro::ParameterType::Group) continue;
+            if (shown_[i]) {
+                showCategories(i);
             } else {
                 ++hidden_;
             }
@@ -75,9 +80,25 @@ class Listing {
         return true;
     }
 
-    /** Shows a feature, and the categories that it lies in. */
-    void show(std::size_t index) {
-        for (; !shown_[index] && index != 0; index = tree_[index].parent) shown_[index] = true;
+    /** Leaves out categories of which nothing is available: what only comes with frames, say. */
+    void hideUnavailable() {
+        std::vector<bool> hasAvailable(tree_.size());
+        for (std::size_t i = 0; i < tree_.size(); ++i) {
+            if (!shown_[i] || hasAvailable[tree_[i].parent]) continue;
+            const kestro::Parameter parameter(control_.camera(), tree_[i].name.c_str());
+            hasAvailable[tree_[i].parent] = parameter.isAvailable();
+        }
+        for (std::size_t i = 0; i < tree_.size(); ++i) {
+            if (!hasAvailable[tree_[i].parent]) shown_[i] = false;
+        }
+    }
+
+    /** The categories that a feature lies in. */
+    void showCategories(std::size_t index) {
+        for (index = tree_[index].parent; !shown_[index] && index != 0;
+             index = tree_[index].parent) {
+            shown_[index] = true;
+        }
     }
 
     [[nodiscard]] std::vector<std::string> categoriesOf(std::size_t index) const {
@@ -90,10 +111,13 @@ class Listing {
     }
 
     static std::vector<std::string> row(const std::string& indent, const FeatureRecord& feature) {
-        return {indent + visible(feature.name), std::string(typeName(feature.type)),
-                std::string(accessText(feature)),
-                feature.value ? cut(visible(textOf(*feature.value))) : "-",
-                feature.isWritable() ? cut(rangeText(feature)) : visible(feature.unit)};
+        std::vector<std::string> cells = {
+            indent + visible(feature.name), std::string(typeName(feature.type)),
+            std::string(accessText(feature)),
+            feature.value ? cut(visible(textOf(*feature.value))) : "-",
+            feature.isWritable() ? cut(rangeText(feature)) : visible(feature.unit)};
+        if (cells.back().empty()) cells.pop_back();
+        return cells;
     }
 
     const Control& control_;
@@ -114,7 +138,7 @@ ExitCode runFeatures(const FeaturesOptions& options, Output& output) {
     output.write(listing.asTable(output, options.tree));
     if (listing.hidden() > 0) {
         say(std::to_string(listing.hidden()) +
-            " more with --visibility guru or, for all of them, invisible");
+            " more with --all: less visible ones, and categories that are not available now");
     }
     return ExitCode::ok;
 }

@@ -14,12 +14,7 @@ FeatureRecord recordWithValue(const Control& control, const std::string& name) {
     const FeatureRecord record = feature.record();
     if (record.value) return record;
     const std::string shown = visible(name);
-    if (record.type == kestro::ParameterType::Group) {
-        throw Failure(shown + " is a category; kestro features --tree shows what it holds");
-    }
-    if (record.type == kestro::ParameterType::Command) {
-        throw Failure(shown + " is a command: kestro exec runs it");
-    }
+    if (auto text = valuelessText(name, record.type); !text.empty()) throw Failure(text);
     if (!record.isAvailable()) throw control.failure(shown + " is not available at this moment");
     if (!record.isReadable()) throw control.failure(shown + " cannot be read");
     throw control.failure(shown + " could not be read; the log line says why");

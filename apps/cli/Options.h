@@ -50,6 +50,7 @@ struct FeaturesOptions {
     std::string camera;  ///< as in InfoOptions, here and below
     bool tree = false;
     std::string visibility = "expert";  ///< the least visible that is listed
+    bool all = false;  ///< every visibility, and categories of which nothing is available
     bool json = false;
 };
 
@@ -93,6 +94,7 @@ struct EventsOptions {
     std::string camera;
     double seconds = 0;        ///< end after this time; 0: no limit
     std::uint64_t events = 0;  ///< end after so many; 0: no limit
+    bool acquire = false;      ///< run the acquisition meanwhile
     bool json = false;
 };
 

@@ -20,7 +20,7 @@ _kestro_cameras() {
 
 # The names of the features whose lines match an expression.
 _kestro_features() {
-    timeout 2 "$program" features "$camera" --visibility invisible --json 2>/dev/null |
+    timeout 2 "$program" features "$camera" --all --json 2>/dev/null |
         grep -E "$1" | grep -oE '^\{"name":"[A-Za-z0-9_]+"' | cut -d '"' -f 4
 }
 

@@ -158,6 +158,8 @@ void addFeatures(CLI::App& app, FeaturesOptions& options) {
         ->add_option("--visibility", options.visibility, "For whom: each includes those before it")
         ->check(CLI::IsMember({"beginner", "expert", "guru", "invisible"}))
         ->capture_default_str();
+    command->add_flag("--all", options.all,
+                      "Of every visibility, and also categories of which nothing is available");
     command->add_flag("--json", options.json, "One JSON object a feature and line");
 }
 
@@ -221,6 +223,7 @@ void addEvents(CLI::App& app, EventsOptions& options) {
     command->add_option("-n", options.events, "End after N events")
         ->type_name("N")
         ->check(wholeNumber(1));
+    command->add_flag("--acquire", options.acquire, "Run the acquisition, throw its frames away");
     command->add_flag("--json", options.json, "One JSON object an event and line");
 }
 

@@ -186,9 +186,9 @@ TEST_F(FeatureFiles, SayWhichLineIsNoAssignment) {
 }
 
 TEST_F(FeatureFiles, OfConfigurationsKeepValuesAsTheyAre) {
-    EXPECT_THAT(
-        shown(readConfiguration(file("\xEF\xBB\xBF# {x}\nTriggerSelector\tFrameStart\nText\t a\tb \n"))),
-        testing::ElementsAre("TriggerSelector|FrameStart", "Text| a\tb "));
+    EXPECT_THAT(shown(readConfiguration(
+                    file("\xEF\xBB\xBF# {x}\nTriggerSelector\tFrameStart\nText\t a\tb \n"))),
+                testing::ElementsAre("TriggerSelector|FrameStart", "Text| a\tb "));
 }
 
 TEST(ForcedAddress, TakesAMaskInBothForms) {
