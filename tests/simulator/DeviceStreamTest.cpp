@@ -243,7 +243,8 @@ TEST_F(Stream, CountsEveryPacket) {
     EXPECT_EQ(statistics.leaderBytes, 44U);
     EXPECT_EQ(statistics.pixelFormat, 0x01080001U);
     EXPECT_EQ(statistics.packetsResent, 0U);
-    EXPECT_EQ(statistics.commandsAnswered, 6U);
+    EXPECT_EQ(statistics.registersWritten, 6U);
+    EXPECT_GE(statistics.commandsAnswered, 6U) << "and broadcasts of whoever looks for cameras";
 
     std::ifstream truth(options.truthFile);
     for (std::uint32_t i = 0; i < options.scenes; ++i) {
