@@ -13,6 +13,7 @@
 
 #include <arv.h>
 #include <benchmark/benchmark.h>
+#include <time.h>
 
 #include <chrono>
 #include <cstdint>
@@ -140,11 +141,17 @@ bool getOnly(Client& client, std::int64_t /*value*/) {
     return client.get(read) && read != 0;
 }
 
+Clock::duration processorTime() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 struct Side {
     Clock::duration time{};
-    std::uint64_t requests = 0;
+    Clock::duration processor{};  ///< of the calling thread, its sending included
+    std::uint64_t requests = 0;   ///< that its camera answered
 
-    /** What the camera answered beyond `before` is this side's. */
     void report(benchmark::State& state, const std::string& name) const {
         const auto rounds = static_cast<double>(state.iterations());
         const std::chrono::duration<double> seconds = time;
@@ -155,9 +162,11 @@ struct Side {
 
 template <typename Work>
 void timed(Side& side, benchmark::State& state, const Work& work) {
+    const Clock::duration processor = processorTime();
     const Clock::time_point start = Clock::now();
     const bool isGood = work();
     side.time += Clock::now() - start;
+    side.processor += processorTime() - processor;
     if (!isGood) state.SkipWithError("a value was not taken or did not come back");
 }
 
@@ -167,19 +176,27 @@ void compare(benchmark::State& state, const OurWork& ourWork, const PeerWork& pe
     const Feature& feature = kFeatures[state.range(0)];
     bench.ours.choose(feature.name);
     bench.peer.choose(feature.name);
-    Side ours{{}, bench.ourCamera.statistics().commandsAnswered};
-    Side peer{{}, bench.peerCamera.statistics().commandsAnswered};
+    Side ours;
+    Side peer;
+    const std::uint64_t ourRequests = bench.ourCamera.statistics().commandsAnswered;
+    const std::uint64_t peerRequests = bench.peerCamera.statistics().commandsAnswered;
     std::size_t round = 0;
     for (auto _ : state) {
-        const std::int64_t value = feature.values[round++ % 2];
-        timed(ours, state, [&] { return ourWork(bench.ours, value); });
+        const std::int64_t value = feature.values[round % 2];
+        const auto runOurs = [&] {
+            timed(ours, state, [&] { return ourWork(bench.ours, value); });
+        };
+        if (round % 4 < 2) runOurs();
         timed(peer, state, [&] { return peerWork(bench.peer, value); });
+        if (round % 4 >= 2) runOurs();
+        ++round;
     }
-    ours.requests = bench.ourCamera.statistics().commandsAnswered - ours.requests;
-    peer.requests = bench.peerCamera.statistics().commandsAnswered - peer.requests;
+    ours.requests = bench.ourCamera.statistics().commandsAnswered - ourRequests;
+    peer.requests = bench.peerCamera.statistics().commandsAnswered - peerRequests;
     ours.report(state, "ours");
     peer.report(state, "aravis");
     state.counters["ratio"] = peer.time * 1.0 / ours.time;
+    state.counters["cpu_ratio"] = peer.processor * 1.0 / ours.processor;
     state.SetLabel(feature.name);
 }
 
