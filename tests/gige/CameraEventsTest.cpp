@@ -136,5 +136,16 @@ TEST_F(CameraEvents, DisconnectsInTheHandlerOfAnEvent) {
     subscription.reset();
 }
 
+TEST_F(CameraEvents, TellsWhatIsWrittenOnceTheFeaturesWereListed) {
+    connect(kestro::test::smallDescription());
+    const auto features = camera->features();
+    ASSERT_TRUE(features->execute("AcquisitionStart")) << lastErrorMessage();
+    Names children;
+    ASSERT_TRUE(features->getChildren("Root", children));
+    ASSERT_TRUE(features->setInteger("TLParamsLocked", 1)) << lastErrorMessage();
+    ASSERT_TRUE(eventually([&] { return !listener->seen().empty(); }));
+    EXPECT_THAT(listener->seen(), ElementsAre(Names{"TLParamsLocked"}));
+}
+
 }  // namespace
 }  // namespace Vorda::Gige

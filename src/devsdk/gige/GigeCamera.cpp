@@ -185,11 +185,18 @@ std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connect
     sources.layout = connection->layout;
     sources.events = connection->eventData;
     sources.stream = streamCounters_;
-    sources.onChanged = [self = weak_from_this()](const std::vector<std::string>& names) {
-        if (const auto camera = self.lock()) camera->postUpdates(names);
+    const std::weak_ptr<Connection> kept = connection;
+    // Writing is what applications do most: nobody's thread is woken for nothing.
+    sources.onChanged = [self = weak_from_this(), kept](const std::vector<std::string>& names) {
+        const auto watched = kept.lock();
+        const auto camera = self.lock();
+        if (camera && watched && watched->isWatched) camera->postUpdates(names);
     };
-    sources.onListed = [kept = std::weak_ptr<Connection>(connection)] {
-        if (const auto listed = kept.lock()) startPolling(*listed);
+    sources.onListed = [kept] {
+        const auto listed = kept.lock();
+        if (!listed) return;
+        listed->isWatched = true;
+        startPolling(*listed);
     };
     return Features::make(std::move(sources));
 }

@@ -109,6 +109,8 @@ class GigeCamera final : public GenICam::ICamera,
         std::unique_ptr<FeaturePoller> poller;
         bool canResend = false;
         std::atomic<bool> streamOpen{false};  ///< the stream channel is in use
+        /** The features were listed, so someone wants to know what changes. */
+        std::atomic<bool> isWatched{false};
 
         /** Ends its threads and gives the control back. */
         void close();
