@@ -167,6 +167,8 @@ TEST(DescriptionCheck, RefusesValuesThatNeedThemselves) {
          "<IntSwissKnife Name=\"At\"><pVariable Name=\"P\">PayloadSize</pVariable>"
          "<Formula>P</Formula></IntSwissKnife>"},
         {"<Address>0xa000</Address>", "<pIndex pOffset=\"PayloadSize\">TLParamsLocked</pIndex>"},
+        {"<Port ",
+         "<StructReg><pAddress>Entry</pAddress><StructEntry Name=\"Entry\"/></StructReg><Port "},
     };
     for (const auto& [from, to] : cases)
         EXPECT_THAT(descriptionFault(replaced(from, to)), HasSubstr("needs itself")) << to;

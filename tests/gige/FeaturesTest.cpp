@@ -444,6 +444,8 @@ TEST_F(FeaturesOfACamera, OfAnEventHaveTheValueOfItsLatest) {
     EXPECT_TRUE(features->isAvailable("ExposureEndTimestamp"));
     EXPECT_EQ("error: ChunkFrameCounter: chunk values come with frames", text("ChunkFrameCounter"));
     EXPECT_EQ(Error::notAvailable, lastError());
+    EXPECT_FALSE(features->isAvailable("ChunkFrameCounter"));
+    EXPECT_FALSE(features->isWritable("ChunkFrameCounter"));
     EXPECT_EQ(0, camera->takeAccesses());
 }
 

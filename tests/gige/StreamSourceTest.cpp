@@ -157,6 +157,31 @@ TEST_F(StreamSource, GivesFramesToAPollingApplication) {
     EXPECT_EQ(counters->deliveredFrames.get(), 2u);
 }
 
+TEST_F(StreamSource, CountsFromItsStartAndKeepsTheCountAfterItsStop) {
+    const auto buffers = [this] {
+        const StreamBuffers::Count count = counters->buffers.count();
+        return std::vector<std::uint64_t>{count.announced, count.free, count.waiting};
+    };
+    EXPECT_THAT(buffers(), ElementsAre(0, 0, 0));
+    start(4);
+    camera->send(content(3500, 1));
+    ASSERT_TRUE(waitForComplete(1));
+    EXPECT_TRUE(eventually([&] { return counters->buffers.count().waiting == 1; }));
+    EXPECT_EQ(4u, counters->buffers.count().announced);
+    EXPECT_GE(3u, counters->buffers.count().free);
+    EXPECT_EQ(1u, nextId());
+    // A second stream of the camera that does not come to be is no start.
+    camera->failOpen = true;
+    EXPECT_FALSE(makeStreamSource(camera, counters)->startGrabbing(0, 0));
+    camera->failOpen = false;
+    EXPECT_EQ(1u, counters->deliveredFrames.get());
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_EQ(1u, counters->deliveredFrames.get());
+    EXPECT_THAT(buffers(), ElementsAre(4, 4, 0));
+    start(4);
+    EXPECT_EQ(0u, counters->deliveredFrames.get());
+}
+
 TEST_F(StreamSource, TellsWhyThereIsNoFrame) {
     CFrame frame;
     EXPECT_FALSE(source->getFrame(frame, 0));

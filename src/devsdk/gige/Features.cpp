@@ -111,6 +111,7 @@ struct Features::Impl {
     template <typename T>
     Refusal getNumber(const Feature& feature, T& value);
     Refusal getText(const Feature& feature, std::string& value);
+    Refusal checkArrival(const Feature& feature);
     Refusal checkReadable(const Feature& feature);
     Refusal eventValue(const Feature& feature, PayloadValue& value) const;
     Refusal setBoolean(NodeId id, bool value);
@@ -204,13 +205,24 @@ bool Features::Impl::check(const std::string& name, Do what) {
     return !what(*feature);
 }
 
+/** Of what travels nothing is asked of the camera: a description may have thousands of them. */
+Refusal Features::Impl::checkArrival(const Feature& feature) {
+    PayloadValue unused;
+    switch (graph.source(feature.id)) {
+        case ValueSource::camera:
+            return {};
+        case ValueSource::chunk:
+            return {Error::notAvailable, "chunk values come with frames"};
+        case ValueSource::event:
+            break;
+    }
+    return eventValue(feature, unused);
+}
+
 Refusal Features::Impl::checkReadable(const Feature& feature) {
     if (feature.isOurs()) return {};
-    if (Refusal refusal = rules->checkReadable(feature.id)) return refusal;
-    if (graph.source(feature.id) == ValueSource::chunk)
-        return {Error::notAvailable, "chunk values come with frames"};
-    PayloadValue unused;
-    return graph.source(feature.id) == ValueSource::event ? eventValue(feature, unused) : Refusal{};
+    if (Refusal refusal = checkArrival(feature)) return refusal;
+    return rules->checkReadable(feature.id);
 }
 
 Refusal Features::Impl::eventValue(const Feature& feature, PayloadValue& value) const {
@@ -231,7 +243,7 @@ Refusal Features::Impl::getNumber(const Feature& feature, T& value) {
         value = static_cast<T>(feature.stream->value(*sources.stream));
         return {};
     }
-    if (Refusal refusal = rules->checkReadable(feature.id)) return refusal;
+    if (Refusal refusal = checkReadable(feature)) return refusal;
     if (graph.source(feature.id) == ValueSource::event) {
         PayloadValue latest;
         if (Refusal refusal = eventValue(feature, latest)) return refusal;
@@ -247,7 +259,7 @@ Refusal Features::Impl::getNumber(const Feature& feature, T& value) {
 }
 
 Refusal Features::Impl::getText(const Feature& feature, std::string& value) {
-    if (Refusal refusal = rules->checkReadable(feature.id)) return refusal;
+    if (Refusal refusal = checkReadable(feature)) return refusal;
     if (graph.source(feature.id) != ValueSource::event) return nodes->getText(feature.id, value);
     PayloadValue latest;
     if (Refusal refusal = eventValue(feature, latest)) return refusal;
@@ -362,10 +374,8 @@ std::vector<Features::Polled> Features::polled() const {
 bool Features::isAvailable(const std::string& name) const {
     return impl_->check(name, [this](const Feature& feature) -> Refusal {
         if (feature.isOurs()) return {};
-        if (Refusal refusal = impl_->rules->checkAvailable(feature.id)) return refusal;
-        return impl_->graph.source(feature.id) == ValueSource::camera
-                   ? Refusal{}
-                   : impl_->checkReadable(feature);
+        if (Refusal refusal = impl_->checkArrival(feature)) return refusal;
+        return impl_->rules->checkAvailable(feature.id);
     });
 }
 
