@@ -124,12 +124,12 @@ TEST_F(CameraEvents, TellsWhatMovedOfAPolledFeatureOnceTheFeaturesAreListed) {
 }
 
 TEST_F(CameraEvents, DisconnectsInTheHandlerOfAnEvent) {
-    connectWithEvents();
     std::atomic<bool> isDone{false};
     listener->hook = [&] {
         camera->disConnect();
         isDone = true;
     };
+    connectWithEvents();
     for (std::uint16_t id = 1; id < 50; ++id) sendEvent(id);
     EXPECT_TRUE(eventually([&] { return isDone.load(); }));
     EXPECT_FALSE(camera->isConnected());
