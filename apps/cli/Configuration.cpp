@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FeatureFile.h"
+#include "FetchedFile.h"
 #include "Find.h"
 #include "Json.h"
 #include "Options.h"
@@ -26,14 +27,14 @@ std::size_t writeDifferences(const std::vector<Difference>& found, bool json, Ou
 
 }  // namespace
 
-ExitCode runSave(const FileOptions& options, Output&) {
+ExitCode runSave(const FileOptions& options, Output& output) {
     const Control control(findCamera(options.camera));
-    if (control.camera()->saveDeviceConfig(options.file.c_str()).isFailure()) {
-        throw control.failure("the configuration could not be saved to " + visible(options.file) +
-                              "; the log line above says why");
-    }
-    say("saved to " + visible(options.file));
-    return ExitCode::ok;
+    const bool saved = fetchInto(options.file, output, [&control](const char* path) {
+        return control.camera()->saveDeviceConfig(path).isOK();
+    });
+    if (saved) return ExitCode::ok;
+    throw control.failure("the settings of camera " + nameOf(control.record()) +
+                          " could not be read; the log line above says which");
 }
 
 ExitCode runLoad(const FileOptions& options, Output& output) {

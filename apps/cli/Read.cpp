@@ -83,13 +83,14 @@ ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options)
 std::string streamCounters(const Control& control) {
     constexpr const char* kCategory = "BufferHandlingControl";
     constexpr std::string_view kPrefix = "Stream";
+    constexpr std::string_view kBuffers = "BufferCount";  // of this moment: nothing to sum up
     std::string text;
     if (!hasFeature(control, kCategory)) return text;
     std::vector<std::string> names;
     kestro::ParameterGroup category(control.camera(), kCategory);
     if (category.getChildren(names).isFailure()) return text;
     for (const auto& name : names) {
-        if (!name.starts_with(kPrefix)) continue;
+        if (!name.starts_with(kPrefix) || name.ends_with(kBuffers)) continue;
         const auto value = Feature(control, name).value();
         if (!value) continue;
         text += (text.empty() ? "stream: " : ", ") + visible(name.substr(kPrefix.size())) + " " +

@@ -263,7 +263,8 @@ void defineFeatureCommands(CLI::App& app, AllOptions& options) {
     addGet(app, options.get);
     addSet(app, options.set);
     addCommands(app, options.exec, options.trigger);
-    addFile(app, options.save, "save", "Save the configuration of a camera", "Where to");
+    addFile(app, options.save, "save", "Save the configuration of a camera",
+            "Where to; - for standard output");
     addFile(app, options.load, "load", "Load a configuration into a camera", "Where from");
     addFile(app, options.diff, "diff", "Compare a camera with a configuration",
             "The configuration");

@@ -133,6 +133,14 @@ class Listing(unittest.TestCase):
             self.assertEqual(sorted(names), sorted(listed - categories))
             self.assertEqual(len(names), len(set(names)))
 
+            path = os.path.join(folder, "cyclic.xml")
+            with open(path, "w") as file:  # categories that hold each other, a feature in two of them
+                file.write(served.replace("<pFeature>DeviceType</pFeature>",
+                                          "<pFeature>DeviceControl</pFeature><pFeature>Root</pFeature>"
+                                          "<pFeature>Width</pFeature><pFeature>DeviceType</pFeature>"))
+            with harness.simulator("--serial", "CYCLE", "--address", "127.0.0.3", "--description", path):
+                self.assertEqual(sorted(features("CYCLE")), sorted(features("SIM001")))
+
             tree = harness.kestro("features", "SIM001", "--tree").stdout.splitlines()
             self.assertIn("ImageFormatControl", tree)
             self.assertTrue(any(re.match(r"  Width +int +rw +1280 +64\.\.1280 /4", line) for line in tree), tree)
@@ -219,6 +227,7 @@ class Values(unittest.TestCase):
                          ["Width: file 63, camera 1280",
                           "Nonsense: file 1, camera - (the camera has no such feature)"])
         self.assertEqual(self.kestro("get", "ExposureTime").stdout, "4321\n")
+        self.assertIn("cannot write /nowhere/x", self.kestro("save", "/nowhere/x", code=1).stderr)
         for command in ("load", "diff"):
             self.assertIn("cannot read", self.kestro(command, self.file("missing"), code=2).stderr)
             self.assertIn(":1:", self.kestro(command, self.file("bad", "no tab"), code=2).stderr)
