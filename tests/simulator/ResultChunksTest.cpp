@@ -21,6 +21,9 @@ constexpr std::uint32_t kBarcodes = 0x80000000;
 constexpr std::uint32_t kQrCodes = 0x80000001;
 constexpr std::uint32_t kPipeline = 0x80000003;
 constexpr std::uint32_t kScaling = 0x80000006;
+constexpr std::uint32_t kWidth = 64;
+constexpr std::uint32_t kHeight = 16;
+constexpr std::size_t kPixels = 1024;
 constexpr std::uint64_t kTimestamp = 0x0000'0005'9234'5678;
 
 using Bytes = std::vector<std::uint8_t>;
@@ -60,9 +63,10 @@ SceneCode matrixCode() {
 
 Scene sceneWith(std::vector<SceneCode> codes) {
     Scene scene;
-    scene.width = 64;
-    scene.height = 16;
-    for (int i = 0; i < 64 * 16; ++i) scene.pixels.push_back(static_cast<std::uint8_t>(i * 7));
+    scene.width = kWidth;
+    scene.height = kHeight;
+    for (std::size_t i = 0; i < kPixels; ++i)
+        scene.pixels.push_back(static_cast<std::uint8_t>(i * 7));
     scene.read = std::move(codes);
     scene.status = ReadStatus::partial;
     scene.readMilliseconds = 17;
@@ -143,7 +147,7 @@ TEST(ResultChunks, AreWhereTheDescriptionSays) {
 TEST(ResultChunks, HoldThePictureFirst) {
     const Scene scene = sceneWith({matrixCode(), linearCode()});
     const Bytes payload = encodeChunks(scene, kTimestamp, {true, true, true, true});
-    EXPECT_EQ(Bytes(payload.begin(), payload.begin() + 64 * 16), scene.pixels);
+    EXPECT_EQ(Bytes(payload.begin(), payload.begin() + kPixels), scene.pixels);
     auto chunks = chunksOf(payload);
     EXPECT_THAT(chunks,
                 ElementsAre(Key(1U), Key(kBarcodes), Key(kQrCodes), Key(kPipeline), Key(kScaling)));
@@ -167,7 +171,7 @@ TEST(ResultChunks, CountTheCodesThatHaveNoSlotAndNeverOutgrowTheAnnouncedSize) {
     EXPECT_EQ(chunk.size(), 8U + 64U * 328U);
     EXPECT_EQ(text(chunk, 8 + 63 * 328 + 32, 256), std::string(256, 'x'));
     EXPECT_EQ(text(chunk, 8 + 63 * 328, 32), "CODE128");
-    EXPECT_EQ(payload.size(), mostChunkBytes(64 * 16, {true, false, true, true}));
+    EXPECT_EQ(payload.size(), mostChunkBytes(kPixels, {true, false, true, true}));
 }
 
 }  // namespace
