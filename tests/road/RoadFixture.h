@@ -19,14 +19,14 @@
 
 namespace kestro::test {
 
-inline constexpr const char* kRoadAddress = "127.0.0.77";
-
-/** A camera with a serial number that no other test running at the same time has. */
+/** A camera with a serial number and an address that no other test running at the same time has. */
 inline kestrosim::CameraOptions roadOptions() {
     static int count = 0;
+    const int process = ::getpid();
     kestrosim::CameraOptions options;
-    options.address = kRoadAddress;
-    options.serial = "R" + std::to_string(::getpid()) + "-" + std::to_string(count++);
+    options.address = "127." + std::to_string(100 + process / 62500 % 100) + "." +
+                      std::to_string(process / 250 % 250) + "." + std::to_string(1 + process % 250);
+    options.serial = "R" + std::to_string(process) + "-" + std::to_string(count++);
     options.width = 640;
     options.height = 480;
     options.framesPerSecond = 50;
