@@ -12,7 +12,7 @@ namespace kestrosim {
 namespace {
 
 std::string builtInDescription() {
-    std::string text(writtenDescription());
+    std::string text = writtenDescription();
     text.insert(text.rfind("</RegisterDescription>"), chunkDescription());
     return text;
 }

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 namespace kestrosim {
 
 /** What the files in description/ say, as one text. */
-[[nodiscard]] std::string_view writtenDescription();
+[[nodiscard]] std::string writtenDescription();
 
 /** A description as the camera serves it. */
 struct Description {

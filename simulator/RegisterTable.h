@@ -29,43 +29,28 @@ struct Register {
     bool isFrozen = false;            ///< must not change while frames are sent
     bool isLasting = false;           ///< outlasts a restart
 
-    [[nodiscard]] constexpr Register from(double low, double high) const {
+    template <typename Value>
+    [[nodiscard]] constexpr Register with(Value Register::*member, Value value) const {
         Register changed = *this;
-        changed.lowest = low;
-        changed.highest = high;
+        changed.*member = value;
         return changed;
+    }
+
+    [[nodiscard]] constexpr Register from(double low, double high) const {
+        return with(&Register::lowest, low).with(&Register::highest, high);
     }
     [[nodiscard]] constexpr Register inStepsOf(std::uint32_t wanted) const {
-        Register changed = *this;
-        changed.step = wanted;
-        return changed;
+        return with(&Register::step, wanted);
     }
     [[nodiscard]] constexpr Register keeping(std::uint32_t bits) const {
-        Register changed = *this;
-        changed.kept = bits;
-        return changed;
+        return with(&Register::kept, bits);
     }
     [[nodiscard]] constexpr Register times(std::uint32_t wanted, std::uint32_t apart = 4) const {
-        Register changed = *this;
-        changed.count = wanted;
-        changed.stride = apart;
-        return changed;
+        return with(&Register::count, wanted).with(&Register::stride, apart);
     }
-    [[nodiscard]] constexpr Register saved() const {
-        Register changed = *this;
-        changed.isSaved = true;
-        return changed;
-    }
-    [[nodiscard]] constexpr Register lasting() const {
-        Register changed = *this;
-        changed.isLasting = true;
-        return changed;
-    }
-    [[nodiscard]] constexpr Register frozen() const {
-        Register changed = *this;
-        changed.isFrozen = true;
-        return changed;
-    }
+    [[nodiscard]] constexpr Register saved() const { return with(&Register::isSaved, true); }
+    [[nodiscard]] constexpr Register lasting() const { return with(&Register::isLasting, true); }
+    [[nodiscard]] constexpr Register frozen() const { return with(&Register::isFrozen, true); }
 };
 
 /** All registers but the description's; where two overlap, the later one holds. */

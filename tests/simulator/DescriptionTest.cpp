@@ -62,7 +62,7 @@ Nodes nodesOf(const std::string& description) {
 }
 
 const Nodes& written() {
-    static const Nodes kNodes = nodesOf(std::string(writtenDescription()));
+    static const Nodes kNodes = nodesOf(writtenDescription());
     return kNodes;
 }
 
@@ -158,7 +158,7 @@ TEST(CameraDescription, SaysWhichFeaturesBelongToAUserSetAndWhichAreFrozen) {
 }
 
 TEST(CameraDescription, LeavesNoReferenceOpenAndNoFeatureUnexplained) {
-    const Nodes nodes = nodesOf(std::string(writtenDescription()) + chunkDescription());
+    const Nodes nodes = nodesOf(writtenDescription() + chunkDescription());
     for (const auto& [name, node] : written()) {
         for (const char* const reference :
              {"pFeature", "pValue", "pMin", "pMax", "pIndex", "pVariable", "pSelected", "pPort",
