@@ -90,4 +90,7 @@ class FeatureRules {
     std::vector<Path> paths_;
 };
 
+/** For a reference of the description to nowhere. */
+Refusal missingTarget(const NodeProperty& reference);
+
 }  // namespace Vorda::Gige

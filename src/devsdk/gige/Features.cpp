@@ -1,21 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Which features there are, how they hang together and what may be done with them at this moment.
 #include "Features.h"
 
-#include "DescriptionTree.h"
-#include "FeatureGraph.h"
-#include "FeatureRules.h"
-#include "LastError.h"
-#include "NodeMap.h"
-#include "NumberText.h"
-#include "StreamFeatures.h"
+#include "FeaturesImpl.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cctype>
-#include <mutex>
-#include <optional>
-#include <type_traits>
-#include <unordered_map>
 #include <utility>
 
 namespace Vorda::Gige {
@@ -23,14 +13,7 @@ namespace {
 
 constexpr const char* kRoot = "Root";
 
-/** What stands behind a name: a node of the description, or a feature of ours. */
-struct Feature {
-    NodeId id = kNoNode;
-    const StreamFeature* stream = nullptr;
-    FeatureKind kind = FeatureKind::unknown;
-
-    [[nodiscard]] bool isOurs() const { return id == kNoNode; }
-};
+}  // namespace
 
 const char* kindText(FeatureKind kind) {
     switch (kind) {
@@ -54,81 +37,9 @@ const char* kindText(FeatureKind kind) {
     return "of an unknown kind";
 }
 
-std::string valueText(const std::string& value) { return value; }
-template <typename T>
-std::string valueText(T value) {
-    return numberText(value);
-}
-std::string valueText(bool value) { return value ? "1" : "0"; }
-
 bool failUnknown(const std::string& name) {
     return fail(Error::feature, name + ": there is no such feature");
 }
-
-template <typename T>
-bool failWith(const Refusal& refusal, const std::string& name, const T& value) {
-    const std::string subject = refusal.isOfValue() ? name + " " + valueText(value) : name;
-    return fail(refusal.number(), subject + ": " + refusal.reason());
-}
-
-bool failWith(const Refusal& refusal, const std::string& name) {
-    return fail(refusal.number(), name + ": " + refusal.reason());
-}
-
-/** True, false, 1 or 0, in any case. */
-std::optional<bool> parseBoolean(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char each) {
-        return static_cast<char>(std::tolower(each));
-    });
-    if (text == "1" || text == "true") return true;
-    if (text == "0" || text == "false") return false;
-    return std::nullopt;
-}
-
-template <typename T>
-std::optional<T> numberOf(const PayloadValue& value) {
-    if (const auto* whole = std::get_if<std::int64_t>(&value)) return static_cast<T>(*whole);
-    if (const auto* number = std::get_if<double>(&value)) return static_cast<T>(*number);
-    return std::nullopt;
-}
-
-}  // namespace
-
-struct Features::Impl {
-    Impl(FeatureSources from, DescriptionTree parsed)
-        : sources(std::move(from)), tree(std::move(parsed)), graph(tree) {}
-
-    [[nodiscard]] bool open();
-    [[nodiscard]] const Feature* find(const std::string& name) const;
-    /** Also the right kind; else null with the last error. */
-    [[nodiscard]] const Feature* find(const std::string& name, FeatureKind kind) const;
-    template <typename Do>
-    [[nodiscard]] bool ask(const std::string& name, FeatureKind kind, Do what);
-    template <typename T, typename Do>
-    [[nodiscard]] bool tell(const std::string& name, FeatureKind kind, const T& value, Do what);
-    template <typename Do>
-    [[nodiscard]] bool check(const std::string& name, Do what);
-    template <typename T>
-    Refusal getNumber(const Feature& feature, T& value);
-    Refusal getText(const Feature& feature, std::string& value);
-    Refusal checkArrival(const Feature& feature);
-    Refusal checkReadable(const Feature& feature);
-    Refusal eventValue(const Feature& feature, PayloadValue& value) const;
-    Refusal setBoolean(NodeId id, bool value);
-    void changed(const std::vector<std::string>& names) const {
-        if (sources.onChanged) sources.onChanged(names);
-    }
-
-    const FeatureSources sources;
-    const DescriptionTree tree;
-    std::unordered_map<std::string, Feature> features;
-    std::atomic<bool> isListed{false};
-
-    std::mutex mutex;  ///< one operation at a time; guards what follows, but for what never changes
-    FeatureGraph graph;
-    std::unique_ptr<NodeMap> nodes;
-    std::optional<FeatureRules> rules;
-};
 
 bool Features::Impl::open() {
     nodes = NodeMap::make(*sources.camera, tree, graph, sources.description);
@@ -164,47 +75,6 @@ const Feature* Features::Impl::find(const std::string& name, FeatureKind kind) c
     return nullptr;
 }
 
-template <typename Do>
-bool Features::Impl::ask(const std::string& name, FeatureKind kind, Do what) {
-    const Feature* const feature = find(name, kind);
-    if (!feature) return false;
-    const Refusal refusal = [&] {
-        const std::lock_guard lock(mutex);
-        const auto snapshot = nodes->snapshot();
-        return what(*feature);
-    }();
-    return refusal ? failWith(refusal, name) : true;
-}
-
-template <typename T, typename Do>
-bool Features::Impl::tell(const std::string& name, FeatureKind kind, const T& value, Do what) {
-    const Feature* const feature = find(name, kind);
-    if (!feature) return false;
-    const std::vector<std::string>* dependents = nullptr;
-    const Refusal refusal = [&]() -> Refusal {
-        if (feature->isOurs()) return {Error::notWritable, "cannot be written"};
-        const std::lock_guard lock(mutex);
-        const auto snapshot = nodes->snapshot();
-        if (Refusal closed = rules->checkWritable(feature->id)) return closed;
-        if (Refusal refused = what(feature->id)) return refused;
-        dependents = &graph.dependents(feature->id);
-        return {};
-    }();
-    if (refusal) return failWith(refusal, name, value);
-    changed(*dependents);
-    return true;
-}
-
-/** A question of access; one that cannot be answered counts as no. */
-template <typename Do>
-bool Features::Impl::check(const std::string& name, Do what) {
-    const Feature* const feature = find(name);
-    if (!feature) return false;
-    const std::lock_guard lock(mutex);
-    const auto snapshot = nodes->snapshot();
-    return !what(*feature);
-}
-
 /** Of what travels nothing is asked of the camera: a description may have thousands of them. */
 Refusal Features::Impl::checkArrival(const Feature& feature) {
     PayloadValue unused;
@@ -235,43 +105,6 @@ Refusal Features::Impl::eventValue(const Feature& feature, PayloadValue& value) 
     if (!found) return {Error::notAvailable, "the event came without it"};
     value = std::move(*found);
     return {};
-}
-
-template <typename T>
-Refusal Features::Impl::getNumber(const Feature& feature, T& value) {
-    if (feature.stream) {
-        value = static_cast<T>(feature.stream->value(*sources.stream));
-        return {};
-    }
-    if (Refusal refusal = checkReadable(feature)) return refusal;
-    if (graph.source(feature.id) == ValueSource::event) {
-        PayloadValue latest;
-        if (Refusal refusal = eventValue(feature, latest)) return refusal;
-        const auto number = numberOf<T>(latest);
-        if (!number) return {Error::feature, "the event carries no number"};
-        value = *number;
-        return {};
-    }
-    if constexpr (std::is_same_v<T, double>)
-        return nodes->getFloat(feature.id, value);
-    else
-        return nodes->getInteger(feature.id, value);
-}
-
-Refusal Features::Impl::getText(const Feature& feature, std::string& value) {
-    if (Refusal refusal = checkReadable(feature)) return refusal;
-    if (graph.source(feature.id) != ValueSource::event) return nodes->getText(feature.id, value);
-    PayloadValue latest;
-    if (Refusal refusal = eventValue(feature, latest)) return refusal;
-    auto* const text = std::get_if<std::string>(&latest);
-    if (!text) return {Error::feature, "the event carries no text"};
-    value = std::move(*text);
-    return {};
-}
-
-Refusal Features::Impl::setBoolean(NodeId id, bool value) {
-    const NodeProperty* const number = tree[id].property(value ? "OnValue" : "OffValue");
-    return nodes->setInteger(id, number ? number->integer() : (value ? 1 : 0));
 }
 
 Features::Features(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -390,189 +223,6 @@ bool Features::isWritable(const std::string& name) const {
         if (impl_->graph.source(feature.id) != ValueSource::camera) return {Error::notWritable, {}};
         return impl_->rules->checkWritable(feature.id);
     });
-}
-
-bool Features::getInteger(const std::string& name, std::int64_t& value) const {
-    return impl_->ask(name, FeatureKind::integer,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
-}
-
-bool Features::setInteger(const std::string& name, std::int64_t value) {
-    return impl_->tell(name, FeatureKind::integer, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
-    });
-}
-
-bool Features::getRange(const std::string& name, FeatureRange<std::int64_t>& range) const {
-    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
-        range = {};
-        return feature.isOurs() ? Refusal{} : impl_->rules->getRange(feature.id, range);
-    });
-}
-
-bool Features::getIncrement(const std::string& name, std::int64_t& increment) const {
-    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
-        increment = 1;
-        return feature.isOurs() ? Refusal{} : impl_->rules->getIncrement(feature.id, increment);
-    });
-}
-
-bool Features::getFloat(const std::string& name, double& value) const {
-    return impl_->ask(name, FeatureKind::floating,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
-}
-
-bool Features::setFloat(const std::string& name, double value) {
-    return impl_->tell(name, FeatureKind::floating, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setFloat(id, value);
-    });
-}
-
-bool Features::getRange(const std::string& name, FeatureRange<double>& range) const {
-    return impl_->ask(name, FeatureKind::floating, [&](const Feature& feature) {
-        return impl_->rules->getRange(feature.id, range);
-    });
-}
-
-bool Features::getUnit(const std::string& name, std::string& unit) const {
-    const Feature* const feature = impl_->find(name);
-    if (!feature) return failUnknown(name);
-    if (feature->kind != FeatureKind::integer && feature->kind != FeatureKind::floating)
-        return fail(Error::feature, name + ": is " + kindText(feature->kind) + ", not a number");
-    unit = feature->isOurs() ? "" : impl_->graph.unit(feature->id);
-    return true;
-}
-
-bool Features::getEnumeration(const std::string& name, std::int64_t& value) const {
-    return impl_->ask(name, FeatureKind::enumeration,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
-}
-
-bool Features::setEnumeration(const std::string& name, std::int64_t value) {
-    return impl_->tell(name, FeatureKind::enumeration, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkEntry(id, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
-    });
-}
-
-bool Features::setEnumeration(const std::string& name, const std::string& symbol) {
-    return impl_->tell(name, FeatureKind::enumeration, symbol, [&](NodeId id) -> Refusal {
-        std::int64_t value = 0;
-        if (Refusal refusal = impl_->rules->checkEntry(id, symbol, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
-    });
-}
-
-bool Features::getEntries(const std::string& name, std::vector<FeatureEntry>& entries) const {
-    return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
-        return impl_->rules->getEntries(feature.id, entries);
-    });
-}
-
-bool Features::getBoolean(const std::string& name, bool& value) const {
-    return impl_->ask(name, FeatureKind::boolean, [&](const Feature& feature) {
-        std::int64_t number = 0;
-        Refusal refusal = impl_->getNumber(feature, number);
-        if (!refusal) value = number != 0;
-        return refusal;
-    });
-}
-
-bool Features::setBoolean(const std::string& name, bool value) {
-    return impl_->tell(name, FeatureKind::boolean, value,
-                       [&](NodeId id) { return impl_->setBoolean(id, value); });
-}
-
-bool Features::getString(const std::string& name, std::string& value) const {
-    return impl_->ask(name, FeatureKind::text,
-                      [&](const Feature& feature) { return impl_->getText(feature, value); });
-}
-
-bool Features::setString(const std::string& name, const std::string& value) {
-    return impl_->tell(name, FeatureKind::text, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setText(id, value);
-    });
-}
-
-bool Features::getMaxLength(const std::string& name, std::uint32_t& bytes) const {
-    return impl_->ask(name, FeatureKind::text, [&](const Feature& feature) {
-        return impl_->rules->getMaxLength(feature.id, bytes);
-    });
-}
-
-bool Features::execute(const std::string& name) {
-    return impl_->tell(name, FeatureKind::command, 0, [this](NodeId id) -> Refusal {
-        const DescriptionNode& command = impl_->tree[id];
-        std::int64_t value = 0;
-        if (const NodeId variable = command.target("pCommandValue"); variable != kNoNode) {
-            if (Refusal refusal = impl_->nodes->getInteger(variable, value)) return refusal;
-        } else {
-            value = command.property("CommandValue")->integer();
-        }
-        return impl_->nodes->setInteger(id, value);
-    });
-}
-
-bool Features::getText(const std::string& name, std::string& text) const {
-    std::int64_t integer = 0;
-    double number = 0;
-    bool boolean = false;
-    switch (kind(name)) {
-        case FeatureKind::integer:
-            if (!getInteger(name, integer)) return false;
-            text = numberText(integer);
-            return true;
-        case FeatureKind::floating:
-            if (!getFloat(name, number)) return false;
-            text = numberText(number);
-            return true;
-        case FeatureKind::enumeration:
-            return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
-                Refusal refusal = impl_->getNumber(feature, integer);
-                return refusal ? refusal : impl_->rules->getSymbol(feature.id, integer, text);
-            });
-        case FeatureKind::boolean:
-            if (!getBoolean(name, boolean)) return false;
-            text = valueText(boolean);
-            return true;
-        case FeatureKind::text:
-            return getString(name, text);
-        default:
-            if (!has(name)) return failUnknown(name);
-            return fail(Error::feature,
-                        name + ": is " + kindText(kind(name)) + ", without a value");
-    }
-}
-
-bool Features::setText(const std::string& name, const std::string& text) {
-    const auto failToParse = [&] {
-        return fail(Error::invalidArgument, name + " " + text + ": is not " + kindText(kind(name)));
-    };
-    switch (kind(name)) {
-        case FeatureKind::integer: {
-            const auto value = parseNumber<std::int64_t>(text);
-            return value ? setInteger(name, *value) : failToParse();
-        }
-        case FeatureKind::floating: {
-            const auto value = parseNumber<double>(text);
-            return value ? setFloat(name, *value) : failToParse();
-        }
-        case FeatureKind::boolean: {
-            const auto value = parseBoolean(text);
-            return value ? setBoolean(name, *value) : failToParse();
-        }
-        case FeatureKind::enumeration:
-            return setEnumeration(name, text);
-        case FeatureKind::text:
-            return setString(name, text);
-        default:
-            if (!has(name)) return failUnknown(name);
-            return fail(Error::feature,
-                        name + ": is " + kindText(kind(name)) + ", without a value");
-    }
 }
 
 void Features::lockTransport(bool isLocked) {

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The values of features: reading, writing, and what limits them.
+#include "Features.h"
+#include "FeaturesImpl.h"
+
+#include <algorithm>
+#include <cctype>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace Vorda::Gige {
+namespace {
+
+/** True, false, 1 or 0, in any case. */
+std::optional<bool> parseBoolean(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char each) {
+        return static_cast<char>(std::tolower(each));
+    });
+    if (text == "1" || text == "true") return true;
+    if (text == "0" || text == "false") return false;
+    return std::nullopt;
+}
+
+template <typename T>
+std::optional<T> numberOf(const PayloadValue& value) {
+    if (const auto* whole = std::get_if<std::int64_t>(&value)) return static_cast<T>(*whole);
+    if (const auto* number = std::get_if<double>(&value)) return static_cast<T>(*number);
+    return std::nullopt;
+}
+
+}  // namespace
+
+template <typename T>
+Refusal Features::Impl::getNumber(const Feature& feature, T& value) {
+    if (feature.stream) {
+        value = static_cast<T>(feature.stream->value(*sources.stream));
+        return {};
+    }
+    if (Refusal refusal = checkReadable(feature)) return refusal;
+    if (graph.source(feature.id) == ValueSource::event) {
+        PayloadValue latest;
+        if (Refusal refusal = eventValue(feature, latest)) return refusal;
+        const auto number = numberOf<T>(latest);
+        if (!number) return {Error::feature, "the event carries no number"};
+        value = *number;
+        return {};
+    }
+    if constexpr (std::is_same_v<T, double>)
+        return nodes->getFloat(feature.id, value);
+    else
+        return nodes->getInteger(feature.id, value);
+}
+
+Refusal Features::Impl::getText(const Feature& feature, std::string& value) {
+    if (Refusal refusal = checkReadable(feature)) return refusal;
+    if (graph.source(feature.id) != ValueSource::event) return nodes->getText(feature.id, value);
+    PayloadValue latest;
+    if (Refusal refusal = eventValue(feature, latest)) return refusal;
+    auto* const text = std::get_if<std::string>(&latest);
+    if (!text) return {Error::feature, "the event carries no text"};
+    value = std::move(*text);
+    return {};
+}
+
+Refusal Features::Impl::setBoolean(NodeId id, bool value) {
+    const NodeProperty* const number = tree[id].property(value ? "OnValue" : "OffValue");
+    return nodes->setInteger(id, number ? number->integer() : (value ? 1 : 0));
+}
+
+bool Features::getInteger(const std::string& name, std::int64_t& value) const {
+    return impl_->ask(name, FeatureKind::integer,
+                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+}
+
+bool Features::setInteger(const std::string& name, std::int64_t value) {
+    return impl_->tell(name, FeatureKind::integer, value, [&](NodeId id) -> Refusal {
+        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
+        return impl_->nodes->setInteger(id, value);
+    });
+}
+
+bool Features::getRange(const std::string& name, FeatureRange<std::int64_t>& range) const {
+    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
+        range = {};
+        return feature.isOurs() ? Refusal{} : impl_->rules->getRange(feature.id, range);
+    });
+}
+
+bool Features::getIncrement(const std::string& name, std::int64_t& increment) const {
+    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
+        increment = 1;
+        return feature.isOurs() ? Refusal{} : impl_->rules->getIncrement(feature.id, increment);
+    });
+}
+
+bool Features::getFloat(const std::string& name, double& value) const {
+    return impl_->ask(name, FeatureKind::floating,
+                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+}
+
+bool Features::setFloat(const std::string& name, double value) {
+    return impl_->tell(name, FeatureKind::floating, value, [&](NodeId id) -> Refusal {
+        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
+        return impl_->nodes->setFloat(id, value);
+    });
+}
+
+bool Features::getRange(const std::string& name, FeatureRange<double>& range) const {
+    return impl_->ask(name, FeatureKind::floating, [&](const Feature& feature) {
+        return impl_->rules->getRange(feature.id, range);
+    });
+}
+
+bool Features::getUnit(const std::string& name, std::string& unit) const {
+    const Feature* const feature = impl_->find(name);
+    if (!feature) return failUnknown(name);
+    if (feature->kind != FeatureKind::integer && feature->kind != FeatureKind::floating)
+        return fail(Error::feature, name + ": is " + kindText(feature->kind) + ", not a number");
+    unit = feature->isOurs() ? "" : impl_->graph.unit(feature->id);
+    return true;
+}
+
+bool Features::getEnumeration(const std::string& name, std::int64_t& value) const {
+    return impl_->ask(name, FeatureKind::enumeration,
+                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+}
+
+bool Features::setEnumeration(const std::string& name, std::int64_t value) {
+    return impl_->tell(name, FeatureKind::enumeration, value, [&](NodeId id) -> Refusal {
+        if (Refusal refusal = impl_->rules->checkEntry(id, value)) return refusal;
+        return impl_->nodes->setInteger(id, value);
+    });
+}
+
+bool Features::setEnumeration(const std::string& name, const std::string& symbol) {
+    return impl_->tell(name, FeatureKind::enumeration, symbol, [&](NodeId id) -> Refusal {
+        std::int64_t value = 0;
+        if (Refusal refusal = impl_->rules->checkEntry(id, symbol, value)) return refusal;
+        return impl_->nodes->setInteger(id, value);
+    });
+}
+
+bool Features::getEntries(const std::string& name, std::vector<FeatureEntry>& entries) const {
+    return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
+        return impl_->rules->getEntries(feature.id, entries);
+    });
+}
+
+bool Features::getBoolean(const std::string& name, bool& value) const {
+    return impl_->ask(name, FeatureKind::boolean, [&](const Feature& feature) {
+        std::int64_t number = 0;
+        Refusal refusal = impl_->getNumber(feature, number);
+        if (!refusal) value = number != 0;
+        return refusal;
+    });
+}
+
+bool Features::setBoolean(const std::string& name, bool value) {
+    return impl_->tell(name, FeatureKind::boolean, value,
+                       [&](NodeId id) { return impl_->setBoolean(id, value); });
+}
+
+bool Features::getString(const std::string& name, std::string& value) const {
+    return impl_->ask(name, FeatureKind::text,
+                      [&](const Feature& feature) { return impl_->getText(feature, value); });
+}
+
+bool Features::setString(const std::string& name, const std::string& value) {
+    return impl_->tell(name, FeatureKind::text, value, [&](NodeId id) -> Refusal {
+        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
+        return impl_->nodes->setText(id, value);
+    });
+}
+
+bool Features::getMaxLength(const std::string& name, std::uint32_t& bytes) const {
+    return impl_->ask(name, FeatureKind::text, [&](const Feature& feature) {
+        return impl_->rules->getMaxLength(feature.id, bytes);
+    });
+}
+
+bool Features::execute(const std::string& name) {
+    return impl_->tell(name, FeatureKind::command, 0, [this](NodeId id) -> Refusal {
+        const DescriptionNode& command = impl_->tree[id];
+        std::int64_t value = 0;
+        if (const NodeId variable = command.target("pCommandValue"); variable != kNoNode) {
+            if (Refusal refusal = impl_->nodes->getInteger(variable, value)) return refusal;
+        } else {
+            value = command.property("CommandValue")->integer();
+        }
+        return impl_->nodes->setInteger(id, value);
+    });
+}
+
+bool Features::getText(const std::string& name, std::string& text) const {
+    std::int64_t integer = 0;
+    double number = 0;
+    bool boolean = false;
+    switch (kind(name)) {
+        case FeatureKind::integer:
+            if (!getInteger(name, integer)) return false;
+            text = numberText(integer);
+            return true;
+        case FeatureKind::floating:
+            if (!getFloat(name, number)) return false;
+            text = numberText(number);
+            return true;
+        case FeatureKind::enumeration:
+            return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
+                Refusal refusal = impl_->getNumber(feature, integer);
+                return refusal ? refusal : impl_->rules->getSymbol(feature.id, integer, text);
+            });
+        case FeatureKind::boolean:
+            if (!getBoolean(name, boolean)) return false;
+            text = valueText(boolean);
+            return true;
+        case FeatureKind::text:
+            return getString(name, text);
+        default:
+            if (!has(name)) return failUnknown(name);
+            return fail(Error::feature,
+                        name + ": is " + kindText(kind(name)) + ", without a value");
+    }
+}
+
+bool Features::setText(const std::string& name, const std::string& text) {
+    const auto failToParse = [&] {
+        return fail(Error::invalidArgument, name + " " + text + ": is not " + kindText(kind(name)));
+    };
+    switch (kind(name)) {
+        case FeatureKind::integer: {
+            const auto value = parseNumber<std::int64_t>(text);
+            return value ? setInteger(name, *value) : failToParse();
+        }
+        case FeatureKind::floating: {
+            const auto value = parseNumber<double>(text);
+            return value ? setFloat(name, *value) : failToParse();
+        }
+        case FeatureKind::boolean: {
+            const auto value = parseBoolean(text);
+            return value ? setBoolean(name, *value) : failToParse();
+        }
+        case FeatureKind::enumeration:
+            return setEnumeration(name, text);
+        case FeatureKind::text:
+            return setString(name, text);
+        default:
+            if (!has(name)) return failUnknown(name);
+            return fail(Error::feature,
+                        name + ": is " + kindText(kind(name)) + ", without a value");
+    }
+}
+
+}  // namespace Vorda::Gige

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What is behind Features; for its own .cpp files.
+#pragma once
+
+#include "DescriptionTree.h"
+#include "FeatureGraph.h"
+#include "FeatureRules.h"
+#include "Features.h"
+#include "LastError.h"
+#include "NodeMap.h"
+#include "NumberText.h"
+#include "StreamFeatures.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace Vorda::Gige {
+
+/** What stands behind a name: a node of the description, or a feature of ours. */
+struct Feature {
+    NodeId id = kNoNode;
+    const StreamFeature* stream = nullptr;
+    FeatureKind kind = FeatureKind::unknown;
+
+    [[nodiscard]] bool isOurs() const { return id == kNoNode; }
+};
+
+/** With its article: "an integer". */
+[[nodiscard]] const char* kindText(FeatureKind kind);
+
+inline std::string valueText(const std::string& value) { return value; }
+template <typename T>
+std::string valueText(T value) {
+    return numberText(value);
+}
+inline std::string valueText(bool value) { return value ? "1" : "0"; }
+
+[[nodiscard]] bool failUnknown(const std::string& name);
+
+template <typename T>
+[[nodiscard]] bool failWith(const Refusal& refusal, const std::string& name, const T& value) {
+    const std::string subject = refusal.isOfValue() ? name + " " + valueText(value) : name;
+    return fail(refusal.number(), subject + ": " + refusal.reason());
+}
+
+[[nodiscard]] inline bool failWith(const Refusal& refusal, const std::string& name) {
+    return fail(refusal.number(), name + ": " + refusal.reason());
+}
+
+struct Features::Impl {
+    Impl(FeatureSources from, DescriptionTree parsed)
+        : sources(std::move(from)), tree(std::move(parsed)), graph(tree) {}
+
+    [[nodiscard]] bool open();
+    [[nodiscard]] const Feature* find(const std::string& name) const;
+    /** Also the right kind; else null with the last error. */
+    [[nodiscard]] const Feature* find(const std::string& name, FeatureKind kind) const;
+    template <typename Do>
+    [[nodiscard]] bool ask(const std::string& name, FeatureKind kind, Do what);
+    template <typename T, typename Do>
+    [[nodiscard]] bool tell(const std::string& name, FeatureKind kind, const T& value, Do what);
+    template <typename Do>
+    [[nodiscard]] bool check(const std::string& name, Do what);
+    template <typename T>
+    Refusal getNumber(const Feature& feature, T& value);
+    Refusal getText(const Feature& feature, std::string& value);
+    Refusal checkArrival(const Feature& feature);
+    Refusal checkReadable(const Feature& feature);
+    Refusal eventValue(const Feature& feature, PayloadValue& value) const;
+    Refusal setBoolean(NodeId id, bool value);
+    void changed(const std::vector<std::string>& names) const {
+        if (sources.onChanged) sources.onChanged(names);
+    }
+
+    const FeatureSources sources;
+    const DescriptionTree tree;
+    std::unordered_map<std::string, Feature> features;
+    std::atomic<bool> isListed{false};
+
+    std::mutex mutex;  ///< one operation at a time; guards what follows, but for what never changes
+    FeatureGraph graph;
+    std::unique_ptr<NodeMap> nodes;
+    std::optional<FeatureRules> rules;
+};
+
+template <typename Do>
+bool Features::Impl::ask(const std::string& name, FeatureKind kind, Do what) {
+    const Feature* const feature = find(name, kind);
+    if (!feature) return false;
+    const Refusal refusal = [&] {
+        const std::lock_guard lock(mutex);
+        const auto snapshot = nodes->snapshot();
+        return what(*feature);
+    }();
+    return refusal ? failWith(refusal, name) : true;
+}
+
+template <typename T, typename Do>
+bool Features::Impl::tell(const std::string& name, FeatureKind kind, const T& value, Do what) {
+    const Feature* const feature = find(name, kind);
+    if (!feature) return false;
+    const std::vector<std::string>* dependents = nullptr;
+    const Refusal refusal = [&]() -> Refusal {
+        if (feature->isOurs()) return {Error::notWritable, "cannot be written"};
+        const std::lock_guard lock(mutex);
+        const auto snapshot = nodes->snapshot();
+        if (Refusal closed = rules->checkWritable(feature->id)) return closed;
+        if (Refusal refused = what(feature->id)) return refused;
+        dependents = &graph.dependents(feature->id);
+        return {};
+    }();
+    if (refusal) return failWith(refusal, name, value);
+    changed(*dependents);
+    return true;
+}
+
+/** A question of access; one that cannot be answered counts as no. */
+template <typename Do>
+bool Features::Impl::check(const std::string& name, Do what) {
+    const Feature* const feature = find(name);
+    if (!feature) return false;
+    const std::lock_guard lock(mutex);
+    const auto snapshot = nodes->snapshot();
+    return !what(*feature);
+}
+
+}  // namespace Vorda::Gige
