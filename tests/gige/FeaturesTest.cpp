@@ -14,6 +14,7 @@
 #include <iterator>
 #include <limits>
 #include <mutex>
+#include <ostream>
 #include <thread>
 
 namespace Vorda::Gige {
@@ -147,6 +148,10 @@ struct RefusedWrite {
     const char* text;
 };
 
+void PrintTo(const RefusedWrite& write, std::ostream* out) {
+    *out << write.feature << '=' << write.value;
+}
+
 class RefusedWrites : public FeaturesOfACamera, public testing::WithParamInterface<RefusedWrite> {};
 
 TEST_P(RefusedWrites, SayWhyAndChangeNothing) {
@@ -210,7 +215,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "ScratchPad 12: not the minimum 10 plus a multiple of 3"},
         RefusedWrite{"ExposureEndTimestamp", "1", Error::notWritable,
                      "ExposureEndTimestamp: cannot be written"}),
-    [](const auto& each) { return "Nr" + std::to_string(each.index); });
+    [](const auto& each) { return std::string(each.param.feature) + std::to_string(each.index); });
 
 TEST_F(FeaturesOfACamera, AreOfOneKindOnly) {
     double number = 0;
@@ -231,6 +236,9 @@ TEST_F(FeaturesOfACamera, AreLockedWithTheTransport) {
     EXPECT_EQ("Width: locked", lastErrorMessage());
     EXPECT_FALSE(features->execute("AcquisitionStart"));
     EXPECT_EQ("AcquisitionStart: locked", lastErrorMessage());
+    camera->setNumber(kHasBinning, 1);
+    EXPECT_FALSE(features->setInteger("Binning", 2));  // by the node that its value goes through
+    EXPECT_EQ("Binning: locked", lastErrorMessage());
     EXPECT_FALSE(features->isWritable("Width"));
     EXPECT_TRUE(features->isReadable("Width"));
     EXPECT_EQ(1, camera->writes());
@@ -426,7 +434,7 @@ TEST_F(FeaturesOfACamera, TellWhatChangesWithThem) {
     changes.clear();
     features->lockTransport(true);
     EXPECT_THAT(changes, ElementsAre(ElementsAre("TLParamsLocked", "WidthMax", "Width", "OffsetX",
-                                                 "PayloadSize", "AcquisitionStart")));
+                                                 "PayloadSize", "Binning", "AcquisitionStart")));
 }
 
 TEST_F(FeaturesOfACamera, OfAnEventHaveTheValueOfItsLatest) {
