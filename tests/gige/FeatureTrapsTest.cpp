@@ -68,11 +68,19 @@ std::string trapsDescription() {
   <Integer Name="NoStep"><pValue>Reg</pValue><Inc>0</Inc></Integer>
   <Integer Name="Inverse"><pValue>Reg</pValue><Min>9</Min><Max>1</Max></Integer>
   <Integer Name="LengthReg"><pValue>LengthRegister</pValue></Integer>
+  <IntSwissKnife Name="Quotient"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A / B</Formula></IntSwissKnife>
+  <IntSwissKnife Name="QuotientOfTerms"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>(0 + A*1/neg(-(B)/1))*1 + 0/3</Formula></IntSwissKnife>
+  <IntSwissKnife Name="Remainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A %<!-- or so -->B</Formula></IntSwissKnife>
+  <SwissKnife Name="FloatRemainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A % (B * 1.0)</Formula></SwissKnife>
   <Port Name="Device"/>
 )";
     xml += registerNode("IntReg", "Reg", reg);
     xml += registerNode("IntReg", "LengthRegister",
                         "<Address>0x14</Address><Length>4</Length><Sign>Signed</Sign>");
+    xml +=
+        registerNode("IntReg", "A", "<Address>0x40</Address><Length>8</Length><Sign>Signed</Sign>");
+    xml +=
+        registerNode("IntReg", "B", "<Address>0x48</Address><Length>8</Length><Sign>Signed</Sign>");
     xml += registerNode("StringReg", "Text", "<Address>0x20</Address><Length>8</Length>");
     xml += registerNode("StringReg", "LongText",
                         "<Address>0x20</Address><pLength>LengthReg</pLength>");
@@ -192,6 +200,29 @@ TEST_F(FeatureTraps, OfLengthAreNotAllocated) {
     camera->setNumber(kLengthRegister, 8);
     camera->set(0x20, "eight");
     EXPECT_EQ("eight", text("LongText"));
+}
+
+TEST_F(FeatureTraps, OfDivisionDoNotEndTheProcess) {
+    struct Division {
+        std::int64_t dividend;
+        std::int64_t divisor;
+        const char* quotient;
+        const char* remainder;
+    };
+    const Division divisions[] = {{7, 2, "3", "1"},
+                                  {-7, 2, "-3", "-1"},
+                                  {7, -1, "-7", "0"},
+                                  {-7, -3, "2", "-1"},
+                                  {INT64_MIN, 2, "-4611686018427387904", "0"},
+                                  {INT64_MIN, -1, "-9223372036854775808", "0"}};
+    for (const Division& each : divisions) {
+        camera->setNumber(0x40, static_cast<std::uint64_t>(each.dividend), 8);
+        camera->setNumber(0x48, static_cast<std::uint64_t>(each.divisor), 8);
+        EXPECT_EQ(each.quotient, text("Quotient"));
+        EXPECT_EQ(each.quotient, text("QuotientOfTerms"));
+        EXPECT_EQ(each.remainder, text("Remainder"));
+        EXPECT_EQ(each.remainder, text("FloatRemainder"));
+    }
 }
 
 TEST_F(FeatureTraps, DoNotListWithoutEnd) {

@@ -338,7 +338,7 @@ TEST_F(FeaturesOfACamera, AreListedInTheOrderOfTheDescription) {
     EXPECT_EQ(255u, features->visibility("Nothing"));
     EXPECT_TRUE(features->getSelectors("Gain", names));
     EXPECT_THAT(names, ElementsAre("GainSelector"));
-    EXPECT_THAT(features->selected("GainSelector"), ElementsAre("Gain", "BlackLevel"));
+    EXPECT_THAT(features->selected("GainSelector"), ElementsAre("Gain", "BlackLevel", "Gamma"));
     EXPECT_THAT(features->persistent(), ElementsAre("Width", "PixelFormat"));
     const auto polled = features->polled();
     ASSERT_EQ(1u, polled.size());
@@ -428,7 +428,7 @@ TEST_F(FeaturesOfACamera, TellWhatChangesWithThem) {
     EXPECT_TRUE(features->setInteger("Gain", 3));
     EXPECT_FALSE(features->setInteger("Gain", -1));
     EXPECT_THAT(changes, ElementsAre(ElementsAre("OffsetX", "WidthMax", "Width", "PayloadSize"),
-                                     ElementsAre("GainSelector", "Gain", "BlackLevel"),
+                                     ElementsAre("GainSelector", "Gain", "BlackLevel", "Gamma"),
                                      ElementsAre("PixelFormat", "Gamma"),
                                      ElementsAre("AcquisitionStart"), ElementsAre("Gain")));
     changes.clear();

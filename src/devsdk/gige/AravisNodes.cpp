@@ -4,6 +4,7 @@
 // RegisterPort.
 #include "AravisNodes.h"
 
+#include "FormulaGuard.h"
 #include "LastError.h"
 #include "VordaInfra.h"
 
@@ -180,6 +181,7 @@ class DescriptionRepair {
     void run() {
         repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::trim);
         repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::lookThroughBoolean);
+        repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::guardFormula);
     }
 
  private:
@@ -234,6 +236,34 @@ class DescriptionRepair {
         if (!ARV_IS_GC_BOOLEAN(variable)) return;
         const std::string number = numberBehind(ARV_DOM_NODE(variable));
         if (!number.empty()) arv_dom_character_data_set_data(found, number.c_str());
+    }
+
+    /** See guardedFormula(); what cannot be guarded is left out, and cannot be evaluated. */
+    void guardFormula(ArvDomNode* parent, ArvGcPropertyNode* property) {
+        switch (arv_gc_property_node_get_node_type(property)) {
+            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA:
+            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO:
+            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM:
+            case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
+                break;
+            default:
+                return;
+        }
+        std::string formula;
+        std::vector<ArvDomCharacterData*> pieces;  // a comment may part it
+        for (ArvDomNode* piece = arv_dom_node_get_first_child(ARV_DOM_NODE(property));
+             piece != nullptr; piece = arv_dom_node_get_next_sibling(piece)) {
+            if (!ARV_IS_DOM_CHARACTER_DATA(piece)) continue;
+            pieces.push_back(ARV_DOM_CHARACTER_DATA(piece));
+            formula += arv_dom_character_data_get_data(pieces.back());
+        }
+        const bool isInteger = ARV_IS_GC_INTEGER(parent) != 0;
+        const std::string guarded = guardedFormula(formula, isInteger).value_or("");
+        if (guarded == formula) return;
+        for (ArvDomCharacterData* const piece : pieces) {
+            const bool isFirst = piece == pieces.front();
+            arv_dom_character_data_set_data(piece, isFirst ? guarded.c_str() : "");
+        }
     }
 
     /** Of a boolean whose number is its own: 1 or 0. */
