@@ -44,9 +44,10 @@ void mirror(SceneCode& code, std::uint32_t width) {
 }
 
 bool isSwitchedOn(const SceneCode& code, const ReaderSettings& reader) {
-    const auto found = std::find(kSymbologies.begin(), kSymbologies.end(), code.type);
-    return found != kSymbologies.end() &&
-           reader.symbologies[static_cast<std::size_t>(found - kSymbologies.begin())];
+    for (std::size_t i = 0; i < kSymbologies.size(); ++i) {
+        if (code.type == kSymbologies[i]) return reader.symbologies[i];
+    }
+    return false;
 }
 
 /** The codes that show in the window and that the reader is to look for. */

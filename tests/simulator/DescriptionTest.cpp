@@ -108,7 +108,7 @@ TEST(CameraDescription, GivesFeaturesTheLimitsOfTheirRegisters) {
     int checked = 0;
     for (const auto& [name, node] : written()) {
         const auto target = written().find(node.one("pValue"));
-        if (target == written().end() || kRounded.count(name) != 0) continue;
+        if (target == written().end() || kRounded.contains(name)) continue;
         const std::string& kind = target->second.kind;
         if (kind != "IntReg" && kind != "FloatReg") continue;
         const Register& entry = *registerAt(target->second.number("Address"));
