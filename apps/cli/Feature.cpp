@@ -90,10 +90,9 @@ bool hasFeature(const Control& control, const std::string& name) {
 Feature::Feature(const Control& control, std::string name)
     : control_(control), name_(std::move(name)) {
     if (!hasFeature(control, name_)) {
-        const Failure failure = control.failure("camera " + nameOf(control.record()) +
-                                                " has no feature " + visible(name_));
-        if (failure.code() == ExitCode::lost) throw failure;
-        throw Failure(failure.what() + hint(control, name_));
+        control.requireConnection();
+        throw Failure("camera " + nameOf(control.record()) + " has no feature " + visible(name_) +
+                      hint(control, name_));
     }
     type_ = kestro::Parameter(control.camera(), name_.c_str()).getType();
 }
@@ -257,10 +256,11 @@ std::vector<FeaturePlace> featureTree(const Control& control) {
             throw control.failure("the category " + visible(place.name) +
                                   " cannot be listed; the log line says why");
         }
-        for (auto name = names.rbegin(); name != names.rend(); ++name) {
-            if (!known.insert(*name).second) continue;
-            const auto type = kestro::Parameter(control.camera(), name->c_str()).getType();
-            waiting.push_back({*name, type, index, place.depth + 1});
+        std::reverse(names.begin(), names.end());
+        for (const auto& name : names) {
+            if (!known.insert(name).second) continue;
+            const auto type = kestro::Parameter(control.camera(), name.c_str()).getType();
+            waiting.push_back({name, type, index, place.depth + 1});
         }
     }
     return tree;

@@ -56,7 +56,7 @@ class Selectors {
  public:
     explicit Selectors(const Control& control) : control_(control) {}
     ~Selectors() {
-        for (auto step = before_.rbegin(); step != before_.rend(); ++step) restore(*step);
+        for (; !before_.empty(); before_.pop_back()) restore(before_.back());
     }
     Selectors(const Selectors&) = delete;
     Selectors& operator=(const Selectors&) = delete;
@@ -104,7 +104,7 @@ class Comparison {
             return add(line, "", std::nullopt, "the camera has no such feature");
         }
         const Feature feature(control_, line.name);
-        if (selectorNames_.count(line.name) == 0) return compare(feature, line);
+        if (!isSelector(line.name)) return compare(feature, line);
         if (!selectors_.set(feature, line.value)) {
             add(line, feature.selection(), textOf(feature.value()), "it cannot be selected");
         }
@@ -123,7 +123,7 @@ class Comparison {
     }
 
     [[nodiscard]] bool isSelector(const std::string& name) const {
-        return selectorNames_.count(name) != 0;
+        return selectorNames_.contains(name);
     }
     std::vector<Difference> found;
 

@@ -11,7 +11,7 @@ namespace {
 
 FeatureRecord recordWithValue(const Control& control, const std::string& name) {
     const Feature feature(control, name);
-    const FeatureRecord record = feature.record();
+    FeatureRecord record = feature.record();
     if (record.value) return record;
     const std::string shown = visible(name);
     if (auto text = valuelessText(name, record.type); !text.empty()) throw Failure(text);
