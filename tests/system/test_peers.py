@@ -55,6 +55,25 @@ class AravisPeers(unittest.TestCase):
             sizes = {(r["width"], r["height"]) for r in harness.json_lines(read.stdout)}
             self.assertEqual(sizes, {(320, 200)})
 
+    def test_simulator_is_described_so_that_the_tool_of_aravis_understands_it(self):
+        with harness.simulator():
+            tool = ["arv-tool-0.8", "-a", "127.0.0.2"]
+            listed = subprocess.run(tool + ["values"], check=True, capture_output=True, text=True, timeout=60)
+            self.assertEqual(listed.stderr, "")
+            for line in (r"Register +: \[RW\] 'DeviceUserData'", r"StructEntry +: \[RO\] 'ReaderLastCodeCount' = 0",
+                         r"Enumeration +: \[RO\] 'ReaderLastStatus' = 'NoRead'", r"'PayloadSize' = 1376256 B"):
+                self.assertRegex(listed.stdout, line)
+            self.assertNotIn("DeviceIndicatorMode", listed.stdout, "this model has none")
+            # A converter, rows of registers behind a selector, and a limit that follows another feature.
+            steps = subprocess.run(
+                tool + ["control", "Gain=3.7", "TriggerSelector=FrameBurstStart", "TriggerDelay=12.5",
+                        "TriggerSelector=FrameStart", "TriggerDelay", "TriggerSelector=FrameBurstStart",
+                        "TriggerDelay", "Width=640", "ReaderRoiWidth=600", "ReaderRoiX"],
+                check=True, capture_output=True, text=True, timeout=60).stdout
+            self.assertRegex(steps, r"Gain = 3.7 dB")
+            self.assertEqual(re.findall(r"TriggerDelay = ([\d.]+) us", steps), ["12.5", "0", "12.5"])
+            self.assertRegex(steps, r"ReaderRoiX = 0 px min:0 max:40\n$")
+
 
 if __name__ == "__main__":
     harness.need("arv-fake-gv-camera-0.8", "arv-camera-test-0.8", "arv-tool-0.8")
