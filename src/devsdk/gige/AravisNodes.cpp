@@ -4,7 +4,7 @@
 // RegisterPort.
 #include "AravisNodes.h"
 
-#include "FormulaGuard.h"
+#include "DescriptionRepair.h"
 #include "LastError.h"
 #include "VordaInfra.h"
 
@@ -172,124 +172,6 @@ ArvGc* parse(ArvDevice* device, const std::string& xml) {
     return arv_gc_new(device, xml.data(), xml.size());
 }
 
-/** The node map reads descriptions to the letter; this reads what they mean. */
-class DescriptionRepair {
- public:
-    explicit DescriptionRepair(ArvGc* nodes) : nodes_(nodes) {}
-
-    /** Before the first evaluation: the node map keeps what it read. */
-    void run() {
-        repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::trim);
-        repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::lookThroughBoolean);
-        repair(ARV_DOM_NODE(nodes_), &DescriptionRepair::guardFormula);
-    }
-
- private:
-    using Step = void (DescriptionRepair::*)(ArvDomNode*, ArvGcPropertyNode*);
-
-    void repair(ArvDomNode* parent, Step step) {
-        for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child != nullptr;
-             child = arv_dom_node_get_next_sibling(child)) {
-            if (ARV_IS_GC_PROPERTY_NODE(child))
-                (this->*step)(parent, ARV_GC_PROPERTY_NODE(child));
-            else if (ARV_IS_GC_NODE(child))
-                repair(child, step);
-        }
-    }
-
-    /** Null when a comment parts it, or it is empty. */
-    static ArvDomCharacterData* data(ArvGcPropertyNode* property) {
-        ArvDomNode* first = arv_dom_node_get_first_child(ARV_DOM_NODE(property));
-        if (first == nullptr || arv_dom_node_get_next_sibling(first) != nullptr) return nullptr;
-        return ARV_IS_DOM_CHARACTER_DATA(first) ? ARV_DOM_CHARACTER_DATA(first) : nullptr;
-    }
-
-    static std::string textOf(ArvGcPropertyNode* property) {
-        ArvDomCharacterData* const found = data(property);
-        const char* const text = found ? arv_dom_character_data_get_data(found) : nullptr;
-        return text ? text : "";
-    }
-
-    /** Blanks around a name or a keyword would be taken for a part of it. */
-    void trim(ArvDomNode* parent, ArvGcPropertyNode* property) {
-        const bool isText =
-            ARV_IS_GC_STRING(parent) &&
-            arv_gc_property_node_get_node_type(property) == ARV_GC_PROPERTY_NODE_TYPE_VALUE;
-        ArvDomCharacterData* const found = data(property);
-        if (isText || !found) return;
-        constexpr const char* kBlanks = " \t\r\n";
-        const std::string text = textOf(property);
-        const std::size_t first = text.find_first_not_of(kBlanks);
-        if (first == std::string::npos) return;
-        const std::size_t end = text.find_last_not_of(kBlanks) + 1;
-        if (end - first != text.size())
-            arv_dom_character_data_set_data(found, text.substr(first, end - first).c_str());
-    }
-
-    /** A formula's variable that is a boolean would be left out of it. */
-    void lookThroughBoolean(ArvDomNode*, ArvGcPropertyNode* property) {
-        if (arv_gc_property_node_get_node_type(property) != ARV_GC_PROPERTY_NODE_TYPE_P_VARIABLE)
-            return;
-        ArvDomCharacterData* const found = data(property);
-        if (!found) return;
-        ArvGcNode* const variable = arv_gc_get_node(nodes_, textOf(property).c_str());
-        if (!ARV_IS_GC_BOOLEAN(variable)) return;
-        const std::string number = numberBehind(ARV_DOM_NODE(variable));
-        if (!number.empty()) arv_dom_character_data_set_data(found, number.c_str());
-    }
-
-    /** See guardedFormula(); what cannot be guarded is left out, and cannot be evaluated. */
-    void guardFormula(ArvDomNode* parent, ArvGcPropertyNode* property) {
-        switch (arv_gc_property_node_get_node_type(property)) {
-            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA:
-            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO:
-            case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM:
-            case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
-                break;
-            default:
-                return;
-        }
-        std::string formula;
-        std::vector<ArvDomCharacterData*> pieces;  // a comment may part it
-        for (ArvDomNode* piece = arv_dom_node_get_first_child(ARV_DOM_NODE(property));
-             piece != nullptr; piece = arv_dom_node_get_next_sibling(piece)) {
-            if (!ARV_IS_DOM_CHARACTER_DATA(piece)) continue;
-            pieces.push_back(ARV_DOM_CHARACTER_DATA(piece));
-            formula += arv_dom_character_data_get_data(pieces.back());
-        }
-        const bool isInteger = ARV_IS_GC_INTEGER(parent) != 0;
-        const std::string guarded = guardedFormula(formula, isInteger).value_or("");
-        if (guarded == formula) return;
-        for (ArvDomCharacterData* const piece : pieces) {
-            const bool isFirst = piece == pieces.front();
-            arv_dom_character_data_set_data(piece, isFirst ? guarded.c_str() : "");
-        }
-    }
-
-    /** Of a boolean whose number is its own: 1 or 0. */
-    static std::string numberBehind(ArvDomNode* boolean) {
-        std::string number;
-        for (ArvDomNode* child = arv_dom_node_get_first_child(boolean); child != nullptr;
-             child = arv_dom_node_get_next_sibling(child)) {
-            if (!ARV_IS_GC_PROPERTY_NODE(child)) continue;
-            ArvGcPropertyNode* const property = ARV_GC_PROPERTY_NODE(child);
-            switch (arv_gc_property_node_get_node_type(property)) {
-                case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE:
-                    number = textOf(property);
-                    break;
-                case ARV_GC_PROPERTY_NODE_TYPE_ON_VALUE:
-                case ARV_GC_PROPERTY_NODE_TYPE_OFF_VALUE:
-                    return {};
-                default:
-                    break;
-            }
-        }
-        return number;
-    }
-
-    ArvGc* const nodes_;
-};
-
 bool hasLegacyEndianness(ArvGc* nodes) {
     ArvDomElement* root = arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(nodes));
     return ARV_IS_GC_REGISTER_DESCRIPTION_NODE(root) &&
@@ -314,7 +196,7 @@ std::unique_ptr<AravisNodes> AravisNodes::make(RegisterPort& camera, const std::
         setLastError(Error::description, "the GenICam description cannot be evaluated");
         return nullptr;
     }
-    DescriptionRepair(device->nodes).run();
+    repairDescription(device->nodes);
     device->readsWordsAsRegisters = hasLegacyEndianness(device->nodes) ? TRUE : FALSE;
     return made;
 }
