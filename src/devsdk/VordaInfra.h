@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -41,30 +44,75 @@ struct TAllocator {
 template <typename T>
 using TVector = std::vector<T, TAllocator<T>>;
 
-/** The device SDK's string: bytes with a NUL behind them. A null pointer makes an empty string. */
+/**
+ * The device SDK's string: bytes with a NUL behind them. A null pointer makes an empty string.
+ *
+ * Texts of up to 47 bytes, which nearly all lines of chunks are, live in the object: a frame has
+ * hundreds of them, and what they cost is mostly their memory's allocation.
+ */
 class CString {
  public:
     static constexpr std::size_t npos = std::string::npos;
 
-    CString() = default;
-    CString(const char* text) : text_(text ? text : "") {}  // NOLINT(google-explicit-constructor)
-    CString(std::string text) : text_(std::move(text)) {}   // NOLINT(google-explicit-constructor)
+    CString() { inside_[0] = '\0'; }
+    CString(const char* text)  // NOLINT(google-explicit-constructor)
+        : CString(std::string_view(text ? text : ""), {}) {}
+    CString(const std::string& text)  // NOLINT(google-explicit-constructor)
+        : CString(std::string_view(text), {}) {}
+    /** Both texts together. */
+    CString(std::string_view head, std::string_view tail) {
+        char* bytes = make(head.size() + tail.size());
+        std::copy(tail.begin(), tail.end(), std::copy(head.begin(), head.end(), bytes));
+    }
     /** `count` times `character`. */
-    CString(char character, std::size_t count) : text_(count, character) {}
+    CString(char character, std::size_t count) { std::fill_n(make(count), count, character); }
+    CString(const CString& other) : CString(other.view(), {}) {}
+    CString(CString&& other) noexcept { take(other); }
+    CString& operator=(CString other) noexcept {
+        release();
+        take(other);
+        return *this;
+    }
+    ~CString() { release(); }
 
     bool operator==(const char* other) const { return compare(other) == 0; }
     /** As strcmp does; a null pointer compares as the empty text. */
-    int compare(const char* other) const { return text_.compare(other ? other : ""); }
-    const char* c_str() const noexcept { return text_.c_str(); }
-    const char* data() const noexcept { return text_.data(); }
-    std::size_t size() const noexcept { return text_.size(); }
-    bool empty() const noexcept { return text_.empty(); }
+    int compare(const char* other) const { return view().compare(other ? other : ""); }
+    const char* c_str() const noexcept { return bytes_; }
+    const char* data() const noexcept { return bytes_; }
+    std::size_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
     std::size_t find(char character, std::size_t from) const noexcept {
-        return text_.find(character, from);
+        return view().find(character, from);
     }
 
  private:
-    std::string text_;
+    static constexpr std::size_t kInsideBytes = 48;
+
+    std::string_view view() const noexcept { return {bytes_, size_}; }
+    bool isInside() const noexcept { return bytes_ == inside_; }
+    /** Room for `size` bytes in an object that is new; the NUL stands already. */
+    char* make(std::size_t size) {
+        if (size >= kInsideBytes) bytes_ = static_cast<char*>(CAllocator::allocate(size + 1));
+        size_ = size;
+        bytes_[size] = '\0';
+        return bytes_;
+    }
+    void take(CString& other) noexcept {
+        bytes_ = other.isInside() ? inside_ : other.bytes_;
+        size_ = other.size_;
+        std::memcpy(inside_, other.inside_, kInsideBytes);
+        other.bytes_ = other.inside_;
+        other.size_ = 0;
+        other.inside_[0] = '\0';
+    }
+    void release() noexcept {
+        if (!isInside()) CAllocator::dealocate(bytes_, size_ + 1);
+    }
+
+    char* bytes_ = inside_;
+    std::size_t size_ = 0;
+    char inside_[kInsideBytes];
 };
 
 /** Number of the calling thread's latest device-SDK error; 0 when there was none. */
