@@ -54,22 +54,22 @@ constexpr std::uint32_t kMostCodesInFrame = 4 * kMostCodesInChunk;
 // container is bounded by its size, so that a few megabytes cannot cost hours.
 constexpr std::uint64_t kMostReadingsOfContainer = 4;
 
-std::uint32_t unsignedOf(const decode::ChunkLines& lines, const decode::ChunkKey& key) {
+std::uint32_t unsignedOf(decode::ChunkLines& lines, const decode::ChunkKey& key) {
     return decode::streamNumber<std::uint32_t>(lines.find(key));
 }
 
-std::int32_t signedOf(const decode::ChunkLines& lines, const decode::ChunkKey& key) {
+std::int32_t signedOf(decode::ChunkLines& lines, const decode::ChunkKey& key) {
     return decode::streamNumber<std::int32_t>(lines.find(key));
 }
 
-decode::CodeValues codeOf(const decode::ChunkLines& lines, const decode::CodeKeys& keys) {
+decode::CodeValues codeOf(decode::ChunkLines& lines, const decode::CodeKeys& keys) {
     decode::CodeValues code;
     code.typeName = lines.find(keys.codeType());
     code.data = lines.find(keys.codeData());
-    code.ppm = decode::streamFloat(lines.find(keys.ppm()));
     for (std::size_t j = 0; j < code.corners.size(); ++j) {
         code.corners[j] = {signedOf(lines, keys.pointX(j)), signedOf(lines, keys.pointY(j))};
     }
+    code.ppm = decode::streamFloat(lines.find(keys.ppm()));
     return code;
 }
 
@@ -195,8 +195,9 @@ bool FrameImpl::parseChunks(const CFrame& frame) {
     payloadFlag_ =
         std::find(types.begin(), types.end(), Vorda::GenICam::kPayloadJpeg) != types.end();
 
-    decode::ChunkLines lines;
-    TVector<CString> texts;
+    // Kept from frame to frame, because their memory costs as much as what is done with it.
+    thread_local decode::ChunkLines lines;
+    thread_local TVector<CString> texts;
     const unsigned count = frame.getChunkCount();
     for (unsigned i = 0; i < count; ++i) {
         unsigned chunkId = 0;
@@ -208,10 +209,11 @@ bool FrameImpl::parseChunks(const CFrame& frame) {
         for (const CString& text : texts) lines.add({text.data(), text.size()});
         parseChunk(chunkId, lines);
     }
+    texts.clear();
     return true;
 }
 
-void FrameImpl::parseChunk(std::uint32_t chunkId, const decode::ChunkLines& lines) {
+void FrameImpl::parseChunk(std::uint32_t chunkId, decode::ChunkLines& lines) {
     switch (chunkId) {
         case kBarcodeChunk:
             barcodeDetectTime_ = unsignedOf(lines, kBarcodeTime);
@@ -236,7 +238,7 @@ void FrameImpl::parseChunk(std::uint32_t chunkId, const decode::ChunkLines& line
     }
 }
 
-void FrameImpl::appendChunkCodes(const decode::ChunkLines& lines, decode::CodeKeyTable& table,
+void FrameImpl::appendChunkCodes(decode::ChunkLines& lines, decode::CodeKeyTable& table,
                                  std::uint32_t announced) {
     const auto roomLeft = kMostCodesInFrame - static_cast<std::uint32_t>(barcodes_.size());
     const std::uint32_t count = std::min({announced, kMostCodesInChunk, roomLeft});

@@ -64,8 +64,8 @@ class FrameImpl final : public Frame {
     void setImage(const void* bytes, std::uint32_t size);
 
  private:
-    void parseChunk(std::uint32_t chunkId, const decode::ChunkLines& lines);
-    void appendChunkCodes(const decode::ChunkLines& lines, decode::CodeKeyTable& table,
+    void parseChunk(std::uint32_t chunkId, decode::ChunkLines& lines);
+    void appendChunkCodes(decode::ChunkLines& lines, decode::CodeKeyTable& table,
                           std::uint32_t announced);
     void takeReadings(const decode::JsonReadings& readings);
     void appendCode(const decode::CodeValues& code);

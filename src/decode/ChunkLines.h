@@ -7,12 +7,22 @@
 
 namespace kestro::decode {
 
-/** The hash of keys: h = 131 h + c over the bytes, taken as signed. */
+/**
+ * The hash of keys: h = 131 h + c over the bytes, taken as signed. Four at a time, because each
+ * step waits for the one before it.
+ */
 [[nodiscard]] constexpr std::uint32_t chunkKeyHash(std::string_view text) {
+    constexpr std::uint32_t kBase = 131;
+    const auto byte = [text](std::size_t i) {
+        return static_cast<std::uint32_t>(static_cast<signed char>(text[i]));
+    };
     std::uint32_t hash = 0;
-    for (const char c : text) {
-        hash = hash * 131 + static_cast<std::uint32_t>(static_cast<signed char>(c));
+    std::size_t i = 0;
+    for (; i + 4 <= text.size(); i += 4) {
+        hash = hash * (kBase * kBase * kBase * kBase) + byte(i) * (kBase * kBase * kBase) +
+               byte(i + 1) * (kBase * kBase) + byte(i + 2) * kBase + byte(i + 3);
     }
+    for (; i < text.size(); ++i) hash = hash * kBase + byte(i);
     return hash;
 }
 
@@ -38,21 +48,26 @@ class ChunkLines {
     /** Takes a line in; of several lines with one key the first counts, other lines are dropped. */
     void add(std::string_view line);
     /** What follows the colon; empty when there is no such line. */
-    [[nodiscard]] std::string_view find(const ChunkKey& key) const;
+    [[nodiscard]] std::string_view find(const ChunkKey& key);
 
  private:
-    // Open addressing with linear probing; a slot is in use when it is of the present generation.
-    struct Slot {
-        std::uint32_t generation = 0;
-        std::uint32_t hash = 0;
-        std::string_view key;
+    struct Line {
+        ChunkKey key;
         std::string_view value;
+    };
+    // Open addressing with linear probing. Lines are counted on from chunk to chunk: a slot is in
+    // use when its line is not one of an earlier chunk.
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t line = 0;
     };
 
     [[nodiscard]] std::size_t place(const ChunkKey& key) const;
 
     std::vector<Slot> slots_;  // a power of two, at least twice as many as there may be lines
-    std::uint32_t generation_ = 0;
+    std::vector<Line> lines_;
+    std::uint32_t firstLine_ = 1;
+    std::size_t expected_ = 0;  // behind the line found last: keys are mostly asked for in order
 };
 
 }  // namespace kestro::decode
