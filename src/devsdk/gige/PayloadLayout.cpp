@@ -6,9 +6,10 @@
 #include "PayloadFeatures.h"
 
 #include <algorithm>
-#include <cstring>
+#include <limits>
 #include <map>
 #include <mutex>
+#include <span>
 #include <unordered_map>
 #include <utility>
 
@@ -45,17 +46,51 @@ class CurrentPayload final : public RegisterPort {
     ByteView payload_;
 };
 
-/** A feature and the beginning of its lines. */
-struct LinedFeature {
-    PayloadFeature feature;
-    std::string prefix;
+/** The features of one chunk or event. */
+struct Payload {
+    /** What appendLines() needs of most features, side by side for the many it goes through. */
+    struct Line {
+        PayloadSlot slot;
+        bool hasSlot = false;         ///< the slot says where the value is
+        bool isPlain = false;         ///< and its value is the feature's
+        std::uint32_t prefixEnd = 0;  ///< in `prefixes`; there the next one begins
+        std::uint64_t least = 0;      ///< bytes without which there is no line from here on
+    };
+
+    std::vector<PayloadFeature> features;
+    std::vector<Line> lines;
+    std::string prefixes;  ///< "Name Value:" of each
+
+    void add(PayloadFeature feature) {
+        prefixes += feature.name;
+        prefixes += kMark;
+        const bool hasSlot = feature.source == PayloadFeature::Source::slot;
+        lines.push_back({feature.slot, hasSlot, hasSlot && feature.form.isPlainFor(feature.slot),
+                         static_cast<std::uint32_t>(prefixes.size()), 0});
+        features.push_back(std::move(feature));
+    }
+    /** Ends the adding. */
+    void finish() {
+        std::uint64_t least = std::numeric_limits<std::uint64_t>::max();
+        for (std::size_t i = lines.size(); i-- > 0;) {
+            const PayloadSlot& slot = lines[i].slot;
+            least = std::min(least, lines[i].hasSlot ? slot.offset + slot.length : 0);
+            lines[i].least = least;
+        }
+    }
+    /** The lines that `bytes` may be long enough for: most chunks have room for few codes. */
+    [[nodiscard]] std::span<const Line> linesFor(ByteView bytes) const {
+        const auto end = std::partition_point(
+            lines.begin(), lines.end(), [&](auto& line) { return line.least <= bytes.size(); });
+        return {lines.begin(), end};
+    }
 };
 
-using Features = std::vector<LinedFeature>;
+using Payloads = std::map<std::uint32_t, Payload>;
 
-const Features* featuresOf(const std::map<std::uint32_t, Features>& features, std::uint32_t id) {
-    const auto found = features.find(id);
-    return found == features.end() ? nullptr : &found->second;
+const Payload* find(const Payloads& payloads, std::uint32_t id) {
+    const auto found = payloads.find(id);
+    return found == payloads.end() ? nullptr : &found->second;
 }
 
 }  // namespace
@@ -78,13 +113,13 @@ struct PayloadLayout::Impl {
     std::string description;  // until it is resolved
 
     // Immutable once it is.
-    std::map<std::uint32_t, Features> chunks;
-    std::map<std::uint32_t, Features> events;
+    Payloads chunks;
+    Payloads events;
     std::unordered_map<std::string, Place> places;
     std::size_t unusable = 0;
 
     mutable std::mutex mutex;  ///< guards the two below
-    mutable CurrentPayload payload;
+    mutable CurrentPayload current;
     std::unique_ptr<AravisNodes> nodes;  ///< null where nothing is to be evaluated
 };
 
@@ -92,7 +127,7 @@ void PayloadLayout::Impl::resolve() {
     const std::string xml = withOpenPorts(std::exchange(description, {}));
     if (xml.empty()) return;
     const KeepLastError kept;
-    nodes = AravisNodes::make(payload, xml);
+    nodes = AravisNodes::make(current, xml);
     if (!nodes) return;
     bool evaluates = false;
     for (PayloadFeature& feature : findPayloadFeatures(*nodes)) {
@@ -100,16 +135,16 @@ void PayloadLayout::Impl::resolve() {
                      feature.source == PayloadFeature::Source::computed;
         add(std::move(feature));
     }
+    for (auto& [id, chunk] : chunks) chunk.finish();
     if (!evaluates) nodes.reset();
 }
 
 void PayloadLayout::Impl::add(PayloadFeature feature) {
     if (feature.source == PayloadFeature::Source::none) ++unusable;
     const bool isChunk = feature.port.kind == PayloadPort::Kind::chunk;
-    Features& features = (isChunk ? chunks : events)[feature.port.id];
-    places.emplace(feature.name, Place{feature.port, features.size()});
-    std::string prefix = feature.name + kMark;
-    features.push_back({std::move(feature), std::move(prefix)});
+    Payload& payload = (isChunk ? chunks : events)[feature.port.id];
+    places.emplace(feature.name, Place{feature.port, payload.features.size()});
+    payload.add(std::move(feature));
 }
 
 void PayloadLayout::Impl::log() const {
@@ -135,7 +170,7 @@ std::optional<LoadedValue> PayloadLayout::Impl::evaluate(const PayloadFeature& f
                                                          ByteView bytes) const {
     const KeepLastError kept;
     const std::lock_guard lock(mutex);
-    payload.set(bytes);
+    current.set(bytes);
     GuardedError error;
     LoadedValue value;
     if (feature.source == PayloadFeature::Source::moving) {
@@ -175,15 +210,25 @@ const PayloadLayout::Impl& PayloadLayout::resolved() const {
 void PayloadLayout::appendLines(std::uint32_t id, ByteView chunk,
                                 Infra::TVector<Infra::CString>& lines) const {
     const Impl& impl = resolved();
-    const Features* features = featuresOf(impl.chunks, id);
-    if (!features) return;
-    lines.reserve(lines.size() + features->size());
-    for (const LinedFeature& lined : *features) {
-        const auto value = impl.valueOf(lined.feature, chunk);
-        if (!value) continue;
-        std::string line = lined.prefix;
-        lined.feature.form.appendText(*value, line);
-        lines.emplace_back(std::move(line));
+    const Payload* payload = find(impl.chunks, id);
+    if (!payload) return;
+    const std::span<const Payload::Line> candidates = payload->linesFor(chunk);
+    lines.reserve(lines.size() + candidates.size());
+    const std::string_view prefixes = payload->prefixes;
+    Digits digits;
+    std::size_t prefixBegin = 0;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        const Payload::Line& line = candidates[i];
+        const std::size_t begin = std::exchange(prefixBegin, line.prefixEnd);
+        if (line.hasSlot && !line.slot.isIn(chunk)) continue;
+        const std::string_view prefix = prefixes.substr(begin, line.prefixEnd - begin);
+        if (line.isPlain) {
+            lines.emplace_back(prefix, line.slot.textOf(chunk, digits));
+            continue;
+        }
+        const PayloadFeature& feature = payload->features[i];
+        if (const auto value = impl.valueOf(feature, chunk))
+            lines.emplace_back(prefix, feature.form.textOf(*value, digits));
     }
 }
 
@@ -195,8 +240,8 @@ bool PayloadLayout::isChunkFeature(const std::string& name) const {
 
 std::vector<std::string> PayloadLayout::eventFeatures(std::uint32_t id) const {
     std::vector<std::string> names;
-    if (const Features* features = featuresOf(resolved().events, id))
-        for (const LinedFeature& lined : *features) names.push_back(lined.feature.name);
+    if (const Payload* payload = find(resolved().events, id))
+        for (const PayloadFeature& feature : payload->features) names.push_back(feature.name);
     return names;
 }
 
@@ -214,8 +259,8 @@ std::optional<PayloadValue> PayloadLayout::eventValue(const std::string& name,
     const auto place = impl.places.find(name);
     if (place == impl.places.end() || place->second.port.kind != PayloadPort::Kind::event)
         return std::nullopt;
-    const LinedFeature& lined = impl.events.at(place->second.port.id)[place->second.index];
-    const auto value = impl.valueOf(lined.feature, event);
+    const Payload& payload = impl.events.at(place->second.port.id);
+    const auto value = impl.valueOf(payload.features[place->second.index], event);
     if (!value) return std::nullopt;
     if (const auto* integer = std::get_if<std::int64_t>(&*value)) return *integer;
     if (const auto* single = std::get_if<float>(&*value)) return double{*single};

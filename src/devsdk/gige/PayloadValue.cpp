@@ -14,12 +14,15 @@ namespace {
 
 constexpr unsigned kByteBits = 8;
 constexpr unsigned kValueBits = 64;
-/** Enough for every integer and for the shortest text of every float. */
-constexpr std::size_t kLongestNumber = 32;
 
 std::uint64_t loadBits(ByteView bytes, bool isBigEndian) {
     std::uint64_t value = 0;
-    if (isBigEndian) {
+    if (bytes.size() == sizeof(std::uint32_t)) {  // nearly always
+        std::uint32_t word = 0;
+        std::memcpy(&word, bytes.data(), sizeof word);
+        const bool isOurs = isBigEndian == (std::endian::native == std::endian::big);
+        value = isOurs ? word : __builtin_bswap32(word);
+    } else if (isBigEndian) {
         for (const std::uint8_t byte : bytes) value = value << kByteBits | byte;
     } else {
         for (std::size_t i = bytes.size(); i-- > 0;) value = value << kByteBits | bytes[i];
@@ -38,10 +41,17 @@ std::int64_t loadInteger(const PayloadSlot& slot, ByteView bytes) {
     return static_cast<std::int64_t>(value);
 }
 
-LoadedValue loadFloat(const PayloadSlot& slot, ByteView bytes) {
-    const std::uint64_t value = loadBits(bytes, slot.isBigEndian);
-    if (bytes.size() == sizeof(double)) return std::bit_cast<double>(value);
-    return std::bit_cast<float>(static_cast<std::uint32_t>(value));
+float loadFloat(const PayloadSlot& slot, ByteView bytes) {
+    return std::bit_cast<float>(static_cast<std::uint32_t>(loadBits(bytes, slot.isBigEndian)));
+}
+
+double loadDouble(const PayloadSlot& slot, ByteView bytes) {
+    return std::bit_cast<double>(loadBits(bytes, slot.isBigEndian));
+}
+
+ByteView bytesOf(const PayloadSlot& slot, ByteView payload) {
+    return payload.subspan(static_cast<std::size_t>(slot.offset),
+                           static_cast<std::size_t>(slot.length));
 }
 
 std::string_view loadText(ByteView bytes) {
@@ -62,27 +72,46 @@ std::int64_t truncated(const LoadedValue& loaded) {
 }
 
 template <typename T>
-void appendNumber(T value, std::string& text) {
-    char digits[kLongestNumber];
-    const auto written = std::to_chars(digits, digits + sizeof digits, value);
-    text.append(digits, written.ptr);
+std::string_view write(T value, Digits& digits) {
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    return {digits.data(), static_cast<std::size_t>(written.ptr - digits.data())};
 }
 
 }  // namespace
 
 std::optional<LoadedValue> PayloadSlot::load(ByteView payload) const {
-    if (offset > payload.size() || length > payload.size() - offset) return std::nullopt;
-    const ByteView bytes =
-        payload.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(length));
+    if (!isIn(payload)) return std::nullopt;
+    const ByteView bytes = bytesOf(*this, payload);
     switch (kind) {
         case Kind::integer:
             return loadInteger(*this, bytes);
         case Kind::floating:
-            return loadFloat(*this, bytes);
+            if (length == sizeof(float)) return loadFloat(*this, bytes);
+            return loadDouble(*this, bytes);
         case Kind::text:
             return loadText(bytes);
     }
     return std::nullopt;
+}
+
+std::string_view PayloadSlot::textOf(ByteView payload, Digits& digits) const {
+    const ByteView bytes = bytesOf(*this, payload);
+    switch (kind) {
+        case Kind::integer:
+            return write(loadInteger(*this, bytes), digits);
+        case Kind::floating:
+            if (length == sizeof(float)) return write(loadFloat(*this, bytes), digits);
+            return write(loadDouble(*this, bytes), digits);
+        case Kind::text:
+            return loadText(bytes);
+    }
+    return {};
+}
+
+bool PayloadForm::isPlainFor(const PayloadSlot& slot) const {
+    return (kind == Kind::integer && slot.kind == PayloadSlot::Kind::integer) ||
+           (kind == Kind::floating && slot.kind == PayloadSlot::Kind::floating) ||
+           (kind == Kind::text && slot.kind == PayloadSlot::Kind::text);
 }
 
 const std::string* PayloadForm::symbolOf(std::int64_t value) const {
@@ -110,21 +139,14 @@ std::optional<LoadedValue> PayloadForm::valueOf(const LoadedValue& loaded) const
     return std::nullopt;
 }
 
-void PayloadForm::appendText(const LoadedValue& value, std::string& text) const {
+std::string_view PayloadForm::textOf(const LoadedValue& value, Digits& digits) const {
     if (const auto* integer = std::get_if<std::int64_t>(&value)) {
         const std::string* symbol = kind == Kind::enumeration ? symbolOf(*integer) : nullptr;
-        if (symbol) {
-            text += *symbol;
-        } else {
-            appendNumber(*integer, text);
-        }
-    } else if (const auto* single = std::get_if<float>(&value)) {
-        appendNumber(*single, text);
-    } else if (const auto* real = std::get_if<double>(&value)) {
-        appendNumber(*real, text);
-    } else {
-        text += std::get<std::string_view>(value);
+        return symbol ? *symbol : write(*integer, digits);
     }
+    if (const auto* single = std::get_if<float>(&value)) return write(*single, digits);
+    if (const auto* real = std::get_if<double>(&value)) return write(*real, digits);
+    return std::get<std::string_view>(value);
 }
 
 }  // namespace Vorda::Gige
