@@ -187,6 +187,30 @@ TEST(DescriptionCheck, RefusesEndlessChains) {
     EXPECT_NE("", descriptionFault(chain(100000)));
 }
 
+TEST(DescriptionCheck, RefusesValuesThatTakeAges) {
+    const auto tower = [](int levels, const std::string& kind, const std::string& content) {
+        std::string nodes;
+        for (int i = 0; i < levels; ++i) {
+            std::string node = content;
+            for (std::size_t at = 0; (at = node.find('#')) != std::string::npos;)
+                node.replace(at, 1, "N" + std::to_string(i + 1));
+            nodes +=
+                "<" + kind + " Name=\"N" + std::to_string(i) + "\">" + node + "</" + kind + ">";
+        }
+        return descriptionFault(replaced("<Port ", nodes + "<Port "));
+    };
+    const std::pair<const char*, const char*> cases[] = {
+        {"IntSwissKnife",
+         R"(<pVariable Name="A">#</pVariable><pVariable Name="B">#</pVariable><Formula>A</Formula>)"},
+        // Each limit of a converter is looked for in both of what it converts.
+        {"Converter", "<FormulaTo>FROM</FormulaTo><FormulaFrom>TO</FormulaFrom><pValue>#</pValue>"},
+    };
+    for (const auto& [kind, content] : cases) {
+        EXPECT_EQ("", tower(10, kind, content));
+        EXPECT_THAT(tower(60, kind, content), HasSubstr("too many others")) << kind;
+    }
+}
+
 TEST(DescriptionCheck, RefusesAbsurdLengths) {
     for (const char* length : {"0", "-5", "4000000000", "0xfffffffffffffffff", "four"}) {
         const auto xml = replaced("<Length>4<", std::string("<Length>") + length + "<");

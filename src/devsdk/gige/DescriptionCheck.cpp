@@ -15,6 +15,8 @@ namespace {
 
 /** How many nodes a value may be evaluated through; real descriptions stay below 20. */
 constexpr int kDeepestEvaluation = 128;
+/** How many nodes it may take in all, one that is needed twice counted twice. */
+constexpr std::int64_t kMostEvaluations = 100'000;
 
 bool isLength(std::string_view text) {
     const bool isHex = text.starts_with("0x") || text.starts_with("0X");
@@ -25,17 +27,21 @@ bool isLength(std::string_view text) {
     return error == std::errc{} && end == text.data() + text.size() && isRegisterLength(value);
 }
 
-/** Looks for values that need themselves, without recursion: a description may be of any depth. */
-class EvaluationDepth {
+/**
+ * Looks for values that need themselves or the work of ages, without recursion: a description may
+ * be of any depth.
+ */
+class Evaluation {
  public:
-    explicit EvaluationDepth(const DescriptionTree& tree)
+    explicit Evaluation(const DescriptionTree& tree)
         : tree_(tree),
           needed_(static_cast<std::size_t>(tree.size())),
-          depths_(static_cast<std::size_t>(tree.size())) {
+          depths_(static_cast<std::size_t>(tree.size())),
+          costs_(static_cast<std::size_t>(tree.size())) {
         for (NodeId id = 0; id < tree.size(); ++id) collect(id);
     }
 
-    /** A node whose value needs itself, or too many others in a row. */
+    /** A node whose value needs itself, too many others in a row, or too many in all. */
     [[nodiscard]] NodeId endless() {
         for (NodeId id = 0; id < tree_.size(); ++id) {
             if (isEndless(id)) return id;
@@ -53,6 +59,7 @@ class EvaluationDepth {
         return needed_[static_cast<std::size_t>(id)];
     }
     [[nodiscard]] int& depth(NodeId id) { return depths_[static_cast<std::size_t>(id)]; }
+    [[nodiscard]] std::int64_t& cost(NodeId id) { return costs_[static_cast<std::size_t>(id)]; }
 
     void collect(NodeId id) {
         const DescriptionNode& node = tree_[id];
@@ -61,13 +68,10 @@ class EvaluationDepth {
                 needed(id).push_back(property.target);
         }
         if (node.parent == kNoNode) return;
-        const NodeKind around = tree_[node.parent].kind;
         if (node.kind == NodeKind::structEntry)
             needed(id).push_back(node.parent);
-        else if (around != NodeKind::enumeration && around != NodeKind::structRegister)
+        else if (node.kind != NodeKind::enumEntry)
             needed(node.parent).push_back(id);  // such as the formula of an address
-        else if (node.kind == NodeKind::intFormula || node.kind == NodeKind::formula)
-            needed(node.parent).push_back(id);
     }
 
     [[nodiscard]] bool isEndless(NodeId start) {
@@ -77,9 +81,8 @@ class EvaluationDepth {
             Visit& visit = path.back();
             const std::vector<NodeId>& needs = needed(visit.id);
             if (visit.next == needs.size()) {
-                int deepest = 0;
-                for (const NodeId each : needs) deepest = std::max(deepest, depth(each));
-                depth(visit.id) = deepest + 1;
+                finish(visit.id);
+                if (cost(visit.id) > kMostEvaluations) return true;
                 path.pop_back();
                 continue;
             }
@@ -92,9 +95,24 @@ class EvaluationDepth {
         return false;
     }
 
+    void finish(NodeId id) {
+        int deepest = 0;
+        std::int64_t total = 1;
+        // The limits of a converter are found from both limits of the node behind it.
+        const NodeKind kind = tree_[id].kind;
+        const bool isTwice = kind == NodeKind::converter || kind == NodeKind::intConverter;
+        for (const NodeId each : needed(id)) {
+            deepest = std::max(deepest, depth(each));
+            total = std::min(total + cost(each) * (isTwice ? 2 : 1), kMostEvaluations + 1);
+        }
+        depth(id) = deepest + 1;
+        cost(id) = total;
+    }
+
     const DescriptionTree& tree_;
     std::vector<std::vector<NodeId>> needed_;  ///< whose values a node's value needs
     std::vector<int> depths_;                  ///< of the nodes whose walk is finished; else 0
+    std::vector<std::int64_t> costs_;          ///< of the same, in nodes
 };
 
 }  // namespace
@@ -114,8 +132,8 @@ std::string descriptionFault(const std::string& xml) {
         if (length && !isLength(length->text))
             return "the length of [" + (*tree)[id].name + "] is absurd";
     }
-    if (const NodeId id = EvaluationDepth(*tree).endless(); id != kNoNode)
-        return "the value of [" + (*tree)[id].name + "] needs itself";
+    if (const NodeId id = Evaluation(*tree).endless(); id != kNoNode)
+        return "the value of [" + (*tree)[id].name + "] needs itself, or too many others";
     return {};
 }
 

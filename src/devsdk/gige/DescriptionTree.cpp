@@ -191,7 +191,7 @@ class DescriptionReader {
         element.node = outer.node;
         element.isSkipped = outer.isSkipped || !outer.isNode;
         if (element.isSkipped) return;
-        const auto known = std::ranges::find(kNodeTags, tag, &TagKind::tag);
+        const auto* const known = std::ranges::find(kNodeTags, tag, &TagKind::tag);
         if (known != kNodeTags.end()) {
             element.isNode = true;
             element.node = addNode(known->kind, outer.node);

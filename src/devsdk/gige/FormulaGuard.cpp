@@ -10,7 +10,7 @@ namespace Vorda::Gige {
 namespace {
 
 constexpr int kDeepest = 8;
-constexpr std::size_t kLongest = 64 * 1024;
+constexpr std::size_t kLongest = 65536;
 
 /** They stand before their operand, with or without parentheses. */
 constexpr std::array<std::string_view, 17> kFunctions = {

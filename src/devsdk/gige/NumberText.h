@@ -29,7 +29,7 @@ template <typename T>
         result = std::to_chars(text, text + sizeof text, value);
     else
         result = std::to_chars(text, text + sizeof text, value, readableFormat(value));
-    return std::string(text, result.ptr);
+    return {text, result.ptr};
 }
 
 /** The reverse, of a whole text; integers also hexadecimal with 0x. */
