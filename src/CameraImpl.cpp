@@ -116,8 +116,9 @@ Result CameraImpl::connect() {
     eventSubscribe_->setEventQueueSize(kEventQueueSize);
     eventSubscribe_->subscribeParamsUpdate(paramsUpdateBinding());
     eventSubscribe_->subscribeConnectArgs(connectBinding());
-    if (paramUpdateCallback_.get()) walkFeatureTree();
+    walkIfListenedTo();
     connected_ = true;
+    walkIfListenedTo();  // a callback that was registered meanwhile saw no connection
     return 0;
 }
 
@@ -348,7 +349,12 @@ Result CameraImpl::registerParamUpdateCallback(
     std::function<void(const ParamUpdateEventArg&)> callback) {
     if (callback && connected_ && !featureTreeWalked_) walkFeatureTree();
     paramUpdateCallback_.set(std::move(callback));
+    if (connected_) walkIfListenedTo();  // a connect() that ended meanwhile saw no callback
     return 0;
+}
+
+void CameraImpl::walkIfListenedTo() {
+    if (!featureTreeWalked_ && paramUpdateCallback_.get()) walkFeatureTree();
 }
 
 // With a stack of its own: how deep the tree is, and whether it is one, is the camera's word.

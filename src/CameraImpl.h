@@ -112,6 +112,8 @@ class CameraImpl final : public Camera, public std::enable_shared_from_this<Came
      * SDK that somebody wants to know what changes. Never throws.
      */
     void walkFeatureTree();
+    /** The same, but only for a callback, and once for each connection. */
+    void walkIfListenedTo();
 
     const std::string key_;
     const Vorda::Memory::TSharedPtr<Vorda::GenICam::ICamera> camera_;

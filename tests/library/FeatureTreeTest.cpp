@@ -5,7 +5,10 @@
 #include "CameraFixture.h"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <stdexcept>
+#include <utility>
 
 namespace kestro::test {
 namespace {
@@ -80,6 +83,21 @@ TEST_F(FeatureTree, IsListedBeforeTheCallbackIsStored) {
     EXPECT_EQ(calls, 1);
 }
 
+TEST_F(FeatureTree, IsListedForAListenerThatComesWhileTheConnectionIsMade) {
+    for (int round = 0; round < 50; ++round) {
+        std::atomic<bool> isAlmostConnected{false};
+        sdk.before("subscribeConnectArgs", [&] { isAlmostConnected = true; });
+        auto connecting = std::async(std::launch::async, [this] { return camera->connect(); });
+        while (!isAlmostConnected) {  // without a yield, so that both end at once
+        }
+        camera->registerParamUpdateCallback(ignore);
+        ASSERT_EQ(connecting.get(), 0);
+        ASSERT_NE(listed(), Calls{}) << "in round " << round;
+        camera->disconnect();
+        camera->registerParamUpdateCallback(nullptr);
+    }
+}
+
 TEST_F(FeatureTree, WithoutARootDoesNotFailTheConnection) {
     device->script.features.clear();
     camera->registerParamUpdateCallback(ignore);
@@ -91,16 +109,24 @@ TEST_F(FeatureTree, WithoutARootDoesNotFailTheConnection) {
                 testing::StartsWith("300 getChildren: get param children error. [code: 0x"));
 }
 
-TEST_F(FeatureTree, KeepsAnExceptionToItself) {
-    sdk.before("getChildren", [] { throw std::runtime_error("no memory"); });
+TEST_F(FeatureTree, IsListedAnewAfterAnException) {
+    const Calls twice = {"getChildren(Root)", "getChildren(Root)", "getChildren(Device)",
+                         "getChildren(Serial)", "getChildren(Image)"};
+    bool isToThrow = true;
+    sdk.before("getChildren", [&] {
+        if (std::exchange(isToThrow, false)) throw std::runtime_error("no memory");
+    });
     camera->registerParamUpdateCallback(ignore);
     EXPECT_EQ(camera->connect(), 0);
+    EXPECT_EQ(listed(), twice);
+    camera->disconnect();
+    camera->registerParamUpdateCallback(nullptr);
+    connect();
+    isToThrow = true;
+    EXPECT_EQ(camera->registerParamUpdateCallback(ignore), 0);
+    EXPECT_EQ(listed(), twice);
     EXPECT_EQ(log.lines(),
-              Lines{"300 walkFeatureTree: exception in feature tree walk. [no memory]"});
-    listed();
-    sdk.before("getChildren", [] {});
-    camera->registerParamUpdateCallback(ignore);
-    EXPECT_EQ(listed(), wholeTree) << "made up for";
+              Lines(2, "300 walkFeatureTree: exception in feature tree walk. [no memory]"));
 }
 
 TEST_F(FeatureTree, MayBeDeeperThanTheStack) {
