@@ -138,33 +138,11 @@ bool isValueReference(ArvGcPropertyNodeType type) {
     }
 }
 
-bool isFormulaText(ArvGcPropertyNodeType type) {
-    return type == ARV_GC_PROPERTY_NODE_TYPE_FORMULA ||
-           type == ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO ||
-           type == ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM ||
-           type == ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION;
-}
-
-/**
- * Aravis divides integers as the processor does, which ends the process at the smallest number
- * divided by -1. A division by a number in the formula's own text cannot come to that.
- */
-bool dividesByAnything(std::string_view formula) {
-    for (std::size_t at = formula.find_first_of("/%"); at != std::string_view::npos;
-         at = formula.find_first_of("/%", at + 1)) {
-        const std::size_t divisor = formula.find_first_not_of(" \t\r\n", at + 1);
-        if (divisor == std::string_view::npos) return true;
-        if (formula[divisor] < '0' || formula[divisor] > '9') return true;
-    }
-    return false;
-}
-
 /** What a value is made of. */
 struct Inputs {
     std::optional<PayloadPort> port;  ///< of its registers; empty when it needs none
     bool hasSeveralPorts = false;
-    bool moves = false;    ///< the place of one of its registers is told by another
-    bool divides = false;  ///< see dividesByAnything()
+    bool moves = false;  ///< the place of one of its registers is told by another
 
     void add(PayloadPort other) {
         hasSeveralPorts |= port && *port != other;
@@ -174,7 +152,6 @@ struct Inputs {
         if (other.port) add(*other.port);
         hasSeveralPorts |= other.hasSeveralPorts;
         moves |= other.moves;
-        divides |= other.divides;
     }
 };
 
@@ -197,12 +174,8 @@ class InputFinder {
         Inputs inputs;
         ArvGcNode* place = isRegister(node) ? placeOf(node) : node;
         Properties(place).each([&](ArvGcPropertyNode* property) {
-            const auto type = arv_gc_property_node_get_node_type(property);
-            if (isValueReference(type)) {
-                if (ArvGcNode* linked = linkedBy(property)) inputs.add(of(linked));
-            } else if (isFormulaText(type) && isFormula(place)) {
-                inputs.divides |= dividesByAnything(textOf(property));
-            }
+            if (!isValueReference(arv_gc_property_node_get_node_type(property))) return;
+            if (ArvGcNode* linked = linkedBy(property)) inputs.add(of(linked));
         });
         addFormulasInside(place, inputs);
         return inputs;
@@ -350,7 +323,7 @@ std::optional<std::uint64_t> evaluated(guint64 (*question)(ArvGcRegister*, GErro
 void settleSource(PayloadFeature& feature, ArvGcNode* source, InputFinder& inputs) {
     const Inputs all = inputs.of(source);
     const Inputs place = inputs.ofReferences(source);
-    if (all.hasSeveralPorts || all.divides) return;
+    if (all.hasSeveralPorts) return;
     feature.node = source;
     if (!isRegister(source)) {
         if (!all.moves) feature.source = PayloadFeature::Source::computed;

@@ -25,7 +25,7 @@ struct PayloadFeature {
         slot,      ///< a register at a fixed place
         moving,    ///< a register whose place the payload's own bytes tell
         computed,  ///< a formula over registers at fixed places
-        none       ///< needs more than one payload, or cannot be evaluated safely
+        none       ///< needs more than one payload, or nothing that can be read
     };
 
     std::string name;
