@@ -63,6 +63,11 @@ std::string numberBehind(ArvDomNode* boolean) {
     return number;
 }
 
+/** Converters calculate in floats, also those of integers. */
+bool isOfIntegers(ArvDomNode* parent) {
+    return ARV_IS_GC_INTEGER(parent) && !ARV_IS_GC_CONVERTER(parent);
+}
+
 class DescriptionRepair {
  public:
     explicit DescriptionRepair(ArvGc* nodes) : nodes_(nodes) {}
@@ -95,7 +100,7 @@ class DescriptionRepair {
             case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM:
             case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
                 // What cannot be guarded is left out, and cannot be evaluated.
-                return guardedFormula(text, ARV_IS_GC_INTEGER(parent) != 0).value_or("");
+                return guardedFormula(text, isOfIntegers(parent)).value_or("");
             case ARV_GC_PROPERTY_NODE_TYPE_P_VARIABLE:
                 return variable(trimmed(text));
             default:

@@ -217,7 +217,8 @@ class DescriptionReader {
 
     void readAttributes(Element& element) {
         if (xmlTextReaderHasAttributes(reader_.get()) != 1 || element.node == kNoNode) return;
-        element.property.index = attribute("Index");
+        element.property.label = attribute("Index");
+        if (element.property.label.empty()) element.property.label = attribute("Name");
         if (std::string offset = attribute("pOffset"); !offset.empty())
             addProperty(element.node, {"pOffset", std::move(offset), {}, kNoNode});
     }

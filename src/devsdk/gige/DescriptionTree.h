@@ -42,7 +42,7 @@ enum class NodeKind {
 struct NodeProperty {
     std::string tag;
     std::string text;
-    std::string index;        ///< the attribute of that name
+    std::string label;        ///< the attribute Index or Name
     NodeId target = kNoNode;  ///< of a reference: the node it leads to
 
     /** Of a number; 0 where there is none. */

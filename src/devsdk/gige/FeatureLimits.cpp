@@ -227,10 +227,29 @@ Refusal FeatureRules::getMaxLength(NodeId id, std::uint32_t& bytes) {
     return {};
 }
 
+/** Behind a converter there may be a register that what comes out does not fit into. */
+Refusal FeatureRules::checkConverted(NodeId id, double value) {
+    while (id != kNoNode) {
+        const NodeKind kind = tree_[id].kind;
+        if (kind == NodeKind::integer || kind == NodeKind::floating) {
+            if (Refusal refusal = valueNode(id, id)) return refusal;
+            continue;
+        }
+        if (kind != NodeKind::converter && kind != NodeKind::intConverter) return {};
+        if (Refusal refusal = nodes_.convert(id, value, value)) return refusal;
+        id = tree_[id].target("pValue");
+        const FeatureRange<double> range = widened(capacity(id));
+        if (!(value >= range.min && value <= range.max))
+            return Refusal::ofValue("beyond what " + tree_[id].name + " holds");
+    }
+    return {};
+}
+
 Refusal FeatureRules::checkValue(NodeId id, std::int64_t value) {
     FeatureRange<std::int64_t> range;
     if (Refusal refusal = getRange(id, range)) return refusal;
     if (Refusal refusal = checkRange(range, value)) return refusal;
+    if (Refusal refusal = checkConverted(id, static_cast<double>(value))) return refusal;
     std::int64_t increment = 1;
     if (Refusal refusal = getIncrement(id, increment)) return refusal;
     if (increment == 1) return {};
@@ -250,7 +269,8 @@ Refusal FeatureRules::checkValue(NodeId id, double value) {
     if (!std::isfinite(value)) return Refusal::ofValue("is no number");
     FeatureRange<double> range;
     if (Refusal refusal = getRange(id, range)) return refusal;
-    return checkRange(range, value);
+    if (Refusal refusal = checkRange(range, value)) return refusal;
+    return checkConverted(id, value);
 }
 
 Refusal FeatureRules::checkValue(NodeId id, const std::string& value) {

@@ -96,7 +96,7 @@ Refusal FeatureRules::indexedProperty(NodeId id, const NodeProperty*& property) 
     if (Refusal refusal = nodes_.getInteger(indexNode, index)) return refusal;
     for (const NodeProperty& each : node.properties) {
         const bool isIndexed = each.tag == "ValueIndexed" || each.tag == "pValueIndexed";
-        if (isIndexed && NodeProperty{{}, each.index, {}, kNoNode}.integer() == index)
+        if (isIndexed && NodeProperty{{}, each.label, {}, kNoNode}.integer() == index)
             property = &each;
     }
     if (!property) property = node.property("pValueDefault");

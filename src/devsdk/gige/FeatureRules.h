@@ -79,6 +79,7 @@ class FeatureRules {
                      bool& hasOne);
     template <typename T>
     Refusal ownLimits(NodeId id, FeatureRange<T>& range);
+    Refusal checkConverted(NodeId id, double value);
     Refusal lengthLimits(NodeId id, FeatureRange<std::int64_t>& range);
     [[nodiscard]] FeatureRange<std::int64_t> bitLimits(NodeId id) const;
     /** What a register behind a node can hold, as far as the description alone tells. */

@@ -2,14 +2,20 @@
 #include "NodeMap.h"
 
 #include "DescriptionCheck.h"
+#include "FormulaGuard.h"
 #include "LastError.h"
 
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 namespace Vorda::Gige {
 namespace {
+
+struct UnrefObject {
+    void operator()(ArvEvaluator* object) const { g_object_unref(object); }
+};
 
 Refusal noSuchValue() { return {Error::feature, "cannot be evaluated"}; }
 
@@ -147,6 +153,43 @@ Refusal NodeMap::getConvertedLimits(NodeId id, double& min, double& max) {
     min = arv_gc_float_get_min(ARV_GC_FLOAT(at(id)), error.out());
     if (error.get() == nullptr) max = arv_gc_float_get_max(ARV_GC_FLOAT(at(id)), error.out());
     return limitsOrNone(error, min, max);
+}
+
+Refusal NodeMap::setVariable(ArvEvaluator* formula, const NodeProperty& variable) {
+    const char* const name = variable.label.c_str();
+    if (ARV_IS_GC_FLOAT(at(variable.target))) {
+        double number = 0;
+        if (Refusal refusal = getFloat(variable.target, number)) return refusal;
+        arv_evaluator_set_double_variable(formula, name, number);
+    } else {
+        std::int64_t number = 0;
+        if (Refusal refusal = getInteger(variable.target, number)) return refusal;
+        arv_evaluator_set_int64_variable(formula, name, number);
+    }
+    return {};
+}
+
+/** The node map writes a 0 where the formula cannot tell, such as for a division by 0. */
+Refusal NodeMap::convert(NodeId id, double value, double& converted) {
+    if (Refusal refusal = prepare(id)) return refusal;
+    const std::unique_ptr<ArvEvaluator, UnrefObject> formula(arv_evaluator_new(nullptr));
+    const auto guarded = [](std::string_view text) {
+        return guardedFormula(text, false).value_or("");
+    };
+    arv_evaluator_set_expression(formula.get(), guarded(tree_[id].text("FormulaTo")).c_str());
+    arv_evaluator_set_double_variable(formula.get(), "FROM", value);
+    for (const NodeProperty& each : tree_[id].properties) {
+        const char* const name = each.label.c_str();
+        if (each.tag == "Constant")
+            arv_evaluator_set_constant(formula.get(), name, each.text.c_str());
+        else if (each.tag == "Expression")
+            arv_evaluator_set_sub_expression(formula.get(), name, guarded(each.text).c_str());
+        if (each.tag != "pVariable") continue;
+        if (Refusal refusal = setVariable(formula.get(), each)) return refusal;
+    }
+    GuardedError error;
+    converted = arv_evaluator_evaluate_as_double(formula.get(), error.out());
+    return error.get() == nullptr ? Refusal{} : Refusal::ofValue("cannot be converted");
 }
 
 Refusal NodeMap::setInteger(NodeId id, std::int64_t value) {

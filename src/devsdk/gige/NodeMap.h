@@ -42,6 +42,9 @@ class NodeMap {
     Refusal getConvertedLimits(NodeId id, std::int64_t& min, std::int64_t& max);
     Refusal getConvertedLimits(NodeId id, double& min, double& max);
 
+    /** What a converter would write for a value; refused when its formula cannot tell. */
+    Refusal convert(NodeId id, double value, double& converted);
+
     /** Sets an integer, enumeration or boolean, or executes a command, to its number. */
     Refusal setInteger(NodeId id, std::int64_t value);
     Refusal setFloat(NodeId id, double value);
@@ -53,6 +56,7 @@ class NodeMap {
     [[nodiscard]] ArvGcNode* at(NodeId id) const { return handles_[static_cast<std::size_t>(id)]; }
     Refusal prepare(NodeId id);
     Refusal checkLength(NodeId id);
+    Refusal setVariable(ArvEvaluator* formula, const NodeProperty& variable);
 
     std::unique_ptr<AravisNodes> nodes_;
     const DescriptionTree& tree_;
