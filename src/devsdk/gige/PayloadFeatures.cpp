@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PayloadFeatures.h"
 
+#include "DescriptionNodes.h"
+#include "FeatureOrder.h"
+
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstring>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace Vorda::Gige {
 
@@ -22,8 +22,6 @@ constexpr ArvGcPropertyNodeType kEventIdType = ARV_GC_PROPERTY_NODE_TYPE_DISPLAY
 
 constexpr std::uint64_t kByteBits = 8;
 constexpr std::uint64_t kLongestInteger = 8;
-/** Real trees have five levels; what hostile ones have must not exhaust the stack. */
-constexpr int kDeepestCategory = 100;
 
 bool endsName(char character) {
     return std::string_view(" \t\r\n/>").find(character) != std::string_view::npos;
@@ -45,41 +43,9 @@ bool renameElement(std::string& xml, std::string_view from, std::string_view to)
     return any;
 }
 
-/** The children of a node that are properties, such as <Address> and <pValue>. */
-class Properties {
- public:
-    explicit Properties(ArvGcNode* node) : node_(ARV_DOM_NODE(node)) {}
-
-    template <typename Visit>
-    void each(const Visit& visit) const {
-        for (ArvDomNode* child = arv_dom_node_get_first_child(node_); child;
-             child = arv_dom_node_get_next_sibling(child))
-            if (ARV_IS_GC_PROPERTY_NODE(child)) visit(ARV_GC_PROPERTY_NODE(child));
-    }
-    /** Null when there is none. */
-    [[nodiscard]] ArvGcPropertyNode* find(ArvGcPropertyNodeType type) const {
-        ArvGcPropertyNode* found = nullptr;
-        each([&](ArvGcPropertyNode* property) {
-            if (arv_gc_property_node_get_node_type(property) == type) found = property;
-        });
-        return found;
-    }
-
- private:
-    ArvDomNode* node_;
-};
-
 std::string_view textOf(ArvGcPropertyNode* property) {
     const char* text = arv_gc_property_node_get_string(property, nullptr);
     return text ? text : "";
-}
-
-ArvGcNode* linkedBy(ArvGcPropertyNode* property) {
-    return property ? arv_gc_property_node_get_linked_node(property) : nullptr;
-}
-
-const char* nameOf(ArvGcNode* node) {
-    return arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(node));
 }
 
 /** "80000001" or "0x80000001", in any case. */
@@ -108,20 +74,6 @@ PayloadPort portOf(ArvGcNode* node) {
     if (const auto event = idOf(kEventIdType)) return {PayloadPort::Kind::event, *event};
     return {};
 }
-
-/** The node with a register's address, length and port: a part of a structure has none itself. */
-ArvGcNode* placeOf(ArvGcNode* node) {
-    if (!ARV_IS_GC_STRUCT_ENTRY_NODE(node)) return node;
-    ArvDomNode* whole = arv_dom_node_get_parent_node(ARV_DOM_NODE(node));
-    return ARV_IS_GC_REGISTER_NODE(whole) ? ARV_GC_NODE(whole) : nullptr;
-}
-
-bool isRegister(ArvGcNode* node) {
-    return ARV_IS_GC_REGISTER_NODE(node) ||
-           (ARV_IS_GC_STRUCT_ENTRY_NODE(node) && placeOf(node) != nullptr);
-}
-
-bool isFormula(ArvGcNode* node) { return ARV_IS_GC_SWISS_KNIFE(node) || ARV_IS_GC_CONVERTER(node); }
 
 bool isValueReference(ArvGcPropertyNodeType type) {
     switch (type) {
@@ -190,79 +142,6 @@ class InputFinder {
     }
 
     std::unordered_map<ArvGcNode*, Inputs> known_;
-};
-
-/** All nodes with a name: first those of the category tree in its order, then the others. */
-class FeatureOrder {
- public:
-    explicit FeatureOrder(const AravisNodes& nodes) : nodes_(nodes) {
-        ArvDomElement* root = arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(nodes.all()));
-        noteReferences(ARV_DOM_NODE(root));
-        if (ArvGcNode* categories = nodes.node("Root")) addCategory(categories, 0);
-        addOthers(ARV_DOM_NODE(root));
-    }
-
-    [[nodiscard]] const std::vector<ArvGcNode*>& features() const { return features_; }
-
- private:
-    static bool isContainer(ArvDomNode* node) {
-        return ARV_IS_GC_GROUP_NODE(node) || ARV_IS_GC_STRUCT_REG_NODE(node);
-    }
-
-    void noteReferences(ArvDomNode* parent) {
-        for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child;
-             child = arv_dom_node_get_next_sibling(child)) {
-            if (ARV_IS_GC_PROPERTY_NODE(child)) {
-                noteReference(ARV_GC_PROPERTY_NODE(child));
-            } else if (ARV_IS_GC_NODE(child)) {
-                noteReferences(child);
-            }
-        }
-    }
-    void noteReference(ArvGcPropertyNode* property) {
-        const auto type = arv_gc_property_node_get_node_type(property);
-        if (type == ARV_GC_PROPERTY_NODE_TYPE_P_VALUE) values_.insert(linkedBy(property));
-        if (type > ARV_GC_PROPERTY_NODE_TYPE_P_UNKNONW &&
-            type != ARV_GC_PROPERTY_NODE_TYPE_P_FEATURE &&
-            type != ARV_GC_PROPERTY_NODE_TYPE_P_SELECTED &&
-            type != ARV_GC_PROPERTY_NODE_TYPE_P_INVALIDATOR)
-            operands_.insert(linkedBy(property));
-    }
-
-    void addCategory(ArvGcNode* category, int depth) {
-        if (depth == kDeepestCategory) return;
-        Properties(category).each([&](ArvGcPropertyNode* property) {
-            if (arv_gc_property_node_get_node_type(property) != ARV_GC_PROPERTY_NODE_TYPE_P_FEATURE)
-                return;
-            ArvGcNode* node = linkedBy(property);
-            if (add(node) && ARV_IS_GC_CATEGORY(node)) addCategory(node, depth + 1);
-        });
-    }
-    void addOthers(ArvDomNode* parent) {
-        for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child;
-             child = arv_dom_node_get_next_sibling(child)) {
-            if (ARV_IS_GC_FEATURE_NODE(child) && isOwnFeature(ARV_GC_NODE(child)))
-                add(ARV_GC_NODE(child));
-            if (isContainer(child)) addOthers(child);
-        }
-    }
-    /** True for a node that does not just serve others. */
-    [[nodiscard]] bool isOwnFeature(ArvGcNode* node) const {
-        const bool isPart = isRegister(node) || isFormula(node);
-        return !(isPart ? operands_ : values_).contains(node);
-    }
-    bool add(ArvGcNode* node) {
-        if (!ARV_IS_GC_FEATURE_NODE(node) || !nameOf(node)) return false;
-        if (nodes_.node(nameOf(node)) != node || !seen_.insert(node).second) return false;
-        features_.push_back(node);
-        return true;
-    }
-
-    const AravisNodes& nodes_;
-    std::unordered_set<ArvGcNode*> values_;    // that others take their value from
-    std::unordered_set<ArvGcNode*> operands_;  // and those that they need for anything at all
-    std::unordered_set<ArvGcNode*> seen_;
-    std::vector<ArvGcNode*> features_;
 };
 
 /** The register or the formula at the end of a feature's chain of values; null when there is none.
