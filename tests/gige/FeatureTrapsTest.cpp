@@ -72,6 +72,11 @@ std::string trapsDescription() {
   <IntSwissKnife Name="QuotientOfTerms"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>(0 + A*1/neg(-(B)/1))*1 + 0/3</Formula></IntSwissKnife>
   <IntSwissKnife Name="Remainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A %<!-- or so -->B</Formula></IntSwissKnife>
   <SwissKnife Name="FloatRemainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A % (B * 1.0)</Formula></SwissKnife>
+  <IntConverter Name="ConvertedRemainder"><pVariable Name="B">B</pVariable><FormulaTo>FROM</FormulaTo><FormulaFrom>TO % (B * 0.5)</FormulaFrom><pValue>A</pValue></IntConverter>
+  <IntSwissKnife Name="MissingOperators"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>1 % 2 A B</Formula></IntSwissKnife>
+  <IntSwissKnife Name="NumberThenName"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>1 % 2A(B)</Formula></IntSwissKnife>
+  <IntSwissKnife Name="Commas"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>(1 % (A, 1, B, 0))</Formula></IntSwissKnife>
+  <IntSwissKnife Name="BareFunction"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A % neg -(neg(B))</Formula></IntSwissKnife>
   <Port Name="Device"/>
 )";
     xml += registerNode("IntReg", "Reg", reg);
@@ -139,13 +144,13 @@ TEST_F(FeatureTraps, HaveTextsOfTheirOwn) {
         {"OfCategory", "OfCategory: refers to Root, which has no such value"},
         {"TextOfNumber", "TextOfNumber: refers to Reg, which has no such value"},
         {"OfOddBoolean", "OfOddBoolean: refers to OddFlag, which is no number"},
+        {"Nonsense", "Nonsense: has a formula that makes no sense"},
         {"Backwards", "Backwards: has its bits in the wrong order"},
         {"Outside", "Outside: has bits outside of its register"},
         {"InOdd", "InOdd: there is no such feature"},
         {"Choice", "Choice: no entry has the value 0"},
         // The node map's formulas count as 0 where they cannot tell.
         {"ByZero", "0"},
-        {"Nonsense", "0"},
         {"OfBoolean", "2"},
         {"Spaced", "1"},
         {"Indexed", "1"},
@@ -223,6 +228,18 @@ TEST_F(FeatureTraps, OfDivisionDoNotEndTheProcess) {
         EXPECT_EQ(each.remainder, text("Remainder"));
         EXPECT_EQ(each.remainder, text("FloatRemainder"));
     }
+}
+
+TEST_F(FeatureTraps, OfMalformedDivisionsAreNoValue) {
+    camera->setNumber(0x40, static_cast<std::uint64_t>(INT64_MIN), 8);
+    for (const std::int64_t divisor : {-1, 1}) {
+        camera->setNumber(0x48, static_cast<std::uint64_t>(divisor), 8);
+        for (const char* name : {"MissingOperators", "NumberThenName", "Commas", "BareFunction"})
+            EXPECT_EQ(std::string(name) + ": has a formula that makes no sense", text(name));
+    }
+    // A converter counts in floats, and cuts what it divides by.
+    camera->setNumber(0x48, static_cast<std::uint64_t>(-3), 8);
+    EXPECT_EQ("0", text("ConvertedRemainder"));
 }
 
 TEST_F(FeatureTraps, DoNotListWithoutEnd) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FeatureGraph.h"
 
+#include "FormulaGuard.h"
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -24,6 +26,15 @@ bool hasValue(const DescriptionNode& node) {
     return node.property("pIndex") &&
            (node.property("ValueIndexed") || node.property("pValueIndexed") ||
             node.property("ValueDefault") || node.property("pValueDefault"));
+}
+
+/** The node map counts what it cannot read as 0, and would write that, too. */
+bool hasBadFormula(const DescriptionNode& node) {
+    const bool isInteger = node.kind == NodeKind::intFormula;
+    return std::ranges::any_of(node.properties, [isInteger](const NodeProperty& property) {
+        const bool isOne = property.tag.starts_with("Formula") || property.tag == "Expression";
+        return isOne && !guardedFormula(property.text, isInteger);
+    });
 }
 
 /** The register that an entry is in. */
@@ -268,6 +279,7 @@ void FeatureGraph::follow(Needs& found, NodeId id, NodeId needed) {
 std::string FeatureGraph::ownFault(NodeId id) const {
     const DescriptionNode& node = tree_[id];
     if (std::string fault = referenceFault(id); !fault.empty()) return fault;
+    if (hasBadFormula(node)) return "has a formula that makes no sense";
     switch (node.kind) {
         case NodeKind::integer:
         case NodeKind::floating:

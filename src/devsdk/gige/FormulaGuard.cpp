@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FormulaGuard.h"
 
+#include "FormulaSyntax.h"
+
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <cstddef>
 
 namespace Vorda::Gige {
@@ -12,33 +12,13 @@ namespace {
 constexpr int kDeepest = 8;
 constexpr std::size_t kLongest = 65536;
 
-/** They stand before their operand, with or without parentheses. */
-constexpr std::array<std::string_view, 17> kFunctions = {
-    "sin", "cos",  "sgn",   "neg",   "atan",  "tan",  "abs",  "exp", "ln",
-    "lg",  "sqrt", "trunc", "round", "floor", "ceil", "asin", "acos"};
-
-bool isWordPart(char each) {
-    return std::isalnum(static_cast<unsigned char>(each)) != 0 || each == '_' || each == '.';
-}
-
-bool isDigit(char each) { return each >= '0' && each <= '9'; }
-
-bool isFunction(std::string_view word) {
-    return std::ranges::any_of(kFunctions, [word](std::string_view each) {
-        return std::ranges::equal(each, word, [](char known, char other) {
-            return known == std::tolower(static_cast<unsigned char>(other));
-        });
-    });
-}
-
 /** Finds where operands end. All positions are in one formula. */
 class Operands {
  public:
     explicit Operands(std::string_view formula) : formula_(formula) {}
 
     [[nodiscard]] std::size_t skipBlanks(std::size_t at) const {
-        while (at < formula_.size() && std::isspace(static_cast<unsigned char>(formula_[at])) != 0)
-            ++at;
+        while (at < formula_.size() && isBlank(formula_[at])) ++at;
         return at;
     }
 
@@ -136,7 +116,7 @@ std::optional<std::string> guarded(std::string_view formula, bool isInteger, int
 }  // namespace
 
 std::optional<std::string> guardedFormula(std::string_view formula, bool isInteger) {
-    return guarded(formula, isInteger, 0);
+    return isWellFormed(formula) ? guarded(formula, isInteger, 0) : std::nullopt;
 }
 
 }  // namespace Vorda::Gige
