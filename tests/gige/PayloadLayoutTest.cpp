@@ -252,6 +252,13 @@ INSTANTIATE_TEST_SUITE_P(
                     ""},
         ReadingCase{"CutShort", knife("X + Y", "B0"), {1}, ""},
         ReadingCase{"WithTheCamera", knife("X + Y", "B0", "D"), {1, 2}, ""},
+        ReadingCase{"OfAnAbsurdLength",
+                    knife("X", "L") +
+                        "<Integer Name=\"Huge\"><Value>0x7fffffffffffff00</Value></Integer>"
+                        "<IntReg Name=\"L\"><Address>0</Address><pLength>Huge</pLength>"
+                        "<pPort>ChunkPort</pPort></IntReg>",
+                    {1, 2},
+                    ""},
         ReadingCase{"WithAnotherChunk", knife("X + Y", "B0", "O"), {1, 2}, ""},
         ReadingCase{"DivisionByANumber", knife("X / 2 + Y % 10", "B0"), {9, 13}, "7"},
         // Left to itself, the node map would end the process here.

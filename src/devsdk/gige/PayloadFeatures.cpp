@@ -94,7 +94,7 @@ bool isValueReference(ArvGcPropertyNodeType type) {
 struct Inputs {
     std::optional<PayloadPort> port;  ///< of its registers; empty when it needs none
     bool hasSeveralPorts = false;
-    bool moves = false;  ///< the place of one of its registers is told by another
+    bool moves = false;  ///< the place of one of its registers is not plain to see
 
     void add(PayloadPort other) {
         hasSeveralPorts |= port && *port != other;
@@ -114,8 +114,10 @@ class InputFinder {
         if (const auto known = known_.find(node); known != known_.end()) return known->second;
         Inputs inputs = ofReferences(node);
         if (isRegister(node)) {
-            inputs.moves |= inputs.port.has_value();
             const Properties place(placeOf(node));
+            inputs.moves |= inputs.port.has_value();
+            // The node map allocates such a length, however large, where it needs the register.
+            inputs.moves |= place.find(ARV_GC_PROPERTY_NODE_TYPE_P_LENGTH) != nullptr;
             inputs.add(portOf(linkedBy(place.find(ARV_GC_PROPERTY_NODE_TYPE_P_PORT))));
         }
         return known_.emplace(node, inputs).first->second;
