@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace Vorda::Gige {
 namespace {
 
@@ -94,6 +96,9 @@ std::string trapsDescription() {
     xml += registerNode("IntReg", "LongInt", "<Address>0x20</Address><pLength>LengthReg</pLength>");
     xml += registerNode("IntReg", "LostOffset", reg + "<pIndex pOffset=\"Nowhere\">One</pIndex>");
     xml += registerNode("IntReg", "LostAddress", "<pAddress>Nowhere</pAddress><Length>4</Length>");
+    xml += registerNode("IntReg", "WideInt", "<Address>0x20</Address><Length>9</Length>");
+    xml += registerNode("IntReg", "TLParamsLocked",
+                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
     xml += registerNode("MaskedIntReg", "Backwards", reg + "<LSB>4</LSB><MSB>9</MSB>");
     xml += registerNode("MaskedIntReg", "Outside", reg + "<Bit>32</Bit>");
     xml += "<IntReg Name=\"Portless\">" + reg + "</IntReg>";
@@ -146,6 +151,7 @@ TEST_F(FeatureTraps, HaveTextsOfTheirOwn) {
         {"OfOddBoolean", "OfOddBoolean: refers to OddFlag, which is no number"},
         {"Nonsense", "Nonsense: has a formula that makes no sense"},
         {"Backwards", "Backwards: has its bits in the wrong order"},
+        {"WideInt", "WideInt: is too long for a number"},
         {"Outside", "Outside: has bits outside of its register"},
         {"InOdd", "InOdd: there is no such feature"},
         {"Choice", "Choice: no entry has the value 0"},
@@ -202,9 +208,45 @@ TEST_F(FeatureTraps, OfLengthAreNotAllocated) {
         }
     }
     EXPECT_EQ(0, camera->writes());
+    camera->setNumber(kLengthRegister, 9);
+    EXPECT_EQ("LongInt: LongInt is 9 bytes long", text("LongInt"));
     camera->setNumber(kLengthRegister, 8);
     camera->set(0x20, "eight");
     EXPECT_EQ("eight", text("LongText"));
+}
+
+/** Says another length each time that it is asked. */
+class FickleCamera final : public RegisterPort {
+ public:
+    bool readRegister(std::uint64_t, std::uint32_t&) override { return false; }
+    bool writeRegister(std::uint64_t, std::uint32_t) override { return false; }
+    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
+        std::ranges::fill(data, std::uint8_t{0});
+        if (address == kLengthRegister) data.back() = ++answers_ % 2 == 0 ? 1 : 4;
+        return true;
+    }
+    bool writeMemory(std::uint64_t, ByteView data) override {
+        written_ = data.size();
+        return true;
+    }
+    [[nodiscard]] std::size_t written() const { return written_; }
+
+ private:
+    int answers_ = 0;
+    std::size_t written_ = 0;
+};
+
+TEST(FeaturesOfAFickleCamera, KeepToTheLengthThatWasChecked) {
+    FeatureSources sources;
+    const auto camera = std::make_shared<FickleCamera>();
+    sources.camera = camera;
+    sources.description = trapsDescription();
+    const auto features = Features::make(sources);
+    ASSERT_TRUE(features) << lastErrorMessage();
+    features->lockTransport(true);
+    EXPECT_EQ(4u, camera->written());
+    EXPECT_TRUE(features->setInteger("LongInt", 1)) << lastErrorMessage();
+    EXPECT_EQ(1u, camera->written());
 }
 
 TEST_F(FeatureTraps, OfDivisionDoNotEndTheProcess) {

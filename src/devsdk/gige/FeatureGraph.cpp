@@ -334,11 +334,13 @@ std::string FeatureGraph::registerFault(const DescriptionNode& node) const {
         if (port->target == kNoNode || tree_[port->target].kind != NodeKind::port)
             return missing(*port);
     }
+    if (!isEntry && !isNumber(node.kind)) return {};
+    const NodeProperty* const length = holder->property("Length");
+    std::int64_t bytes = length ? length->integer() : 4;
+    if (bytes > kLongestIntegerBytes) return "is too long for a number";
     if (!isEntry && node.kind != NodeKind::maskedRegister) return {};
     const BitRange bits = bitRange(node, *holder);
     if (bits.first > bits.last) return "has its bits in the wrong order";
-    const NodeProperty* const length = holder->property("Length");
-    std::int64_t bytes = length ? length->integer() : 4;
     if (holder->property("pLength")) bytes = 8;
     return bits.first >= 0 && bits.last < std::min<std::int64_t>(bytes * 8, 64)
                ? ""

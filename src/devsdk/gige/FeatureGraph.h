@@ -87,6 +87,7 @@ class FeatureGraph {
 /** The nodes that a value is passed on to: pValue and its indexed kin. */
 [[nodiscard]] bool isValueTarget(std::string_view tag);
 [[nodiscard]] bool isNumber(NodeKind kind);
+inline constexpr std::int64_t kLongestIntegerBytes = 8;
 
 /** The bits of a register that a node is about, in the order in which the register counts them. */
 struct BitRange {

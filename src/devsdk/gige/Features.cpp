@@ -231,6 +231,7 @@ void Features::lockTransport(bool isLocked) {
     const std::vector<std::string>* dependents = nullptr;
     {
         const std::lock_guard guard(impl_->mutex);
+        const auto snapshot = impl_->nodes->snapshot();
         // A camera whose lock fails streams all the same; one that is gone fails the next step.
         const Refusal refusal = lock->kind == FeatureKind::boolean
                                     ? impl_->setBoolean(lock->id, isLocked)

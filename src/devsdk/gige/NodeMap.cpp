@@ -82,7 +82,10 @@ Refusal NodeMap::checkLength(NodeId id) {
     GuardedError error;
     const std::int64_t bytes = arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.out());
     if (error.get() != nullptr) return error.refusal();
-    if (isRegisterLength(bytes)) return {};
+    const NodeKind kind = tree_[id].kind;
+    const bool isInteger = kind == NodeKind::intRegister || kind == NodeKind::maskedRegister ||
+                           kind == NodeKind::structRegister;
+    if (isRegisterLength(bytes) && (!isInteger || bytes <= kLongestIntegerBytes)) return {};
     return {Error::badAnswer, tree_[id].name + " is " + std::to_string(bytes) + " bytes long"};
 }
 
