@@ -423,6 +423,27 @@ TEST_F(FeaturesOfACamera, PassTheCamerasErrorOn) {
     EXPECT_THAT(changes, IsEmpty());
 }
 
+TEST_F(FeaturesOfACamera, LeaveResultsAloneThatTheyDoNotHave) {
+    camera->fail(Error::timeout);
+    std::int64_t integer = 42;
+    double number = 42;
+    std::vector<FeatureEntry> entries(1);
+    std::string text = "before";
+    FeatureRange<std::int64_t> range{42, 43};
+    EXPECT_FALSE(features->getInteger("OffsetX", integer));
+    EXPECT_FALSE(features->getEnumeration("PixelFormat", integer));
+    EXPECT_FALSE(features->getFloat("ExposureTime", number));
+    EXPECT_FALSE(features->getString("DeviceUserID", text));
+    EXPECT_FALSE(features->getText("Width", text));
+    EXPECT_FALSE(features->getEntries("PixelFormat", entries));
+    EXPECT_FALSE(features->getRange("Width", range));
+    EXPECT_EQ(42, integer);
+    EXPECT_EQ(42, number);
+    EXPECT_EQ("before", text);
+    EXPECT_EQ(1u, entries.size());
+    EXPECT_EQ(42, range.min);
+}
+
 TEST_F(FeaturesOfACamera, TellWhatChangesWithThem) {
     EXPECT_TRUE(features->setInteger("OffsetX", 4));
     EXPECT_TRUE(features->setEnumeration("GainSelector", "Blue"));

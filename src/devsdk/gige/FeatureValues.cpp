@@ -70,8 +70,9 @@ Refusal Features::Impl::setBoolean(NodeId id, bool value) {
 }
 
 bool Features::getInteger(const std::string& name, std::int64_t& value) const {
-    return impl_->ask(name, FeatureKind::integer,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+    return impl_->get(
+        name, FeatureKind::integer, value,
+        [this](const Feature& feature, auto& found) { return impl_->getNumber(feature, found); });
 }
 
 bool Features::setInteger(const std::string& name, std::int64_t value) {
@@ -82,22 +83,24 @@ bool Features::setInteger(const std::string& name, std::int64_t value) {
 }
 
 bool Features::getRange(const std::string& name, FeatureRange<std::int64_t>& range) const {
-    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
-        range = {};
-        return feature.isOurs() ? Refusal{} : impl_->rules->getRange(feature.id, range);
-    });
+    return impl_->get(
+        name, FeatureKind::integer, range, [this](const Feature& feature, auto& found) {
+            return feature.isOurs() ? Refusal{} : impl_->rules->getRange(feature.id, found);
+        });
 }
 
 bool Features::getIncrement(const std::string& name, std::int64_t& increment) const {
-    return impl_->ask(name, FeatureKind::integer, [&](const Feature& feature) -> Refusal {
-        increment = 1;
-        return feature.isOurs() ? Refusal{} : impl_->rules->getIncrement(feature.id, increment);
-    });
+    return impl_->get(
+        name, FeatureKind::integer, increment, [this](const Feature& feature, auto& found) {
+            found = 1;
+            return feature.isOurs() ? Refusal{} : impl_->rules->getIncrement(feature.id, found);
+        });
 }
 
 bool Features::getFloat(const std::string& name, double& value) const {
-    return impl_->ask(name, FeatureKind::floating,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+    return impl_->get(
+        name, FeatureKind::floating, value,
+        [this](const Feature& feature, auto& found) { return impl_->getNumber(feature, found); });
 }
 
 bool Features::setFloat(const std::string& name, double value) {
@@ -108,9 +111,10 @@ bool Features::setFloat(const std::string& name, double value) {
 }
 
 bool Features::getRange(const std::string& name, FeatureRange<double>& range) const {
-    return impl_->ask(name, FeatureKind::floating, [&](const Feature& feature) {
-        return impl_->rules->getRange(feature.id, range);
-    });
+    return impl_->get(name, FeatureKind::floating, range,
+                      [this](const Feature& feature, auto& found) {
+                          return impl_->rules->getRange(feature.id, found);
+                      });
 }
 
 bool Features::getUnit(const std::string& name, std::string& unit) const {
@@ -123,8 +127,9 @@ bool Features::getUnit(const std::string& name, std::string& unit) const {
 }
 
 bool Features::getEnumeration(const std::string& name, std::int64_t& value) const {
-    return impl_->ask(name, FeatureKind::enumeration,
-                      [&](const Feature& feature) { return impl_->getNumber(feature, value); });
+    return impl_->get(
+        name, FeatureKind::enumeration, value,
+        [this](const Feature& feature, auto& found) { return impl_->getNumber(feature, found); });
 }
 
 bool Features::setEnumeration(const std::string& name, std::int64_t value) {
@@ -143,18 +148,20 @@ bool Features::setEnumeration(const std::string& name, const std::string& symbol
 }
 
 bool Features::getEntries(const std::string& name, std::vector<FeatureEntry>& entries) const {
-    return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
-        return impl_->rules->getEntries(feature.id, entries);
-    });
+    return impl_->get(name, FeatureKind::enumeration, entries,
+                      [this](const Feature& feature, auto& found) {
+                          return impl_->rules->getEntries(feature.id, found);
+                      });
 }
 
 bool Features::getBoolean(const std::string& name, bool& value) const {
-    return impl_->ask(name, FeatureKind::boolean, [&](const Feature& feature) {
-        std::int64_t number = 0;
-        Refusal refusal = impl_->getNumber(feature, number);
-        if (!refusal) value = number != 0;
-        return refusal;
-    });
+    return impl_->get(name, FeatureKind::boolean, value,
+                      [this](const Feature& feature, bool& found) {
+                          std::int64_t number = 0;
+                          Refusal refusal = impl_->getNumber(feature, number);
+                          found = number != 0;
+                          return refusal;
+                      });
 }
 
 bool Features::setBoolean(const std::string& name, bool value) {
@@ -163,8 +170,9 @@ bool Features::setBoolean(const std::string& name, bool value) {
 }
 
 bool Features::getString(const std::string& name, std::string& value) const {
-    return impl_->ask(name, FeatureKind::text,
-                      [&](const Feature& feature) { return impl_->getText(feature, value); });
+    return impl_->get(name, FeatureKind::text, value, [this](const Feature& feature, auto& found) {
+        return impl_->getText(feature, found);
+    });
 }
 
 bool Features::setString(const std::string& name, const std::string& value) {
@@ -175,8 +183,8 @@ bool Features::setString(const std::string& name, const std::string& value) {
 }
 
 bool Features::getMaxLength(const std::string& name, std::uint32_t& bytes) const {
-    return impl_->ask(name, FeatureKind::text, [&](const Feature& feature) {
-        return impl_->rules->getMaxLength(feature.id, bytes);
+    return impl_->get(name, FeatureKind::text, bytes, [this](const Feature& feature, auto& found) {
+        return impl_->rules->getMaxLength(feature.id, found);
     });
 }
 

@@ -79,7 +79,7 @@ class Features {
     [[nodiscard]] bool isReadable(const std::string& name) const;
     [[nodiscard]] bool isWritable(const std::string& name) const;
 
-    // Values
+    // Values. An operation that fails leaves its result as it was.
 
     [[nodiscard]] bool getInteger(const std::string& name, std::int64_t& value) const;
     [[nodiscard]] bool setInteger(const std::string& name, std::int64_t value);

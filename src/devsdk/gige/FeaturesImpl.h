@@ -63,6 +63,9 @@ struct Features::Impl {
     [[nodiscard]] const Feature* find(const std::string& name, FeatureKind kind) const;
     template <typename Do>
     [[nodiscard]] bool ask(const std::string& name, FeatureKind kind, Do what);
+    /** Changes `result` only when there is one. */
+    template <typename T, typename Do>
+    [[nodiscard]] bool get(const std::string& name, FeatureKind kind, T& result, Do what);
     template <typename T, typename Do>
     [[nodiscard]] bool tell(const std::string& name, FeatureKind kind, const T& value, Do what);
     template <typename Do>
@@ -99,6 +102,15 @@ bool Features::Impl::ask(const std::string& name, FeatureKind kind, Do what) {
         return what(*feature);
     }();
     return refusal ? failWith(refusal, name) : true;
+}
+
+template <typename T, typename Do>
+bool Features::Impl::get(const std::string& name, FeatureKind kind, T& result, Do what) {
+    T found{};
+    if (!ask(name, kind, [&](const Feature& feature) { return what(feature, found); }))
+        return false;
+    result = std::move(found);
+    return true;
 }
 
 template <typename T, typename Do>
