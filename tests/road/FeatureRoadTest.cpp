@@ -8,8 +8,10 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace kestro::test {
 namespace {
@@ -21,13 +23,11 @@ using testing::Ge;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::Le;
-using testing::Not;
 
 constexpr int kRefused = 2;
 constexpr std::uint64_t kWidthRegister = 0x10000;
 constexpr std::uint64_t kSensorWidthRegister = 0x10010;
 constexpr std::uint64_t kUserNameRegister = 0xe8;
-constexpr std::uint64_t kExposureRegister = 0x10038;
 
 class FeatureRoad : public testing::Test {
  protected:
@@ -182,11 +182,7 @@ TEST_F(FeatureRoad, SaysWithWhichStatusTheCameraRefusedAnAddress) {
     EXPECT_EQ(ParameterRegister(road_.camera(), kSensorWidthRegister).setValue(1).getCode(),
               kRefused);
     EXPECT_THAT(Road::lastReason(), HasSubstr("write protected (0x8004)"));
-    std::array<std::uint8_t, 600> bytes{};
-    EXPECT_EQ(nowhere.getValue(bytes.data(), 600).getCode(), kRefused);
-    EXPECT_THAT(
-        RecordingLogger::instance().lines(300, 300).back(),
-        HasSubstr("getValue: get reg value error. address: {0x20000}, len: {512}. [code: "));
+    std::array<std::uint8_t, 20> bytes{};
     EXPECT_EQ(nowhere.setValue(bytes.data(), 20).getCode(), kRefused);
     EXPECT_THAT(
         RecordingLogger::instance().lines(300, 300).back(),
@@ -243,8 +239,8 @@ TEST_F(ControlCost, AValueOfARegisterIsOneTransaction) {
 
 TEST_F(ControlCost, AWriteAsksOnlyForLimitsThatLiveInTheCamera) {
     // Its limits are constants of the description, and nothing locks it.
-    auto heartbeat = road_.feature<ParameterInt>("GevSCPD");
-    const Cost plain = costOf([&] { EXPECT_TRUE(heartbeat.setValue(0)); });
+    auto delay = road_.feature<ParameterInt>("GevSCPD");
+    const Cost plain = costOf([&] { EXPECT_TRUE(delay.setValue(0)); });
     EXPECT_EQ(plain.writes, kTimes);
     EXPECT_THAT(plain.reads, timesEach(0));
     // The largest offset is the sensor's width less the picture's, and the transport's lock counts.
@@ -254,11 +250,11 @@ TEST_F(ControlCost, AWriteAsksOnlyForLimitsThatLiveInTheCamera) {
     EXPECT_THAT(checked.reads, timesEach(3));
 }
 
-// Refused writes
+// Refused writes: one of each kind; the rules behind them have tests of their own
 
 struct Refusal {
     const char* label;
-    std::function<Result(const std::shared_ptr<Camera>&)> write;
+    Result (*write)(const std::shared_ptr<Camera>&);
     const char* reason;
     std::uint64_t address;  ///< of the register that would have changed
     bool grabbing = false;
@@ -293,45 +289,18 @@ TEST_P(RefusedWrite, ChangesNothingAndSaysWhy) {
 Result setInt(const std::shared_ptr<Camera>& camera, const char* name, std::int64_t value) {
     return ParameterInt(camera, name).setValue(value);
 }
-Result setFloat(const std::shared_ptr<Camera>& camera, const char* name, double value) {
-    return ParameterFloat(camera, name).setValue(value);
-}
-Result setSymbol(const std::shared_ptr<Camera>& camera, const char* name, const char* symbol) {
-    return ParameterEnum(camera, name).setValue(std::string(symbol));
-}
 
 INSTANTIATE_TEST_SUITE_P(
     Features, RefusedWrite,
     testing::Values(
-        Refusal{"Unknown", [](auto& camera) { return setInt(camera, "Wdith", 640); }, "Wdith",
-                kWidthRegister},
-        Refusal{"Kind", [](auto& camera) { return setFloat(camera, "Width", 320); }, "Width",
-                kWidthRegister},
-        Refusal{"Unavailable",
-                [](auto& camera) { return setSymbol(camera, "TriggerSource", "Software"); },
-                "TriggerSource", 0x10048},
+        Refusal{"Kind", [](auto& camera) { return ParameterFloat(camera, "Width").setValue(320); },
+                "Width", kWidthRegister},
         Refusal{"ReadOnly", [](auto& camera) { return setInt(camera, "SensorWidth", 320); },
                 "SensorWidth", kSensorWidthRegister},
         Refusal{"Locked", [](auto& camera) { return setInt(camera, "Width", 320); }, "Width",
                 kWidthRegister, true},
         Refusal{"AboveTheMaximum", [](auto& camera) { return setInt(camera, "Width", 5000); },
                 "Width 5000: above the maximum 640", kWidthRegister},
-        Refusal{"BelowTheMinimum", [](auto& camera) { return setInt(camera, "Width", 60); },
-                "Width 60: below the minimum 64", kWidthRegister},
-        Refusal{"OffTheIncrement", [](auto& camera) { return setInt(camera, "Width", 321); },
-                "Width 321", kWidthRegister},
-        Refusal{"FloatAboveTheMaximum",
-                [](auto& camera) { return setFloat(camera, "ExposureTime", 2e6); },
-                "ExposureTime 2000000: above the maximum 1000000", kExposureRegister},
-        Refusal{"NoNumber",
-                [](auto& camera) {
-                    return setFloat(camera, "ExposureTime",
-                                    std::numeric_limits<double>::quiet_NaN());
-                },
-                "ExposureTime nan", kExposureRegister},
-        Refusal{"UnknownEntry",
-                [](auto& camera) { return setSymbol(camera, "AcquisitionMode", "Sometimes"); },
-                "AcquisitionMode Sometimes", 0x10020},
         Refusal{"UnknownEntryValue",
                 [](auto& camera) {
                     return ParameterEnum(camera, "AcquisitionMode").setValue(std::uint64_t{77});

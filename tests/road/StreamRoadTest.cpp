@@ -5,20 +5,17 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <mutex>
 #include <tuple>
+#include <utility>
 
 namespace kestro::test {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::AllOf;
-using testing::AnyOf;
-using testing::Contains;
-using testing::Eq;
-using testing::Ge;
 using testing::IsEmpty;
 
 // Many threads on one camera
