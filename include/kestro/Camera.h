@@ -38,8 +38,8 @@ static_assert(sizeof(ParamUpdateEventArg) == sizeof(void*) + 256,
  * on configuration files must not run at the same time on one camera. Callbacks run on threads of
  * the library, one at a time for each kind, with no lock held: they may call every operation of the
  * camera. A callback that is replaced or removed while it runs still runs to its end.
- * Errors: operations return a Result and write one log line that says what failed and why; none
- * throws. An exception that leaves a callback is caught and logged.
+ * Errors: operations return a Result and write one log line that says what failed and why. Nothing
+ * throws but std::bad_alloc; an exception that leaves a callback is caught and logged.
  */
 class KESTRO_API Camera {
  public:
