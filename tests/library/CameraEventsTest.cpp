@@ -237,6 +237,7 @@ TEST_F(CameraFixture, EachNameOfAnUpdateIsACallOfItsOwn) {
         names.emplace_back(event.name);
         EXPECT_TRUE(std::all_of(std::begin(event.reserved), std::end(event.reserved),
                                 [](std::uint8_t byte) { return byte == 0; }));
+        if (names.size() == 1) camera->registerParamUpdateCallback(nullptr);
         if (names.size() == 2) throw std::runtime_error("full");
     }),
               0);
@@ -244,10 +245,9 @@ TEST_F(CameraFixture, EachNameOfAnUpdateIsACallOfItsOwn) {
     EXPECT_TRUE(device->raiseUpdates({}));
     EXPECT_TRUE(names.empty());
     device->raiseUpdates({"Width", "", "OffsetX"});
-    EXPECT_THAT(names, ElementsAre("Width", "", "OffsetX"));
+    EXPECT_THAT(names, ElementsAre("Width", "", "OffsetX")) << "all by the one that was set then";
     EXPECT_EQ(log.lines(),
               Lines{"300 onParamUpdateEvent: exception in param update callback. [full]"});
-    camera->registerParamUpdateCallback(nullptr);
     device->raiseUpdates({"Height"});
     EXPECT_EQ(names.size(), 3U);
 }

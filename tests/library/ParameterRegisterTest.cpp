@@ -155,12 +155,28 @@ TEST_F(Registers, AtAddressZeroAreNotValidButReachTheDevice) {
     ParameterRegister zero(camera, 0);
     sdk.clearJournal();
     EXPECT_FALSE(zero.isValid());
+    int value = 0;
+    std::uint8_t byte = 0;
     EXPECT_EQ(zero.setValue(1), 0);
-    EXPECT_EQ(sdk.journal(), Calls{"writeReg(0x0, 0x1000000, 4)"});
+    EXPECT_EQ(zero.getValue(value), 0);
+    EXPECT_EQ(zero.setValue(&byte, 1), 0);
+    EXPECT_EQ(zero.getValue(&byte, 1), 0);
+    EXPECT_EQ(sdk.journal(), (Calls{"writeReg(0x0, 0x1000000, 4)", "readReg(0x0, 0)",
+                                    "writeMem(0x0, 16)", "readMem(0x0, 16)"}));
     const Parameter& base = *parameter;
     EXPECT_TRUE(base.isValid());
     EXPECT_STREQ(base.getName(), "");
     EXPECT_EQ(base.getType(), ParameterType::Unknown);
+}
+
+TEST_F(Registers, MadeBeforeTheConnectionServeIt) {
+    camera->disconnect();
+    const ParameterRegister early(camera, kAddress);
+    EXPECT_TRUE(early.isValid());
+    connect();
+    int value = 0;
+    EXPECT_EQ(early.getValue(value), 0);
+    EXPECT_EQ(value, 0x01020304);
 }
 
 TEST_F(Registers, WithoutAnAssistantStayUnusable) {

@@ -28,6 +28,36 @@ Node::SEnumEntry entry(std::uint64_t value, const char* symbol, const char* desc
     return entry;
 }
 
+/** A camera of the application's own making. */
+class ForeignCamera final : public Camera {
+ public:
+    Result connect() override { return 0; }
+    void disconnect() override {}
+    bool isConnected() const override { return true; }
+    Result startGrabbing(std::int32_t) override { return 0; }
+    void stopGrabbing() override {}
+    bool isGrabbing() const override { return false; }
+    std::shared_ptr<Frame> getFrame(std::uint32_t) override { return nullptr; }
+    Result clearFrameBuffer() override { return 0; }
+    std::shared_ptr<DeviceInfo> getDeviceInfo() override { return nullptr; }
+    std::shared_ptr<InterfaceInfo> getInterfaceInfo() override { return nullptr; }
+    std::shared_ptr<Parameter> getParameter(const char*) override { return nullptr; }
+    Result forceIpAddress(const char*, const char*, const char*) override { return 0; }
+    Result downloadGenICamXML(const char*) override { return 0; }
+    Result saveDeviceConfig(const char*) override { return 0; }
+    Result loadDeviceConfig(const char*) override { return 0; }
+    Result registerFrameCallback(std::function<void(const std::shared_ptr<Frame>&)>) override {
+        return 0;
+    }
+    Result registerConnectCallback(std::function<void(const ConnectEventArg&)>) override {
+        return 0;
+    }
+    Result registerParamUpdateCallback(std::function<void(const ParamUpdateEventArg&)>) override {
+        return 0;
+    }
+    const char* getKey() const override { return "Acme:1001"; }
+};
+
 /** A connected camera with one feature of each kind, named like its class. */
 class Parameters : public CameraFixture {
  protected:
@@ -138,6 +168,7 @@ TEST_P(ParameterOperation, FailsWhereThereIsNoSuchFeature) {
     expectFailure(camera, nullptr);
     expectFailure(nullptr, name);
     expectFailure(std::make_shared<CameraImpl>(nullptr), name);
+    expectFailure(std::make_shared<ForeignCamera>(), name);
     script(name).type = Node::kFeatureRegister;  // of another kind
     if (GetParam().call != std::string("getSelectorsName")) expectFailure(camera, name);
     device->connected = false;
@@ -195,7 +226,7 @@ TEST_F(Parameters, LimitsComeInTheOrderOfTheArguments) {
     EXPECT_EQ(v.length, 63U);
 }
 
-TEST_F(Parameters, ListsAreAppendedInTheirOrderAndLeftAloneOnFailure) {
+TEST_F(Parameters, ListsAreAppendedInTheirOrderAndOutputsLeftAloneOnFailure) {
     script("Int").selectors = {"Second", "First"};
     Names names = {"before"};
     EXPECT_EQ(Parameter(camera, "Int").getSelectors(names), 0);
@@ -214,6 +245,11 @@ TEST_F(Parameters, ListsAreAppendedInTheirOrderAndLeftAloneOnFailure) {
     EXPECT_EQ(entries[1].symbol, "Three");
     EXPECT_EQ(entries[1].description, "the third");
     EXPECT_EQ(entries[2].value, 7U);
+
+    std::string text = "before";
+    EXPECT_EQ(ParameterString(camera, "Int").getValue(text), 2);
+    EXPECT_EQ(ParameterFloat(camera, "Int").getUnit(text), 2);
+    EXPECT_EQ(text, "before");
 }
 
 TEST_F(Parameters, TheSymbolIsThatOfTheFirstEntryWithTheValueIfAny) {
