@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "BufferPool.h"
-#include "FrameAssembler.h"
+#include "FrameReceiver.h"
 #include "LastError.h"
 #include "PayloadLayout.h"
 #include "RecordingLogger.h"
@@ -21,7 +20,8 @@ using namespace Vorda::Gige;
 using kestro::test::Bytes;
 using kestro::test::chunk;
 using kestro::test::content;
-using kestro::test::PacketWriter;
+using kestro::test::FrameReceiver;
+using kestro::test::joined;
 using kestro::test::RecordingLogger;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -32,47 +32,6 @@ using Vorda::GenICam::TVector;
 constexpr std::size_t kImageBytes = 1200;
 constexpr std::uint16_t kImageWithChunks = 0x4001;
 constexpr std::uint16_t kOnlyChunks = 4;
-
-Bytes joined(const std::vector<Bytes>& parts) {
-    Bytes bytes;
-    for (const Bytes& part : parts) bytes.insert(bytes.end(), part.begin(), part.end());
-    return bytes;
-}
-
-/** Receives frames as a stream does, but for the network. */
-class Receiver : private FrameOutput {
- public:
-    explicit Receiver(std::shared_ptr<const PayloadLayout> layout = nullptr) {
-        StreamSetup setup;
-        setup.payloadBytes = 20000;
-        setup.packetBytes = 1036;
-        setup.layout = std::move(layout);
-        pool_ = BufferPool::create(2, setup.payloadBytes);
-        FrameOutput& output = *this;
-        assembler_.emplace(setup, output, counters);
-    }
-    CFrame receive(std::uint16_t payloadType, const Bytes& payload) {
-        const PacketWriter writer{.blockId = nextId_++, .stride = 1000, .payloadType = payloadType};
-        frame_ = CFrame();
-        for (const Bytes& packet : writer.block(payload)) assembler_->take(packet, {});
-        return frame_;
-    }
-
-    StreamCounters counters;
-
- private:
-    FrameBuffer* takeBuffer() override { return pool_->take(); }
-    void returnBuffer(FrameBuffer& buffer) override { pool_->giveBack(buffer); }
-    void deliver(FrameBuffer& buffer, const FrameInfo& info) override {
-        frame_ = CFrame(pool_->makeFrame(buffer, info));
-    }
-    void requestResend(const ResendRequest&) override {}
-
-    std::shared_ptr<BufferPool> pool_;
-    CFrame frame_;
-    std::uint64_t nextId_ = 1;
-    std::optional<FrameAssembler> assembler_;
-};
 
 Bytes imageOf(const CFrame& frame) {
     const auto* data = static_cast<const std::uint8_t*>(frame.getImage());
@@ -97,7 +56,7 @@ std::vector<unsigned> payloadTypes(const CFrame& frame) {
 }
 
 TEST(ChunkedFrame, HasTheFirstChunkForItsImage) {
-    Receiver receiver;
+    FrameReceiver receiver;
     const Bytes image = content(kImageBytes, 1);
     const CFrame frame = receiver.receive(
         kImageWithChunks,
@@ -110,7 +69,7 @@ TEST(ChunkedFrame, HasTheFirstChunkForItsImage) {
 }
 
 TEST(ChunkedFrame, CountsAsAWholeWhenNoImageIsToldApart) {
-    Receiver receiver;
+    FrameReceiver receiver;
     const Bytes chunks = joined({chunk(0x80000000, content(40, 2)), chunk(5, content(4, 3))});
     const CFrame frame = receiver.receive(kOnlyChunks, chunks);
     EXPECT_EQ(imageOf(frame), chunks);
@@ -123,7 +82,7 @@ TEST(ChunkedFrame, CountsAsAWholeWhenNoImageIsToldApart) {
 }
 
 TEST(ChunkedFrame, HasNoChunksWithoutTheirPayloadType) {
-    Receiver receiver;
+    FrameReceiver receiver;
     const Bytes payload = joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(4, 2))});
     for (const auto type : std::initializer_list<std::uint16_t>{1, 2, 6}) {
         const CFrame frame = receiver.receive(type, payload);
@@ -146,7 +105,7 @@ class BrokenChunks : public testing::TestWithParam<BrokenCase> {};
 
 TEST_P(BrokenChunks, CostOneFramesResults) {
     RecordingLogger::instance().reset();
-    Receiver receiver;
+    FrameReceiver receiver;
     for (const std::uint64_t count : {1u, 2u}) {
         const CFrame frame = receiver.receive(kImageWithChunks, GetParam().payload);
         ASSERT_TRUE(frame.valid());
@@ -189,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(ChunkedFrame, KeepsTheFirstOfTooManyChunks) {
-    Receiver receiver;
+    FrameReceiver receiver;
     std::vector<Bytes> parts{chunk(1000, content(kImageBytes, 1))};
     for (std::uint32_t i = 1; i < 200; ++i) parts.push_back(chunk(1000 + i, Bytes(i % 3)));
     for (const std::size_t count : {63u, 64u, 65u, 128u, 200u}) {
@@ -211,7 +170,7 @@ TEST(ChunkedFrame, GivesTheLinesOfItsChunks) {
            <IntReg Name="QRNum"><Address>0</Address><Length>4</Length><pPort>P</pPort>
              <Endianess>BigEndian</Endianess></IntReg>
            <Port Name="P"><ChunkID>80000001</ChunkID></Port></RegisterDescription>)");
-    Receiver receiver(layout);
+    FrameReceiver receiver(layout);
     const CFrame frame = receiver.receive(
         kImageWithChunks, joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(4, 1)),
                                   chunk(0x80000001, {0, 0, 0, 3}), chunk(0x80000001, {0, 0, 0})}));
