@@ -294,23 +294,23 @@ INSTANTIATE_TEST_SUITE_P(
     Features, RefusedWrite,
     testing::Values(
         Refusal{"Kind", [](auto& camera) { return ParameterFloat(camera, "Width").setValue(320); },
-                "Width", kWidthRegister},
+                "Width: is an integer, not a float", kWidthRegister},
         Refusal{"ReadOnly", [](auto& camera) { return setInt(camera, "SensorWidth", 320); },
-                "SensorWidth", kSensorWidthRegister},
-        Refusal{"Locked", [](auto& camera) { return setInt(camera, "Width", 320); }, "Width",
-                kWidthRegister, true},
+                "SensorWidth: cannot be written", kSensorWidthRegister},
+        Refusal{"Locked", [](auto& camera) { return setInt(camera, "Width", 320); },
+                "Width: locked", kWidthRegister, true},
         Refusal{"AboveTheMaximum", [](auto& camera) { return setInt(camera, "Width", 5000); },
                 "Width 5000: above the maximum 640", kWidthRegister},
         Refusal{"UnknownEntryValue",
                 [](auto& camera) {
                     return ParameterEnum(camera, "AcquisitionMode").setValue(std::uint64_t{77});
                 },
-                "AcquisitionMode 77", 0x10020},
+                "AcquisitionMode 77: no such entry", 0x10020},
         Refusal{"TooLong",
                 [](auto& camera) {
                     return ParameterString(camera, "DeviceUserID").setValue("seventeen letters");
                 },
-                "DeviceUserID", kUserNameRegister}),
+                "DeviceUserID: 17 bytes, 16 is the most", kUserNameRegister}),
     [](const auto& testCase) { return std::string(testCase.param.label); });
 
 }  // namespace
