@@ -174,6 +174,18 @@ TEST(DescriptionCheck, RefusesValuesThatNeedThemselves) {
         EXPECT_THAT(descriptionFault(replaced(from, to)), HasSubstr("needs itself")) << to;
 }
 
+TEST(DescriptionCheck, RefusesEntitiesOfItsOwn) {
+    const std::string documentType =
+        "<!DOCTYPE RegisterDescription [<!ENTITY a \"ha\"><!ENTITY b \"&a;&a;\">]>";
+    for (const char* where : {"<RegisterDescription", "<Port "}) {
+        std::string text = replaced(where, documentType + where);
+        EXPECT_NE("", descriptionFault(text)) << where;
+    }
+    EXPECT_THAT(descriptionFault(documentType + "<RegisterDescription/>"),
+                HasSubstr("document type"));
+    EXPECT_NE("", descriptionFault(replaced("<Length>4<", "<Length>&four;<")));
+}
+
 TEST(DescriptionCheck, RefusesEndlessChains) {
     const auto chain = [](int length) {
         std::string nodes;

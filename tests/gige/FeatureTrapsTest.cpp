@@ -37,6 +37,8 @@ std::string trapsDescription() {
   <Category Name="Root"><pFeature>Circle</pFeature><pFeature>Void</pFeature></Category>
   <Category Name="Circle"><pFeature>Root</pFeature><pFeature>Circle</pFeature></Category>
   <Oddity Name="Odd"><Integer Name="InOdd"><Value>1</Value></Integer></Oddity>
+  <g:Integer xmlns:g="urn:g" Name="Foreign"><Value>1</Value></g:Integer>
+  <Integer Name="ForeignValue"><g:pValue xmlns:g="urn:g">Reg</g:pValue></Integer>
   <Integer Name="Lost"><pValue>Nowhere</pValue></Integer>
   <Integer Name="LostBelow"><pValue>Lost</pValue></Integer>
   <Integer Name="LostMax"><pValue>Reg</pValue><pMax>Nowhere</pMax></Integer>
@@ -153,6 +155,8 @@ TEST_F(FeatureTraps, HaveTextsOfTheirOwn) {
         {"Backwards", "Backwards: has its bits in the wrong order"},
         {"WideInt", "WideInt: is too long for a number"},
         {"Outside", "Outside: has bits outside of its register"},
+        {"Foreign", "Foreign: there is no such feature"},
+        {"ForeignValue", "ForeignValue: has no value"},
         {"InOdd", "InOdd: there is no such feature"},
         {"Choice", "Choice: no entry has the value 0"},
         // The node map's formulas count as 0 where they cannot tell.

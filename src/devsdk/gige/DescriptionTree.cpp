@@ -168,13 +168,18 @@ class DescriptionReader {
                 if (!open_.empty())  // comments may part it
                     open_.back().property.text += view(xmlTextReaderConstValue(reader_.get()));
                 return;
+            case XML_READER_TYPE_DOCUMENT_TYPE:
+                // Its entities would be other texts to the node map, and of any size.
+                fault_ = "it has a document type";
+                return;
             default:
                 return;
         }
     }
 
     void open() {
-        const std::string_view tag = view(xmlTextReaderConstLocalName(reader_.get()));
+        // The node map knows elements by their whole names, with a prefix that is.
+        const std::string_view tag = view(xmlTextReaderConstName(reader_.get()));
         Element element;
         if (open_.empty()) {
             if (tag != "RegisterDescription") fault_ = "its root is [" + std::string(tag) + "]";
