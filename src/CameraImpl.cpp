@@ -359,6 +359,7 @@ void CameraImpl::walkIfListenedTo() {
 
 // With a stack of its own: how deep the tree is, and whether it is one, is the camera's word.
 void CameraImpl::walkFeatureTree() {
+    featureTreeWalked_ = true;  // first, so that a connection that is made meanwhile can clear it
     try {
         std::vector<std::string> pending{kRootGroup};
         std::unordered_set<std::string> listed;
@@ -369,8 +370,8 @@ void CameraImpl::walkFeatureTree() {
             const std::vector<std::string> groups = groupsIn(shared_from_this(), name);
             pending.insert(pending.end(), groups.rbegin(), groups.rend());  // the first one is next
         }
-        featureTreeWalked_ = true;
     } catch (...) {
+        featureTreeWalked_ = false;
         KESTRO_LOG_ERROR("exception in feature tree walk. [%s]", exceptionText().c_str());
     }
 }

@@ -73,6 +73,20 @@ TEST_F(FeatureTree, IsListedAgainAfterALostConnection) {
     EXPECT_EQ(listed(), wholeTree);
 }
 
+TEST_F(FeatureTree, IsListedAgainWhenTheConnectionChangesUnderTheListing) {
+    camera->connect();
+    device->connected = false;  // lost, so that nothing can be listed
+    listed();
+    bool isToConnect = true;
+    sdk.before("close", [&] {
+        if (std::exchange(isToConnect, false)) camera->connect();
+    });
+    camera->registerParamUpdateCallback(ignore);
+    Calls calls = {"getChildren(Root)"};
+    calls.insert(calls.end(), wholeTree.begin(), wholeTree.end());
+    EXPECT_EQ(listed(), calls);
+}
+
 TEST_F(FeatureTree, IsListedBeforeTheCallbackIsStored) {
     connect();
     int calls = 0;
