@@ -14,7 +14,9 @@
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace kestrocli {
@@ -94,41 +96,76 @@ bool isWhole(const kestro::Frame& frame, PngLayout layout) {
     throw Failure("cannot write " + path + ": " + std::strerror(errno));
 }
 
-/** Closes and, unless it was kept, removes a file that is being written. */
-class NewFile {
+/** A descriptor for writing to a path; closed at the end. */
+class WriteDescriptor {
  public:
-    explicit NewFile(std::string path)
+    /** `name` is what messages call it. */
+    WriteDescriptor(const std::string& path, int flags, std::string name)
         // NOLINTNEXTLINE(*-vararg)
-        : path_(std::move(path)),
-          descriptor_(open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
-        if (descriptor_ < 0) failOn(path_);
+        : descriptor_(open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666)),
+          name_(std::move(name)) {
+        if (descriptor_ < 0) failOn(name_);
     }
-    ~NewFile() {
+    ~WriteDescriptor() {
         if (descriptor_ >= 0) close(descriptor_);
-        if (!kept_) unlink(path_.c_str());
     }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
+    WriteDescriptor(const WriteDescriptor&) = delete;
+    WriteDescriptor& operator=(const WriteDescriptor&) = delete;
 
     void write(std::span<const std::uint8_t> bytes) const {
         while (!bytes.empty()) {
             const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
             if (written < 0 && errno == EINTR) continue;
-            if (written < 0) failOn(path_);
+            if (written < 0) failOn(name_);
             bytes = bytes.subspan(static_cast<std::size_t>(written));
         }
     }
+    /** Some file systems tell only now that they are full. */
+    void finish() {
+        if (close(std::exchange(descriptor_, -1)) != 0) failOn(name_);
+    }
+
+ private:
+    int descriptor_;
+    std::string name_;
+};
+
+/** A new file beside the one that it is to become; gone at the end unless it became that. */
+class NewFile {
+ public:
+    NewFile(std::string path, const std::string& name)
+        : path_(std::move(path)), file_(path_, O_CREAT | O_TRUNC, name) {}
+    ~NewFile() {
+        if (!kept_) unlink(path_.c_str());
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    void write(std::span<const std::uint8_t> bytes) const { file_.write(bytes); }
     void keepAs(const std::string& name) {
-        if (close(std::exchange(descriptor_, -1)) != 0) failOn(path_);
+        file_.finish();
         if (rename(path_.c_str(), name.c_str()) != 0) failOn(name);
         kept_ = true;
     }
 
  private:
     std::string path_;
-    int descriptor_;
+    WriteDescriptor file_;
     bool kept_ = false;
 };
+
+/** A terminal, a pipe, /dev/null: something that is written to, never replaced. */
+bool isDevice(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+/** The file that a link stands for: the link is to stay one. */
+std::string targetOf(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr),
+                                                             &std::free);
+    return target ? target.get() : path;
+}
 
 }  // namespace
 
@@ -143,9 +180,15 @@ EncodedImage encodeImage(const kestro::Frame& frame) {
 }
 
 void writeWhole(const std::string& path, std::span<const std::uint8_t> bytes) {
-    NewFile file(path + ".part");
+    if (isDevice(path)) {
+        WriteDescriptor device(path, 0, path);
+        device.write(bytes);
+        return device.finish();
+    }
+    const std::string target = targetOf(path);
+    NewFile file(target + ".part", path);
     file.write(bytes);
-    file.keepAs(path);
+    file.keepAs(target);
 }
 
 std::string fileNamePart(std::string_view text) {
@@ -168,7 +211,8 @@ void prepareFolder(const std::string& path) {
     if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
         throw Failure(path + " is not a folder");
     }
-    const NewFile probe(path + "/.kestro-" + std::to_string(getpid()));
+    const std::string probe = path + "/.kestro-" + std::to_string(getpid());
+    const NewFile file(probe, probe);
 }
 
 ImageFolder::ImageFolder(std::string path) : path_(std::move(path)) { prepareFolder(path_); }

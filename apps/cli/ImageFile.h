@@ -24,7 +24,10 @@ struct EncodedImage {
  */
 [[nodiscard]] EncodedImage encodeImage(const kestro::Frame& frame);
 
-/** Makes the file appear whole under its name or not at all; throws Failure. */
+/**
+ * Makes the file appear whole under its name or not at all; what is no file (/dev/stdout, a pipe)
+ * is written to as it is. Throws Failure.
+ */
 void writeWhole(const std::string& path, std::span<const std::uint8_t> bytes);
 
 /** The text as part of a file name: letters, digits, '.', '-' and '_'; never empty or hidden. */

@@ -7,6 +7,10 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <array>
 #include <fstream>
 
 using namespace kestrocli;
@@ -14,6 +18,7 @@ using kestrotest::FakeFrame;
 using kestrotest::TemporaryFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -121,6 +126,25 @@ TEST(WholeFile, LeavesTheOldOneAndNothingElseWhenItFails) {
     const std::vector<std::uint8_t> bytes(100, 7);
     EXPECT_THROW(writeWhole(folder.path() + "/name", bytes), Failure);
     EXPECT_THAT(folder.names(), ElementsAre("name"));
+}
+
+TEST(WholeFile, ReplacesNeitherALinkNorWhatIsNoFile) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path() + "/pipe";
+    const std::string link = folder.path() + "/link";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_symlink(folder.path() + "/file", link);
+    std::ofstream(folder.path() + "/file") << "old";
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    const std::vector<std::uint8_t> bytes = {'n', 'e', 'w'};
+    for (const std::string& path : {pipe, link}) writeWhole(path, bytes);
+    std::array<char, 8> read{};
+    EXPECT_EQ(::read(reader, read.data(), read.size()), 3);
+    close(reader);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(std::filesystem::file_size(folder.path() + "/file"), 3);
+    EXPECT_THAT(folder.names(), UnorderedElementsAre("file", "link", "pipe"));
 }
 
 TEST(FileNamePart, NeverLeavesTheFolder) {
