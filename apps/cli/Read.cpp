@@ -79,22 +79,27 @@ ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options)
     return ExitCode::timedOut;
 }
 
-/** What the library counted of the camera's stream; empty for a camera without such features. */
-std::string streamCounters(const Control& control) {
-    constexpr const char* kCategory = "BufferHandlingControl";
-    constexpr std::string_view kPrefix = "Stream";
-    constexpr std::string_view kBuffers = "BufferCount";  // of this moment: nothing to sum up
+/** What the library counted of the camera's stream; empty where it counts nothing. */
+std::string streamSummary(const Control& control) {
+    struct Counter {
+        const char* feature;
+        const char* what;
+        bool isAlwaysTold;
+    };
+    // Where nothing was lost on the way, the first two say it all.
+    constexpr Counter kCounters[] = {
+        {"StreamDeliveredFrameCount", "frames delivered", true},
+        {"StreamLostFrameCount", "frames lost", true},
+        {"StreamLostPacketCount", "packets lost", false},
+        {"StreamResendRequestCount", "resend requests", false},
+        {"StreamResentPacketCount", "packets resent", false},
+    };
     std::string text;
-    if (!hasFeature(control, kCategory)) return text;
-    std::vector<std::string> names;
-    kestro::ParameterGroup category(control.camera(), kCategory);
-    if (category.getChildren(names).isFailure()) return text;
-    for (const auto& name : names) {
-        if (!name.starts_with(kPrefix) || name.ends_with(kBuffers)) continue;
-        const auto value = Feature(control, name).value();
-        if (!value) continue;
-        text += (text.empty() ? "stream: " : ", ") + visible(name.substr(kPrefix.size())) + " " +
-                visible(textOf(*value));
+    for (const auto& [feature, what, isAlwaysTold] : kCounters) {
+        if (!hasFeature(control, feature)) continue;
+        const auto value = Feature(control, feature).value();
+        if (!value || (!isAlwaysTold && *value == FeatureValue(std::int64_t{0}))) continue;
+        text += (text.empty() ? "stream: " : ", ") + std::string(what) + " " + textOf(*value);
     }
     return text;
 }
@@ -144,9 +149,9 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
     } catch (const OutputClosed&) {
         if (!StopSignal::requested()) throw;
     }
-    const std::string counters = end == End::lost ? "" : streamCounters(grab.control());
+    const std::string stream = end == End::lost ? "" : streamSummary(grab.control());
     const ExitCode code = conclude(end, reading, found.record, options);
-    if (!counters.empty()) say(counters);
+    if (!stream.empty()) say(stream);
     return code;
 }
 
