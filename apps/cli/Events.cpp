@@ -81,7 +81,8 @@ ExitCode runEvents(const EventsOptions& options, Output& output) {
     const Control control(findCamera(options.camera));
     const Subscription subscription(control, mailbox);
     if (options.acquire) startAcquisition(control);
-    say("watching camera " + nameOf(control.record()) + ", until Ctrl-C");
+    const bool endsByItself = options.seconds > 0 || options.events > 0;
+    say("watching camera " + nameOf(control.record()) + (endsByItself ? "" : ", until Ctrl-C"));
     Deadlines deadlines;
     if (options.seconds > 0) {
         deadlines.end = after(std::chrono::steady_clock::now(), options.seconds);

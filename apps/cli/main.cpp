@@ -325,6 +325,12 @@ ExitCode runCommand(const CLI::App& app, const AllOptions& options, Output& outp
     throw Failure("which command? See kestro --help", ExitCode::usage);
 }
 
+/** The help page of the command that the user gave, as far as there was one. */
+std::string helpOf(const CLI::App& app) {
+    const auto given = app.get_subcommands();
+    return "kestro " + (given.empty() ? "" : given.front()->get_name() + " ") + "--help";
+}
+
 ExitCode run(int argc, char** argv) {
     Output output(STDOUT_FILENO);
     AllOptions options;
@@ -336,7 +342,7 @@ ExitCode run(int argc, char** argv) {
         output.write(app.help());
         return ExitCode::ok;
     } catch (const CLI::ParseError& error) {
-        throw Failure(std::string(error.what()) + " (see kestro --help)", ExitCode::usage);
+        throw Failure(std::string(error.what()) + " (see " + helpOf(app) + ")", ExitCode::usage);
     }
     // Before the library's first use, which is when it looks.
     if (options.verbosity > 0) setenv("KESTRO_LOG", options.verbosity > 1 ? "trace" : "debug", 1);
