@@ -42,6 +42,7 @@ std::string trapsDescription() {
   <Integer Name="Lost"><pValue>Nowhere</pValue></Integer>
   <Integer Name="LostBelow"><pValue>Lost</pValue></Integer>
   <Integer Name="LostMax"><pValue>Reg</pValue><pMax>Nowhere</pMax></Integer>
+  <Integer Name="LimitOfLost"><pValue>Reg</pValue><pMax>Lost</pMax></Integer>
   <Integer Name="LostLock"><pValue>Reg</pValue><pIsLocked>Nowhere</pIsLocked></Integer>
   <Integer Name="LostState"><pValue>Reg</pValue><pIsAvailable>Nowhere</pIsAvailable></Integer>
   <Integer Name="Empty"/>
@@ -182,6 +183,7 @@ TEST_F(FeatureTraps, AreNotWritten) {
     const std::pair<const char*, const char*> texts[] = {
         {"Lost", "Lost: refers to Nowhere, which does not exist"},
         {"LostMax", "LostMax: refers to Nowhere, which does not exist"},
+        {"LimitOfLost", "LimitOfLost: refers to Nowhere, which does not exist"},
         {"LostLock", "LostLock: refers to Nowhere, which does not exist"},
         {"Empty", "Empty: has no value"},
         {"Inverse", "Inverse 1: below the minimum 9"},
