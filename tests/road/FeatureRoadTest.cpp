@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -28,6 +29,7 @@ constexpr int kRefused = 2;
 constexpr std::uint64_t kWidthRegister = 0x10000;
 constexpr std::uint64_t kSensorWidthRegister = 0x10010;
 constexpr std::uint64_t kUserNameRegister = 0xe8;
+constexpr std::uint64_t kExposureRegister = 0x10038;
 
 class FeatureRoad : public testing::Test {
  protected:
@@ -250,7 +252,7 @@ TEST_F(ControlCost, AWriteAsksOnlyForLimitsThatLiveInTheCamera) {
     EXPECT_THAT(checked.reads, timesEach(3));
 }
 
-// Refused writes: one of each kind; the rules behind them have tests of their own
+// Refused writes: each rule once, with a camera that would show it if anything were sent
 
 struct Refusal {
     const char* label;
@@ -289,18 +291,50 @@ TEST_P(RefusedWrite, ChangesNothingAndSaysWhy) {
 Result setInt(const std::shared_ptr<Camera>& camera, const char* name, std::int64_t value) {
     return ParameterInt(camera, name).setValue(value);
 }
+Result setFloat(const std::shared_ptr<Camera>& camera, const char* name, double value) {
+    return ParameterFloat(camera, name).setValue(value);
+}
+Result setSymbol(const std::shared_ptr<Camera>& camera, const char* name, const char* symbol) {
+    return ParameterEnum(camera, name).setValue(std::string(symbol));
+}
+
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 INSTANTIATE_TEST_SUITE_P(
     Features, RefusedWrite,
     testing::Values(
-        Refusal{"Kind", [](auto& camera) { return ParameterFloat(camera, "Width").setValue(320); },
+        Refusal{"Unknown", [](auto& camera) { return setInt(camera, "Wdith", 320); },
+                "Wdith: there is no such feature", kWidthRegister},
+        Refusal{"Kind", [](auto& camera) { return setFloat(camera, "Width", 320); },
                 "Width: is an integer, not a float", kWidthRegister},
+        Refusal{"NotImplemented",
+                [](auto& camera) { return setSymbol(camera, "DeviceIndicatorMode", "Active"); },
+                "DeviceIndicatorMode: not implemented by this camera", kWidthRegister},
+        Refusal{"NotAvailable",
+                [](auto& camera) { return setInt(camera, "AcquisitionFrameCount", 3); },
+                "AcquisitionFrameCount: not available at this moment", 0x10020},
         Refusal{"ReadOnly", [](auto& camera) { return setInt(camera, "SensorWidth", 320); },
                 "SensorWidth: cannot be written", kSensorWidthRegister},
         Refusal{"Locked", [](auto& camera) { return setInt(camera, "Width", 320); },
                 "Width: locked", kWidthRegister, true},
+        Refusal{"LockedThroughItsRegister",
+                [](auto& camera) { return setInt(camera, "Height", 240); }, "Height: locked",
+                kWidthRegister, true},
         Refusal{"AboveTheMaximum", [](auto& camera) { return setInt(camera, "Width", 5000); },
                 "Width 5000: above the maximum 640", kWidthRegister},
+        Refusal{"BelowTheMinimum", [](auto& camera) { return setInt(camera, "Width", 60); },
+                "Width 60: below the minimum 64", kWidthRegister},
+        Refusal{"OffTheIncrement", [](auto& camera) { return setInt(camera, "Width", 321); },
+                "Width 321: not the minimum 64 plus a multiple of 4", kWidthRegister},
+        Refusal{"FloatAboveTheMaximum",
+                [](auto& camera) { return setFloat(camera, "ExposureTime", 2e6); },
+                "ExposureTime 2000000: above the maximum 1000000", kExposureRegister},
+        Refusal{"NoNumber",
+                [](auto& camera) { return setFloat(camera, "ExposureTime", kNoNumber); },
+                "ExposureTime nan: is no number", kExposureRegister},
+        Refusal{"UnknownEntry",
+                [](auto& camera) { return setSymbol(camera, "TriggerMode", "Maybe"); },
+                "TriggerMode Maybe: no such entry (Off, On)", kWidthRegister},
         Refusal{"UnknownEntryValue",
                 [](auto& camera) {
                     return ParameterEnum(camera, "AcquisitionMode").setValue(std::uint64_t{77});
