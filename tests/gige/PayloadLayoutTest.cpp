@@ -3,6 +3,7 @@
 
 #include "DescriptionCheck.h"
 #include "LastError.h"
+#include "RecordingLogger.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -297,6 +298,23 @@ TEST(PayloadLayout, LeavesOutWhatAShortChunkDoesNotHold) {
     EXPECT_EQ(at(5), 2u);
     EXPECT_EQ(at(8), 2u);
     EXPECT_EQ(at(9), 3u);
+}
+
+TEST(PayloadLayout, SaysOnceWhatItCannotEvaluateAndNotUnderALock) {
+    auto& log = kestro::test::RecordingLogger::instance();
+    const PayloadLayout layout(description(
+        "<IntSwissKnife Name=\"A\"><pVariable Name=\"X\">D</pVariable><pVariable Name=\"Y\">E"
+        "</pVariable><Formula>X + Y</Formula></IntSwissKnife>" +
+        reg("IntReg", "D", 0, 1, "", "ChunkPort") + reg("IntReg", "E", 0, 1, "", "OtherPort")));
+    const Bytes bytes(1);
+    log.reset();
+    // Features ask so with their lock held.
+    EXPECT_FALSE(layout.eventOf("A"));
+    EXPECT_FALSE(layout.eventValue("A", bytes));
+    EXPECT_THAT(log.lines(0, 1000), IsEmpty());
+    static_cast<void>(linesOf(layout, 0x8000000a, bytes));
+    static_cast<void>(layout.isChunkFeature("A"));
+    EXPECT_THAT(log.lines(0, 1000), ElementsAre(testing::HasSubstr("1 features of chunks")));
 }
 
 TEST(PayloadLayout, TellsChunksApart) {

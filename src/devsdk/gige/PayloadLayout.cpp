@@ -6,6 +6,7 @@
 #include "PayloadFeatures.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -110,6 +111,7 @@ struct PayloadLayout::Impl {
                                                       ByteView payload) const;
 
     std::once_flag once;
+    std::atomic<bool> isTold{false};
     std::string description;  // until it is resolved
 
     // Immutable once it is.
@@ -198,18 +200,19 @@ PayloadLayout::PayloadLayout(std::string description) : impl_(std::make_unique<I
 PayloadLayout::~PayloadLayout() = default;
 
 const PayloadLayout::Impl& PayloadLayout::resolved() const {
-    bool isFirst = false;
-    std::call_once(impl_->once, [&] {
-        impl_->resolve();
-        isFirst = true;
-    });
-    if (isFirst) impl_->log();
+    std::call_once(impl_->once, [this] { impl_->resolve(); });
     return *impl_;
+}
+
+const PayloadLayout::Impl& PayloadLayout::resolvedAndTold() const {
+    const Impl& impl = resolved();
+    if (!impl_->isTold && !impl_->isTold.exchange(true)) impl.log();
+    return impl;
 }
 
 void PayloadLayout::appendLines(std::uint32_t id, ByteView chunk,
                                 Infra::TVector<Infra::CString>& lines) const {
-    const Impl& impl = resolved();
+    const Impl& impl = resolvedAndTold();
     const Payload* payload = find(impl.chunks, id);
     if (!payload) return;
     const std::span<const Payload::Line> candidates = payload->linesFor(chunk);
@@ -233,14 +236,14 @@ void PayloadLayout::appendLines(std::uint32_t id, ByteView chunk,
 }
 
 bool PayloadLayout::isChunkFeature(const std::string& name) const {
-    const Impl& impl = resolved();
+    const Impl& impl = resolvedAndTold();
     const auto place = impl.places.find(name);
     return place != impl.places.end() && place->second.port.kind == PayloadPort::Kind::chunk;
 }
 
 std::vector<std::string> PayloadLayout::eventFeatures(std::uint32_t id) const {
     std::vector<std::string> names;
-    if (const Payload* payload = find(resolved().events, id))
+    if (const Payload* payload = find(resolvedAndTold().events, id))
         for (const PayloadFeature& feature : payload->features) names.push_back(feature.name);
     return names;
 }

@@ -21,7 +21,8 @@ namespace Vorda::Gige {
  * chunk or event id, offset, length, byte order and kind. Features behind a formula are evaluated
  * by a node map of this class's own. Nothing is read outside the bytes given; a feature whose bytes
  * are not all there has no value. Nor has one that needs more than the bytes of one chunk or event:
- * registers of the camera, or a second chunk. Threads: any.
+ * registers of the camera, or a second chunk; the log says so once. Threads: any; eventOf() and
+ * eventValue() do not log, and so may be called with a lock held.
  */
 class PayloadLayout {
  public:
@@ -56,6 +57,7 @@ class PayloadLayout {
  private:
     struct Impl;
     [[nodiscard]] const Impl& resolved() const;
+    [[nodiscard]] const Impl& resolvedAndTold() const;
 
     std::unique_ptr<Impl> impl_;
 };
