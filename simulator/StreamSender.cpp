@@ -143,7 +143,9 @@ void StreamSender::stop() {
     Lock lock(mutex_);
     const bool wasAcquiring = std::exchange(acquiring_, false);
     abandonAt_ = Clock::now() + kStopGrace;
+    stopping_ = true;
     idle_.wait(lock, [this] { return !sending_; });
+    stopping_ = false;
     if (wasAcquiring) tell(CameraEvent::acquisitionEnd);
 }
 
@@ -320,9 +322,18 @@ bool StreamSender::mustAbandon(Clock::time_point now) const {
     return quit_ || (!acquiring_ && now >= abandonAt_);
 }
 
+// Packets may be asked for again after a stop, but whoever stops must not wait for all of them.
+bool StreamSender::mustLeaveResends() const {
+    return quit_ || (stopping_ && Clock::now() >= abandonAt_);
+}
+
 void StreamSender::serveResends(Lock& lock, Pacer& pacer) {
     const bool wasSending = std::exchange(sending_, true);
-    while (!resends_.empty() && !quit_) {
+    while (!resends_.empty()) {
+        if (mustLeaveResends()) {
+            resends_.clear();
+            break;
+        }
         const ResendRequest request = resends_.front();
         resends_.pop_front();
         serveResend(lock, pacer, request);
@@ -346,7 +357,7 @@ void StreamSender::sendAgain(Lock& lock, Pacer& pacer, SentFrame& sent,
                              const ResendRequest& request) {
     const std::uint32_t last = std::min(request.lastPacket, sent.packetsSent - 1);
     std::uint32_t next = request.firstPacket;
-    while (next <= last && !quit_) {
+    while (next <= last && !mustLeaveResends()) {
         const std::uint32_t packets =
             std::min(last - next + 1, static_cast<std::uint32_t>(pacer.burstPackets()));
         std::uint32_t taken = 0;

@@ -46,8 +46,8 @@ class StreamSender {
     /** Block ids begin at 1. Does nothing while acquiring. */
     void start();
     /**
-     * No frame packet is sent after the return. A frame under way is finished, if the link carries
-     * the rest of it soon, or left where it is.
+     * No frame packet is sent after the return. A frame under way, and what was asked for again,
+     * is finished, if the link carries the rest of it soon, or left where it is.
      */
     void stop();
     /** A software trigger; without effect unless something waits for it. */
@@ -86,6 +86,7 @@ class StreamSender {
     void tell(const StreamFrame& frame);
     void advanceBlockId(bool extendedIds);
     [[nodiscard]] bool mustAbandon(Clock::time_point now) const;
+    [[nodiscard]] bool mustLeaveResends() const;
     void serveResends(Lock& lock, Pacer& pacer);
     void serveResend(Lock& lock, Pacer& pacer, const ResendRequest& request);
     void sendAgain(Lock& lock, Pacer& pacer, SentFrame& sent, const ResendRequest& request);
@@ -107,6 +108,7 @@ class StreamSender {
     UdpSocket socket_;  ///< replaced only while nothing is sent
     bool quit_ = false;
     bool acquiring_ = false;
+    bool stopping_ = false;      ///< stop() waits
     bool sending_ = false;       ///< a packet may leave at any moment
     std::uint64_t runs_ = 0;     ///< how often acquisition started
     std::uint64_t blockId_ = 1;  ///< of the next frame
