@@ -52,7 +52,8 @@ ExitCode runLoad(const FileOptions& options, Output& output) {
     throw Failure("the camera did not take all of " + visible(options.file) +
                   (refused == 0 ? "; the log line above says why"
                                 : ": " + std::to_string(refused) + " of " +
-                                      std::to_string(configuration.size()) + " lines differ"));
+                                      std::to_string(configuration.size()) +
+                                      " lines differ; the log lines above say why"));
 }
 
 ExitCode runDiff(const FileOptions& options, Output& output) {

@@ -227,6 +227,9 @@ class Values(unittest.TestCase):
                          ["Width: file 63, camera 1280",
                           "Nonsense: file 1, camera - (the camera has no such feature)"])
         self.assertEqual(self.kestro("get", "ExposureTime").stdout, "4321\n")
+        self.assertRegex(refused.stderr, "Width 63: below the minimum 64")
+        self.assertIn("the configuration is not loaded", self.kestro("load", self.file("headless", "Width\t64\n"),
+                                                                     code=1).stderr)
         self.assertIn("cannot write /nowhere/x", self.kestro("save", "/nowhere/x", code=1).stderr)
         for command in ("load", "diff"):
             self.assertIn("cannot read", self.kestro(command, self.file("missing"), code=2).stderr)

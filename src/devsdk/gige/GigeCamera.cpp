@@ -241,6 +241,8 @@ bool GigeCamera::downloadGenICamXML(const char* path) {
 int GigeCamera::saveDeviceConfig(const char* path) {
     const auto all = features();
     if (all && saveConfiguration(*all, key_, path ? path : "")) return 0;
+    GIGE_LOG(kWarning, "the configuration is not saved, key=[%s]: %s", getKey(),
+             lastErrorMessage().c_str());
     return Infra::getLastError();
 }
 
@@ -248,6 +250,10 @@ int GigeCamera::loadDeviceConfig(const char* path, Infra::CString& errors) {
     std::vector<std::string> refusals;
     const auto all = features();
     if (all && loadConfiguration(*all, path ? path : "", refusals)) return 0;
+    if (refusals.empty()) {
+        GIGE_LOG(kWarning, "the configuration is not loaded, key=[%s]: %s", getKey(),
+                 lastErrorMessage().c_str());
+    }
     std::string lines;
     for (const std::string& refusal : refusals) {
         GIGE_LOG(kWarning, "the camera does not take a setting, key=[%s]: %s", getKey(),
