@@ -90,7 +90,7 @@ void FeatureGraph::collectReaders(NodeId id) {
         if (property.target == kNoNode) continue;
         if (property.tag == "pSelected") {
             auto& known = selectors_[at(property.target)];
-            if (std::ranges::find(known, id) == known.end()) known.push_back(id);
+            if (known.empty() || known.back() != id) known.push_back(id);
         } else if (property.tag != "pFeature" && property.tag != "pPort") {
             readers_[at(property.target)].push_back(id);
         }
@@ -173,17 +173,23 @@ std::vector<NodeId> FeatureGraph::selected(NodeId id) const {
 }
 
 std::optional<std::int64_t> FeatureGraph::pollingTime(NodeId id) const {
-    const DescriptionNode& node = tree_[id];
     std::optional<std::int64_t> shortest;
-    const auto take = [&shortest](std::optional<std::int64_t> time) {
-        if (time && *time > 0 && (!shortest || *time < *shortest)) shortest = time;
-    };
-    if (const NodeProperty* const own = node.property("PollingTime")) take(own->integer());
-    for (const NodeProperty& property : node.properties) {
-        if (property.target != kNoNode && isPartOfValue(property.tag))
-            take(pollingTime(property.target));
+    Marks seen(at(tree_.size()));
+    std::vector<NodeId> open{id};
+    while (!open.empty()) {
+        const NodeId next = open.back();
+        open.pop_back();
+        if (next == kNoNode || seen[at(next)]) continue;
+        seen[at(next)] = true;
+        const DescriptionNode& node = tree_[next];
+        const NodeProperty* const own = node.property("PollingTime");
+        const std::int64_t time = own ? own->integer() : 0;
+        if (time > 0 && (!shortest || time < *shortest)) shortest = time;
+        for (const NodeProperty& property : node.properties) {
+            if (isPartOfValue(property.tag)) open.push_back(property.target);
+        }
+        open.push_back(holderOf(node));
     }
-    if (const NodeId holder = holderOf(node); holder != kNoNode) take(pollingTime(holder));
     return shortest;
 }
 
@@ -211,11 +217,13 @@ const std::vector<std::string>& FeatureGraph::dependents(NodeId id) {
 
 std::vector<NodeId> FeatureGraph::writtenWith(NodeId id) const {
     std::vector<NodeId> written{id};
+    Marks seen(at(tree_.size()));
+    seen[at(id)] = true;
     for (std::size_t next = 0; next < written.size(); ++next) {
         for (const NodeProperty& property : tree_[written[next]].properties) {
             if (property.target == kNoNode || !isValueTarget(property.tag)) continue;
-            if (std::ranges::find(written, property.target) == written.end())
-                written.push_back(property.target);
+            if (!seen[at(property.target)]) written.push_back(property.target);
+            seen[at(property.target)] = true;
         }
     }
     return written;

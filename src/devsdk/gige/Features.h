@@ -79,7 +79,8 @@ class Features {
     [[nodiscard]] bool isReadable(const std::string& name) const;
     [[nodiscard]] bool isWritable(const std::string& name) const;
 
-    // Values. An operation that fails leaves its result as it was.
+    // Values. An operation that fails leaves its result as it was. Integers are exact in all their
+    // 64 bits, but for those of a converter, whose formula counts in doubles: they are up to 2^53.
 
     [[nodiscard]] bool getInteger(const std::string& name, std::int64_t& value) const;
     [[nodiscard]] bool setInteger(const std::string& name, std::int64_t value);
