@@ -13,12 +13,22 @@ namespace {
 
 constexpr std::size_t kLongestColumn = 40;
 
-/** The text, cut so that a table stays one: --json and get show all of it. */
-std::string cut(const std::string& text) {
-    if (text.size() <= kLongestColumn) return text;
-    std::size_t end = kLongestColumn - 3;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) --end;
-    return text.substr(0, end) + "...";
+/** Long values are cut so that a table stays one: --json and get show all of them. */
+std::size_t longestValue(std::size_t columns) {
+    constexpr std::size_t kColumnsInAll = 5;
+    return columns == 0 ? kLongestColumn : std::min(kLongestColumn, columns / kColumnsInAll);
+}
+
+/** As wide as the terminal; whole where output is none. */
+std::string fitted(const std::string& table, std::size_t columns) {
+    if (columns == 0) return table;
+    std::string text;
+    for (std::size_t at = 0; at < table.size();) {
+        const std::size_t end = table.find('\n', at);
+        text += shortened(std::string_view(table).substr(at, end - at), columns) + "\n";
+        at = end + 1;
+    }
+    return text;
 }
 
 class Listing {
@@ -41,18 +51,20 @@ class Listing {
     }
 
     [[nodiscard]] std::string asTable(const Output& output, bool indented) const {
+        const std::size_t columns = output.columns();
         std::vector<std::vector<std::string>> rows = {{"NAME", "TYPE", "ACCESS", "VALUE", "RANGE"}};
         for (std::size_t i = 1; i < tree_.size(); ++i) {
             if (!shown_[i]) continue;
             const std::string indent(indented ? (tree_[i].depth - 1) * 2 : 0, ' ');
             if (tree_[i].type != kestro::ParameterType::Group) {
-                rows.push_back(row(indent, Feature(control_, tree_[i].name).record()));
+                rows.push_back(
+                    row(indent, Feature(control_, tree_[i].name).record(), longestValue(columns)));
             } else if (indented) {
                 rows.push_back({indent + visible(tree_[i].name)});
             }
             control_.requireConnection();
         }
-        const std::string text = table(rows);
+        const std::string text = fitted(table(rows), columns);
         const std::size_t headEnd = text.find('\n');
         return output.bold(text.substr(0, headEnd)) + text.substr(headEnd);
     }
@@ -110,12 +122,14 @@ class Listing {
         return names;
     }
 
-    static std::vector<std::string> row(const std::string& indent, const FeatureRecord& feature) {
+    static std::vector<std::string> row(const std::string& indent, const FeatureRecord& feature,
+                                        std::size_t longest) {
         std::vector<std::string> cells = {
             indent + visible(feature.name), std::string(typeName(feature.type)),
             std::string(accessText(feature)),
-            feature.value ? cut(visible(textOf(*feature.value))) : "-",
-            feature.isWritable() ? cut(rangeText(feature)) : visible(feature.unit)};
+            feature.value ? shortened(visible(textOf(*feature.value)), longest) : "-",
+            feature.isWritable() ? shortened(rangeText(feature), kLongestColumn)
+                                 : visible(feature.unit)};
         if (cells.back().empty()) cells.pop_back();
         return cells;
     }

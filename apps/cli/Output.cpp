@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -70,6 +71,12 @@ std::string Output::bold(std::string_view text) const {
 
 std::string Output::faint(std::string_view text) const {
     return colours_ ? "\033[2m" + std::string(text) + "\033[0m" : std::string(text);
+}
+
+std::size_t Output::columns() const {
+    winsize size{};
+    // NOLINTNEXTLINE(*-vararg)
+    return ioctl(descriptor_, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 void say(std::string_view text) { writeToStderr(std::string(text)); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -27,6 +28,9 @@ class Output {
     /** Bold, faint: as the terminal allows; the text itself where output is no terminal. */
     [[nodiscard]] std::string bold(std::string_view text) const;
     [[nodiscard]] std::string faint(std::string_view text) const;
+
+    /** How wide the terminal is; 0 where output is none. */
+    [[nodiscard]] std::size_t columns() const;
 
  private:
     void waitUntilWritable() const;

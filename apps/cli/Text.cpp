@@ -179,6 +179,17 @@ std::string padded(std::string_view text, std::size_t columns) {
     return std::string(text) + std::string(length < columns ? columns - length : 0, ' ');
 }
 
+std::string shortened(std::string_view text, std::size_t columns) {
+    constexpr std::string_view kMore = "...";
+    if (characterCount(text) <= columns || columns < kMore.size()) return std::string(text);
+    std::size_t end = 0;
+    for (std::size_t left = columns - kMore.size(); end < text.size(); ++end) {
+        const bool isNext = (byteAt(text, end) & 0xC0U) != 0x80;
+        if (isNext && left-- == 0) break;
+    }
+    return std::string(text.substr(0, end)).append(kMore);
+}
+
 std::string table(const std::vector<std::vector<std::string>>& rows) {
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {

@@ -33,6 +33,8 @@ namespace kestrocli {
 
 /** The text filled up with blanks to `columns` characters. */
 [[nodiscard]] std::string padded(std::string_view text, std::size_t columns);
+/** The text cut to at most `columns` characters, three of them dots; whole below three columns. */
+[[nodiscard]] std::string shortened(std::string_view text, std::size_t columns);
 /** Rows as lines with aligned columns, two blanks apart; each line ends in a newline. */
 [[nodiscard]] std::string table(const std::vector<std::vector<std::string>>& rows);
 

@@ -88,6 +88,13 @@ TEST(Table, AlignsByCharactersNotBytes) {
     EXPECT_EQ(table({}), "");
 }
 
+TEST(ShortenedText, IsCutBetweenCharacters) {
+    EXPECT_EQ(shortened("Größe", 5), "Größe");
+    EXPECT_EQ(shortened("Größen", 5), "Gr...");
+    EXPECT_EQ(shortened("Größenmaß", 6), "Grö...");
+    EXPECT_EQ(shortened("Größe", 2), "Größe");
+}
+
 TEST(HexDump, ShowsSixteenBytesALine) {
     std::vector<std::uint8_t> bytes;
     for (std::uint8_t i = 0; i < 18; ++i) bytes.push_back(static_cast<std::uint8_t>(0x30 + i));
