@@ -52,7 +52,7 @@ class ChunkLines {
 
  private:
     struct Line {
-        ChunkKey key;
+        std::string_view key;
         std::string_view value;
     };
     // Open addressing with linear probing. Lines are counted on from chunk to chunk: a slot is in
@@ -62,12 +62,18 @@ class ChunkLines {
         std::uint32_t line = 0;
     };
 
+    /** The line that has the key first; `line` itself when none before it has. */
+    [[nodiscard]] std::size_t enter(const ChunkKey& key, std::size_t line);
+    void enterAll();
     [[nodiscard]] std::size_t place(const ChunkKey& key) const;
 
     std::vector<Slot> slots_;  // a power of two, at least twice as many as there may be lines
     std::vector<Line> lines_;
     std::uint32_t firstLine_ = 1;
-    std::size_t expected_ = 0;  // behind the line found last: keys are mostly asked for in order
+    std::size_t entered_ = 0;  // the lines before this one are in their slots
+    // Behind the line found last: keys are mostly asked for in the order of the lines. As long as
+    // they are, a line is entered when it is asked for, with the hash that the asker has already.
+    std::size_t expected_ = 0;
 };
 
 }  // namespace kestro::decode

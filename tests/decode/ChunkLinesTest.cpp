@@ -63,6 +63,24 @@ TEST(ChunkLines, KeepTheFirstOfEqualKeysAndForgetOnReset) {
     EXPECT_EQ(lines.find(ChunkKey("K")), "4");
 }
 
+TEST(ChunkLines, KeepTheFirstOfEqualKeysInWhateverOrderTheyAreAskedFor) {
+    ChunkLines lines;
+    lines.reset(7);
+    for (const char* line :
+         {"K Value:1", "K Value:2", "BarCode1_Point0_X Value:3", "unread Value:4",
+          "BarCode1_Point0_Y Value:5", "K Value:6", "BarCode1_Point0_X Value:7"})
+        lines.add(line);
+    EXPECT_EQ(lines.find(ChunkKey("K")), "1");
+    EXPECT_EQ(lines.find(ChunkKey("K")), "1");
+    EXPECT_EQ(lines.find(ChunkKey("BarCode1_Point0_X")), "3");
+    EXPECT_EQ(lines.find(ChunkKey("BarCode1_Point0_Y")), "5");
+    EXPECT_EQ(lines.find(ChunkKey("BarCode1_Point0_Z")), "");
+    EXPECT_EQ(lines.find(ChunkKey("BarCode2_Point0_X")), "");
+    EXPECT_EQ(lines.find(ChunkKey("BarCode1_Point0_X")), "3");
+    EXPECT_EQ(lines.find(ChunkKey("unread")), "4");
+    EXPECT_EQ(lines.find(ChunkKey("K")), "1");
+}
+
 TEST(ChunkLines, TellKeysOfOneHashApart) {
     // 66 * 131 - 128 == 65 * 131 + 3
     ASSERT_EQ(chunkKeyHash("B\x80"), chunkKeyHash("A\x03"));
