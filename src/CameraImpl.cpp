@@ -42,17 +42,6 @@ constexpr char kRootGroup[] = "Root";
 
 const char* orEmpty(const char* text) { return text ? text : ""; }
 
-// What the exception says that is being handled; for catch blocks only.
-std::string exceptionText() {
-    try {
-        throw;
-    } catch (const std::exception& exception) {
-        return exception.what();
-    } catch (...) {
-        return "unknown exception";
-    }
-}
-
 // The groups in a group, in its order; none when it cannot be listed, which is logged.
 std::vector<std::string> groupsIn(const std::shared_ptr<Camera>& camera, const std::string& name) {
     std::vector<std::string> children;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <exception>
 
 namespace {
 
@@ -32,6 +33,16 @@ std::string lastErrorText() {
         text += message ? message : "<null>";
     }
     return text + ".";
+}
+
+std::string exceptionText() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        return exception.what();
+    } catch (...) {
+        return "unknown exception";
+    }
 }
 
 }  // namespace kestro

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The shape of every log line: "[%s(%d) %s] " with the source file's base name, the line and the
-// function, then the message. The macros are expanded in the body of the function that the line
-// names, never in a lambda or a shared helper.
+// function, then the message. KESTRO_LOG_ERROR and its like are expanded in the body of the
+// function that the line names, never in a lambda or a shared helper; these get a LogSite.
 #pragma once
 
 #include "VXlog4cpp.h"
@@ -29,7 +29,24 @@ constexpr const char* logFileName(const char* path) {
  */
 std::string lastErrorText();
 
+/** What the exception says that is being handled; for catch blocks only. */
+std::string exceptionText();
+
+/** The place that a log line names, for lines that are written on behalf of another function. */
+struct LogSite {
+    const char* file;
+    int line;
+    const char* function;
+};
+
 }  // namespace kestro
+
+/** The LogSite of the function in whose body this stands. */
+#define KESTRO_LOG_SITE() (::kestro::LogSite{::kestro::logFileName(__FILE__), __LINE__, __func__})
+
+#define KESTRO_LOG_FROM(site, level, format, ...)                                               \
+    ::VXlog4cpp::CVxLog::Log(::VXlog4cpp::CVxLog::Logger_vxsdk(), level, "[%s(%d) %s] " format, \
+                             (site).file, (site).line, (site).function __VA_OPT__(, ) __VA_ARGS__)
 
 #define KESTRO_LOG_AT(level, format, ...)                                                       \
     ::VXlog4cpp::CVxLog::Log(::VXlog4cpp::CVxLog::Logger_vxsdk(), level, "[%s(%d) %s] " format, \

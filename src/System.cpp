@@ -4,6 +4,7 @@
 #include "CameraImpl.h"
 #include "LogLine.h"
 #include "ResultCodes.h"
+#include "Version.h"
 #include "VordaGenICam.h"
 
 #include <mutex>
@@ -20,7 +21,6 @@ using VXlog4cpp::CVxLog;
 
 namespace {
 
-constexpr const char* kVersion = "1.1.0.307039";
 constexpr const char* kLogConfigurationFile = "SDKLOG_default.properties";
 constexpr unsigned int kAllTypes = 0xFFFFFFFF;
 
