@@ -10,10 +10,10 @@
 
 namespace kestro {
 
-/** A place in the image, in pixels; x to the right, y down, (0, 0) is the upper left pixel. */
+/** A place in the image, in pixels; (0, 0) is the upper left pixel. */
 struct Point {
-    std::int32_t x;
-    std::int32_t y;
+    std::int32_t x;  ///< to the right
+    std::int32_t y;  ///< down
 };
 
 /**
@@ -24,8 +24,8 @@ struct Point {
 class KESTRO_API BarcodeInfo {
  public:
     BarcodeInfo() {}
-    BarcodeInfo(const BarcodeInfo&) {}
-    BarcodeInfo& operator=(const BarcodeInfo&) { return *this; }
+    BarcodeInfo(const BarcodeInfo&) {}                            ///< @private
+    BarcodeInfo& operator=(const BarcodeInfo&) { return *this; }  ///< @private
     virtual ~BarcodeInfo();
 
     /**

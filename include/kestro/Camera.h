@@ -44,8 +44,8 @@ static_assert(sizeof(ParamUpdateEventArg) == sizeof(void*) + 256,
 class KESTRO_API Camera {
  public:
     Camera() {}
-    Camera(const Camera&) {}
-    Camera& operator=(const Camera&) { return *this; }
+    Camera(const Camera&) {}                            ///< @private
+    Camera& operator=(const Camera&) { return *this; }  ///< @private
     virtual ~Camera();
 
     /**

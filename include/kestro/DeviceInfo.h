@@ -37,6 +37,7 @@ class KESTRO_API DeviceInfo {
         Unknown = 255  ///< the camera did not answer, or its address is not valid from here
     };
 
+    /** Of a camera of any kind; Camera::getDeviceInfo() makes the class that fits. */
     explicit DeviceInfo(const std::shared_ptr<Camera>& camera);
     DeviceInfo(const DeviceInfo&) = delete;
     DeviceInfo& operator=(const DeviceInfo&) = delete;
@@ -48,10 +49,15 @@ class KESTRO_API DeviceInfo {
     const char* getName() const;
     /** The camera's key, the same text as Camera::getKey(). */
     const char* getID() const;
+    /** The manufacturer's name. */
     const char* getVendorName() const;
+    /** The model's name. */
     const char* getModelName() const;
+    /** The serial number, a text; empty when the camera has none. */
     const char* getSerialNumber() const;
+    /** The version of the camera or of its firmware, as the manufacturer writes it. */
     const char* getDeviceVersion() const;
+    /** What else the manufacturer says of it; may be empty. */
     const char* getManufactureInfo() const;
     /** The interface through which the camera is reached; empty for one that is no network card. */
     std::shared_ptr<InterfaceInfo> getInterfaceInfo() const;
@@ -59,20 +65,23 @@ class KESTRO_API DeviceInfo {
  protected:
     /** Takes ownership of a ready implementation object. */
     explicit DeviceInfo(DeviceInfoImpl* impl);
-    DeviceInfoImpl* impl_;
+    DeviceInfoImpl* impl_;  ///< @private
 };
 
 /** A GigE Vision camera: the addresses are those it had when this object was made. */
 class KESTRO_API DeviceInfoGEV : public DeviceInfo {
  public:
+    /** Copies the camera's addresses; those of another kind of camera are empty. */
     explicit DeviceInfoGEV(const std::shared_ptr<Camera>& camera);
     ~DeviceInfoGEV() override;
 
     /** Dotted IPv4 address, "192.168.1.7". */
     const char* getIpAddress() const;
-    /** "01:23:45:67:89:ab" */
+    /** Its MAC address, "01:23:45:67:89:ab". */
     const char* getMacAddress() const;
+    /** Dotted IPv4 mask, "255.255.255.0". */
     const char* getSubnetMask() const;
+    /** Dotted IPv4 address; "0.0.0.0" when the camera has none. */
     const char* getDefaultGateway() const;
     /** Asked now: true when the camera can be reached at its address from its interface. */
     bool isIpValid() const;

@@ -20,8 +20,8 @@ namespace kestro {
 class KESTRO_API Frame {
  public:
     Frame() {}
-    Frame(const Frame&) {}
-    Frame& operator=(const Frame&) { return *this; }
+    Frame(const Frame&) {}                            ///< @private
+    Frame& operator=(const Frame&) { return *this; }  ///< @private
     virtual ~Frame();
 
     /** First byte of the image; null when the camera sent results without an image. */

@@ -35,21 +35,23 @@ class KESTRO_API InterfaceInfo {
  protected:
     /** Takes ownership of a ready implementation object. */
     explicit InterfaceInfo(InterfaceInfoImpl* impl);
-    InterfaceInfoImpl* impl_;
+    InterfaceInfoImpl* impl_;  ///< @private
 };
 
 /** A network interface card. */
 class KESTRO_API InterfaceInfoNIC : public InterfaceInfo {
  public:
+    /** Copies the card's addresses; they are empty for an interface of another kind. */
     explicit InterfaceInfoNIC(const std::shared_ptr<Camera>& camera);
     ~InterfaceInfoNIC() override;
 
     /** Dotted IPv4 address, "192.168.1.1". */
     const char* getIpAddress() const;
-    /** "01:23:45:67:89:ab" */
+    /** Its MAC address, "01:23:45:67:89:ab". */
     const char* getMacAddress() const;
+    /** Dotted IPv4 mask, "255.255.255.0". */
     const char* getSubnetMask() const;
-    /** Empty when the interface has no default route. */
+    /** Dotted IPv4 address; empty when the interface has no default route. */
     const char* getDefaultGateway() const;
 
  private:

@@ -65,15 +65,20 @@ class KESTRO_API Parameter {
     virtual bool isValid() const;
     /** The name as given; valid as long as this object. */
     const char* getName() const;
+    /** What kind it is; Unknown also when the camera is not connected. */
     ParameterType getType() const;
+    /** For whom it is meant; Unknown also when the camera is not connected. */
     ParameterVisibility getVisibility() const;
     /**
      * Bit 0 (1) available, bit 1 (2) readable, bit 2 (4) writable, as the camera is at this moment.
      * 0 for a feature that is not available, whatever it would be otherwise.
      */
     unsigned getAccessibility() const;
+    /** Bit 0 of getAccessibility(): it is there at this moment. */
     bool isAvailable() const;
+    /** Bit 1 of getAccessibility(): it can be read at this moment. */
     bool isReadable() const;
+    /** Bit 2 of getAccessibility(): it can be written at this moment. */
     bool isWritable() const;
     /** Appends the names of the features whose values choose what this one stands for. 0 or 2. */
     Result getSelectors(std::vector<std::string>& names) const;
@@ -82,14 +87,16 @@ class KESTRO_API Parameter {
     /** Takes the implementation over. */
     explicit Parameter(ParameterImpl* impl);
 
-    ParameterImpl* impl_;
+    ParameterImpl* impl_;  ///< @private
 };
 
 /** A whole number. */
 class KESTRO_API ParameterInt : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterInt(const std::shared_ptr<Camera>& camera, const char* name);
 
+    /** The value at this moment. */
     Result getValue(std::int64_t& value) const;
     /** Refused when out of range, off the increment, locked or not writable: nothing is written. */
     Result setValue(std::int64_t value);
@@ -102,8 +109,10 @@ class KESTRO_API ParameterInt : public Parameter {
 /** A floating-point number. */
 class KESTRO_API ParameterFloat : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterFloat(const std::shared_ptr<Camera>& camera, const char* name);
 
+    /** The value at this moment. */
     Result getValue(double& value) const;
     /** Refused when out of range, not a number, locked or not writable: nothing is written. */
     Result setValue(double value);
@@ -116,35 +125,47 @@ class KESTRO_API ParameterFloat : public Parameter {
 /** One of a list of named values. */
 class KESTRO_API ParameterEnum : public Parameter {
  public:
+    /** One of the values. */
     struct Entry {
-        std::uint64_t value;
-        std::string symbol;       ///< at most 63 bytes
+        std::uint64_t value;      ///< its number
+        std::string symbol;       ///< its name, at most 63 bytes
         std::string description;  ///< what the camera says of it, at most 255 bytes; may be empty
     };
 
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterEnum(const std::shared_ptr<Camera>& camera, const char* name);
 
+    /** The number of the current value. */
     Result getValue(std::uint64_t& value) const;
     /** The symbol of the current value. @return 0, 2, or 5 when no entry has the value. */
     Result getValue(std::string& symbol) const;
+    /** Refused when no entry of that number can be chosen at this moment: nothing is written. */
     Result setValue(std::uint64_t value);
+    /** Refused when no entry of that symbol can be chosen at this moment: nothing is written. */
     Result setValue(const std::string& symbol);
     /** Appends the entries, in the order of the camera's description. */
     Result getEntryList(std::vector<Entry>& entries) const;
 };
 
+/** A switch: true or false. */
 class KESTRO_API ParameterBool : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterBool(const std::shared_ptr<Camera>& camera, const char* name);
 
+    /** The value at this moment. */
     Result getValue(bool& value) const;
+    /** Refused when locked or not writable: nothing is written. */
     Result setValue(bool value);
 };
 
+/** A text. */
 class KESTRO_API ParameterString : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterString(const std::shared_ptr<Camera>& camera, const char* name);
 
+    /** The value at this moment. */
     Result getValue(std::string& value) const;
     /** Refused when longer than getMaxLength(): nothing is written. */
     Result setValue(const std::string& value);
@@ -152,8 +173,10 @@ class KESTRO_API ParameterString : public Parameter {
     Result getMaxLength(unsigned& maxLen) const;
 };
 
+/** Something that the camera can be told to do. */
 class KESTRO_API ParameterCommand : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterCommand(const std::shared_ptr<Camera>& camera, const char* name);
 
     /** Starts the command; does not wait until the camera has carried it out. */
@@ -163,6 +186,7 @@ class KESTRO_API ParameterCommand : public Parameter {
 /** A category of features; "Root" holds them all. It keeps its Camera object alive. */
 class KESTRO_API ParameterGroup : public Parameter {
  public:
+    /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterGroup(const std::shared_ptr<Camera>& camera, const char* name);
 
     /** Appends the names of what the group holds, in the order of the camera's description. */
@@ -182,12 +206,14 @@ class KESTRO_API ParameterGroup : public Parameter {
  */
 class KESTRO_API ParameterRegister : public Parameter {
  public:
+    /** Does not ask the camera. */
     ParameterRegister(const std::shared_ptr<Camera>& camera, std::uint64_t address);
 
     /** True when registers can be reached and the address is not 0; does not ask the camera. */
     bool isValid() const override;
     /** A register of 4 bytes, which holds its value in network byte order. */
     Result getValue(int& value) const;
+    /** Writes such a register. */
     Result setValue(int value);
     /**
      * Memory as it lies in the camera, read in requests of 16 to 512 bytes: up to 15 bytes behind

@@ -35,15 +35,15 @@ class KESTRO_API Result {
     /** Success: code 0. */
     Result() noexcept;
     /** Holds `code` as it is; implicit, so that operations can `return 2;`. */
-    Result(int code) noexcept;  // NOLINT(google-explicit-constructor)
-    Result(const Result& other) noexcept;
-    Result& operator=(const Result& other) noexcept;
+    Result(int code) noexcept;                        // NOLINT(google-explicit-constructor)
+    Result(const Result& other) noexcept;             ///< copies the code
+    Result& operator=(const Result& other) noexcept;  ///< copies the code
     ~Result() = default;
 
-    bool operator==(int code) const noexcept;
-    bool operator==(const Result& other) const noexcept;
-    bool operator!=(int code) const noexcept;
-    bool operator!=(const Result& other) const noexcept;
+    bool operator==(int code) const noexcept;             ///< compares the code
+    bool operator==(const Result& other) const noexcept;  ///< compares the codes
+    bool operator!=(int code) const noexcept;             ///< compares the code
+    bool operator!=(const Result& other) const noexcept;  ///< compares the codes
 
     /** True when the code is 0. */
     bool isOK() const noexcept;
@@ -58,7 +58,9 @@ class KESTRO_API Result {
     operator T() const = delete;
     /** True when the code is not 0. */
     bool isFailure() const noexcept;
+    /** Replaces the code. */
     void setCode(int code) noexcept;
+    /** The code as a number. */
     int getCode() const noexcept;
 
  private:

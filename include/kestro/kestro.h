@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-/** Everything of the C++ interface. */
 #ifndef KESTRO_KESTRO_H
 #define KESTRO_KESTRO_H
+
+/**
+ * @file
+ * Everything of the C++ interface.
+ */
 
 #include <kestro/BarcodeInfo.h>
 #include <kestro/Camera.h>

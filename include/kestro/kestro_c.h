@@ -136,29 +136,29 @@ enum kstFrameStatus {
  * interface to 127); one that the camera does not supply is empty.
  */
 typedef struct kstDeviceInfo {
-    int32_t deviceType;    /**< 1 GigE Vision, else 0 */
-    int32_t interfaceType; /**< 1 reached through a network interface card, else 0 */
-    char id[64];           /**< the camera's key, "manufacturer:serial" */
-    char name[64];         /**< the name that a user gave to the camera */
-    char serialNumber[64];
-    char vendorName[64];
-    char modelName[64];
-    char manufactureInfo[64];
-    char deviceVersion[64];
-    char interfaceName[128]; /**< the system's name of the interface, "eth0" */
-    uint8_t reserved1[440];  /**< 0 */
-    char macAddress[64];     /**< "01:23:45:67:89:ab"; this and the following of GigE Vision */
-    char ipAddress[64];      /**< "192.168.1.7" */
-    char subnetMask[64];
-    char defaultGateway[64];
-    uint8_t isIpValid;      /**< 1 when it can be reached at its address, else 0 */
-    uint8_t reserved2[767]; /**< 0 */
+    int32_t deviceType;       /**< 1 GigE Vision, else 0 */
+    int32_t interfaceType;    /**< 1 reached through a network interface card, else 0 */
+    char id[64];              /**< the camera's key, "manufacturer:serial" */
+    char name[64];            /**< the name that a user gave to the camera */
+    char serialNumber[64];    /**< as a text: it need not be a number */
+    char vendorName[64];      /**< the manufacturer's name */
+    char modelName[64];       /**< the model's name */
+    char manufactureInfo[64]; /**< what else the manufacturer says of it */
+    char deviceVersion[64];   /**< of the camera or its firmware, as the manufacturer writes it */
+    char interfaceName[128];  /**< the system's name of the interface, "eth0" */
+    uint8_t reserved1[440];   /**< 0 */
+    char macAddress[64];      /**< "01:23:45:67:89:ab"; this and the following of GigE Vision */
+    char ipAddress[64];       /**< "192.168.1.7" */
+    char subnetMask[64];      /**< "255.255.255.0" */
+    char defaultGateway[64];  /**< "0.0.0.0" when it has none */
+    uint8_t isIpValid;        /**< 1 when it can be reached at its address, else 0 */
+    uint8_t reserved2[767];   /**< 0 */
 } kstDeviceInfo;
 
 /** The cameras of an enumeration. */
 typedef struct kstDeviceList {
-    uint32_t deviceCount;
-    uint32_t reserved1; /**< 0 */
+    uint32_t deviceCount; /**< how many cameras were found */
+    uint32_t reserved1;   /**< 0 */
     /**
      * The first of `deviceCount` records. It belongs to the library and is valid until the next
      * kstEnumDevices(), in whatever thread: copy what is to be kept.
@@ -167,10 +167,10 @@ typedef struct kstDeviceList {
     uint8_t reserved2[64]; /**< 0 */
 } kstDeviceList;
 
-/** A place in the image in pixels; x to the right, y down, (0, 0) is the upper left pixel. */
+/** A place in the image in pixels; (0, 0) is the upper left pixel. */
 typedef struct kstPoint {
-    int32_t x;
-    int32_t y;
+    int32_t x; /**< to the right */
+    int32_t y; /**< down */
 } kstPoint;
 
 /** One decoded code. It and its texts live as long as the kstFrameInfo that points to it. */
@@ -208,18 +208,18 @@ typedef struct kstConnectionEvent {
 
 /** A whole number, with the values that it can take: `minValue` plus a multiple of `incValue`. */
 typedef struct kstIntFeatureInfo {
-    int64_t curValue;
-    int64_t minValue;
-    int64_t maxValue;
+    int64_t curValue; /**< the value */
+    int64_t minValue; /**< the smallest */
+    int64_t maxValue; /**< the largest */
     int64_t incValue; /**< at least 1 */
 } kstIntFeatureInfo;
 
 /** A floating-point number. Where the camera sets no limit, the largest doubles there are. */
 typedef struct kstFloatFeatureInfo {
-    double curValue;
-    double minValue;
-    double maxValue;
-    char unit[32]; /**< "us"; cut to 31 bytes, always terminated, empty when there is none */
+    double curValue; /**< the value */
+    double minValue; /**< the smallest */
+    double maxValue; /**< the largest */
+    char unit[32];   /**< "us"; cut to 31 bytes, always terminated, empty when there is none */
 } kstFloatFeatureInfo;
 
 /** A text. */
@@ -230,8 +230,8 @@ typedef struct kstStringFeatureInfo {
 
 /** One of the values of an enumeration. */
 typedef struct kstEnumEntry {
-    uint64_t value;
-    char symbol[64]; /**< at most 63 bytes, always terminated */
+    uint64_t value;  /**< its number */
+    char symbol[64]; /**< its name, at most 63 bytes, always terminated */
 } kstEnumEntry;
 
 /** The values of an enumeration, in the order of the camera's description. */
