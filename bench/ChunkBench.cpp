@@ -114,10 +114,10 @@ Bytes payload(std::uint32_t barcodes, std::uint32_t qrCodes) {
 
 std::shared_ptr<const PayloadLayout> layout() {
     static const auto made = [] {
-        const std::string description = DescriptionWriter().write();
-        return descriptionFault(description).empty()
-                   ? std::make_shared<const PayloadLayout>(description)
-                   : nullptr;
+        std::string reason;
+        auto description = CheckedDescription::make(DescriptionWriter().write(), reason);
+        return description ? std::make_shared<const PayloadLayout>(std::move(description))
+                           : nullptr;
     }();
     return made;
 }

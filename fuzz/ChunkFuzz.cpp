@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -37,8 +38,10 @@ constexpr const char* kDescription =
 
 const PayloadLayout& layout() {
     static const PayloadLayout& made = *[] {
-        if (!descriptionFault(kDescription).empty()) __builtin_trap();
-        return new PayloadLayout(kDescription);
+        std::string reason;
+        auto description = CheckedDescription::make(kDescription, reason);
+        if (!description) __builtin_trap();
+        return new PayloadLayout(std::move(description));
     }();
     return made;
 }

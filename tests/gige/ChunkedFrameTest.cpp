@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Checked.h"
 #include "FrameReceiver.h"
 #include "LastError.h"
 #include "PayloadLayout.h"
@@ -18,6 +19,7 @@ namespace {
 
 using namespace Vorda::Gige;
 using kestro::test::Bytes;
+using kestro::test::checked;
 using kestro::test::chunk;
 using kestro::test::content;
 using kestro::test::FrameReceiver;
@@ -163,13 +165,13 @@ TEST(ChunkedFrame, KeepsTheFirstOfTooManyChunks) {
 }
 
 TEST(ChunkedFrame, GivesTheLinesOfItsChunks) {
-    const auto layout = std::make_shared<PayloadLayout>(
+    const auto layout = std::make_shared<PayloadLayout>(checked(
         R"(<RegisterDescription SchemaMajorVersion="1" SchemaMinorVersion="1"
              SchemaSubMinorVersion="0" ModelName="M" VendorName="V">
            <Category Name="Root"/>
            <IntReg Name="QRNum"><Address>0</Address><Length>4</Length><pPort>P</pPort>
              <Endianess>BigEndian</Endianess></IntReg>
-           <Port Name="P"><ChunkID>80000001</ChunkID></Port></RegisterDescription>)");
+           <Port Name="P"><ChunkID>80000001</ChunkID></Port></RegisterDescription>)"));
     FrameReceiver receiver(layout);
     const CFrame frame = receiver.receive(
         kImageWithChunks, joined({chunk(1, content(kImageBytes, 1)), chunk(2, content(4, 1)),

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DeviceConfig.h"
+
+#include "Checked.h"
 #include "DeviceConfigText.h"
 #include "Features.h"
 #include "GigeCamera.h"
@@ -229,7 +231,7 @@ class ConfigurationFile : public testing::Test {
         std::filesystem::create_directory(folder);
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = description();
+        sources.description = kestro::test::checked(description());
         sources.layout = std::make_shared<PayloadLayout>(sources.description);
         sources.events = std::make_shared<EventData>();
         sources.stream = std::make_shared<StreamCounters>();

@@ -2,7 +2,7 @@
 //
 // Descriptions that cameras get wrong, or that mean harm: each is a clear error or a neutral
 // answer, and never the end of the process.
-#include "DescriptionCheck.h"
+#include "Checked.h"
 #include "Features.h"
 #include "LastError.h"
 #include "MemoryPort.h"
@@ -15,6 +15,7 @@
 namespace Vorda::Gige {
 namespace {
 
+using kestro::test::checked;
 using kestro::test::MemoryPort;
 using testing::ElementsAre;
 using Names = std::vector<std::string>;
@@ -113,11 +114,9 @@ std::string trapsDescription() {
 class FeatureTraps : public testing::Test {
  protected:
     void SetUp() override {
-        const std::string description = trapsDescription();
-        ASSERT_EQ("", descriptionFault(description));
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = description;
+        sources.description = checked(trapsDescription());
         features = Features::make(sources);
         ASSERT_TRUE(features) << lastErrorMessage();
     }
@@ -246,7 +245,7 @@ TEST(FeaturesOfAFickleCamera, KeepToTheLengthThatWasChecked) {
     FeatureSources sources;
     const auto camera = std::make_shared<FickleCamera>();
     sources.camera = camera;
-    sources.description = trapsDescription();
+    sources.description = checked(trapsDescription());
     const auto features = Features::make(sources);
     ASSERT_TRUE(features) << lastErrorMessage();
     features->lockTransport(true);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Features.h"
 
+#include "Checked.h"
 #include "LastError.h"
 #include "MemoryPort.h"
 #include "VordaInfra.h"
@@ -21,6 +22,7 @@ namespace Vorda::Gige {
 namespace {
 
 using namespace std::string_literals;
+using kestro::test::checked;
 using kestro::test::MemoryPort;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -61,7 +63,7 @@ class FeaturesOfACamera : public testing::Test {
         camera->setNumber(kExposureTime, 50000);
         camera->setNumber(0x102c, 1000);
         sources.camera = camera;
-        sources.description = featuresDescription();
+        sources.description = checked(featuresDescription());
         sources.onChanged = [this](const Names& names) { changes.push_back(names); };
         sources.onListed = [this] { ++listings; };
         make();
@@ -350,9 +352,10 @@ TEST_F(FeaturesOfACamera, AreListedInTheOrderOfTheDescription) {
 }
 
 TEST_F(FeaturesOfACamera, WithoutMarksPersistWhereTheyCanBeWritten) {
-    for (std::size_t at = 0;
-         (at = sources.description.find("<Streamable>Yes")) != Names::value_type::npos;)
-        sources.description.replace(at, 15, "<Streamable>No");
+    std::string unmarked = featuresDescription();
+    for (std::size_t at = 0; (at = unmarked.find("<Streamable>Yes")) != std::string::npos;)
+        unmarked.replace(at, 15, "<Streamable>No");
+    sources.description = checked(unmarked);
     make();
     EXPECT_THAT(
         features->persistent(),
@@ -485,8 +488,9 @@ TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
     const auto stream = std::make_shared<StreamCounters>();
     sources.stream = stream;
     // A camera's own feature of that name is another one.
-    sources.description.replace(sources.description.find("\"Secret\""), 8,
-                                "\"StreamDeliveredFrameCount\"");
+    std::string renamed = featuresDescription();
+    renamed.replace(renamed.find("\"Secret\""), 8, "\"StreamDeliveredFrameCount\"");
+    sources.description = checked(renamed);
     make();
     stream->deliveredFrames.add(12);
     stream->lostFrames.add(2);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PayloadLayout.h"
 
-#include "DescriptionCheck.h"
+#include "Checked.h"
 #include "LastError.h"
 #include "RecordingLogger.h"
 
@@ -15,6 +15,7 @@
 namespace {
 
 using namespace Vorda::Gige;
+using kestro::test::checked;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -31,13 +32,13 @@ const char* const kHead = R"(<?xml version="1.0" encoding="UTF-8"?>
 )";
 
 /** A description of these nodes and of ports for the camera, for two chunks and for an event. */
-std::string description(const std::string& nodes) {
-    return kHead + nodes + R"(
+std::shared_ptr<const CheckedDescription> description(const std::string& nodes) {
+    return checked(kHead + nodes + R"(
 <Port Name="Device"/>
 <Port Name="ChunkPort"><ChunkID>0x8000000A</ChunkID></Port>
 <Port Name="OtherPort"><ChunkID>8000000b</ChunkID></Port>
 <Port Name="EventPort"><EventID>9001</EventID></Port>
-</RegisterDescription>)";
+</RegisterDescription>)");
 }
 
 std::string category(const std::string& features) {
@@ -74,9 +75,7 @@ std::vector<std::string> linesOf(const PayloadLayout& layout, std::uint32_t id,
 
 /** The lines of chunk 0x8000000a. */
 std::vector<std::string> linesOf(const std::string& nodes, const Bytes& bytes) {
-    const std::string xml = description(nodes);
-    EXPECT_EQ(descriptionFault(xml), "");
-    return linesOf(PayloadLayout(xml), 0x8000000a, bytes);
+    return linesOf(PayloadLayout(description(nodes)), 0x8000000a, bytes);
 }
 
 struct ReadingCase {

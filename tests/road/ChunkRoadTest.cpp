@@ -2,6 +2,7 @@
 //
 // Chunks with more and other than a camera should send, from the packets to the application's
 // codes.
+#include "../gige/Checked.h"
 #include "../gige/FrameReceiver.h"
 #include "FrameImpl.h"
 #include "RecordingLogger.h"
@@ -63,10 +64,11 @@ std::string readerNodes(const std::string& prefix, std::uint32_t id) {
 }
 
 std::shared_ptr<const Vorda::Gige::PayloadLayout> readerLayout() {
-    return std::make_shared<Vorda::Gige::PayloadLayout>(
+    return std::make_shared<Vorda::Gige::PayloadLayout>(kestro::test::checked(
         R"(<RegisterDescription SchemaMajorVersion="1" SchemaMinorVersion="1"
              SchemaSubMinorVersion="0" ModelName="M" VendorName="V"><Category Name="Root"/>)" +
-        readerNodes("BarCode", kBarcodes) + readerNodes("QR", kQrCodes) + "</RegisterDescription>");
+        readerNodes("BarCode", kBarcodes) + readerNodes("QR", kQrCodes) +
+        "</RegisterDescription>"));
 }
 
 void appendText(Bytes& bytes, const std::string& text, std::size_t length) {

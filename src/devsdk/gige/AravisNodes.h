@@ -42,8 +42,8 @@ class GuardedError {
 class AravisNodes {
  public:
     /**
-     * Empty, with the last error, when the description cannot be used. `xml` has passed
-     * descriptionFault(). `camera` outlives this.
+     * Empty, with the last error, when the description cannot be used. `xml` is the text of a
+     * CheckedDescription, or has its structure. `camera` outlives this.
      */
     [[nodiscard]] static std::unique_ptr<AravisNodes> make(RegisterPort& camera,
                                                            const std::string& xml);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Description.h"
 
-#include "DescriptionCheck.h"
 #include "Gvcp.h"
 #include "LastError.h"
 #include "Zip.h"
@@ -10,6 +9,8 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <cstddef>
+#include <utility>
 
 namespace Vorda::Gige {
 namespace {
@@ -59,9 +60,9 @@ std::optional<Bytes> readDescriptionBytes(RegisterPort& camera,
     return bytes;
 }
 
-std::nullopt_t failDescription(const std::string& why) {
+std::nullptr_t failDescription(const std::string& why) {
     setLastError(Error::description, "the camera's GenICam description cannot be used: " + why);
-    return std::nullopt;
+    return nullptr;
 }
 
 /** Cameras announce whole words or flash pages: what follows the root's end tag is no text. */
@@ -71,20 +72,20 @@ void cutAfterRoot(std::string& xml) {
     if (end != std::string::npos) xml.resize(end + kEnd.size());
 }
 
-std::optional<std::string> downloadFrom(RegisterPort& camera, const DescriptionLocation& location) {
+std::shared_ptr<const CheckedDescription> downloadFrom(RegisterPort& camera,
+                                                       const DescriptionLocation& location) {
     const auto bytes = readDescriptionBytes(camera, location);
-    if (!bytes) return std::nullopt;
+    if (!bytes) return nullptr;
     std::string xml(bytes->begin(), bytes->end());
+    std::string reason;
     if (looksZipped(*bytes) || lowerCase(location.fileName).ends_with(".zip")) {
-        std::string reason;
         auto unpacked = unzipFirstFile(*bytes, kLongestDescriptionBytes, reason);
         if (!unpacked) return failDescription(reason);
         xml = std::move(*unpacked);
     }
     cutAfterRoot(xml);
-    const std::string fault = descriptionFault(xml);
-    if (!fault.empty()) return failDescription(fault);
-    return xml;
+    auto checked = CheckedDescription::make(std::move(xml), reason);
+    return checked ? checked : failDescription(reason);
 }
 
 }  // namespace
@@ -113,14 +114,14 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
     return DescriptionLocation{std::string(name), *address, *size};
 }
 
-std::optional<std::string> downloadDescription(RegisterPort& camera) {
+std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& camera) {
     std::string reason;
     std::string firstReason;
     for (const std::uint32_t at :
          {Gvcp::Register::kDescriptionUrl, Gvcp::Register::kSecondDescriptionUrl}) {
         const auto url = readUrl(camera, at);
         // A camera with one description need not have the second URL's registers.
-        if (!url && firstReason.empty()) return std::nullopt;
+        if (!url && firstReason.empty()) return nullptr;
         if (!url) break;
         if (const auto location = parseDescriptionUrl(*url, reason))
             return downloadFrom(camera, *location);

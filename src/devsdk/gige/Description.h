@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "DescriptionCheck.h"
 #include "RegisterPort.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,9 +30,9 @@ struct DescriptionLocation {
                                                                      std::string& reason);
 
 /**
- * The camera's GenICam description, unpacked and whole; empty, with the last error, when the camera
- * does not hold one.
+ * The camera's GenICam description, unpacked and checked; empty, with the last error, when the
+ * camera does not hold one that can be used.
  */
-[[nodiscard]] std::optional<std::string> downloadDescription(RegisterPort& camera);
+[[nodiscard]] std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& camera);
 
 }  // namespace Vorda::Gige

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DescriptionCheck.h"
 
-#include "DescriptionTree.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -115,6 +112,18 @@ class Evaluation {
     std::vector<std::int64_t> costs_;          ///< of the same, in nodes
 };
 
+/** Empty when there is none. */
+std::string faultOf(const DescriptionTree& tree) {
+    for (NodeId id = 0; id < tree.size(); ++id) {
+        const NodeProperty* const length = tree[id].property("Length");
+        if (length && !isLength(length->text))
+            return "the length of [" + tree[id].name + "] is absurd";
+    }
+    if (const NodeId id = Evaluation(tree).endless(); id != kNoNode)
+        return "the value of [" + tree[id].name + "] needs itself, or too many others";
+    return {};
+}
+
 }  // namespace
 
 bool isRegisterLength(std::int64_t bytes) {
@@ -123,18 +132,14 @@ bool isRegisterLength(std::int64_t bytes) {
     return bytes > 0 && bytes <= kLongestRegisterBytes;
 }
 
-std::string descriptionFault(const std::string& xml) {
-    std::string reason;
-    const auto tree = DescriptionTree::parse(xml, reason);
-    if (!tree) return reason;
-    for (NodeId id = 0; id < tree->size(); ++id) {
-        const NodeProperty* const length = (*tree)[id].property("Length");
-        if (length && !isLength(length->text))
-            return "the length of [" + (*tree)[id].name + "] is absurd";
-    }
-    if (const NodeId id = Evaluation(*tree).endless(); id != kNoNode)
-        return "the value of [" + (*tree)[id].name + "] needs itself, or too many others";
-    return {};
+std::shared_ptr<const CheckedDescription> CheckedDescription::make(std::string xml,
+                                                                   std::string& reason) {
+    auto tree = DescriptionTree::parse(xml, reason);
+    if (!tree) return nullptr;
+    reason = faultOf(*tree);
+    if (!reason.empty()) return nullptr;
+    return std::shared_ptr<const CheckedDescription>(
+        new CheckedDescription(std::move(xml), std::move(*tree)));
 }
 
 }  // namespace Vorda::Gige

@@ -247,7 +247,7 @@ const std::vector<NodeId>& FeatureGraph::variableLengths(NodeId id) {
     return needs(id).variableLengths;
 }
 
-/** The depth of the recursion is what descriptionFault() allows. */
+/** The depth of the recursion is what a CheckedDescription may have. */
 const FeatureGraph::Needs& FeatureGraph::needs(NodeId id) {
     Needs& known = needs_[at(id)];
     if (known.isKnown) return known;

@@ -23,7 +23,7 @@ enum class ValueSource { camera, chunk, event };
  */
 class FeatureGraph {
  public:
-    /** `tree` outlives this and has passed descriptionFault(). */
+    /** `tree` outlives this and is that of a CheckedDescription. */
     explicit FeatureGraph(const DescriptionTree& tree);
 
     [[nodiscard]] FeatureKind kind(NodeId id) const;

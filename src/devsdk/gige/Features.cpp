@@ -42,7 +42,7 @@ bool failUnknown(const std::string& name) {
 }
 
 bool Features::Impl::open() {
-    nodes = NodeMap::make(*sources.camera, tree, graph, sources.description);
+    nodes = NodeMap::make(*sources.camera, *sources.description, graph);
     if (!nodes) return false;
     const NodeId root = tree.find(kRoot);
     if (root == kNoNode || tree[root].kind != NodeKind::category)
@@ -111,13 +111,7 @@ Features::Features(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Features::~Features() = default;
 
 std::shared_ptr<Features> Features::make(FeatureSources sources) {
-    std::string reason;
-    auto tree = DescriptionTree::parse(sources.description, reason);
-    if (!tree) {
-        setLastError(Error::description, "the GenICam description cannot be used: " + reason);
-        return nullptr;
-    }
-    auto impl = std::make_unique<Impl>(std::move(sources), std::move(*tree));
+    auto impl = std::make_unique<Impl>(std::move(sources));
     if (!impl->open()) return nullptr;
     return std::shared_ptr<Features>(new Features(std::move(impl)));
 }

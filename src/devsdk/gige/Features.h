@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "DescriptionCheck.h"
 #include "EventData.h"
 #include "FeatureTypes.h"
 #include "PayloadLayout.h"
@@ -19,7 +20,7 @@ namespace Vorda::Gige {
 /** What the features of a camera are made of. */
 struct FeatureSources {
     std::shared_ptr<RegisterPort> camera;
-    std::string description;  ///< the GenICam text; it has passed descriptionFault()
+    std::shared_ptr<const CheckedDescription> description;
     std::shared_ptr<const PayloadLayout> layout;
     std::shared_ptr<const EventData> events;
     std::shared_ptr<const StreamCounters> stream;

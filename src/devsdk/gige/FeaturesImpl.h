@@ -54,8 +54,8 @@ template <typename T>
 }
 
 struct Features::Impl {
-    Impl(FeatureSources from, DescriptionTree parsed)
-        : sources(std::move(from)), tree(std::move(parsed)), graph(tree) {}
+    explicit Impl(FeatureSources from)
+        : sources(std::move(from)), tree(sources.description->tree()), graph(tree) {}
 
     [[nodiscard]] bool open();
     [[nodiscard]] const Feature* find(const std::string& name) const;
@@ -82,7 +82,7 @@ struct Features::Impl {
     }
 
     const FeatureSources sources;
-    const DescriptionTree tree;
+    const DescriptionTree& tree;  ///< that of the description
     std::unordered_map<std::string, Feature> features;
     std::atomic<bool> isListed{false};
 

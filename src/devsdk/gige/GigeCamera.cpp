@@ -159,9 +159,8 @@ bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
     std::uint32_t capability = 0;
     if (!channel.readRegister(Gvcp::Register::kCapability, capability)) return false;
     connection->canResend = (capability & Gvcp::kCapabilityResend) != 0;
-    auto description = downloadDescription(channel);
-    if (!description) return false;
-    connection->description = std::move(*description);
+    connection->description = downloadDescription(channel);
+    if (!connection->description) return false;
     connection->layout = std::make_shared<PayloadLayout>(connection->description);
     connection->features = makeFeatures(connection);
     if (!connection->features) return false;
@@ -235,7 +234,7 @@ bool GigeCamera::downloadGenICamXML(const char* path) {
         return fail(Error::invalidArgument, "there is no path to write the description to");
     const auto current = connection();
     if (!current) return fail(Error::notConnected, "the camera is not connected");
-    return writeFile(path, current->description);
+    return writeFile(path, current->description->text());
 }
 
 int GigeCamera::saveDeviceConfig(const char* path) {

@@ -101,7 +101,7 @@ class GigeCamera final : public GenICam::ICamera,
     struct Connection {
         CameraLocation location;
         std::shared_ptr<ControlChannel> channel;
-        std::string description;
+        std::shared_ptr<const CheckedDescription> description;
         std::shared_ptr<const PayloadLayout> layout;
         std::shared_ptr<EventData> eventData = std::make_shared<EventData>();
         std::shared_ptr<Features> features;

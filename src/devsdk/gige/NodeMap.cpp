@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "NodeMap.h"
 
-#include "DescriptionCheck.h"
 #include "FormulaGuard.h"
 #include "LastError.h"
 
@@ -55,11 +54,11 @@ NodeMap::NodeMap(std::unique_ptr<AravisNodes> nodes, const DescriptionTree& tree
     }
 }
 
-std::unique_ptr<NodeMap> NodeMap::make(RegisterPort& camera, const DescriptionTree& tree,
-                                       FeatureGraph& graph, const std::string& description) {
-    auto nodes = AravisNodes::make(camera, description);
+std::unique_ptr<NodeMap> NodeMap::make(RegisterPort& camera, const CheckedDescription& description,
+                                       FeatureGraph& graph) {
+    auto nodes = AravisNodes::make(camera, description.text());
     if (!nodes) return nullptr;
-    return std::unique_ptr<NodeMap>(new NodeMap(std::move(nodes), tree, graph));
+    return std::unique_ptr<NodeMap>(new NodeMap(std::move(nodes), description.tree(), graph));
 }
 
 Refusal NodeMap::prepare(NodeId id) {

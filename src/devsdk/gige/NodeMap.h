@@ -2,7 +2,7 @@
 #pragma once
 
 #include "AravisNodes.h"
-#include "DescriptionTree.h"
+#include "DescriptionCheck.h"
 #include "FeatureGraph.h"
 #include "Refusal.h"
 #include "RegisterPort.h"
@@ -25,9 +25,8 @@ class NodeMap {
  public:
     /** Empty, with the last error, when the description cannot be used. All outlive this. */
     [[nodiscard]] static std::unique_ptr<NodeMap> make(RegisterPort& camera,
-                                                       const DescriptionTree& tree,
-                                                       FeatureGraph& graph,
-                                                       const std::string& description);
+                                                       const CheckedDescription& description,
+                                                       FeatureGraph& graph);
 
     /** While one lives, no register is asked twice. */
     [[nodiscard]] AravisNodes::Snapshot snapshot() { return AravisNodes::Snapshot(*nodes_); }

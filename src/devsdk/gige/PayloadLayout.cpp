@@ -112,7 +112,7 @@ struct PayloadLayout::Impl {
 
     std::once_flag once;
     std::atomic<bool> isTold{false};
-    std::string description;  // until it is resolved
+    std::shared_ptr<const CheckedDescription> description;  ///< until it is resolved
 
     // Immutable once it is.
     Payloads chunks;
@@ -126,7 +126,7 @@ struct PayloadLayout::Impl {
 };
 
 void PayloadLayout::Impl::resolve() {
-    const std::string xml = withOpenPorts(std::exchange(description, {}));
+    const std::string xml = withOpenPorts(std::exchange(description, nullptr)->text());
     if (xml.empty()) return;
     const KeepLastError kept;
     nodes = AravisNodes::make(current, xml);
@@ -193,7 +193,8 @@ std::optional<LoadedValue> PayloadLayout::Impl::evaluate(const PayloadFeature& f
     return error.get() ? std::nullopt : std::optional(value);
 }
 
-PayloadLayout::PayloadLayout(std::string description) : impl_(std::make_unique<Impl>()) {
+PayloadLayout::PayloadLayout(std::shared_ptr<const CheckedDescription> description)
+    : impl_(std::make_unique<Impl>()) {
     impl_->description = std::move(description);
 }
 

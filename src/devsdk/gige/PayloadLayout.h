@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Bytes.h"
+#include "DescriptionCheck.h"
 #include "PayloadValue.h"
 #include "VordaInfra.h"
 
@@ -26,8 +27,8 @@ namespace Vorda::Gige {
  */
 class PayloadLayout {
  public:
-    /** `description` is the GenICam text; it has passed descriptionFault(). */
-    explicit PayloadLayout(std::string description);
+    /** Lets go of the description when it is resolved. */
+    explicit PayloadLayout(std::shared_ptr<const CheckedDescription> description);
     ~PayloadLayout();
     PayloadLayout(const PayloadLayout&) = delete;
     PayloadLayout& operator=(const PayloadLayout&) = delete;
