@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Has the first camera's frames delivered to a function: a thread of the library puts them into
+// a queue, the main thread takes three out. With `kestro sim --seed 7` you should see:
+//
+//     block 1: 1280 x 1024, first code: KST-330879-F3
+//     block 2: 1280 x 1024, first code: 00176457715802734413
+//     block 3: 1280 x 1024, first code: BOX 48/907
+#include <kestro/kestro.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+using FramePtr = std::shared_ptr<kestro::Frame>;
+
+class FrameQueue {
+ public:
+    // On the library's thread: be quick, further frames wait meanwhile.
+    void put(const FramePtr& frame) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (frames_.size() == kLongest) frames_.pop_front();  // nobody takes them: drop the oldest
+        frames_.push_back(frame);
+        isFilled_.notify_one();
+    }
+    // Null when none came in time.
+    FramePtr take(std::chrono::seconds longest) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (!isFilled_.wait_for(lock, longest, [this] { return !frames_.empty(); })) return nullptr;
+        const FramePtr frame = frames_.front();
+        frames_.pop_front();
+        return frame;
+    }
+
+ private:
+    static constexpr std::size_t kLongest = 16;
+    std::mutex mutex_;
+    std::condition_variable isFilled_;
+    std::deque<FramePtr> frames_;  // guarded by mutex_
+};
+
+static bool readFrames(FrameQueue& queue, int count) {
+    for (int i = 0; i < count; ++i) {
+        const FramePtr frame = queue.take(std::chrono::seconds(2));
+        if (!frame) return false;
+        const auto codes = frame->getBarcodes();
+        std::printf("block %llu: %u x %u, first code: %s\n",
+                    static_cast<unsigned long long>(frame->getBlockId()), frame->getWidth(),
+                    frame->getHeight(), codes.empty() ? "-" : codes[0]->getCodeData().c_str());
+    }
+    return true;
+}
+
+int main() {
+    std::vector<std::shared_ptr<kestro::Camera>> cameras;
+    const kestro::Result found = kestro::System::getInstance().discovery(cameras, 0);
+    if (!found || cameras.empty()) {
+        std::fprintf(stderr, "no camera found (code %d)\n", found.getCode());
+        return EXIT_FAILURE;
+    }
+    const std::shared_ptr<kestro::Camera> camera = cameras.front();
+    FrameQueue queue;
+    camera->registerFrameCallback([&queue](const FramePtr& frame) { queue.put(frame); });
+    kestro::Result result = camera->connect();
+    if (result) result = camera->startGrabbing(0);
+    const bool isRead = result && readFrames(queue, 3);
+    if (!result) std::fprintf(stderr, "no start, code %d: see the log\n", result.getCode());
+    if (result && !isRead) std::fprintf(stderr, "no frame in 2 s\n");
+    camera->disconnect();                    // from here on the function does not run,
+    camera->registerFrameCallback(nullptr);  // nor at a later start, when the queue is gone
+    return isRead ? EXIT_SUCCESS : EXIT_FAILURE;
+}

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Asks the first camera for three frames, one after the other, and prints the codes that it read
+// in them. With `kestro sim --seed 7` in another terminal you should see:
+//
+//     block 1: 1280 x 1024, codes: 2
+//         CODE128: KST-330879-F3
+//         CODE128: 00349161677105664158
+//     block 2: 1280 x 1024, codes: 3
+//         CODE128: 00176457715802734413
+//         QR: Göteborg 49933
+//         QR: LOT 670434; QTY 54
+//     block 3: 1280 x 1024, codes: 5
+//         CODE128: BOX 48/907
+//         CODE128: KST-617231-50
+//         CODE128: 00138593702145199144
+//         CODE128: 00747148042571570016
+//         QR: LOT 150383; QTY 90
+#include <kestro/kestro.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+// Every failure has also written a line to the log (stderr, unless configured) that says why.
+static bool isDone(const char* what, kestro::Result result) {
+    if (!result) std::fprintf(stderr, "%s failed with code %d\n", what, result.getCode());
+    return result.isOK();
+}
+
+static std::shared_ptr<kestro::Camera> findCamera() {
+    std::vector<std::shared_ptr<kestro::Camera>> cameras;
+    if (!isDone("the search", kestro::System::getInstance().discovery(cameras, 0))) return nullptr;
+    if (cameras.empty()) std::fprintf(stderr, "no camera found\n");
+    return cameras.empty() ? nullptr : cameras.front();
+}
+
+// A frame is a copy of its own, and the codes share its life: keep them as long as you like.
+static void print(const kestro::Frame& frame) {
+    const auto codes = frame.getBarcodes();
+    std::printf("block %llu: %u x %u, codes: %zu\n",
+                static_cast<unsigned long long>(frame.getBlockId()), frame.getWidth(),
+                frame.getHeight(), codes.size());
+    for (const auto& code : codes) {
+        std::printf("    %s: %s\n", code->getCodeTypeName().c_str(), code->getCodeData().c_str());
+    }
+}
+
+static bool readFrames(kestro::Camera& camera, int count) {
+    if (!isDone("the start", camera.startGrabbing(0))) return false;
+    for (int i = 0; i < count; ++i) {
+        const std::shared_ptr<kestro::Frame> frame = camera.getFrame(2000);
+        if (!frame) {  // a camera that waits for a trigger is no failure: ask again
+            std::fprintf(stderr, camera.isConnected() ? "no frame in 2 s\n" : "camera lost\n");
+            return false;
+        }
+        print(*frame);
+    }
+    return true;
+}
+
+int main() {
+    const std::shared_ptr<kestro::Camera> camera = findCamera();
+    if (!camera || !isDone("the connection", camera->connect())) return EXIT_FAILURE;
+    const bool isRead = readFrames(*camera, 3);
+    camera->disconnect();  // stops it first
+    return isRead ? EXIT_SUCCESS : EXIT_FAILURE;
+}
