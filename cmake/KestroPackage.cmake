@@ -19,6 +19,6 @@ install(FILES ${PROJECT_BINARY_DIR}/kestro.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
-    FILES_MATCHING PATTERN *.c PATTERN *.cpp)
+    PATTERN *.properties EXCLUDE)
 install(FILES examples/SDKLOG_default.properties
     DESTINATION ${CMAKE_INSTALL_DATADIR}/kestro COMPONENT tools)
