@@ -66,12 +66,17 @@ class GigEViewDouble final : public IGigECamera {
 
 class InterfaceDouble final : public IGigEInterface {
  public:
+    explicit InterfaceDouble(std::string name) : name_(std::move(name)) {}
+
     CString getIpAddress() const override { return "192.168.1.1"; }
     CString getMacAddress() const override { return "02:00:00:00:00:01"; }
     CString getSubnetMask() const override { return "255.255.255.0"; }
     CString getGateway() const override { return "192.168.1.253"; }
-    CString getName() const override { return "eth7"; }
+    CString getName() const override { return name_; }
     CString getDescription() const override { return "eth7 192.168.1.1/24"; }
+
+ private:
+    const std::string name_;
 };
 
 }  // namespace
@@ -456,7 +461,7 @@ TSharedPtr<IGigEInterface> IGigEInterface::getInstance(const TSharedPtr<ICamera>
     if (sdk().enter("IGigEInterface::getInstance")) return nullptr;
     const auto device = std::dynamic_pointer_cast<CameraDouble>(camera);
     if (!device || device->script.interfaceType != 0) return nullptr;
-    return std::make_shared<kestro::test::InterfaceDouble>();
+    return std::make_shared<kestro::test::InterfaceDouble>(device->script.interfaceName);
 }
 
 CSystem& CSystem::getInstance() {

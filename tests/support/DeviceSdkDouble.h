@@ -75,6 +75,7 @@ struct CameraScript {
     std::string macAddress = "02:00:00:00:00:07";
     std::string subnetMask = "255.255.255.0";
     std::string gateway = "192.168.1.254";
+    std::string interfaceName = "eth7";
 
     std::map<std::string, FeatureScript> features = {{"Root", featureGroup({})}};
     std::map<std::uint64_t, std::uint8_t> memory;  ///< 0 where it has no byte

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CScene.h"
+
+#include <atomic>
+
+namespace kestro::test {
+namespace {
+
+using CHandles = CInterface;
+using CDevices = CInterface;
+
+const Lines kUnknownCamera{"300 kstIsDeviceOpen: The camera is NULL!"};
+
+TEST_F(CHandles, TheSameCameraHasOneHandleForAsLongAsItIsHeld) {
+    EXPECT_EQ(kstCreateDevice("Acme:1001", 0), camera);
+    EXPECT_EQ(kstCreateDevice("1001", 1), camera);
+    void* const other = kstCreateDevice("192.168.1.7", 2);
+    EXPECT_EQ(other, camera) << "the first of two with this address";
+    void* const second = kstCreateDevice("1002", 1);
+    EXPECT_NE(second, camera);
+    kstReleaseHandle(second);
+    open();
+    for (int left = 3; left > 0; --left) {
+        kstReleaseHandle(camera);
+        EXPECT_EQ(kstIsDeviceOpen(camera), 1) << left;
+    }
+    EXPECT_EQ(log.lines(), Lines{});
+    kstReleaseHandle(camera);
+    EXPECT_EQ(kstIsDeviceOpen(camera), 0);
+    kstReleaseHandle(camera);
+    EXPECT_EQ(log.lines(), kUnknownCamera);
+    camera = kstCreateDevice("Acme:1001", 0);
+    EXPECT_EQ(kstIsDeviceOpen(camera), 1);
+}
+
+TEST_F(CHandles, SurviveAnEnumerationThatMakesTheCameraAnew) {
+    kstDeviceList list;
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    EXPECT_EQ(kstOpenDevice(camera), 0);
+    void* const anew = kstCreateDevice("Acme:1001", 0);
+    EXPECT_NE(anew, camera);
+    EXPECT_EQ(kstIsDeviceOpen(anew), 1);
+    kstReleaseHandle(anew);
+
+    sdk.setDevices({});
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    EXPECT_EQ(kstCloseDevice(camera), 0);
+    EXPECT_FALSE(device->connected);
+}
+
+TEST_F(CHandles, AFrameOutlivesItsCameraAndGoesWithItsOwnRelease) {
+    grab();
+    kstReleaseHandle(camera);
+    camera = nullptr;
+    kstFrameInfo info;
+    ASSERT_EQ(kstIsFrameValid(frame), 1);
+    ASSERT_EQ(kstGetFrameInfo(frame, &info), 0);
+    EXPECT_EQ(std::vector<int>(info.imageData, info.imageData + info.imageSize),
+              (std::vector<int>{1, 2, 3, 4}));
+    kstReleaseHandle(frame);
+    EXPECT_EQ(kstIsFrameValid(frame), 0);
+    EXPECT_EQ(kstGetFrameInfo(frame, &info), 20);
+    kstReleaseHandle(frame);
+    EXPECT_EQ(log.lines(), Lines{"300 kstGetFrameInfo: The frame is NULL!"});
+}
+
+// The last release comes while another thread is in the device: that call ends well.
+TEST_F(CHandles, AReleaseDuringACallLetsItEndWell) {
+    std::promise<void> isIn;
+    std::promise<void> mayGoOn;
+    sdk.before("connect", [&] {
+        isIn.set_value();
+        mayGoOn.get_future().wait_for(kDeadline);
+    });
+    auto call = std::async(std::launch::async, [&] { return kstOpenDevice(camera); });
+    ASSERT_EQ(isIn.get_future().wait_for(kDeadline), std::future_status::ready);
+    sdk.setDevices({});
+    kstDeviceList list;
+    EXPECT_EQ(kstEnumDevices(&list, 0), 0);
+    kstReleaseHandle(camera);
+    EXPECT_EQ(kstCloseDevice(camera), 20);
+    mayGoOn.set_value();
+    EXPECT_EQ(call.get(), 0);
+    EXPECT_EQ(lines(), (Lines{"700 kstOpenDevice: begin, SerialNumber=[Acme:1001]",
+                              "300 kstCloseDevice: The camera is NULL!",
+                              "700 kstOpenDevice: end, SerialNumber=[Acme:1001]"}));
+    camera = nullptr;
+}
+
+TEST_F(CHandles, ACameraEndsUnderNoLock) {
+    bool served = false;
+    auto* const mortal = new CameraDouble(CameraScript());
+    sdk.setDevices({std::shared_ptr<CameraDouble>(mortal, [&](CameraDouble* dying) {
+        served = endsElsewhere([this] { kstReleaseHandle(this); });
+        delete dying;
+    })});
+    kstDeviceList list;
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    void* const handle = kstCreateDevice("Acme:1001", 0);
+    sdk.setDevices({});
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    EXPECT_FALSE(served);
+    kstReleaseHandle(handle);
+    EXPECT_TRUE(served);
+}
+
+TEST_F(CHandles, AreCountedRightInManyThreads) {
+    std::vector<std::future<int>> runs;
+    for (int run = 0; run < 4; ++run) {
+        runs.push_back(std::async(std::launch::async, [&] {
+            int failures = 0;
+            for (int round = 0; round < 200; ++round) {
+                void* const own = kstCreateDevice("Acme:1001", 0);
+                failures += own != camera || kstCloseDevice(own) != 0;
+                kstReleaseHandle(own);
+            }
+            return failures;
+        }));
+    }
+    for (auto& run : runs) EXPECT_EQ(run.get(), 0);
+    kstReleaseHandle(camera);
+    quiet();
+    EXPECT_EQ(kstIsDeviceOpen(camera), 0);
+    EXPECT_EQ(log.lines(), kUnknownCamera);
+    camera = nullptr;
+}
+
+TEST_F(CHandles, WithoutACameraThereIsNone) {
+    EXPECT_EQ(kstCreateDevice("Acme:1003", 0), nullptr);
+    EXPECT_EQ(kstCreateDevice("1001", 7), nullptr);
+    EXPECT_EQ(lines(), (Lines{"700 kstCreateDevice: type=[0], identifier=[Acme:1003]",
+                              "300 kstCreateDevice: no camera found, data: [Acme:1003], type: [0]",
+                              "700 kstCreateDevice: type=[7], identifier=[1001]",
+                              "300 kstCreateDevice: no camera found, data: [1001], type: [7]"}));
+}
+
+TEST_F(CDevices, TheVersionIsFixed) { EXPECT_STREQ(kstGetVersion(), "1.1.0.307039"); }
+
+/** The texts of a record with the room that each has, in the order of the record. */
+std::vector<std::pair<const char*, std::size_t>> textsOf(const kstDeviceInfo& info) {
+    return {{info.id, 64},
+            {info.name, 64},
+            {info.serialNumber, 64},
+            {info.vendorName, 64},
+            {info.modelName, 64},
+            {info.manufactureInfo, 64},
+            {info.deviceVersion, 64},
+            {info.interfaceName, 128},
+            {info.macAddress, 64},
+            {info.ipAddress, 64},
+            {info.subnetMask, 64},
+            {info.defaultGateway, 64}};
+}
+
+TEST_F(CDevices, AreDescribedInRecordsOfTheirOwn) {
+    auto list = untouched<kstDeviceList>();
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    ASSERT_EQ(list.deviceCount, 2U);
+    EXPECT_EQ(othersThan(0, list, 4, 8), 0);
+    EXPECT_EQ(othersThan(0, list, 16), 0);
+    const kstDeviceInfo& info = list.devices[0];
+    const char* const texts[] = {"Acme:1001",   "left gate",     "1001",
+                                 "Acme",        "Reader 5",      "Acme readers",
+                                 "2.3",         "eth7",          "02:00:00:00:00:07",
+                                 "192.168.1.7", "255.255.255.0", "192.168.1.254"};
+    for (std::size_t i = 0; i < std::size(texts); ++i) {
+        EXPECT_STREQ(textsOf(info)[i].first, texts[i]);
+    }
+    EXPECT_EQ(info.deviceType, 1);
+    EXPECT_EQ(info.interfaceType, 1);
+    EXPECT_EQ(info.isIpValid, 1);
+    EXPECT_EQ(othersThan(0, info, 584, 1024), 0);
+    EXPECT_EQ(othersThan(0, info, 1281), 0);
+    EXPECT_STREQ(list.devices[1].id, "Acme:1002");
+
+    auto copy = untouched<kstDeviceInfo>();
+    EXPECT_EQ(kstGetDeviceInfo(camera, &copy), 0);
+    EXPECT_EQ(std::memcmp(&copy, &info, sizeof copy), 0);
+}
+
+TEST_F(CDevices, TextsAreCutToFitAndEmptyWhereThereIsNone) {
+    const std::string longest(200, 'x');
+    for (const std::size_t length : {63U, 64U, 127U, 128U, 200U}) {
+        CameraScript& script = device->script;
+        script.key = script.name = script.serialNumber = script.vendor = script.model =
+            script.manufacturerInfo = script.deviceVersion = longest.substr(0, length);
+        script.interfaceName = script.macAddress = script.ipAddress = script.subnetMask =
+            script.gateway = longest.substr(0, length);
+        kstDeviceList list;
+        ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+        for (const auto& [text, room] : textsOf(list.devices[0])) {
+            EXPECT_EQ(strnlen(text, room), std::min(length, room - 1)) << length;
+        }
+        EXPECT_EQ(list.devices[0].deviceType, 1);
+        EXPECT_EQ(othersThan(0, list.devices[0], 584, 1024), 0);
+    }
+    CameraScript none;
+    none.key = none.name = none.serialNumber = none.vendor = none.model = none.manufacturerInfo =
+        none.deviceVersion = std::nullopt;
+    none.ipValidity = "Invalid";
+    sdk.setDevices({std::make_shared<CameraDouble>(none)});
+    kstDeviceList list;
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    EXPECT_EQ(othersThan(0, *list.devices, 8, 456), 0);
+    EXPECT_EQ(list.devices->isIpValid, 0);
+}
+
+TEST_F(CDevices, WithoutInformationAreLeftOutAndSaid) {
+    CameraScript usb;
+    usb.type = usb.interfaceType = 1;
+    CameraScript usbCard;
+    usbCard.interfaceType = 1;
+    sdk.setDevices(
+        {std::make_shared<CameraDouble>(usb), std::make_shared<CameraDouble>(usbCard), device});
+    kstDeviceList list;
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    ASSERT_EQ(list.deviceCount, 1U);
+    EXPECT_STREQ(list.devices->id, "Acme:1001");
+    EXPECT_EQ(lines(), (Lines{"300 kstEnumDevices: device info is null",
+                              "300 kstEnumDevices: interface info is null"}));
+    quiet();
+    ASSERT_EQ(kstEnumDevices(&list, KST_INTERFACE_NIC), 0);
+    EXPECT_EQ(list.deviceCount, 1U);
+    EXPECT_EQ(lines(), Lines{});
+    ASSERT_EQ(kstEnumDevices(&list, KST_INTERFACE_USB), 0);
+    EXPECT_EQ(list.deviceCount, 0U);
+    EXPECT_EQ(lines().size(), 2U);
+}
+
+TEST_F(CDevices, AFailedEnumerationLeavesEverythingAsItWas) {
+    kstDeviceList before;
+    ASSERT_EQ(kstEnumDevices(&before, 0), 0);
+    sdk.setDevices({});
+    sdk.fail("discoveryEx", 11, "timeout");
+    auto list = untouched<kstDeviceList>();
+    EXPECT_EQ(kstEnumDevices(&list, 0), 2);
+    EXPECT_EQ(othersThan(kUntouched, list), 0);
+    EXPECT_STREQ(before.devices[1].id, "Acme:1002");
+    kstDeviceInfo info;
+    EXPECT_EQ(kstGetDeviceInfo(camera, &info), 0);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
+    std::array<char, 32> handle;
+    std::snprintf(handle.data(), handle.size(), "%p", camera);
+    sdk.setDevices({});
+    kstDeviceList list;
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    EXPECT_EQ(list.deviceCount, 0U);
+    log.setEnabledLevel(800);
+    auto info = untouched<kstDeviceInfo>();
+    EXPECT_EQ(kstGetDeviceInfo(camera, &info), 5);
+    EXPECT_EQ(othersThan(kUntouched, info), 0);
+    EXPECT_EQ(lines(), (Lines{"800 kstGetDeviceInfo: begin, SerialNumber=[Acme:1001]",
+                              std::string("300 kstGetDeviceInfo: no device info found, handle: {") +
+                                  handle.data() + "}, id: [Acme:1001]",
+                              "800 kstGetDeviceInfo: end, SerialNumber=[Acme:1001]"}));
+
+    auto twin = std::make_shared<CameraDouble>(CameraScript());
+    twin->script.name = "right gate";
+    sdk.setDevices({secondDevice(), twin, device});
+    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    ASSERT_EQ(kstGetDeviceInfo(camera, &info), 0);
+    EXPECT_STREQ(info.name, "right gate") << "the first of two with this key";
+}
+
+// Its key does not fit into the record whole, and half a key is another one.
+TEST_F(CDevices, ACameraWhoseKeyWasCutHasNoRecord) {
+    for (const std::size_t length : {63U, 64U}) {
+        device->script.key = std::string(length, 'k');
+        kstDeviceList list;
+        ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+        void* const handle = kstCreateDevice(device->script.key->c_str(), 0);
+        ASSERT_TRUE(handle);
+        kstDeviceInfo info;
+        EXPECT_EQ(kstGetDeviceInfo(handle, &info), length < 64 ? 0 : 5);
+        kstReleaseHandle(handle);
+    }
+}
+
+TEST_F(CDevices, AnAddressIsForcedOnlyOnACameraThatIsNotOpen) {
+    EXPECT_EQ(kstForceIpAddress(camera, "10.0.0.2", "255.0.0.0", "10.0.0.1"), 0);
+    EXPECT_THAT(sdk.journal(), testing::Contains("forceIpAddress(10.0.0.2, 255.0.0.0, 10.0.0.1)"));
+    open();
+    EXPECT_EQ(kstForceIpAddress(camera, "10.0.0.3", "255.0.0.0", "10.0.0.1"), 23);
+    EXPECT_EQ(sdk.journal(), Calls{"isConnected"});
+    EXPECT_EQ(lines(), (Lines{"700 kstForceIpAddress: begin, SerialNumber=[Acme:1001]",
+                              "300 kstForceIpAddress: force ip failed, camera is connected.",
+                              "700 kstForceIpAddress: end, SerialNumber=[Acme:1001]"}));
+}
+
+TEST_F(CDevices, CodesOfTheCameraComeBackUnchanged) {
+    device->script.ipValidity = "Invalid";
+    EXPECT_EQ(kstOpenDevice(camera), 22);
+    EXPECT_EQ(lines().back(), "700 kstOpenDevice: end, SerialNumber=[Acme:1001]");
+    device->script.ipValidity = "Valid";
+    EXPECT_EQ(kstIsDeviceOpen(camera), 0);
+    EXPECT_EQ(kstIsGrabbing(camera), 0);
+    EXPECT_EQ(kstClearFrameBuffer(camera), 9);
+    EXPECT_EQ(kstStopGrabbing(camera), 0);
+    open();
+    EXPECT_EQ(kstStartGrabbing(camera, 3), 0);
+    EXPECT_THAT(sdk.journal(), testing::Contains("setBufferCount(3)"));
+    EXPECT_EQ(kstStartGrabbing(camera, 3), 8);
+    EXPECT_EQ(lines().back(), "700 kstStartGrabbing: end, SerialNumber=[Acme:1001]");
+    EXPECT_EQ(kstStopGrabbing(camera), 0);
+    quiet();
+    EXPECT_EQ(kstStartGrabbing(camera, -1), 0);
+    EXPECT_THAT(sdk.journal(), testing::Each(testing::Not(testing::StartsWith("setBuffer"))));
+}
+
+TEST_F(CDevices, PathsReachTheDevice) {
+    open();
+    kstDownloadGenICamXML(camera, "a.xml");
+    kstSaveDeviceConfig(camera, "b.txt");
+    kstLoadDeviceConfig(camera, "c.txt");
+    EXPECT_EQ(sdk.journal(), (Calls{"downloadGenICamXML(a.xml)", "saveDeviceConfig(b.txt)",
+                                    "loadDeviceConfig(c.txt)"}));
+}
+
+}  // namespace
+}  // namespace kestro::test
