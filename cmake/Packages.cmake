@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Debian packages, one for each component: cpack --config build/release/CPackConfig.cmake
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "Kestro developers <kestro@localhost>")
+set(CPACK_PACKAGE_CONTACT "Kestro developers <kestro@kestro.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 # Whatever the umask of who packs.

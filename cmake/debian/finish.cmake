@@ -31,8 +31,11 @@ function(write_changelog path)
     string(REGEX REPLACE "\n- " "\n  * " text "${text}")
     string(REGEX REPLACE "\n### ([^\n]*)" "\n  [ \\1 ]" text "${text}")
     string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
-    file(WRITE ${path} "kestro (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n"
+    file(WRITE ${path}.wide "kestro (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n"
         "${text}\n -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
+    execute_process(COMMAND fmt --tagged-paragraph --width=80 ${path}.wide OUTPUT_FILE ${path}
+        COMMAND_ERROR_IS_FATAL ANY)
+    file(REMOVE ${path}.wide)
 endfunction()
 
 function(finish component package)
