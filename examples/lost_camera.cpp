@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Notices that the camera is gone, and starts anew when it is back. Start `kestro sim`, end it with
-// Ctrl-C when told to, and start it again. You should see:
+// Starts a lost camera anew. End `kestro sim` when told to, start it again; you should see:
 //
 //     Kestro:SIM001 is running; switch it off
 //     offline
@@ -30,8 +29,7 @@ static void onConnection(const kestro::ConnectEventArg& event) {
     if (event.state != 1) isLost = true;
 }
 
-// Searches, connects and starts until frames come; any camera when `key` is empty. One that was
-// away may refuse for some seconds, for as long as it holds itself to be controlled from before.
+// Any camera when `key` is empty. One that comes back may refuse until its old control runs out.
 static CameraPtr start(const std::string& key, std::chrono::seconds longest, FramePtr& frame) {
     const auto deadline = Clock::now() + longest;
     do {
