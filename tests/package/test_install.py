@@ -3,6 +3,7 @@
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -90,6 +91,23 @@ class Installed(unittest.TestCase):
         run(os.environ["CC"], "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror", *FLAGS, "-o", program,
             os.path.join(HERE, "c/main.c"), *options)
         self.check_program(program)
+
+    def test_builds_the_examples_as_their_readme_says(self):
+        installed = next(name for name in files(self.prefix) if name.endswith("/examples/CMakeLists.txt"))
+        folder = shutil.copytree(os.path.dirname(os.path.join(self.prefix, installed)), self.folder("examples"))
+        readme = harness.content(os.path.join(folder, "README.md"))
+        commands = re.findall(r"^    ((?:cmake|c\+\+|cc) .*)$", readme, re.M)
+        self.assertEqual(len(commands), 4)
+        flags = shlex.join(FLAGS)
+        for command in commands:
+            command = command.replace("/where/kestro/is", self.prefix)
+            run("sh", "-c", f"cd {folder} && {command}" + ("" if command.startswith("cmake") else " " + flags),
+                CMAKE_GENERATOR="Ninja", CFLAGS=flags, CXXFLAGS=flags,
+                PKG_CONFIG_PATH=os.path.join(self.prefix, LIBDIR, "pkgconfig"))
+        programs = {re.sub(r"\.c$", "_c", name).removesuffix(".cpp")
+                    for name in os.listdir(folder) if re.search(r"\.(c|cpp)$", name)}
+        self.assertLessEqual(programs, set(os.listdir(os.path.join(folder, "build"))))
+        self.assertLessEqual({"poll_frames", "poll_frames_c"}, set(os.listdir(folder)))
 
     def test_comes_in_three_parts(self):
         parts = {}
