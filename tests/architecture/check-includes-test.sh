@@ -11,10 +11,12 @@ failures=0
 # The tree has these headers; a case adds one file with one include.
 fresh_tree() {
     rm -rf "$root"
-    mkdir -p "$root/include/kestro" "$root/src/decode" "$root/src/devsdk/gige" \
-        "$root/src/devsdk/logging" "$root/simulator" "$root/apps/cli"
+    mkdir -p "$root/include/kestro" "$root/src/decode" "$root/src/devsdk/gige/control" \
+        "$root/src/devsdk/gige/payload" "$root/src/devsdk/gige/stream" \
+        "$root/src/devsdk/gige/description" "$root/src/devsdk/logging" "$root/simulator" "$root/apps/cli"
     for header in include/kestro/Camera.h src/LogLine.h src/decode/Names.h \
-        src/devsdk/VordaInfra.h src/devsdk/gige/Gvcp.h simulator/Simulator.h simulator/Gvsp.h; do
+        src/devsdk/VordaInfra.h src/devsdk/gige/control/Gvcp.h \
+        src/devsdk/gige/payload/PayloadLayout.h src/devsdk/gige/payload/PayloadValue.h simulator/Simulator.h simulator/Gvsp.h; do
         echo '#include <string>' >"$root/$header"
     done
 }
@@ -50,7 +52,12 @@ expect wrong src/decode/X.cpp '<rapidjson/document.h>'
 expect wrong src/decode/X.cpp '<kestro/Camera.h>'
 expect wrong src/devsdk/X.h '<unistd.h>'
 expect wrong src/devsdk/X.h '"Gvcp.h"'
-expect right src/devsdk/gige/X.cpp '<arv.h>'
+expect right src/devsdk/gige/X.cpp '"Gvcp.h"'
+expect wrong src/devsdk/gige/X.cpp '<arv.h>'
+expect right src/devsdk/gige/description/X.cpp '<arv.h>'
+expect wrong src/devsdk/gige/description/X.cpp '"Gvcp.h"'
+expect right src/devsdk/gige/stream/X.cpp '"PayloadLayout.h"'
+expect wrong src/devsdk/gige/stream/X.cpp '"PayloadValue.h"'
 expect wrong src/devsdk/gige/X.cpp '"LogLine.h"'
 expect wrong src/devsdk/logging/X.cpp '"Gvcp.h"'
 expect wrong simulator/X.cpp '"VordaInfra.h"'

@@ -29,8 +29,22 @@ BEGIN {
     row("src", "src src/decode src/devsdk", public "|sched\\.h")
     row("src/decode", "src/decode", "rapidjson/(reader|error/en)\\.h|fmt/.*")
     row("src/devsdk", "src/devsdk", "-")
-    row("src/devsdk/gige", "src/devsdk/gige src/devsdk",
-        posix "|(arv|glib|glib-object|gio/gio|zlib)\\.h|libxml/.*")
+    gige = "src/devsdk/gige"
+    common = "src/devsdk " gige "/common"
+    row(gige, common " src/devsdk/gige =control/ControlChannel.h =control/Discovery.h =control/Gvcp.h" \
+        " =control/MessageChannel.h =description/Description.h =payload/PayloadLayout.h" \
+        " =features/Features.h =features/FeaturePoller.h =config/DeviceConfig.h" \
+        " =stream/CameraLink.h =stream/StreamSource.h", "-")
+    row(gige "/common", common, posix)
+    row(gige "/control", common " " gige "/control", posix)
+    row(gige "/description", common " " gige "/description", "(arv|zlib)\\.h|libxml/.*")
+    row(gige "/payload", common " " gige "/payload =description/DescriptionCheck.h" \
+        " =description/AravisNodes.h =description/DescriptionNodes.h", "-")
+    row(gige "/features", common " " gige "/features =description/DescriptionCheck.h" \
+        " =description/DescriptionTree.h =description/AravisNodes.h =description/FormulaGuard.h" \
+        " =payload/PayloadLayout.h", "-")
+    row(gige "/config", common " " gige "/config =features/Features.h", "-")
+    row(gige "/stream", common " " gige "/stream =payload/PayloadLayout.h", posix)
     row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
     row("simulator", "simulator", posix "|ZXing/.*|(jpeglib|png|zlib)\\.h|rapidjson/.*")
     cli = "apps/cli =simulator/Simulator.h =simulator/Scene.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "CameraLink.h"
 #include "Ipv4.h"
 #include "RegisterPort.h"
+#include "ResendRequest.h"
 #include "WorkerThread.h"
 
 #include <functional>

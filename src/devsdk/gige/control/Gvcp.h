@@ -14,9 +14,9 @@
 #pragma once
 
 #include "Bytes.h"
-#include "CameraLink.h"
 #include "Ipv4.h"
 #include "MacAddress.h"
+#include "ResendRequest.h"
 
 #include <cstdint>
 #include <optional>
@@ -51,9 +51,6 @@ constexpr Command acknowledgeOf(Command command) {
 
 /** Addresses of the bootstrap registers that are used here. */
 namespace Register {
-inline constexpr std::uint32_t kDescriptionUrl = 0x0200;
-inline constexpr std::uint32_t kSecondDescriptionUrl = 0x0400;
-inline constexpr std::uint32_t kDescriptionUrlBytes = 512;
 inline constexpr std::uint32_t kMessageChannelCount = 0x0900;
 inline constexpr std::uint32_t kCapability = 0x0934;
 inline constexpr std::uint32_t kHeartbeatTimeoutMs = 0x0938;

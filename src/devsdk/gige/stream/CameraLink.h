@@ -2,22 +2,14 @@
 #pragma once
 
 #include "Ipv4.h"
+#include "ResendRequest.h"
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 namespace Vorda::Gige {
 
 class PayloadLayout;
-
-/** A range of missing packets of one block, to be sent again. */
-struct ResendRequest {
-    std::uint64_t blockId = 0;
-    std::uint32_t firstPacket = 0;
-    std::uint32_t lastPacket = 0;
-    bool extendedIds = false;  ///< 64-bit block ids and 32-bit packet ids
-};
 
 /** How a camera's stream channel 0 was set up. */
 struct StreamSetup {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Description.h"
 
-#include "Gvcp.h"
 #include "LastError.h"
 #include "Zip.h"
 
@@ -14,6 +13,13 @@
 
 namespace Vorda::Gige {
 namespace {
+
+// Bootstrap registers: where a camera says where its descriptions are.
+constexpr std::uint32_t kUrl = 0x0200;
+constexpr std::uint32_t kSecondUrl = 0x0400;
+constexpr std::size_t kUrlBytes = 512;
+
+constexpr std::uint32_t kBlockBytes = 512;  ///< what a camera gives at once
 
 std::string lowerCase(std::string_view text) {
     std::string lower(text);
@@ -39,7 +45,7 @@ std::optional<std::uint32_t> parseHex(std::string_view text) {
 }
 
 std::optional<std::string> readUrl(RegisterPort& camera, std::uint32_t address) {
-    std::array<std::uint8_t, Gvcp::Register::kDescriptionUrlBytes> bytes;
+    std::array<std::uint8_t, kUrlBytes> bytes;
     if (!camera.readMemory(address, bytes)) return std::nullopt;
     return BigEndianReader(bytes).text(bytes.size());
 }
@@ -49,8 +55,7 @@ std::optional<Bytes> readDescriptionBytes(RegisterPort& camera,
                                           const DescriptionLocation& location) {
     Bytes bytes;
     for (std::uint32_t done = 0; done < location.sizeBytes;) {
-        const auto count =
-            std::min<std::uint32_t>(location.sizeBytes - done, Gvcp::kMemoryBlockBytes);
+        const std::uint32_t count = std::min(location.sizeBytes - done, kBlockBytes);
         bytes.resize(done + count);
         if (!camera.readMemory(std::uint64_t{location.address} + done,
                                std::span(bytes).subspan(done, count)))
@@ -117,8 +122,7 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
 std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& camera) {
     std::string reason;
     std::string firstReason;
-    for (const std::uint32_t at :
-         {Gvcp::Register::kDescriptionUrl, Gvcp::Register::kSecondDescriptionUrl}) {
+    for (const std::uint32_t at : {kUrl, kSecondUrl}) {
         const auto url = readUrl(camera, at);
         // A camera with one description need not have the second URL's registers.
         if (!url && firstReason.empty()) return nullptr;
