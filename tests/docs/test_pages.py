@@ -98,7 +98,7 @@ class Tables(unittest.TestCase):
         self.assertEqual([int(n) for n in re.findall(r"^ \* \| (\d+) +\|", content("include/kestro/Result.h"), re.M)], numbers)
 
     def test_device_errors(self):
-        numbers = sorted(enumerators("src/devsdk/gige/LastError.h", "Error").values())
+        numbers = sorted(enumerators("src/devsdk/gige/common/LastError.h", "Error").values())
         self.assertEqual([int(cells[0].strip("`"), 16) for cells in table("Error")], numbers[1:])
 
     def names(self, of_table):
@@ -118,11 +118,11 @@ class Tables(unittest.TestCase):
             self.assertEqual(told, self.names(decoded))
 
     def test_stream_counters(self):
-        features = re.findall(r'{"(Stream\w+)"', content("src/devsdk/gige/StreamFeatures.cpp"))
+        features = re.findall(r'{"(Stream\w+)"', content("src/devsdk/gige/features/StreamFeatures.cpp"))
         self.assertEqual(sorted(cells[0].strip("`") for cells in table("StreamFeatures")), sorted(features))
 
     def test_environment(self):
-        sources = "".join(content(path) for path in ("src/devsdk/gige/Environment.cpp", "src/devsdk/logging/VXlog4cpp.cpp"))
+        sources = "".join(content(path) for path in ("src/devsdk/gige/control/Environment.cpp", "src/devsdk/logging/VXlog4cpp.cpp"))
         read = set(re.findall(r'"(KESTRO_[A-Z_]+)"', sources))
         told = set(re.findall(r"^\| `(KESTRO_\w+)` \|", content("docs/configuration.md"), re.M))
         self.assertEqual(told, read)
