@@ -63,7 +63,7 @@ class KESTRO_API DeviceInfo {
     std::shared_ptr<InterfaceInfo> getInterfaceInfo() const;
 
  protected:
-    /** Takes ownership of a ready implementation object. */
+    /** @private Takes ownership of a ready implementation object. */
     explicit DeviceInfo(DeviceInfoImpl* impl);
     DeviceInfoImpl* impl_;  ///< @private
 };

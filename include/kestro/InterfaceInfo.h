@@ -33,7 +33,7 @@ class KESTRO_API InterfaceInfo {
     const char* getDecription() const;
 
  protected:
-    /** Takes ownership of a ready implementation object. */
+    /** @private Takes ownership of a ready implementation object. */
     explicit InterfaceInfo(InterfaceInfoImpl* impl);
     InterfaceInfoImpl* impl_;  ///< @private
 };

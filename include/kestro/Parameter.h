@@ -84,7 +84,7 @@ class KESTRO_API Parameter {
     Result getSelectors(std::vector<std::string>& names) const;
 
  protected:
-    /** Takes the implementation over. */
+    /** @private Takes the implementation over. */
     explicit Parameter(ParameterImpl* impl);
 
     ParameterImpl* impl_;  ///< @private

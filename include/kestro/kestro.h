@@ -4,7 +4,25 @@
 
 /**
  * @file
- * Everything of the C++ interface.
+ * Everything of the C++ interface, in namespace kestro.
+ *
+ * @par The road
+ * kestro::System finds the cameras. A kestro::Camera is connected, set up and started, and gives a
+ * kestro::Frame for every picture, when asked or to a callback; a frame holds a kestro::BarcodeInfo
+ * for every code that the camera read.
+ *
+ * @par Setting up
+ * kestro::Camera::getParameter() gives a kestro::Parameter for a feature of the camera, of the
+ * class that its kind calls for: kestro::ParameterInt, kestro::ParameterFloat,
+ * kestro::ParameterEnum, kestro::ParameterBool, kestro::ParameterString, kestro::ParameterCommand,
+ * kestro::ParameterGroup. kestro::ParameterRegister is a register by its address.
+ *
+ * @par Asking about
+ * kestro::DeviceInfo and kestro::DeviceInfoGEV tell of a camera, kestro::InterfaceInfo and
+ * kestro::InterfaceInfoNIC of the interface that it is reached through.
+ *
+ * @par Codes
+ * What can fail returns a kestro::Result and writes one line to the log that says why.
  */
 
 #include <kestro/BarcodeInfo.h>
