@@ -46,7 +46,7 @@ def reference(path):
         return "examples-" + example[1]
     header = re.fullmatch(r"include/kestro/(\w+)\.h", path)
     if header:
-        return "kestro_c.h" if header[1] == "kestro_c" else "kestro::" + header[1]
+        return path.split("/")[-1] if header[1].startswith("kestro") else "kestro::" + header[1]
     return page_name(path)
 
 
