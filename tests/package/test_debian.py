@@ -124,7 +124,7 @@ class Debian(unittest.TestCase):
             with (gzip.open if name.endswith(".gz") else open)(path, "rb") as file:
                 data = file.read()
             for folder in (harness.SOURCE, os.environ["KESTRO_BINARY_DIR"], "_CPack_Packages"):
-                self.assertNotIn(folder.encode(), data, name)
+                self.assertFalse(folder.encode() in data, f"{name} has {folder}")
             if is_elf(path):
                 self.assertNotRegex(run("readelf", "-dW", path), r"\((RPATH|RUNPATH)\)", name)
                 self.assertNotRegex(run("readelf", "-SW", path), r"\.(symtab|debug_)", name)
