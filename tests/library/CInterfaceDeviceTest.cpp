@@ -48,22 +48,6 @@ TEST_F(CHandles, SurviveAnEnumerationThatMakesTheCameraAnew) {
     EXPECT_FALSE(device->connected);
 }
 
-TEST_F(CHandles, AFrameOutlivesItsCameraAndGoesWithItsOwnRelease) {
-    grab();
-    kstReleaseHandle(camera);
-    camera = nullptr;
-    kstFrameInfo info;
-    ASSERT_EQ(kstIsFrameValid(frame), 1);
-    ASSERT_EQ(kstGetFrameInfo(frame, &info), 0);
-    EXPECT_EQ(std::vector<int>(info.imageData, info.imageData + info.imageSize),
-              (std::vector<int>{1, 2, 3, 4}));
-    kstReleaseHandle(frame);
-    EXPECT_EQ(kstIsFrameValid(frame), 0);
-    EXPECT_EQ(kstGetFrameInfo(frame, &info), 20);
-    kstReleaseHandle(frame);
-    EXPECT_EQ(log.lines(), Lines{"300 kstGetFrameInfo: The frame is NULL!"});
-}
-
 // The last release comes while another thread is in the device: that call ends well.
 TEST_F(CHandles, AReleaseDuringACallLetsItEndWell) {
     std::promise<void> isIn;
@@ -134,8 +118,6 @@ TEST_F(CHandles, WithoutACameraThereIsNone) {
                               "300 kstCreateDevice: no camera found, data: [1001], type: [7]"}));
 }
 
-TEST_F(CDevices, TheVersionIsFixed) { EXPECT_STREQ(kstGetVersion(), "1.1.0.307039"); }
-
 /** The texts of a record with the room that each has, in the order of the record. */
 std::vector<std::pair<const char*, std::size_t>> textsOf(const kstDeviceInfo& info) {
     return {{info.id, 64},
@@ -153,6 +135,7 @@ std::vector<std::pair<const char*, std::size_t>> textsOf(const kstDeviceInfo& in
 }
 
 TEST_F(CDevices, AreDescribedInRecordsOfTheirOwn) {
+    EXPECT_STREQ(kstGetVersion(), "1.1.0.307039");
     auto list = untouched<kstDeviceList>();
     ASSERT_EQ(kstEnumDevices(&list, 0), 0);
     ASSERT_EQ(list.deviceCount, 2U);
@@ -179,19 +162,18 @@ TEST_F(CDevices, AreDescribedInRecordsOfTheirOwn) {
 }
 
 TEST_F(CDevices, TextsAreCutToFitAndEmptyWhereThereIsNone) {
-    const std::string longest(200, 'x');
+    CameraScript& all = device->script;
     for (const std::size_t length : {63U, 64U, 127U, 128U, 200U}) {
-        CameraScript& script = device->script;
-        script.key = script.name = script.serialNumber = script.vendor = script.model =
-            script.manufacturerInfo = script.deviceVersion = longest.substr(0, length);
-        script.interfaceName = script.macAddress = script.ipAddress = script.subnetMask =
-            script.gateway = longest.substr(0, length);
+        all.name = std::string(length, 'x');
+        all.key = all.serialNumber = all.vendor = all.model = all.name;
+        all.manufacturerInfo = all.deviceVersion = all.name;
+        all.interfaceName = all.macAddress = all.ipAddress = all.subnetMask = all.gateway =
+            *all.name;
         kstDeviceList list;
         ASSERT_EQ(kstEnumDevices(&list, 0), 0);
         for (const auto& [text, room] : textsOf(list.devices[0])) {
             EXPECT_EQ(strnlen(text, room), std::min(length, room - 1)) << length;
         }
-        EXPECT_EQ(list.devices[0].deviceType, 1);
         EXPECT_EQ(othersThan(0, list.devices[0], 584, 1024), 0);
     }
     CameraScript none;
@@ -241,9 +223,21 @@ TEST_F(CDevices, AFailedEnumerationLeavesEverythingAsItWas) {
     EXPECT_EQ(log.lines(), Lines{});
 }
 
+TEST_F(CDevices, RecordsAreReplacedAsAWholeWhileOthersRead) {
+    std::atomic<bool> over{false};
+    auto reader = std::async(std::launch::async, [&] {
+        int failures = 0;
+        kstDeviceInfo info;
+        while (!over) failures += kstGetDeviceInfo(camera, &info) != 0 || info.isIpValid != 1;
+        return failures;
+    });
+    kstDeviceList list;
+    for (int round = 0; round < 200; ++round) EXPECT_EQ(kstEnumDevices(&list, 0), 0);
+    over = true;
+    EXPECT_EQ(reader.get(), 0);
+}
+
 TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
-    std::array<char, 32> handle;
-    std::snprintf(handle.data(), handle.size(), "%p", camera);
     sdk.setDevices({});
     kstDeviceList list;
     ASSERT_EQ(kstEnumDevices(&list, 0), 0);
@@ -253,8 +247,8 @@ TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
     EXPECT_EQ(kstGetDeviceInfo(camera, &info), 5);
     EXPECT_EQ(othersThan(kUntouched, info), 0);
     EXPECT_EQ(lines(), (Lines{"800 kstGetDeviceInfo: begin, SerialNumber=[Acme:1001]",
-                              std::string("300 kstGetDeviceInfo: no device info found, handle: {") +
-                                  handle.data() + "}, id: [Acme:1001]",
+                              "300 kstGetDeviceInfo: no device info found, handle: {" +
+                                  pointerText(camera) + "}, id: [Acme:1001]",
                               "800 kstGetDeviceInfo: end, SerialNumber=[Acme:1001]"}));
 
     auto twin = std::make_shared<CameraDouble>(CameraScript());
@@ -272,16 +266,13 @@ TEST_F(CDevices, ACameraWhoseKeyWasCutHasNoRecord) {
         kstDeviceList list;
         ASSERT_EQ(kstEnumDevices(&list, 0), 0);
         void* const handle = kstCreateDevice(device->script.key->c_str(), 0);
-        ASSERT_TRUE(handle);
         kstDeviceInfo info;
         EXPECT_EQ(kstGetDeviceInfo(handle, &info), length < 64 ? 0 : 5);
         kstReleaseHandle(handle);
     }
 }
 
-TEST_F(CDevices, AnAddressIsForcedOnlyOnACameraThatIsNotOpen) {
-    EXPECT_EQ(kstForceIpAddress(camera, "10.0.0.2", "255.0.0.0", "10.0.0.1"), 0);
-    EXPECT_THAT(sdk.journal(), testing::Contains("forceIpAddress(10.0.0.2, 255.0.0.0, 10.0.0.1)"));
+TEST_F(CDevices, NoAddressIsForcedOnACameraThatIsOpen) {
     open();
     EXPECT_EQ(kstForceIpAddress(camera, "10.0.0.3", "255.0.0.0", "10.0.0.1"), 23);
     EXPECT_EQ(sdk.journal(), Calls{"isConnected"});
@@ -290,33 +281,20 @@ TEST_F(CDevices, AnAddressIsForcedOnlyOnACameraThatIsNotOpen) {
                               "700 kstForceIpAddress: end, SerialNumber=[Acme:1001]"}));
 }
 
-TEST_F(CDevices, CodesOfTheCameraComeBackUnchanged) {
+TEST_F(CDevices, CodesOfTheCameraComeBackUnchangedAndTheCallIsEnded) {
     device->script.ipValidity = "Invalid";
     EXPECT_EQ(kstOpenDevice(camera), 22);
-    EXPECT_EQ(lines().back(), "700 kstOpenDevice: end, SerialNumber=[Acme:1001]");
+    EXPECT_EQ(lastLine(), "700 kstOpenDevice: end, SerialNumber=[Acme:1001]");
     device->script.ipValidity = "Valid";
     EXPECT_EQ(kstIsDeviceOpen(camera), 0);
     EXPECT_EQ(kstIsGrabbing(camera), 0);
     EXPECT_EQ(kstClearFrameBuffer(camera), 9);
     EXPECT_EQ(kstStopGrabbing(camera), 0);
     open();
-    EXPECT_EQ(kstStartGrabbing(camera, 3), 0);
-    EXPECT_THAT(sdk.journal(), testing::Contains("setBufferCount(3)"));
-    EXPECT_EQ(kstStartGrabbing(camera, 3), 8);
-    EXPECT_EQ(lines().back(), "700 kstStartGrabbing: end, SerialNumber=[Acme:1001]");
-    EXPECT_EQ(kstStopGrabbing(camera), 0);
-    quiet();
     EXPECT_EQ(kstStartGrabbing(camera, -1), 0);
-    EXPECT_THAT(sdk.journal(), testing::Each(testing::Not(testing::StartsWith("setBuffer"))));
-}
-
-TEST_F(CDevices, PathsReachTheDevice) {
-    open();
-    kstDownloadGenICamXML(camera, "a.xml");
-    kstSaveDeviceConfig(camera, "b.txt");
-    kstLoadDeviceConfig(camera, "c.txt");
-    EXPECT_EQ(sdk.journal(), (Calls{"downloadGenICamXML(a.xml)", "saveDeviceConfig(b.txt)",
-                                    "loadDeviceConfig(c.txt)"}));
+    EXPECT_EQ(sdk.journal().at(1), "startGrabbing(0, 0)") << "without a buffer count";
+    EXPECT_EQ(kstStartGrabbing(camera, 3), 8);
+    EXPECT_EQ(lastLine(), "700 kstStartGrabbing: end, SerialNumber=[Acme:1001]");
 }
 
 }  // namespace

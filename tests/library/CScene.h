@@ -12,11 +12,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -58,6 +61,13 @@ inline bool endsElsewhere(std::function<void()> work) {
         over->set_value();
     }).detach();
     return future.wait_for(kDeadline) == std::future_status::ready;
+}
+
+/** A pointer as log lines show it, which is the platform's affair. */
+inline std::string pointerText(const void* pointer) {
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%p", pointer);
+    return text.data();
 }
 
 /** Each feature has values that no other has; the whole numbers do not fit into 32 bits. */
@@ -152,6 +162,11 @@ class Scene {
                             record.message);
         }
         return lines;
+    }
+
+    std::string lastLine() const {
+        const Lines all = lines();
+        return all.empty() ? "" : all.back();
     }
 
     DeviceSdkDouble& sdk = DeviceSdkDouble::instance();
