@@ -134,6 +134,34 @@ class Tables(unittest.TestCase):
         self.assertEqual(told, read)
 
 
+    def test_operations_that_must_not_overlap(self):
+        told = re.findall(r"kst\w+", " ".join(cells[1] for cells in table("exclusive")))
+        contract = re.search(r"On one camera,(.*?)must not run at the same time", content(self.HEADER), re.S)[1]
+        self.assertEqual(sorted(told), sorted(re.findall(r"kst\w+", contract)))
+
+
+class Names(unittest.TestCase):
+    """Names in code that a page speaks of are those of the interfaces."""
+
+    def spoken(self, form):
+        return {(path, *found) if isinstance(found, tuple) else (path, found) for path in PAGES
+                for code in re.findall(r"`[^`\n]+`|^    .*$|^```.*?^```$", content(path), re.M | re.S)
+                for found in re.findall(form, code)}
+
+    def test_of_the_c_interface(self):
+        header = content("include/kestro/kestro_c.h")
+        spoken = self.spoken(r"\b(?:kst[A-Z]\w+|KST_\w+)")
+        self.assertEqual([each for each in spoken if not re.search(rf"\b{each[1]}\b", header)], [])
+        self.assertGreater(len(spoken), 60)
+
+    def test_of_the_classes(self):
+        classes = {os.path.basename(path)[:-2]: content(path) for path in
+                   glob.glob("include/kestro/*.h", root_dir=harness.SOURCE)}
+        spoken = [each for each in self.spoken(r"\b([A-Z]\w+)::(\w+)") if each[1] in classes]
+        self.assertEqual([each for each in spoken if not re.search(rf"\b{each[2]}\b", classes[each[1]])], [])
+        self.assertGreater(len(spoken), 10)
+
+
 class Messages(unittest.TestCase):
     """Texts that a page quotes for people to look for are those that the programs print."""
 
