@@ -34,8 +34,7 @@ TEST_F(CHandles, TheSameCameraHasOneHandleForAsLongAsItIsHeld) {
 }
 
 TEST_F(CHandles, SurviveAnEnumerationThatMakesTheCameraAnew) {
-    kstDeviceList list;
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     EXPECT_EQ(kstOpenDevice(camera), 0);
     void* const anew = kstCreateDevice("Acme:1001", 0);
     EXPECT_NE(anew, camera);
@@ -43,7 +42,7 @@ TEST_F(CHandles, SurviveAnEnumerationThatMakesTheCameraAnew) {
     kstReleaseHandle(anew);
 
     sdk.setDevices({});
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     EXPECT_EQ(kstCloseDevice(camera), 0);
     EXPECT_FALSE(device->connected);
 }
@@ -59,8 +58,7 @@ TEST_F(CHandles, AReleaseDuringACallLetsItEndWell) {
     auto call = std::async(std::launch::async, [&] { return kstOpenDevice(camera); });
     ASSERT_EQ(isIn.get_future().wait_for(kDeadline), std::future_status::ready);
     sdk.setDevices({});
-    kstDeviceList list;
-    EXPECT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     kstReleaseHandle(camera);
     EXPECT_EQ(kstCloseDevice(camera), 20);
     mayGoOn.set_value();
@@ -78,11 +76,10 @@ TEST_F(CHandles, ACameraEndsUnderNoLock) {
         served = endsElsewhere([this] { kstReleaseHandle(this); });
         delete dying;
     })});
-    kstDeviceList list;
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     void* const handle = kstCreateDevice("Acme:1001", 0);
     sdk.setDevices({});
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     EXPECT_FALSE(served);
     kstReleaseHandle(handle);
     EXPECT_TRUE(served);
@@ -118,37 +115,30 @@ TEST_F(CHandles, WithoutACameraThereIsNone) {
                               "300 kstCreateDevice: no camera found, data: [1001], type: [7]"}));
 }
 
-/** The texts of a record with the room that each has, in the order of the record. */
-std::vector<std::pair<const char*, std::size_t>> textsOf(const kstDeviceInfo& info) {
-    return {{info.id, 64},
-            {info.name, 64},
-            {info.serialNumber, 64},
-            {info.vendorName, 64},
-            {info.modelName, 64},
-            {info.manufactureInfo, 64},
-            {info.deviceVersion, 64},
-            {info.interfaceName, 128},
-            {info.macAddress, 64},
-            {info.ipAddress, 64},
-            {info.subnetMask, 64},
-            {info.defaultGateway, 64}};
-}
+/** A text of a device's record: where it lies, how much room it has, what the camera says there. */
+struct Text {
+    std::size_t offset;
+    std::size_t size;
+    const char* content;
+
+    const char* in(const kstDeviceInfo& info) const {
+        return reinterpret_cast<const char*>(&info) + offset;
+    }
+};
+constexpr Text kTexts[] = {
+    {8, 64, "Acme:1001"},      {72, 64, "left gate"},       {136, 64, "1001"},
+    {200, 64, "Acme"},         {264, 64, "Reader 5"},       {328, 64, "Acme readers"},
+    {392, 64, "2.3"},          {456, 128, "eth7"},          {1024, 64, "02:00:00:00:00:07"},
+    {1088, 64, "192.168.1.7"}, {1152, 64, "255.255.255.0"}, {1216, 64, "192.168.1.254"}};
 
 TEST_F(CDevices, AreDescribedInRecordsOfTheirOwn) {
     EXPECT_STREQ(kstGetVersion(), "1.1.0.307039");
-    auto list = untouched<kstDeviceList>();
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    const kstDeviceList list = enumerate();
     ASSERT_EQ(list.deviceCount, 2U);
     EXPECT_EQ(othersThan(0, list, 4, 8), 0);
     EXPECT_EQ(othersThan(0, list, 16), 0);
     const kstDeviceInfo& info = list.devices[0];
-    const char* const texts[] = {"Acme:1001",   "left gate",     "1001",
-                                 "Acme",        "Reader 5",      "Acme readers",
-                                 "2.3",         "eth7",          "02:00:00:00:00:07",
-                                 "192.168.1.7", "255.255.255.0", "192.168.1.254"};
-    for (std::size_t i = 0; i < std::size(texts); ++i) {
-        EXPECT_STREQ(textsOf(info)[i].first, texts[i]);
-    }
+    for (const Text& text : kTexts) EXPECT_STREQ(text.in(info), text.content);
     EXPECT_EQ(info.deviceType, 1);
     EXPECT_EQ(info.interfaceType, 1);
     EXPECT_EQ(info.isIpValid, 1);
@@ -169,22 +159,20 @@ TEST_F(CDevices, TextsAreCutToFitAndEmptyWhereThereIsNone) {
         all.manufacturerInfo = all.deviceVersion = all.name;
         all.interfaceName = all.macAddress = all.ipAddress = all.subnetMask = all.gateway =
             *all.name;
-        kstDeviceList list;
-        ASSERT_EQ(kstEnumDevices(&list, 0), 0);
-        for (const auto& [text, room] : textsOf(list.devices[0])) {
-            EXPECT_EQ(strnlen(text, room), std::min(length, room - 1)) << length;
+        const kstDeviceInfo& info = *enumerate().devices;
+        for (const Text& text : kTexts) {
+            EXPECT_EQ(strnlen(text.in(info), text.size), std::min(length, text.size - 1)) << length;
         }
-        EXPECT_EQ(othersThan(0, list.devices[0], 584, 1024), 0);
+        EXPECT_EQ(othersThan(0, info, 584, 1024), 0);
     }
     CameraScript none;
     none.key = none.name = none.serialNumber = none.vendor = none.model = none.manufacturerInfo =
         none.deviceVersion = std::nullopt;
     none.ipValidity = "Invalid";
     sdk.setDevices({std::make_shared<CameraDouble>(none)});
-    kstDeviceList list;
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
-    EXPECT_EQ(othersThan(0, *list.devices, 8, 456), 0);
-    EXPECT_EQ(list.devices->isIpValid, 0);
+    const kstDeviceInfo& info = *enumerate().devices;
+    EXPECT_EQ(othersThan(0, info, 8, 456), 0);
+    EXPECT_EQ(info.isIpValid, 0);
 }
 
 TEST_F(CDevices, WithoutInformationAreLeftOutAndSaid) {
@@ -194,24 +182,20 @@ TEST_F(CDevices, WithoutInformationAreLeftOutAndSaid) {
     usbCard.interfaceType = 1;
     sdk.setDevices(
         {std::make_shared<CameraDouble>(usb), std::make_shared<CameraDouble>(usbCard), device});
-    kstDeviceList list;
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    const kstDeviceList list = enumerate();
     ASSERT_EQ(list.deviceCount, 1U);
     EXPECT_STREQ(list.devices->id, "Acme:1001");
     EXPECT_EQ(lines(), (Lines{"300 kstEnumDevices: device info is null",
                               "300 kstEnumDevices: interface info is null"}));
     quiet();
-    ASSERT_EQ(kstEnumDevices(&list, KST_INTERFACE_NIC), 0);
-    EXPECT_EQ(list.deviceCount, 1U);
+    EXPECT_EQ(enumerate(KST_INTERFACE_NIC).deviceCount, 1U);
     EXPECT_EQ(lines(), Lines{});
-    ASSERT_EQ(kstEnumDevices(&list, KST_INTERFACE_USB), 0);
-    EXPECT_EQ(list.deviceCount, 0U);
+    EXPECT_EQ(enumerate(KST_INTERFACE_USB).deviceCount, 0U);
     EXPECT_EQ(lines().size(), 2U);
 }
 
 TEST_F(CDevices, AFailedEnumerationLeavesEverythingAsItWas) {
-    kstDeviceList before;
-    ASSERT_EQ(kstEnumDevices(&before, 0), 0);
+    const kstDeviceList before = enumerate();
     sdk.setDevices({});
     sdk.fail("discoveryEx", 11, "timeout");
     auto list = untouched<kstDeviceList>();
@@ -231,17 +215,14 @@ TEST_F(CDevices, RecordsAreReplacedAsAWholeWhileOthersRead) {
         while (!over) failures += kstGetDeviceInfo(camera, &info) != 0 || info.isIpValid != 1;
         return failures;
     });
-    kstDeviceList list;
-    for (int round = 0; round < 200; ++round) EXPECT_EQ(kstEnumDevices(&list, 0), 0);
+    for (int round = 0; round < 200; ++round) enumerate();
     over = true;
     EXPECT_EQ(reader.get(), 0);
 }
 
 TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
     sdk.setDevices({});
-    kstDeviceList list;
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
-    EXPECT_EQ(list.deviceCount, 0U);
+    EXPECT_EQ(enumerate().deviceCount, 0U);
     log.setEnabledLevel(800);
     auto info = untouched<kstDeviceInfo>();
     EXPECT_EQ(kstGetDeviceInfo(camera, &info), 5);
@@ -254,7 +235,7 @@ TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
     auto twin = std::make_shared<CameraDouble>(CameraScript());
     twin->script.name = "right gate";
     sdk.setDevices({secondDevice(), twin, device});
-    ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+    enumerate();
     ASSERT_EQ(kstGetDeviceInfo(camera, &info), 0);
     EXPECT_STREQ(info.name, "right gate") << "the first of two with this key";
 }
@@ -263,8 +244,7 @@ TEST_F(CDevices, OnlyTheLatestEnumerationIsAnsweredFrom) {
 TEST_F(CDevices, ACameraWhoseKeyWasCutHasNoRecord) {
     for (const std::size_t length : {63U, 64U}) {
         device->script.key = std::string(length, 'k');
-        kstDeviceList list;
-        ASSERT_EQ(kstEnumDevices(&list, 0), 0);
+        enumerate();
         void* const handle = kstCreateDevice(device->script.key->c_str(), 0);
         kstDeviceInfo info;
         EXPECT_EQ(kstGetDeviceInfo(handle, &info), length < 64 ? 0 : 5);

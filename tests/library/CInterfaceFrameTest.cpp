@@ -128,6 +128,13 @@ TEST_F(CMadeFrames, ThatThrowAreAnsweredAndMayBeAskedAgain) {
     expectRecordOf(*made, info);
 }
 
+TEST_F(CMadeFrames, ReleasedDuringACallLetItEndWell) {
+    made->beforeCodes = [this] { kstReleaseHandle(frame); };
+    kstFrameInfo info;
+    EXPECT_EQ(kstGetFrameInfo(frame, &info), 0);
+    EXPECT_EQ(kstGetFrameInfo(frame, &info), 20);
+}
+
 TEST_F(CFrames, EndOnlyWithTheirOwnRelease) {
     grab();
     void* const next = kstGetFrame(camera, 0);

@@ -107,8 +107,8 @@ class Scene {
         log.reset();
         device->script.features = someFeatures();
         sdk.setDevices({device, secondDevice()});
-        kstDeviceList list;
-        if (kstEnumDevices(&list, 0) == 0) camera = kstCreateDevice("Acme:1001", 0);
+        enumerate();
+        camera = kstCreateDevice("Acme:1001", 0);
         quiet();
     }
     Scene(const Scene&) = delete;
@@ -117,12 +117,16 @@ class Scene {
         log.reset();
         kstReleaseHandle(frame);
         kstReleaseHandle(camera);
-        kstDeviceList list;
-        kstEnumDevices(&list, 0);
-        sdk.reset();
-        log.reset();
+        enumerate();
+        quiet();
     }
 
+    /** What an enumeration finds, which has to work. */
+    static kstDeviceList enumerate(unsigned mask = 0) {
+        auto list = untouched<kstDeviceList>();
+        EXPECT_EQ(kstEnumDevices(&list, mask), 0);
+        return list;
+    }
     void open() {
         ASSERT_EQ(kstOpenDevice(camera), 0);
         quiet();
