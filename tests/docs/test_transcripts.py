@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Every session with the program `kestro` that a page shows goes as the page shows it.
+"""Every dialogue with the program `kestro` that a page shows goes as the page shows it.
 
     <!-- with: ARGUMENTS OF kestro sim; COMMANDS BEFORE -->
     ```console
@@ -17,13 +17,13 @@ import unittest
 
 import harness
 
-SESSION = re.compile(r"^( *)<!-- with: (.*?) -->\n( *```console\n.*?)^ *```$", re.M | re.S)
+TRANSCRIPT = re.compile(r"^( *)<!-- with: (.*?) -->\n( *```console\n.*?)^ *```$", re.M | re.S)
 
 
-def sessions():
+def transcripts():
     """(page, options of the simulator, commands before, text)"""
     for path in sorted(glob.glob(os.path.join(harness.SOURCE, "docs/**/*.md"), recursive=True)):
-        for _, setting, text in SESSION.findall(harness.content(path)):
+        for _, setting, text in TRANSCRIPT.findall(harness.content(path)):
             arguments, *before = setting.split(";")
             words = shlex.split(arguments)
             options = dict(zip(words[::2], words[1::2]))
@@ -48,10 +48,10 @@ def pattern(expected):
     return "".join(lines)
 
 
-class Sessions(unittest.TestCase):
+class Transcripts(unittest.TestCase):
     def test_go_as_shown(self):
         count = 0
-        for name, options, before, text in sessions():
+        for name, options, before, text in transcripts():
             cameras = int(options.pop("--count", 1))
             with self.subTest(f"{name}: {text.splitlines()[0]}"), harness.simulator(
                     *(f"{key}={value}" for key, value in options.items()), cameras=cameras):
