@@ -552,7 +552,8 @@ TEST(GigeCamera, ClosesTheStreamChannelOfADeadCameraQuietly) {
 }
 
 bool isForceIpFor(const PlatedCamera& camera, const ControlRequest& request) {
-    return request.command == 0x0004 && request.payload.size() == 56 &&
+    // The flags: an answer is wanted, and may be broadcast.
+    return request.command == 0x0004 && request.flags == 0x11 && request.payload.size() == 56 &&
            std::ranges::equal(camera.mac.bytes, std::span(request.payload).subspan(2, 6));
 }
 

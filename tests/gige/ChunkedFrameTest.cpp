@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Checked.h"
+#include "Descriptions.h"
 #include "FrameReceiver.h"
 #include "LastError.h"
 #include "PayloadLayout.h"

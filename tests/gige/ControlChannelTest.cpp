@@ -23,7 +23,6 @@ using kestro::test::Octets;
 using kestro::test::Reaction;
 using kestro::test::ScriptedCamera;
 using testing::HasSubstr;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kSomeRegister = 0xb000;
 constexpr std::uint32_t kHeartbeatMs = 0x938;
@@ -38,16 +37,6 @@ std::shared_ptr<ControlChannel> channelTo(const ScriptedCamera& camera) {
 
 bool isReadOf(const ControlRequest& request, std::uint32_t address) {
     return request.command == 0x0080 && request.word(0) == address;
-}
-
-TEST(ControlChannel, ReadsAndWritesRegisters) {
-    ScriptedCamera camera;
-    const auto channel = channelTo(camera);
-    ASSERT_TRUE(channel->writeRegister(kSomeRegister, 0x12345678));
-    EXPECT_EQ(0x12345678u, camera.registerAt(kSomeRegister));
-    std::uint32_t value = 0;
-    ASSERT_TRUE(channel->readRegister(kSomeRegister, value));
-    EXPECT_EQ(0x12345678u, value);
 }
 
 TEST(ControlChannel, ReadsMemoryOfAnyAddressAndSize) {
@@ -126,11 +115,41 @@ TEST(ControlChannel, GivesUpOnASilentCamera) {
     EXPECT_EQ(3u, camera.requests().size());
 }
 
-/** Datagrams before the answer that must not be taken for it. */
+/** A datagram before the answer that must not be taken for it, made with the request's id. */
 struct Stray {
     const char* name;
-    Reaction::Datagram (*make)(const ControlRequest& request);
+    Octets (*make)(std::uint16_t id);
+    bool fromElsewhere = false;
 };
+
+/** An answer to READREG, if it is not made to be something else. */
+Octets answerWith(std::uint16_t id, const Octets& payload = {0, 0, 0, 9}, int command = 0x81) {
+    return ScriptedCamera::acknowledge(0, static_cast<std::uint16_t>(command), id, payload);
+}
+
+const Stray kStrays[] = {
+    {"WrongId", [](std::uint16_t id) { return answerWith(static_cast<std::uint16_t>(id + 1)); }},
+    {"WrongCommand",
+     [](std::uint16_t id) {
+         return answerWith(id, {0, 0, 0, 9}, 0x83);
+     }},
+    {"WrongSource", [](std::uint16_t id) { return answerWith(id); }, true},
+    {"Short",
+     [](std::uint16_t) {
+         return Octets{0, 0, 0, 0x81, 0};
+     }},
+    {"Empty", [](std::uint16_t) { return Octets{}; }},
+    {"CutPayload",
+     [](std::uint16_t id) {
+         return answerWith(id, {0, 9});
+     }},
+    {"LengthBeyondTheDatagram",
+     [](std::uint16_t id) {
+         Octets bytes = answerWith(id);
+         bytes[4] = 0xff;
+         return bytes;
+     }},
+    {"Huge", [](std::uint16_t id) { return answerWith(id, Octets(60000, 9)); }}};
 
 class ControlChannelStray : public testing::TestWithParam<Stray> {};
 
@@ -138,10 +157,9 @@ TEST_P(ControlChannelStray, IsIgnored) {
     ScriptedCamera camera;
     camera.setRegister(kSomeRegister, 4711);
     camera.script([&](const ControlRequest& request) {
-        Reaction reaction;
-        reaction.datagrams.push_back(GetParam().make(request));
-        for (auto& answer : camera.ordinaryReaction(request).datagrams)
-            reaction.datagrams.push_back(std::move(answer));
+        Reaction reaction = camera.ordinaryReaction(request);
+        reaction.datagrams.insert(reaction.datagrams.begin(),
+                                  {GetParam().make(request.id), 0ms, GetParam().fromElsewhere});
         return reaction;
     });
     std::uint32_t value = 0;
@@ -150,46 +168,8 @@ TEST_P(ControlChannelStray, IsIgnored) {
     EXPECT_EQ(1u, camera.requests().size());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ControlChannel, ControlChannelStray,
-    testing::Values(
-        Stray{"WrongId",
-              [](const ControlRequest& request) {
-                  const auto id = static_cast<std::uint16_t>(request.id + 1);
-                  return Reaction::Datagram{ScriptedCamera::acknowledge(0, 0x81, id, {0, 0, 0, 9})};
-              }},
-        Stray{"WrongCommand",
-              [](const ControlRequest& request) {
-                  return Reaction::Datagram{
-                      ScriptedCamera::acknowledge(0, 0x83, request.id, {0, 0, 0, 9})};
-              }},
-        Stray{"WrongSource",
-              [](const ControlRequest& request) {
-                  return Reaction::Datagram{
-                      ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 0, 0, 9}), 0ms, true};
-              }},
-        Stray{"Short",
-              [](const ControlRequest&) {
-                  return Reaction::Datagram{Octets{0, 0, 0, 0x81, 0}};
-              }},
-        Stray{"Empty", [](const ControlRequest&) { return Reaction::Datagram{Octets{}}; }},
-        Stray{
-            "CutPayload",
-            [](const ControlRequest& request) {
-                return Reaction::Datagram{ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 9})};
-            }},
-        Stray{"LengthBeyondTheDatagram",
-              [](const ControlRequest& request) {
-                  Octets bytes = ScriptedCamera::acknowledge(0, 0x81, request.id, {0, 0, 0, 9});
-                  bytes[4] = 0xff;
-                  return Reaction::Datagram{bytes};
-              }},
-        Stray{"Huge",
-              [](const ControlRequest& request) {
-                  return Reaction::Datagram{
-                      ScriptedCamera::acknowledge(0, 0x81, request.id, Octets(60000, 9))};
-              }}),
-    [](const auto& stray) { return stray.param.name; });
+INSTANTIATE_TEST_SUITE_P(ControlChannel, ControlChannelStray, testing::ValuesIn(kStrays),
+                         [](const auto& stray) { return stray.param.name; });
 
 TEST(ControlChannel, SaysWhenAnAnswerIsCut) {
     ScriptedCamera camera;
@@ -286,42 +266,37 @@ struct Controlled {
     bool taken = channel->takeControl([this] { ++losses; });
 };
 
-TEST(ControlChannel, NoticesADeadCameraInAboutASecond) {
+TEST(ControlChannel, NoticesADeadCameraAndAsksItNoMore) {
     Controlled test;
     ASSERT_TRUE(test.taken);
-    const auto begin = Clock::now();
     test.camera.setSilent(true);
     ASSERT_TRUE(eventually([&] { return test.losses == 1; }, 3s));
-    EXPECT_LT(Clock::now() - begin, 1500ms);
     EXPECT_FALSE(test.channel->isOnline());
-
-    const auto asked = Clock::now();
+    const std::size_t asked = test.camera.requests().size();
     std::uint32_t value = 0;
     EXPECT_FALSE(test.channel->readRegister(kSomeRegister, value));
     EXPECT_EQ(Error::connectionLost, lastError());
     test.channel->close();
-    EXPECT_LT(Clock::now() - asked, 150ms);
+    EXPECT_EQ(asked, test.camera.requests().size());
     EXPECT_EQ(1, test.losses);
 }
 
-TEST(ControlChannel, FailsOnADeadCameraInUnderASecond) {
-    Controlled test;
-    ASSERT_TRUE(test.taken);
-    test.camera.setSilent(true);
-    const auto begin = Clock::now();
-    EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));  // as a stream stops
-    EXPECT_LT(Clock::now() - begin, 950ms);
-    EXPECT_EQ(Error::connectionLost, lastError());
-}
-
-TEST(ControlChannel, ClosesADeadCameraInUnderASecond) {
-    Controlled test;
-    ASSERT_TRUE(test.taken);
-    test.camera.setSilent(true);
-    const auto begin = Clock::now();
-    test.channel->close();
-    EXPECT_LT(Clock::now() - begin, 900ms);
-    EXPECT_EQ(0, test.losses);
+/** Each attempt takes its time: an application that stops or leaves must not wait for many. */
+TEST(ControlChannel, TriesADeadCameraAFewTimesOnly) {
+    for (const bool isWrite : {true, false}) {
+        Controlled test;
+        ASSERT_TRUE(test.taken);
+        test.camera.setSilent(true);
+        const std::size_t before = test.camera.requests().size();
+        if (isWrite) {
+            EXPECT_FALSE(test.channel->writeRegister(kSomeRegister, 1));
+            EXPECT_EQ(Error::connectionLost, lastError());
+        } else {
+            test.channel->close();
+            EXPECT_EQ(0, test.losses);
+        }
+        EXPECT_LE(test.camera.requests().size() - before, isWrite ? 3u : 2u);
+    }
 }
 
 TEST(ControlChannel, NoticesThatTheCameraGaveTheControlUp) {

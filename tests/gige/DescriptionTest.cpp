@@ -2,6 +2,7 @@
 #include "Description.h"
 
 #include "DescriptionCheck.h"
+#include "Descriptions.h"
 #include "MemoryPort.h"
 #include "ScriptedCamera.h"
 #include "VordaInfra.h"
@@ -10,26 +11,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 namespace Vorda::Gige {
 namespace {
 
+using kestro::test::golden;
+using kestro::test::goldenDescription;
 using kestro::test::MemoryPort;
 using kestro::test::smallDescription;
 using testing::HasSubstr;
-
-std::string golden(const char* name) {
-    std::ifstream file(std::string(KESTRO_GOLDEN_DIR "/") + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/** Up to the end of its root. */
-std::string goldenDescription() {
-    const std::string xml = golden("description.xml");
-    return xml.substr(0, xml.rfind('>') + 1);
-}
 
 ByteView view(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -94,7 +83,7 @@ TEST(DescriptionUrl, IsRefusedWithAReason) {
 }
 
 TEST(Description, IsReadPlainOrZipped) {
-    const std::string xml = goldenDescription();
+    const std::string xml = goldenDescription("description.xml");
     ASSERT_FALSE(xml.empty());
     for (const char* name : {"description.xml", "description.zip", "description-stored.zip"}) {
         MemoryPort camera;
@@ -107,11 +96,11 @@ TEST(Description, IsReadPlainOrZipped) {
 TEST(Description, IsRecognisedAsZippedByItsBytes) {
     MemoryPort camera;
     publish(camera, "misnamed.xml", golden("description.zip"), golden("description.zip").size());
-    EXPECT_EQ(goldenDescription(), downloaded(camera));
+    EXPECT_EQ(goldenDescription("description.xml"), downloaded(camera));
 }
 
 TEST(Description, MayBeFilledUp) {
-    const std::string whole = smallDescription().substr(0, smallDescription().rfind('>') + 1);
+    const std::string whole = smallDescription();
     for (const char filling : {'\0', '\xff', ' '}) {
         MemoryPort camera;
         publish(camera, "a.xml", whole + std::string(700, filling), whole.size() + 700);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DeviceConfig.h"
 
-#include "Checked.h"
+#include "Descriptions.h"
 #include "DeviceConfigText.h"
 #include "Features.h"
 #include "GigeCamera.h"
@@ -103,124 +103,19 @@ TEST(DeviceConfig, NamesTheDeviceOnOneLine) {
     EXPECT_THAT(configurationHeader("Acme:\n1"), HasSubstr("\n# Device = Acme:?1\n"));
 }
 
-/** A register of 4 bytes that can be written; `place` is an address or more. */
-std::string intRegister(const std::string& name, const std::string& place) {
-    return "<IntReg Name=\"" + name + "\">" + place +
-           "<Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>"
-           "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>";
-}
-
-std::string at(const char* address) { return "<Address>"s + address + "</Address>"; }
-
-/** Each position of `selector` has 4 bytes of its own. */
-std::string indexed(const char* address, const char* selector) {
-    return at(address) + "<pIndex Offset=\"4\">" + selector + "</pIndex>";
-}
-
-std::string feature(const std::string& kind, const std::string& name, const std::string& content) {
-    return "<" + kind + " Name=\"" + name + "\">" + content + "</" + kind + ">";
-}
-
-std::string entry(const std::string& name, const std::string& value, const std::string& more = "") {
-    return feature("EnumEntry", name, more + "<Value>" + value + "</Value>");
-}
-
-/** Width and OffsetX share 2448 columns; lines have a mode each, steps of programs a time. */
-std::string description() {
-    const std::string kept = "<Streamable>Yes</Streamable>";
-    std::string category;
-    for (const char* name : {"Width", "OffsetX", "LineMode", "LineInverter", "LineSelector", "Gain",
-                             "StepTime", "StepSelector", "ProgramSelector", "DeviceUserID",
-                             "StepLimit", "Debounce", "Scratch", "Reset"})
-        category += "<pFeature>"s + name + "</pFeature>";
-    return R"(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="Small" VendorName="Test" ToolTip="t" StandardNameSpace="None"
-  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-  MinorVersion="0" SubMinorVersion="0" ProductGuid="0" VersionGuid="0"
-  xmlns="http://www.genicam.org/GenApi/Version_1_1">)" +
-           feature("Category", "Root", category) +
-           feature("Integer", "Width",
-                   kept + "<pValue>WidthReg</pValue><Min>16</Min><pMax>WidthMax</pMax>") +
-           feature("IntSwissKnife", "WidthMax",
-                   "<pVariable Name=\"X\">OffsetXReg</pVariable><Formula>2448 - X</Formula>") +
-           feature("Integer", "OffsetX",
-                   kept + "<pValue>OffsetXReg</pValue><Min>0</Min><pMax>OffsetXMax</pMax>") +
-           feature("IntSwissKnife", "OffsetXMax",
-                   "<pVariable Name=\"W\">WidthReg</pVariable><Formula>2448 - W</Formula>") +
-           feature("Enumeration", "LineSelector",
-                   kept + entry("Line0", "0") + entry("Line1", "1") +
-                       entry("Line2", "2", "<pIsAvailable>HasLine2</pIsAvailable>") +
-                       "<pValue>LineSelectorReg</pValue><pSelected>LineMode</pSelected>"
-                       "<pSelected>LineInverter</pSelected>") +
-           feature(
-               "Enumeration", "LineMode",
-               kept + entry("Input", "0") + entry("Output", "1") + "<pValue>LineModeReg</pValue>") +
-           feature("Boolean", "LineInverter", kept + "<pValue>LineInverterReg</pValue>") +
-           feature("Integer", "ProgramSelector",
-                   kept +
-                       "<pValue>ProgramSelectorReg</pValue><Min>0</Min><Max>1</Max>"
-                       "<pSelected>StepSelector</pSelected>") +
-           feature("Integer", "StepSelector",
-                   kept +
-                       "<pValue>StepSelectorReg</pValue><Min>0</Min><Max>4</Max><Inc>2</Inc>"
-                       "<pSelected>StepTime</pSelected>") +
-           feature("Integer", "StepTime",
-                   kept + "<pValue>StepTimeReg</pValue><Min>0</Min><pMax>StepLimit</pMax>") +
-           feature("Integer", "StepLimit", kept + "<pValue>StepLimitReg</pValue>") +
-           feature("Float", "Gain", kept + "<pValue>GainReg</pValue><Min>0</Min><Max>24</Max>") +
-           feature("StringReg", "DeviceUserID",
-                   kept + at("0x120") +
-                       "<Length>16</Length><AccessMode>RW</AccessMode>"
-                       "<pPort>Device</pPort>") +
-           feature("Integer", "Debounce",
-                   kept + "<pIsLocked>LockReg</pIsLocked><pValue>DebounceReg</pValue>") +
-           feature("Integer", "Scratch", "<pValue>ScratchReg</pValue>") +
-           feature("Command", "Reset",
-                   "<pValue>ScratchReg</pValue><CommandValue>99</CommandValue>") +
-           intRegister("WidthReg", at("0x100")) + intRegister("OffsetXReg", at("0x104")) +
-           intRegister("LineSelectorReg", at("0x108")) +
-           intRegister("ProgramSelectorReg", at("0x10c")) + intRegister("ScratchReg", at("0x114")) +
-           intRegister("StepLimitReg", at("0x11c")) + intRegister("DebounceReg", at("0x118")) +
-           intRegister("LockReg", at("0x140")) + intRegister("HasLine2", at("0x144")) +
-           intRegister("LineModeReg", indexed("0x200", "LineSelectorReg")) +
-           intRegister("LineInverterReg", indexed("0x210", "LineSelectorReg")) +
-           intRegister("StepSelectorReg", indexed("0x220", "ProgramSelectorReg")) +
-           intRegister("StepTimeReg", indexed("0x230", "StepSelectorReg") +
-                                          "<pIndex Offset=\"32\">ProgramSelectorReg</pIndex>") +
-           feature("FloatReg", "GainReg",
-                   at("0x110") +
-                       "<Length>4</Length><AccessMode>RW</AccessMode>"
-                       "<pPort>Device</pPort><Endianess>BigEndian</Endianess>") +
-           R"(<Port Name="Device"/></RegisterDescription>)";
-}
-
 /** A camera whose connection is lost after so many requests. */
-class FailingPort final : public RegisterPort {
+class FailingPort final : public kestro::test::ForwardingPort {
  public:
-    explicit FailingPort(std::shared_ptr<RegisterPort> port) : port_(std::move(port)) {}
+    using ForwardingPort::ForwardingPort;
     void failAfter(int requests) { left_ = requests; }
     [[nodiscard]] int requests() const { return requests_; }
 
-    bool readRegister(std::uint64_t address, std::uint32_t& value) override {
-        return next() && port_->readRegister(address, value);
-    }
-    bool writeRegister(std::uint64_t address, std::uint32_t value) override {
-        return next() && port_->writeRegister(address, value);
-    }
-    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
-        return next() && port_->readMemory(address, data);
-    }
-    bool writeMemory(std::uint64_t address, ByteView data) override {
-        return next() && port_->writeMemory(address, data);
-    }
-
  private:
-    bool next() {
+    bool mayPass() override {
         ++requests_;
         return left_-- > 0 || fail(Error::connectionLost, "lost");
     }
 
-    const std::shared_ptr<RegisterPort> port_;
     int left_ = 1'000'000;
     int requests_ = 0;
 };
@@ -231,7 +126,7 @@ class ConfigurationFile : public testing::Test {
         std::filesystem::create_directory(folder);
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = kestro::test::checked(description());
+        sources.description = kestro::test::checked(kestro::test::golden("config.xml"));
         sources.layout = std::make_shared<PayloadLayout>(sources.description);
         sources.events = std::make_shared<EventData>();
         sources.stream = std::make_shared<StreamCounters>();

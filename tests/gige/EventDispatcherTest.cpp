@@ -128,21 +128,6 @@ TEST(EventDispatcher, WaitsForARunningHandlerBeforeItLetsGo) {
     EXPECT_THAT(listener->seenStates(), ElementsAre(1));
 }
 
-TEST(EventDispatcher, MayBeDestroyedByItsOwnHandler) {
-    auto events = std::make_unique<EventDispatcher>();
-    auto subscription = events->subscribe();
-    const auto listener = std::make_shared<Listener>();
-    std::atomic<bool> isGone{false};
-    listener->hook = [&] {
-        subscription.reset();
-        events.reset();
-        isGone = true;
-    };
-    ASSERT_TRUE(subscription->subscribeConnectArgs(connectBinding(listener)));
-    events->postConnection(false);
-    EXPECT_TRUE(eventually([&] { return isGone.load(); }));
-}
-
 TEST(EventDispatcher, SurvivesAHandlerThatThrows) {
     EventDispatcher events;
     const auto listener = std::make_shared<Listener>();

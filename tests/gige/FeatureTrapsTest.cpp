@@ -2,7 +2,7 @@
 //
 // Descriptions that cameras get wrong, or that mean harm: each is a clear error or a neutral
 // answer, and never the end of the process.
-#include "Checked.h"
+#include "Descriptions.h"
 #include "Features.h"
 #include "LastError.h"
 #include "MemoryPort.h"
@@ -16,107 +16,19 @@ namespace Vorda::Gige {
 namespace {
 
 using kestro::test::checked;
+using kestro::test::golden;
 using kestro::test::MemoryPort;
 using testing::ElementsAre;
 using Names = std::vector<std::string>;
 
 constexpr std::uint64_t kLengthRegister = 0x14;
 
-std::string registerNode(const char* kind, const char* name, const std::string& more) {
-    return std::string("<") + kind + " Name=\"" + name + "\">" + more +
-           "<AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></" +
-           kind + ">";
-}
-
-std::string trapsDescription() {
-    const std::string reg = "<Address>0x10</Address><Length>4</Length>";
-    std::string xml = R"(<?xml version="1.0"?>
-<RegisterDescription ModelName="Traps" VendorName="Test" ToolTip="t" StandardNameSpace="None"
-  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0"
-  MajorVersion="1" MinorVersion="0" SubMinorVersion="0" ProductGuid="0" VersionGuid="0"
-  xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root"><pFeature>Circle</pFeature><pFeature>Void</pFeature></Category>
-  <Category Name="Circle"><pFeature>Root</pFeature><pFeature>Circle</pFeature></Category>
-  <Oddity Name="Odd"><Integer Name="InOdd"><Value>1</Value></Integer></Oddity>
-  <g:Integer xmlns:g="urn:g" Name="Foreign"><Value>1</Value></g:Integer>
-  <Integer Name="ForeignValue"><g:pValue xmlns:g="urn:g">Reg</g:pValue></Integer>
-  <Integer Name="Lost"><pValue>Nowhere</pValue></Integer>
-  <Integer Name="LostBelow"><pValue>Lost</pValue></Integer>
-  <Integer Name="LostMax"><pValue>Reg</pValue><pMax>Nowhere</pMax></Integer>
-  <Integer Name="LimitOfLost"><pValue>Reg</pValue><pMax>Lost</pMax></Integer>
-  <Integer Name="LostLock"><pValue>Reg</pValue><pIsLocked>Nowhere</pIsLocked></Integer>
-  <Integer Name="LostState"><pValue>Reg</pValue><pIsAvailable>Nowhere</pIsAvailable></Integer>
-  <Integer Name="Empty"/>
-  <Float Name="EmptyFloat"/>
-  <Boolean Name="EmptyBoolean"/>
-  <String Name="EmptyText"/>
-  <Enumeration Name="EmptyEnum"><EnumEntry Name="On"/></Enumeration>
-  <Command Name="EmptyCommand"/>
-  <Command Name="NoValueCommand"><pValue>Reg</pValue></Command>
-  <Converter Name="EmptyConverter"/>
-  <SwissKnife Name="EmptyFormula"/>
-  <Integer Name="OfText"><pValue>Text</pValue></Integer>
-  <Integer Name="OfCategory"><pValue>Root</pValue></Integer>
-  <String Name="TextOfNumber"><pValue>Reg</pValue></String>
-  <IntSwissKnife Name="ByZero"><pVariable Name="R">Reg</pVariable><Formula>1 / R</Formula></IntSwissKnife>
-  <IntSwissKnife Name="Nonsense"><Formula>(((1 +</Formula></IntSwissKnife>
-  <IntSwissKnife Name="OfBoolean"><pVariable Name="B">Flag</pVariable><Formula>B + 1</Formula></IntSwissKnife>
-  <IntSwissKnife Name="OfOddBoolean"><pVariable Name="B">OddFlag</pVariable><Formula>B</Formula></IntSwissKnife>
-  <Boolean Name="Flag"><pValue>One</pValue></Boolean>
-  <Boolean Name="OddFlag"><pValue>One</pValue><OnValue>7</OnValue></Boolean>
-  <Integer Name="One"><Value>1</Value></Integer>
-  <Integer Name="Spaced"><pValue>
-    One
-  </pValue></Integer>
-  <Integer Name="Indexed"><pIndex>Reg</pIndex><pValueIndexed Index="0">One</pValueIndexed><ValueIndexed Index="1">5</ValueIndexed></Integer>
-  <Integer Name="LostIndexed"><pIndex>Reg</pIndex><pValueIndexed Index="0">Nowhere</pValueIndexed></Integer>
-  <Enumeration Name="Choice"><EnumEntry Name="NoValue"/><EnumEntry Name="Yes"><Value>1</Value></EnumEntry><pValue>Reg</pValue></Enumeration>
-  <Integer Name="NoStep"><pValue>Reg</pValue><Inc>0</Inc></Integer>
-  <Integer Name="Inverse"><pValue>Reg</pValue><Min>9</Min><Max>1</Max></Integer>
-  <Integer Name="LengthReg"><pValue>LengthRegister</pValue></Integer>
-  <IntSwissKnife Name="Quotient"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A / B</Formula></IntSwissKnife>
-  <IntSwissKnife Name="QuotientOfTerms"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>(0 + A*1/neg(-(B)/1))*1 + 0/3</Formula></IntSwissKnife>
-  <IntSwissKnife Name="Remainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A %<!-- or so -->B</Formula></IntSwissKnife>
-  <SwissKnife Name="FloatRemainder"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A % (B * 1.0)</Formula></SwissKnife>
-  <IntConverter Name="ConvertedRemainder"><pVariable Name="B">B</pVariable><FormulaTo>FROM</FormulaTo><FormulaFrom>TO % (B * 0.5)</FormulaFrom><pValue>A</pValue></IntConverter>
-  <IntSwissKnife Name="MissingOperators"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>1 % 2 A B</Formula></IntSwissKnife>
-  <IntSwissKnife Name="NumberThenName"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>1 % 2A(B)</Formula></IntSwissKnife>
-  <IntSwissKnife Name="Commas"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>(1 % (A, 1, B, 0))</Formula></IntSwissKnife>
-  <IntSwissKnife Name="BareFunction"><pVariable Name="A">A</pVariable><pVariable Name="B">B</pVariable><Formula>A % neg -(neg(B))</Formula></IntSwissKnife>
-  <Port Name="Device"/>
-)";
-    xml += registerNode("IntReg", "Reg", reg);
-    xml += registerNode("IntReg", "LengthRegister",
-                        "<Address>0x14</Address><Length>4</Length><Sign>Signed</Sign>");
-    xml +=
-        registerNode("IntReg", "A", "<Address>0x40</Address><Length>8</Length><Sign>Signed</Sign>");
-    xml +=
-        registerNode("IntReg", "B", "<Address>0x48</Address><Length>8</Length><Sign>Signed</Sign>");
-    xml += registerNode("StringReg", "Text", "<Address>0x20</Address><Length>8</Length>");
-    xml += registerNode("StringReg", "LongText",
-                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
-    xml += registerNode("FloatReg", "LongFloat",
-                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
-    xml += registerNode("IntReg", "LongInt", "<Address>0x20</Address><pLength>LengthReg</pLength>");
-    xml += registerNode("IntReg", "LostOffset", reg + "<pIndex pOffset=\"Nowhere\">One</pIndex>");
-    xml += registerNode("IntReg", "LostAddress", "<pAddress>Nowhere</pAddress><Length>4</Length>");
-    xml += registerNode("IntReg", "WideInt", "<Address>0x20</Address><Length>9</Length>");
-    xml += registerNode("IntReg", "TLParamsLocked",
-                        "<Address>0x20</Address><pLength>LengthReg</pLength>");
-    xml += registerNode("MaskedIntReg", "Backwards", reg + "<LSB>4</LSB><MSB>9</MSB>");
-    xml += registerNode("MaskedIntReg", "Outside", reg + "<Bit>32</Bit>");
-    xml += "<IntReg Name=\"Portless\">" + reg + "</IntReg>";
-    xml += "<IntReg Name=\"LostPort\">" + reg + "<pPort>Nowhere</pPort></IntReg>";
-    xml += "<StructEntry Name=\"Stray\"><Bit>1</Bit></StructEntry>";
-    return xml + "</RegisterDescription>";
-}
-
 class FeatureTraps : public testing::Test {
  protected:
     void SetUp() override {
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = checked(trapsDescription());
+        sources.description = checked(golden("traps.xml"));
         features = Features::make(sources);
         ASSERT_TRUE(features) << lastErrorMessage();
     }
@@ -245,7 +157,7 @@ TEST(FeaturesOfAFickleCamera, KeepToTheLengthThatWasChecked) {
     FeatureSources sources;
     const auto camera = std::make_shared<FickleCamera>();
     sources.camera = camera;
-    sources.description = checked(trapsDescription());
+    sources.description = checked(golden("traps.xml"));
     const auto features = Features::make(sources);
     ASSERT_TRUE(features) << lastErrorMessage();
     features->lockTransport(true);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Features.h"
 
-#include "Checked.h"
+#include "Descriptions.h"
 #include "LastError.h"
 #include "MemoryPort.h"
 #include "VordaInfra.h"
@@ -10,9 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <mutex>
 #include <ostream>
@@ -23,6 +21,7 @@ namespace {
 
 using namespace std::string_literals;
 using kestro::test::checked;
+using kestro::test::golden;
 using kestro::test::MemoryPort;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -47,11 +46,6 @@ constexpr std::uint64_t kUserId = 0x2000;
 
 Error lastError() { return static_cast<Error>(Infra::getLastError()); }
 
-std::string featuresDescription() {
-    std::ifstream file(KESTRO_GOLDEN_DIR "/features.xml", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /** The features of the description of tests/golden over the memory of a camera. */
 class FeaturesOfACamera : public testing::Test {
  protected:
@@ -63,7 +57,7 @@ class FeaturesOfACamera : public testing::Test {
         camera->setNumber(kExposureTime, 50000);
         camera->setNumber(0x102c, 1000);
         sources.camera = camera;
-        sources.description = checked(featuresDescription());
+        sources.description = checked(golden("features.xml"));
         sources.onChanged = [this](const Names& names) { changes.push_back(names); };
         sources.onListed = [this] { ++listings; };
         make();
@@ -352,7 +346,7 @@ TEST_F(FeaturesOfACamera, AreListedInTheOrderOfTheDescription) {
 }
 
 TEST_F(FeaturesOfACamera, WithoutMarksPersistWhereTheyCanBeWritten) {
-    std::string unmarked = featuresDescription();
+    std::string unmarked = golden("features.xml");
     for (std::size_t at = 0; (at = unmarked.find("<Streamable>Yes")) != std::string::npos;)
         unmarked.replace(at, 15, "<Streamable>No");
     sources.description = checked(unmarked);
@@ -488,7 +482,7 @@ TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
     const auto stream = std::make_shared<StreamCounters>();
     sources.stream = stream;
     // A camera's own feature of that name is another one.
-    std::string renamed = featuresDescription();
+    std::string renamed = golden("features.xml");
     renamed.replace(renamed.find("\"Secret\""), 8, "\"StreamDeliveredFrameCount\"");
     sources.description = checked(renamed);
     make();
@@ -517,28 +511,12 @@ TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
 }
 
 /** Gives way at each access, so that operations that may overlap do. */
-class YieldingPort final : public RegisterPort {
- public:
-    explicit YieldingPort(std::shared_ptr<RegisterPort> port) : port_(std::move(port)) {}
-    bool readRegister(std::uint64_t address, std::uint32_t& value) override {
+class YieldingPort final : public kestro::test::ForwardingPort {
+    using ForwardingPort::ForwardingPort;
+    bool mayPass() override {
         std::this_thread::yield();
-        return port_->readRegister(address, value);
+        return true;
     }
-    bool writeRegister(std::uint64_t address, std::uint32_t value) override {
-        std::this_thread::yield();
-        return port_->writeRegister(address, value);
-    }
-    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
-        std::this_thread::yield();
-        return port_->readMemory(address, data);
-    }
-    bool writeMemory(std::uint64_t address, ByteView data) override {
-        std::this_thread::yield();
-        return port_->writeMemory(address, data);
-    }
-
- private:
-    const std::shared_ptr<RegisterPort> port_;
 };
 
 TEST_F(FeaturesOfACamera, AreWholeUnderManyThreads) {

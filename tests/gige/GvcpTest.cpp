@@ -118,19 +118,6 @@ TEST(Gvcp, RefusesAnswersThatAreShorterThanTheySay) {
         EXPECT_FALSE(decodeAcknowledge(ByteView(whole).first(bytes))) << bytes;
 }
 
-TEST(Gvcp, LaysOutForceIp) {
-    const MacAddress mac{{0x02, 0x11, 0x22, 0x33, 0x44, 0x55}};
-    const Bytes packet =
-        encodeForceIp(7, mac, Ipv4{0x0a000102}, Ipv4{0xffffff00}, Ipv4{0x0a0001fe});
-    Bytes expected{0x42, 0x11, 0x00, 0x04, 0x00, 0x38, 0x00, 0x07};
-    expected.resize(kHeaderBytes + 56);
-    std::ranges::copy(mac.bytes, expected.begin() + 8 + 0x02);
-    std::ranges::copy(Bytes{10, 0, 1, 2}, expected.begin() + 8 + 0x14);
-    std::ranges::copy(Bytes{255, 255, 255, 0}, expected.begin() + 8 + 0x24);
-    std::ranges::copy(Bytes{10, 0, 1, 254}, expected.begin() + 8 + 0x34);
-    EXPECT_EQ(expected, packet);
-}
-
 TEST(Gvcp, LaysOutResendRequestsForBothKindsOfIds) {
     const ResendRequest request{0x1234, 5, 9, false};
     EXPECT_THAT(encodeResend(3, 0, request), ElementsAre(0x42, 0x00, 0x00, 0x40, 0, 12, 0, 3, 0, 0,
@@ -230,13 +217,6 @@ TEST(Gvcp, RefusesMessagesThatAreNone) {
         message(0x10, 0xc2, joined({event(1, {}, 24), Bytes(4)})),
     };
     for (const Bytes& each : hostile) EXPECT_FALSE(decodeMessage(each));
-}
-
-TEST(Gvcp, AcknowledgesMessages) {
-    EXPECT_THAT(encodeMessageAcknowledge(*decodeMessage(message(1, 0xc0, event(1)))),
-                ElementsAre(0, 0, 0, 0xc1, 0, 0, 0x12, 0x34));
-    EXPECT_THAT(encodeMessageAcknowledge(*decodeMessage(message(1, 0xc2, event(1)))),
-                ElementsAre(0, 0, 0, 0xc3, 0, 0, 0x12, 0x34));
 }
 
 TEST(Gvcp, NamesStatuses) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -74,6 +75,30 @@ class MemoryPort final : public Vorda::Gige::RegisterPort {
     std::size_t bytesRead_ = 0;
     int accesses_ = 0;
     int writes_ = 0;
+};
+
+/** Another port, behind something that happens at each access. */
+class ForwardingPort : public Vorda::Gige::RegisterPort {
+ public:
+    explicit ForwardingPort(std::shared_ptr<RegisterPort> port) : port_(std::move(port)) {}
+
+    bool readRegister(std::uint64_t address, std::uint32_t& value) override {
+        return mayPass() && port_->readRegister(address, value);
+    }
+    bool writeRegister(std::uint64_t address, std::uint32_t value) override {
+        return mayPass() && port_->writeRegister(address, value);
+    }
+    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
+        return mayPass() && port_->readMemory(address, data);
+    }
+    bool writeMemory(std::uint64_t address, Vorda::Gige::ByteView data) override {
+        return mayPass() && port_->writeMemory(address, data);
+    }
+
+ private:
+    virtual bool mayPass() = 0;
+
+    const std::shared_ptr<RegisterPort> port_;
 };
 
 }  // namespace kestro::test

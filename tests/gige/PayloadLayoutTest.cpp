@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PayloadLayout.h"
 
-#include "Checked.h"
+#include "Descriptions.h"
 #include "LastError.h"
 #include "RecordingLogger.h"
 

@@ -354,36 +354,4 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
     return condition();
 }
 
-std::string smallDescription() {
-    return R"(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="Scripted" VendorName="Test" ToolTip="t" StandardNameSpace="None"
-  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0"
-  MajorVersion="1" MinorVersion="0" SubMinorVersion="0" ProductGuid="0" VersionGuid="0"
-  xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root">
-    <pFeature>PayloadSize</pFeature>
-    <pFeature>TLParamsLocked</pFeature>
-    <pFeature>AcquisitionStart</pFeature>
-    <pFeature>AcquisitionStop</pFeature>
-  </Category>
-  <Integer Name="PayloadSize"><pValue>PayloadSizeReg</pValue></Integer>
-  <Integer Name="TLParamsLocked"><pValue>TLParamsLockedReg</pValue><Min>0</Min><Max>1</Max></Integer>
-  <Command Name="AcquisitionStart"><pValue>StartReg</pValue><CommandValue>1</CommandValue></Command>
-  <Command Name="AcquisitionStop"><pValue>StopReg</pValue><CommandValue>1</CommandValue></Command>
-  <IntReg Name="PayloadSizeReg"><Address>0xa000</Address><Length>4</Length>
-    <AccessMode>RO</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
-    <Endianess>BigEndian</Endianess></IntReg>
-  <IntReg Name="TLParamsLockedReg"><Address>0xa004</Address><Length>4</Length>
-    <AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
-    <Endianess>BigEndian</Endianess></IntReg>
-  <IntReg Name="StartReg"><Address>0xa008</Address><Length>4</Length>
-    <AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
-    <Endianess>BigEndian</Endianess></IntReg>
-  <IntReg Name="StopReg"><Address>0xa00c</Address><Length>4</Length>
-    <AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
-    <Endianess>BigEndian</Endianess></IntReg>
-  <Port Name="Device"/>
-</RegisterDescription>)";
-}
-
 }  // namespace kestro::test

@@ -4,6 +4,8 @@
 // encoders: it answers from a map of registers, keeps what it was asked, and misbehaves on demand.
 #pragma once
 
+#include "Descriptions.h"
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -95,8 +97,8 @@ class ScriptedCamera {
 [[nodiscard]] bool eventually(const std::function<bool()>& condition,
                               std::chrono::milliseconds within = std::chrono::seconds(5));
 
-/** A small whole GenICam description: PayloadSize, TLParamsLocked, AcquisitionStart and -Stop. */
-[[nodiscard]] std::string smallDescription();
+/** PayloadSize, TLParamsLocked, AcquisitionStart and -Stop, with these registers. */
+[[nodiscard]] inline std::string smallDescription() { return goldenDescription("small.xml"); }
 inline constexpr std::uint32_t kPayloadSizeRegister = 0xa000;
 inline constexpr std::uint32_t kTransportLockRegister = 0xa004;
 inline constexpr std::uint32_t kAcquisitionStartRegister = 0xa008;

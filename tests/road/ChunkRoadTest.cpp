@@ -2,7 +2,7 @@
 //
 // Chunks with more and other than a camera should send, from the packets to the application's
 // codes.
-#include "../gige/Checked.h"
+#include "../gige/Descriptions.h"
 #include "../gige/FrameReceiver.h"
 #include "FrameImpl.h"
 #include "RecordingLogger.h"

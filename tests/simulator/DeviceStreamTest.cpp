@@ -24,9 +24,7 @@ class StreamLayout : public Stream, public testing::WithParamInterface<Layout> {
 TEST_P(StreamLayout, IsTheStandards) {
     open();
     const auto [packetBytes, extendedIds] = GetParam();
-    ASSERT_EQ(client_->write(0x0d04, packetBytes), 0U);
-    ASSERT_EQ(client_->write(0x0960, extendedIds ? 0x40000000 : 0), 0U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{0x0d04, packetBytes}, {0x0960, extendedIds ? 0x40000000 : 0}, {kStart, 1}});
     const std::size_t headerBytes = extendedIds ? 20 : 8;
     const std::size_t pieceBytes = packetBytes - 20 - 8 - headerBytes;
     const std::size_t pieces = (320 * 240 + pieceBytes - 1) / pieceBytes;
@@ -62,10 +60,8 @@ INSTANTIATE_TEST_SUITE_P(Sizes, StreamLayout,
                                          Layout{1500, true}, Layout{9000, true}));
 
 TEST_F(Stream, ContainerCarriesTheScenesResults) {
-    CameraOptions options = TestCamera::small();
-    options.format = ResultFormat::container;
-    open(options);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    open(ResultFormat::container);
+    set({{kStart, 1}});
     for (std::uint64_t i = 0; i < 2; ++i) {
         const Frame frame = nextFrame();
         EXPECT_EQ(number(frame.leader(), 12, 4), 0x01080001U);
@@ -84,12 +80,10 @@ TEST_F(Stream, ContainerCarriesTheScenesResults) {
 }
 
 TEST_F(Stream, ChunksFollowThePicture) {
-    CameraOptions options = TestCamera::small();
-    options.format = ResultFormat::chunk;
-    open(options);
-    ASSERT_EQ(client_->write(0x10214, 0), 0U);  // no QR codes
+    open(ResultFormat::chunk);
+    set({{0x10214, 0}});  // no QR codes
     const std::uint32_t announced = client_->read(0x1001c);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     for (std::uint64_t i = 0; i < 2; ++i) {
         const Frame frame = nextFrame();
         const Bytes payload = frame.payload();
@@ -107,15 +101,12 @@ TEST_F(Stream, ChunksFollowThePicture) {
 
 TEST_F(Stream, WindowAndExposureShapeThePicture) {
     open();
-    ASSERT_EQ(client_->write(kWidth, 100), 0U);
-    ASSERT_EQ(client_->write(kHeight, 60), 0U);
-    ASSERT_EQ(client_->write(kOffsetX, 40), 0U);
-    ASSERT_EQ(client_->write(kOffsetY, 20), 0U);
+    set({{kWidth, 100}, {kHeight, 60}, {kOffsetX, 40}, {kOffsetY, 20}});
     EXPECT_EQ(client_->write(kOffsetX, 224), 0x8002U) << "past the sensor";
     EXPECT_EQ(client_->write(kWidth, 102), 0x8002U) << "no multiple of 4";
     EXPECT_EQ(client_->read(0x1001c), 6000U);
     writeReal(kExposure, 5000);  // half of the exposure that shows the scene as it is
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     EXPECT_EQ(client_->write(kWidth, 96), 0x8007U) << "busy while frames are sent";
     const Frame frame = nextFrame();
     EXPECT_EQ(number(frame.leader(), 16, 8), (100ULL << 32) + 60);
@@ -131,12 +122,8 @@ TEST_F(Stream, WindowAndExposureShapeThePicture) {
 }
 
 TEST_F(Stream, CodesOutsideTheWindowAreNotInItsResults) {
-    CameraOptions options = TestCamera::small();
-    options.format = ResultFormat::container;
-    open(options);
-    ASSERT_EQ(client_->write(kWidth, 64), 0U);
-    ASSERT_EQ(client_->write(kHeight, 16), 0U);  // smaller than any code
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    open(ResultFormat::container);
+    set({{kWidth, 64}, {kHeight, 16}, {kStart, 1}});  // smaller than any code
     const Frame frame = nextFrame();
     const Bytes payload = frame.payload();
     const Bytes image = imageOf(payload);
@@ -152,11 +139,11 @@ TEST_F(Stream, CodesOutsideTheWindowAreNotInItsResults) {
 
 TEST_F(Stream, SendsAgainWhatIsAskedFor) {
     open();
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     const Frame first = nextFrame();
     while (nextPacket().format != 2) {
     }
-    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    set({{kStop, 1}});
     while (receiver_.receive(50)) {
     }
     Client stranger(camera_->options.address, "127.0.0.66");
@@ -184,9 +171,7 @@ TEST_F(Stream, SendsAgainWhatIsAskedFor) {
 
 TEST_F(Stream, SendsAgainWithExtendedIds) {
     open();
-    ASSERT_EQ(client_->write(0x0960, 0x40000000), 0U);
-    ASSERT_EQ(client_->write(kAcquisitionMode, 0), 0U);  // a single frame
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{0x0960, 0x40000000}, {kAcquisitionMode, 0}, {kStart, 1}});  // a single frame
     const Frame first = nextFrame();
     client_->sendSilent(0x10, kResend, be32(0) + be32(3) + be32(3) + be32(0) + be32(1));
     const Packet again = nextPacket();
@@ -198,26 +183,24 @@ TEST_F(Stream, SendsAgainWithExtendedIds) {
 
 TEST_F(Stream, SendsAsManyFramesAsTheModeSays) {
     open();
-    ASSERT_EQ(client_->write(kAcquisitionMode, 1), 0U);
-    ASSERT_EQ(client_->write(kFrameCount, 3), 0U);
+    set({{kAcquisitionMode, 1}, {kFrameCount, 3}});
     for (int run = 0; run < 2; ++run) {
-        ASSERT_EQ(client_->write(kStart, 1), 0U);
+        set({{kStart, 1}});
         for (std::uint64_t block = 1; block <= 3; ++block) {
             EXPECT_EQ(nextFrame().packets.front().block, block);
         }
         EXPECT_FALSE(receiver_.receive(60)) << "the next period";
-        ASSERT_EQ(client_->write(kStop, 1), 0U);
+        set({{kStop, 1}});
     }
 }
 
 TEST_F(Stream, EachTriggerMakesOneFrame) {
     open();
-    ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);
-    ASSERT_EQ(client_->write(kTrigger, 1), 0U);  // not acquiring yet: without effect
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    // Not acquiring yet, a trigger is without effect.
+    set({{kTriggerMode, 1}, {kTrigger, 1}, {kStart, 1}});
     EXPECT_FALSE(receiver_.receive(60));
     for (std::uint64_t block = 1; block <= 2; ++block) {
-        ASSERT_EQ(client_->write(kTrigger, 1), 0U);
+        set({{kTrigger, 1}});
         // A client that missed the acknowledge repeats the request and means the same trigger.
         EXPECT_EQ(client_->repeat(0x0082, be32(kTrigger) + be32(1)).status, 0U);
         EXPECT_EQ(nextFrame().packets.front().block, block);
@@ -229,10 +212,10 @@ TEST_F(Stream, CountsEveryPacket) {
     CameraOptions options = TestCamera::small();
     options.truthFile = testing::TempDir() + "truth-" + std::to_string(::getpid());
     open(options);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     Frame last;
     for (int i = 0; i < 5; ++i) last = nextFrame();
-    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    set({{kStop, 1}});
     const auto statistics = camera_->camera->statistics();
     const std::size_t packetsOfAFrame = last.packets.size();
     EXPECT_EQ(statistics.packetsSent, statistics.framesSent * packetsOfAFrame);
@@ -259,7 +242,7 @@ TEST_F(Stream, CountsEveryPacket) {
 TEST_F(Stream, TestPacketHasThePacketSize) {
     open();
     for (const std::uint32_t bytes : {576U, 1500U, 8192U}) {
-        ASSERT_EQ(client_->write(0x0d04, 0x80000000 | bytes), 0U);
+        set({{0x0d04, 0x80000000 | bytes}});
         EXPECT_EQ(nextPacket().datagramBytes, bytes - 28);
         EXPECT_EQ(client_->read(0x0d04), bytes) << "the order to send it is not kept";
     }
@@ -270,23 +253,23 @@ TEST_F(Stream, KeepsToTheLink) {
     options.linkMbits = 10;  // a picture of 76,800 bytes takes at least 61.4 ms
     open(options);
     const auto begin = Clock::now();
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     nextFrame();
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(60));
 }
 
 TEST_F(Stream, PausesBetweenPackets) {
     open();
-    ASSERT_EQ(client_->write(0x0d08, 1'000'000), 0U);  // ticks: 1 ms, and the frame has 55 packets
+    set({{0x0d08, 1'000'000}});  // ticks: 1 ms, and the frame has 55 packets
     const auto begin = Clock::now();
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     nextFrame();
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(52));
 }
 
 TEST_F(Stream, KeepsTheFrameRate) {
     open();
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     for (std::uint32_t i = 0; i < camera_->options.scenes; ++i) nextFrame();  // drawn meanwhile
     const std::uint64_t early = nextFrame().timestamp();
     for (int i = 0; i < 9; ++i) nextFrame();
@@ -298,9 +281,9 @@ TEST_F(Stream, KeepsTheFrameRate) {
 
 TEST_F(Stream, EndsWithTheControl) {
     open();
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     nextFrame();
-    ASSERT_EQ(client_->write(0x0a00, 0), 0U);
+    set({{0x0a00, 0}});
     const auto statistics = camera_->camera->statistics();
     while (packetsReceived_ < statistics.packetsSent) nextPacket();
     EXPECT_FALSE(receiver_.receive(60));
@@ -309,7 +292,7 @@ TEST_F(Stream, EndsWithTheControl) {
 
 TEST_F(Stream, NeedsAnOpenChannel) {
     open();
-    ASSERT_EQ(client_->write(0x0d00, 0), 0U);
+    set({{0x0d00, 0}});
     EXPECT_EQ(client_->write(kStart, 1), 0x800fU);
 }
 

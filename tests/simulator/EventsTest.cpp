@@ -22,15 +22,15 @@ class Events : public Stream {
  protected:
     void openChannel(std::uint32_t timeoutMs, std::uint32_t retries) {
         open();
-        ASSERT_EQ(client_->write(kMessageDestination, addressNumber("127.0.0.1")), 0U);
-        ASSERT_EQ(client_->write(kMessageTimeout, timeoutMs), 0U);
-        ASSERT_EQ(client_->write(kMessageRetries, retries), 0U);
-        ASSERT_EQ(client_->write(kMessagePort, messages_.port()), 0U);
+        set({{kMessageDestination, addressNumber("127.0.0.1")},
+             {kMessageTimeout, timeoutMs},
+             {kMessageRetries, retries},
+             {kMessagePort, messages_.port()}});
     }
 
     void switchOn(std::initializer_list<int> events) {
         for (const int event : events) {
-            ASSERT_EQ(client_->write(kNotification + 4 * static_cast<std::uint32_t>(event), 1), 0U);
+            set({{kNotification + 4 * static_cast<std::uint32_t>(event), 1}});
         }
     }
 
@@ -57,9 +57,7 @@ class Events : public Stream {
 TEST_F(Events, AreToldInOrder) {
     openChannel(5000, 0);
     switchOn({kAcquisitionStart, kAcquisitionEnd, kFrameTrigger, kReadingDone});
-    ASSERT_EQ(client_->write(kAcquisitionMode, 1), 0U);
-    ASSERT_EQ(client_->write(kFrameCount, 2), 0U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kAcquisitionMode, 1}, {kFrameCount, 2}, {kStart, 1}});
     const std::uint64_t expected[] = {0x9001, 0x9003, 0x9004, 0x9003, 0x9004, 0x9002};
     std::uint64_t before = 0;
     std::uint64_t block = 0;
@@ -89,7 +87,7 @@ TEST_F(Events, AreToldInOrder) {
         EXPECT_FALSE(messages_.receive(0)) << "the next one waits for the acknowledge";
         acknowledge(message, messages_);
     }
-    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    set({{kStop, 1}});
     EXPECT_FALSE(messages_.receive(60)) << "it had ended";
     EXPECT_EQ(camera_->camera->statistics().eventsSent, 6U);
 }
@@ -97,12 +95,11 @@ TEST_F(Events, AreToldInOrder) {
 TEST_F(Events, AreRepeatedUntilTheyAreAcknowledged) {
     openChannel(20, 255);
     switchOn({kAcquisitionStart, kAcquisitionEnd});
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     const Bytes start = nextMessage();
     EXPECT_EQ(nextMessage(), start);
     acknowledge(start, messages_);
-    ASSERT_EQ(client_->write(kMessageRetries, 3), 0U);
-    ASSERT_EQ(client_->write(kStop, 1), 0U);
+    set({{kMessageRetries, 3}, {kStop, 1}});
     Bytes end = nextMessage();
     while (end == start) end = nextMessage();
     EXPECT_NE(number(end, 6, 2), number(start, 6, 2));
@@ -120,7 +117,7 @@ TEST_F(Events, AreRepeatedUntilTheyAreAcknowledged) {
 
 TEST_F(Events, AreNotToldUnlessSwitchedOn) {
     openChannel(20, 0);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     nextFrame();
     EXPECT_FALSE(messages_.receive(60));
     switchOn({kReadingDone});
@@ -130,7 +127,7 @@ TEST_F(Events, AreNotToldUnlessSwitchedOn) {
 TEST_F(Events, WaitForNoAcknowledgeWithoutATimeout) {
     openChannel(0, 3);
     switchOn({kFrameTrigger});
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     for (std::uint64_t block = 1; block <= 3; ++block) {
         const Bytes message = nextMessage();
         EXPECT_EQ(number(message, 0, 4), 0x420000c0U);
@@ -141,9 +138,9 @@ TEST_F(Events, WaitForNoAcknowledgeWithoutATimeout) {
 TEST_F(Events, EndWithTheControl) {
     openChannel(20, 255);
     switchOn({kAcquisitionStart});
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     const Bytes message = nextMessage();
-    ASSERT_EQ(client_->write(0x0a00, 0), 0U);
+    set({{0x0a00, 0}});
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(4);
     while (messages_.receive(200))
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "still repeated";

@@ -28,9 +28,8 @@ class Features : public Stream {
  protected:
     void expectNoFrame() { EXPECT_FALSE(receiver_.receive(60)) << "longer than a frame's period"; }
 
-    void saveTo(std::uint32_t set) {
-        ASSERT_EQ(client_->write(kSetSelector, set), 0U);
-        ASSERT_EQ(client_->write(kSetSave, 1), 0U);
+    void saveTo(std::uint32_t userSet) {
+        set({{kSetSelector, userSet}, {kSetSave, 1}});
         waitUntilSaved();
     }
 
@@ -49,36 +48,34 @@ class Features : public Stream {
 
 TEST_F(Features, ABurstsTriggerMakesThatManyFrames) {
     open();
-    ASSERT_EQ(client_->write(kBurstFrameCount, 3), 0U);
-    ASSERT_EQ(client_->write(kTriggerMode + kBurstTrigger, 1), 0U);
+    set({{kBurstFrameCount, 3}, {kTriggerMode + kBurstTrigger, 1}});
     EXPECT_EQ(client_->write(kTrigger, 1), 0x800fU) << "the frame's trigger is off";
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     expectNoFrame();
-    ASSERT_EQ(client_->write(kTrigger + kBurstTrigger, 1), 0U);
+    set({{kTrigger + kBurstTrigger, 1}});
     for (std::uint64_t block = 1; block <= 3; ++block) {
         EXPECT_EQ(nextFrame().packets.front().block, block);
     }
     expectNoFrame();
 
-    ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);  // and each frame of a burst its own
-    ASSERT_EQ(client_->write(kTrigger, 1), 0U);
-    ASSERT_EQ(client_->write(kTrigger + kBurstTrigger, 1), 0U);
+    set({{kTriggerMode, 1}});  // and each frame of a burst its own
+    set({{kTrigger, 1}, {kTrigger + kBurstTrigger, 1}});
     expectNoFrame();
     for (std::uint64_t block = 4; block <= 6; ++block) {
-        ASSERT_EQ(client_->write(kTrigger, 1), 0U);
+        set({{kTrigger, 1}});
         EXPECT_EQ(nextFrame().packets.front().block, block);
     }
-    ASSERT_EQ(client_->write(kTrigger, 1), 0U);
+    set({{kTrigger, 1}});
     expectNoFrame();
 }
 
 TEST_F(Features, ATriggerTakesEffectAfterItsDelay) {
     open();
-    ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);
+    set({{kTriggerMode, 1}});
     writeReal(kTriggerDelay, 80'000);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     const auto begin = Clock::now();
-    ASSERT_EQ(client_->write(kTrigger, 1), 0U);
+    set({{kTrigger, 1}});
     nextFrame();
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(80));
 }
@@ -86,11 +83,9 @@ TEST_F(Features, ATriggerTakesEffectAfterItsDelay) {
 TEST_F(Features, UserSetsKeepAConfiguration) {
     open();
     const std::uint32_t factoryPayload = client_->read(kPayloadSize);
-    ASSERT_EQ(client_->write(kWidth, 64), 0U);
-    ASSERT_EQ(client_->write(kGain, 33), 0U);
-    ASSERT_EQ(client_->write(kPersistentIp, 7), 0U);
+    set({{kWidth, 64}, {kGain, 33}, {kPersistentIp, 7}});
     saveTo(1);
-    ASSERT_EQ(client_->write(kWidth, 128), 0U);
+    set({{kWidth, 128}});
     ASSERT_EQ(load(2), 0U) << "as the camera was switched on";
     EXPECT_EQ(client_->read(kWidth), 320U);
     EXPECT_EQ(client_->read(kPayloadSize), factoryPayload);
@@ -103,35 +98,31 @@ TEST_F(Features, UserSetsKeepAConfiguration) {
 
 TEST_F(Features, UserSetsAreRefusedWhatCannotBe) {
     open();
-    ASSERT_EQ(client_->write(kWidth, 64), 0U);
+    set({{kWidth, 64}});
     EXPECT_EQ(client_->write(kSetSave, 1), 0x8004U) << "the factory's";
-    ASSERT_EQ(client_->write(kSetSelector, 1), 0U);
+    set({{kSetSelector, 1}});
     // The factory's again, selected and saved in one go.
     const Bytes words = be32(0) + be32(0) + be32(1);
     EXPECT_EQ(client_->command(kWriteMemory, be32(kSetSelector) + words).status, 0U);
     EXPECT_EQ(client_->read(kSetSave), 0U);
-    ASSERT_EQ(client_->write(kSetSelector, 1), 0U);
-    ASSERT_EQ(client_->write(kSetSave, 1), 0U);
+    set({{kSetSelector, 1}, {kSetSave, 1}});
     EXPECT_EQ(client_->read(kSetSave), 1U) << "until it is done";
     EXPECT_EQ(client_->write(kSetSave, 1), kBusy);
     EXPECT_EQ(client_->write(kSetLoad, 1), kBusy);
     waitUntilSaved();
     ASSERT_EQ(load(0), 0U);
     EXPECT_EQ(client_->read(kWidth), 320U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kStart, 1}});
     EXPECT_EQ(client_->write(kSetLoad, 1), kBusy);
 }
 
 TEST_F(Features, AResetBeginsAnewWithTheDefaultSet) {
     open();
-    ASSERT_EQ(client_->write(kWidth, 64), 0U);
+    set({{kWidth, 64}});
     saveTo(2);
-    ASSERT_EQ(client_->write(kWidth, 128), 0U);
-    ASSERT_EQ(client_->write(kSetDefault, 2), 0U);
-    ASSERT_EQ(client_->write(kPersistentIp, 7), 0U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kWidth, 128}, {kSetDefault, 2}, {kPersistentIp, 7}, {kStart, 1}});
     nextFrame();
-    ASSERT_EQ(client_->write(kReset, 1), 0U);
+    set({{kReset, 1}});
     EXPECT_EQ(client_->read(0x0a00), 0U) << "nobody has control";
     EXPECT_EQ(client_->read(0x0d00), 0U) << "the stream channel is closed";
     EXPECT_EQ(client_->read(0x0938), 3000U);

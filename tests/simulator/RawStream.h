@@ -4,6 +4,8 @@
 #include <bit>
 #include <memory>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "RawClient.h"
 #include "Scene.h"
@@ -87,10 +89,20 @@ class Stream : public testing::Test {
     void open(const kestrosim::CameraOptions& options = TestCamera::small()) {
         camera_ = std::make_unique<TestCamera>(options);
         client_ = std::make_unique<Client>(camera_->options.address);
-        ASSERT_EQ(client_->write(0x0a00, 2), 0U);
-        ASSERT_EQ(client_->write(0x0938, 60000), 0U);
-        ASSERT_EQ(client_->write(0x0d18, addressNumber("127.0.0.1")), 0U);
-        ASSERT_EQ(client_->write(0x0d00, receiver_.port()), 0U);
+        set({{0x0a00, 2}, {0x0938, 60000}});
+        set({{0x0d18, addressNumber("127.0.0.1")}, {0x0d00, receiver_.port()}});
+    }
+
+    void open(kestrosim::ResultFormat format) {
+        kestrosim::CameraOptions options = TestCamera::small();
+        options.format = format;
+        open(options);
+    }
+
+    /** Writes registers, in this order. */
+    void set(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& values) {
+        for (const auto& [address, value] : values)
+            ASSERT_EQ(client_->write(address, value), 0U) << std::hex << address;
     }
 
     Packet nextPacket() {

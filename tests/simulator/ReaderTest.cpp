@@ -57,8 +57,7 @@ class Reader : public Stream {
 
     void openTriggered(const CameraOptions& options) {
         open(options);
-        ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);
-        ASSERT_EQ(client_->write(kStart, 1), 0U);
+        set({{kTriggerMode, 1}, {kStart, 1}});
     }
 
     Bytes triggeredPayload() {
@@ -105,20 +104,19 @@ class Reader : public Stream {
 
 TEST_F(Reader, LeavesSymbologiesOutThatAreSwitchedOff) {
     openWithBothKinds();
-    ASSERT_EQ(client_->write(kSymbologyEnable, 0), 0U);
+    set({{kSymbologyEnable, 0}});
     EXPECT_EQ(read().texts, textsOf("QR"));
     EXPECT_EQ(read().status, "\"Complete\"") << "of what is looked for";
-    ASSERT_EQ(client_->write(kSymbologyEnable, 1), 0U);
-    ASSERT_EQ(client_->write(kSymbologyEnable + 4, 0), 0U);
+    set({{kSymbologyEnable, 1}, {kSymbologyEnable + 4, 0}});
     EXPECT_EQ(read().texts, textsOf("CODE128"));
-    ASSERT_EQ(client_->write(kSymbologyEnable, 0), 0U);
+    set({{kSymbologyEnable, 0}});
     EXPECT_EQ(read().texts, std::set<std::string>());
     EXPECT_EQ(read().status, "\"NoRead\"");
 }
 
 TEST_F(Reader, ReadsWhatLiesWhollyInItsRegion) {
     openWithBothKinds();
-    ASSERT_EQ(client_->write(kRegionEnable, 1), 0U);
+    set({{kRegionEnable, 1}});
     const SceneCode& code = scene(0)->read.front();
     const auto [left, right] =
         std::minmax({code.corners[0].x, code.corners[1].x, code.corners[2].x, code.corners[3].x});
@@ -128,7 +126,7 @@ TEST_F(Reader, ReadsWhatLiesWhollyInItsRegion) {
     EXPECT_EQ(read().texts, std::set<std::string>({firstLine(code.text)}));
     setRegion(left, top, right - left - 1, bottom - top);
     EXPECT_EQ(read().texts, std::set<std::string>());
-    ASSERT_EQ(client_->write(kRegionEnable, 0), 0U);
+    set({{kRegionEnable, 0}});
     EXPECT_EQ(read().texts.size(), scene(0)->read.size());
 }
 
@@ -136,8 +134,7 @@ TEST_F(Reader, KeepsItsRegionInsideThePicture) {
     open();
     EXPECT_EQ(client_->write(kRegionX, 1), 0x8002U) << "it is as wide as the picture";
     setRegion(100, 100, 200, 100);
-    ASSERT_EQ(client_->write(kWidth, 160), 0U);
-    ASSERT_EQ(client_->write(kHeight, 80), 0U);
+    set({{kWidth, 160}, {kHeight, 80}});
     const Bytes region = client_->readMemory(kRegionX, 16);
     EXPECT_EQ(region, be32(100) + be32(79) + be32(60) + be32(1));
     EXPECT_EQ(client_->write(kRegionX + 8, 61), 0x8002U);
@@ -149,7 +146,7 @@ TEST_F(Reader, IsCompleteWithTheExpectedCount) {
     const std::pair<std::uint32_t, const char*> expected[] = {
         {count - 1, "\"Complete\""}, {count, "\"Complete\""}, {count + 1, "\"Partial\""}};
     for (const auto& [codes, status] : expected) {
-        ASSERT_EQ(client_->write(kExpectedCount, codes), 0U);
+        set({{kExpectedCount, codes}});
         EXPECT_EQ(read().status, status) << codes;
     }
     // The latest reading in short: partial, with so many codes; said once the frame is sent.
@@ -161,7 +158,7 @@ TEST_F(Reader, IsCompleteWithTheExpectedCount) {
 
 TEST_F(Reader, EndsAReadingThatTakesTooLong) {
     openWithBothKinds();
-    ASSERT_EQ(client_->write(kTimeout, 1), 0U);  // half a million pixels are not even looked at
+    set({{kTimeout, 1}});  // half a million pixels are not even looked at
     const Reading cut = read();
     EXPECT_EQ(cut.status, "\"NoRead\"");
     EXPECT_EQ(cut.milliseconds, 1U);
@@ -171,13 +168,9 @@ TEST_F(Reader, EndsAReadingThatTakesTooLong) {
 
 TEST_F(Reader, ShowsMirroredWindowsGainAndBlackLevel) {
     open();
-    ASSERT_EQ(client_->write(kTriggerMode, 1), 0U);
-    ASSERT_EQ(client_->write(kWidth, 100), 0U);
-    ASSERT_EQ(client_->write(kOffsetX, 40), 0U);
-    ASSERT_EQ(client_->write(kReverseX, 1), 0U);
-    ASSERT_EQ(client_->write(kGain, 60), 0U);  // 6 dB
-    ASSERT_EQ(client_->write(kBlackLevel, 7), 0U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
+    set({{kTriggerMode, 1}, {kWidth, 100}, {kOffsetX, 40}, {kReverseX, 1}});
+    set({{kGain, 60}});  // 6 dB
+    set({{kBlackLevel, 7}, {kStart, 1}});
     const Bytes pixels = triggeredPayload();
     ASSERT_EQ(pixels.size(), 100U * 240);
     for (std::size_t y = 0; y < 240; ++y) {
@@ -191,10 +184,7 @@ TEST_F(Reader, ShowsMirroredWindowsGainAndBlackLevel) {
 
 TEST_F(Reader, ReportsCodesWhereTheMirroredPictureShowsThem) {
     openWithBothKinds();
-    ASSERT_EQ(client_->write(kStop, 1), 0U);
-    ASSERT_EQ(client_->write(kReverseX, 1), 0U);
-    ASSERT_EQ(client_->write(kStart, 1), 0U);
-    ASSERT_EQ(client_->write(kSymbologyEnable, 0), 0U);
+    set({{kStop, 1}, {kReverseX, 1}, {kStart, 1}, {kSymbologyEnable, 0}});
     const Bytes payload = triggeredPayload();
     const std::string text(payload.begin(), payload.end());
     const auto& codes = scene(0)->read;
