@@ -22,7 +22,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-// Every failure has also written a line to the log (stderr, unless configured) that says why.
+// Why stands in the log (stderr, unless configured); only a search that fails writes nothing.
 static bool isDone(const char* what, int code) {
     if (code != KST_OK) fprintf(stderr, "%s failed with code %d\n", what, code);
     return code == KST_OK;

@@ -23,7 +23,7 @@
 #include <memory>
 #include <vector>
 
-// Every failure has also written a line to the log (stderr, unless configured) that says why.
+// Why stands in the log (stderr, unless configured); only a search that fails writes nothing.
 static bool isDone(const char* what, kestro::Result result) {
     if (!result) std::fprintf(stderr, "%s failed with code %d\n", what, result.getCode());
     return result.isOK();

@@ -12,6 +12,7 @@
 // and on stderr the log line of the refusal, which ends in "Width 1281: above the maximum 1280".
 #include <kestro/kestro.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
