@@ -384,7 +384,7 @@ KESTRO_API int kstClearFrameBuffer(void* handle);
  *
  * @param timeout  longest wait in milliseconds; 0 polls.
  * @return a frame handle, to be given to kstReleaseHandle() when done; it outlives the camera. NULL
- *     when no frame came in time (not logged), one could not be decoded, or `handle` is unknown.
+ *     when no frame came in time, one could not be decoded, or `handle` is unknown (each logged).
  */
 KESTRO_API void* kstGetFrame(void* handle, unsigned int timeout);
 
