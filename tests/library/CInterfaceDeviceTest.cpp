@@ -85,27 +85,6 @@ TEST_F(CHandles, ACameraEndsUnderNoLock) {
     EXPECT_TRUE(served);
 }
 
-TEST_F(CHandles, AreCountedRightInManyThreads) {
-    std::vector<std::future<int>> runs;
-    for (int run = 0; run < 4; ++run) {
-        runs.push_back(std::async(std::launch::async, [&] {
-            int failures = 0;
-            for (int round = 0; round < 200; ++round) {
-                void* const own = kstCreateDevice("Acme:1001", 0);
-                failures += own != camera || kstCloseDevice(own) != 0;
-                kstReleaseHandle(own);
-            }
-            return failures;
-        }));
-    }
-    for (auto& run : runs) EXPECT_EQ(run.get(), 0);
-    kstReleaseHandle(camera);
-    quiet();
-    EXPECT_EQ(kstIsDeviceOpen(camera), 0);
-    EXPECT_EQ(log.lines(), kUnknownCamera);
-    camera = nullptr;
-}
-
 TEST_F(CHandles, WithoutACameraThereIsNone) {
     EXPECT_EQ(kstCreateDevice("Acme:1003", 0), nullptr);
     EXPECT_EQ(kstCreateDevice("1001", 7), nullptr);
