@@ -32,6 +32,14 @@ class Library(unittest.TestCase):
                                                "abi/symbols.txt", LIBRARY, n=0, lineterm=""))
         self.assertEqual(difference, [], "\n" + "\n".join(difference))
 
+    def test_exports_every_function_of_the_c_header(self):
+        header = harness.content(os.path.join(harness.SOURCE, "include/kestro/kestro_c.h"))
+        declared = set(re.findall(r"^KESTRO_API [^;]*?\b(kst\w+)\(", header, re.M))
+        names = subprocess.run(["nm", "--dynamic", "--defined-only", "--format=just-symbols", LIBRARY],
+                               check=True, capture_output=True, text=True).stdout
+        self.assertEqual(set(re.findall(r"^(kst\w+)", names, re.M)), declared)
+        self.assertEqual(len(declared), 45)
+
     def test_goes_by_its_major_version_and_stays_loaded(self):
         entries = dynamic_section()
         self.assertIn(("SONAME", "libkestro.so.1"), entries)
