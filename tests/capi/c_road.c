@@ -78,7 +78,7 @@ static void setNumbers(void* camera, const struct RoadArguments* arguments) {
     double exposure = 0;
     CHECK(kstSetIntFeatureValue(camera, "Width", arguments->width));
     CHECK(kstSetIntFeatureValue(camera, "Height", arguments->height));
-    CHECK(kstSetFloatFeatureValue(camera, "AcquisitionFrameRate", arguments->framesPerSecond));
+    CHECK(kstSetFloatFeatureValue(camera, "AcquisitionFrameRate", ROAD_RATE));
     CHECK(kstSetFloatFeatureValue(camera, "ExposureTime", ROAD_EXPOSURE));
     CHECK(kstGetIntFeatureInfo(camera, "Width", &width));
     CHECK(kstGetIntFeatureValue(camera, "Height", &height));
@@ -106,6 +106,12 @@ static void setEnums(void* camera, const char* resultFormat) {
     for (i = 0; i < entries.count; ++i) {
         printf("  %u %s\n", (unsigned)entries.entries[i].value, entries.entries[i].symbol);
     }
+}
+
+static void setTrigger(void* camera) {
+    CHECK(kstSetEnumFeatureSymbol(camera, "TriggerSelector", "FrameStart"));
+    CHECK(kstSetEnumFeatureSymbol(camera, "TriggerMode", "On"));
+    CHECK(kstSetEnumFeatureSymbol(camera, "TriggerSource", "Software"));
 }
 
 static void setText(void* camera) {
@@ -149,6 +155,7 @@ static void setFeatures(void* camera, const struct RoadArguments* arguments,
     CHECK(kstRegisterFeatureUpdateCallback(camera, onUpdate, mailbox));
     setNumbers(camera, arguments);
     setEnums(camera, arguments->resultFormat);
+    setTrigger(camera);
     setText(camera);
     setSwitchesAndCommands(camera);
     CHECK(kstEnumFeatureChildren(camera, "AcquisitionControl", printFeature, camera));
@@ -189,17 +196,19 @@ static void printFrame(const char* way, const kstFrameInfo* info) {
 
 static void onFrame(const kstFrameInfo* info, void* user) {
     struct Mailbox* mailbox = user;
-    /* Only this thread counts them. */
-    if (mailbox->frames >= kFramesByCallback) return;
     printFrame("callback", info);
     post(mailbox, &mailbox->frames);
 }
 
 static void readByCallback(void* camera, struct Mailbox* mailbox) {
+    int frames;
     CHECK(kstRegisterFrameCallback(camera, onFrame, mailbox));
     CHECK(kstStartGrabbing(camera, kBuffers));
     if (!kstIsGrabbing(camera)) roadFail("kstIsGrabbing", 0);
-    await(mailbox, &mailbox->frames, kFramesByCallback, "too few frames came by callback");
+    for (frames = 1; frames <= kFramesByCallback; ++frames) {
+        CHECK(kstExecCommandFeature(camera, "TriggerSoftware"));
+        await(mailbox, &mailbox->frames, frames, "too few frames came by callback");
+    }
     CHECK(kstStopGrabbing(camera));
     CHECK(kstRegisterFrameCallback(camera, NULL, NULL));
 }
@@ -209,7 +218,9 @@ static void readByPolling(void* camera) {
     CHECK(kstStartGrabbing(camera, kBuffers));
     for (frames = 0; frames < kFramesByPolling; ++frames) {
         kstFrameInfo info;
-        void* frame = kstGetFrame(camera, kPatienceSeconds * 1000);
+        void* frame;
+        CHECK(kstExecCommandFeature(camera, "TriggerSoftware"));
+        frame = kstGetFrame(camera, kPatienceSeconds * 1000);
         if (!frame) roadFail("kstGetFrame gave no frame after", frames);
         if (!kstIsFrameValid(frame)) roadFail("kstIsFrameValid of a frame", 0);
         CHECK(kstGetFrameInfo(frame, &info));

@@ -27,10 +27,6 @@ class Counter {
         ++count_;
         changed_.notify_one();
     }
-    int count() {
-        const std::lock_guard lock(mutex_);
-        return count_;
-    }
     void await(int count, const char* name) {
         std::unique_lock lock(mutex_);
         const std::chrono::seconds patience(kPatienceSeconds);
@@ -72,7 +68,7 @@ void setNumbers(const std::shared_ptr<Camera>& camera, const RoadArguments& argu
     std::string unit;
     CHECK(width.setValue(arguments.width));
     CHECK(height.setValue(arguments.height));
-    CHECK(rate.setValue(arguments.framesPerSecond));
+    CHECK(rate.setValue(ROAD_RATE));
     CHECK(exposure.setValue(ROAD_EXPOSURE));
     CHECK(width.getValue(value));
     CHECK(width.getRange(min, max));
@@ -103,6 +99,12 @@ void setEnums(const std::shared_ptr<Camera>& camera, const char* resultFormat) {
     CHECK(format.getEntryList(entries));
     for (const auto& entry : entries)
         std::printf("  %u %s\n", static_cast<unsigned>(entry.value), entry.symbol.c_str());
+}
+
+void setTrigger(const std::shared_ptr<Camera>& camera) {
+    CHECK(ParameterEnum(camera, "TriggerSelector").setValue(std::string("FrameStart")));
+    CHECK(ParameterEnum(camera, "TriggerMode").setValue(std::string("On")));
+    CHECK(ParameterEnum(camera, "TriggerSource").setValue(std::string("Software")));
 }
 
 void setText(const std::shared_ptr<Camera>& camera) {
@@ -148,6 +150,7 @@ void setFeatures(const std::shared_ptr<Camera>& camera, const RoadArguments& arg
     }));
     setNumbers(camera, arguments);
     setEnums(camera, arguments.resultFormat);
+    setTrigger(camera);
     setText(camera);
     setSwitchesAndCommands(camera);
     printFeatures(camera);
@@ -186,12 +189,14 @@ void printFrame(const char* way, const Frame& frame) {
 void readByCallback(const std::shared_ptr<Camera>& camera) {
     Counter frames;
     CHECK(camera->registerFrameCallback([&](const std::shared_ptr<Frame>& frame) {
-        if (frames.count() >= kFramesByCallback) return;
         printFrame("callback", *frame);
         frames.add();
     }));
     CHECK(camera->startGrabbing(kBuffers));
-    frames.await(kFramesByCallback, "too few frames came by callback");
+    for (int i = 1; i <= kFramesByCallback; ++i) {
+        CHECK(ParameterCommand(camera, "TriggerSoftware").execute());
+        frames.await(i, "too few frames came by callback");
+    }
     camera->stopGrabbing();
     CHECK(camera->registerFrameCallback(nullptr));
 }
@@ -199,6 +204,7 @@ void readByCallback(const std::shared_ptr<Camera>& camera) {
 void readByPolling(const std::shared_ptr<Camera>& camera) {
     CHECK(camera->startGrabbing(kBuffers));
     for (int frames = 0; frames < kFramesByPolling; ++frames) {
+        CHECK(ParameterCommand(camera, "TriggerSoftware").execute());
         const auto frame = camera->getFrame(kPatienceSeconds * 1000);
         if (!frame) roadFail("getFrame gave no frame after", frames);
         printFrame("polled", *frame);

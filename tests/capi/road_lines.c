@@ -8,16 +8,14 @@
 
 struct RoadArguments roadArguments(int count, char** values) {
     struct RoadArguments arguments = {0};
-    if (count != 6) {
-        fprintf(stderr, "usage: %s SERIAL RESULT-FORMAT WIDTH HEIGHT FRAMES-PER-SECOND\n",
-                values[0]);
+    if (count != 5) {
+        fprintf(stderr, "usage: %s SERIAL RESULT-FORMAT WIDTH HEIGHT\n", values[0]);
         exit(2);
     }
     arguments.serial = values[1];
     arguments.resultFormat = values[2];
     arguments.width = atoi(values[3]);
     arguments.height = atoi(values[4]);
-    arguments.framesPerSecond = atof(values[5]);
     return arguments;
 }
 

@@ -13,10 +13,11 @@
 extern "C" {
 #endif
 
-/* As many buffers as frames: none is dropped because a program is slow. */
-enum { kFramesByCallback = 200, kFramesByPolling = 200, kBuffers = 200, kPatienceSeconds = 120 };
+/* The program triggers each frame: none is lost because it or the machine is slow. */
+enum { kFramesByCallback = 200, kFramesByPolling = 200, kBuffers = 4, kPatienceSeconds = 60 };
 
 /* The features that are written besides, and what to. */
+#define ROAD_RATE 999.5
 #define ROAD_EXPOSURE 2500.5
 #define ROAD_USER_ID "K\303\266ln 7" /* "Köln 7" */
 
@@ -25,7 +26,6 @@ struct RoadArguments {
     const char* resultFormat; /* a symbol of the feature ResultFormat */
     int width;
     int height;
-    double framesPerSecond;
 };
 
 struct RoadFrame {
