@@ -157,9 +157,16 @@ TEST_F(CMadeFrames, ThatThrowAreAnsweredAndMayBeAskedAgain) {
 }
 
 TEST_F(CMadeFrames, ReleasedDuringACallLetItEndWell) {
-    made->beforeCodes = [this] { kstReleaseHandle(frame); };
+    const std::weak_ptr<Frame> watched = made;
+    bool isHeld = false;
+    made->beforeCodes = [&] {
+        kstReleaseHandle(frame);
+        made.reset();
+        isHeld = !watched.expired();
+    };
     kstFrameInfo info;
     EXPECT_EQ(kstGetFrameInfo(frame, &info), 0);
+    EXPECT_TRUE(isHeld);
     EXPECT_EQ(kstGetFrameInfo(frame, &info), 20);
 }
 
