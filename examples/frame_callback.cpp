@@ -16,6 +16,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 using FramePtr = std::shared_ptr<kestro::Frame>;
@@ -33,7 +34,7 @@ class FrameQueue {
     FramePtr take(std::chrono::seconds longest) {
         std::unique_lock<std::mutex> lock(mutex_);
         if (!isFilled_.wait_for(lock, longest, [this] { return !frames_.empty(); })) return nullptr;
-        const FramePtr frame = frames_.front();
+        FramePtr frame = std::move(frames_.front());
         frames_.pop_front();
         return frame;
     }

@@ -24,7 +24,7 @@
 #include <vector>
 
 // Why stands in the log (stderr, unless configured); only a search that fails writes nothing.
-static bool isDone(const char* what, kestro::Result result) {
+static bool isDone(const char* what, const kestro::Result& result) {
     if (!result) std::fprintf(stderr, "%s failed with code %d\n", what, result.getCode());
     return result.isOK();
 }

@@ -12,7 +12,7 @@
 // and on stderr the log line of the refusal, which ends in "Width 1281: above the maximum 1280".
 #include <kestro/kestro.h>
 
-#include <cstdint>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -21,27 +21,30 @@
 
 static bool setWidth(const std::shared_ptr<kestro::Camera>& camera) {
     kestro::ParameterInt width(camera, "Width");
-    std::int64_t old = 0, min = 0, max = 0, step = 0, now = 0;
+    std::int64_t old = 0;
+    std::int64_t min = 0;
+    std::int64_t max = 0;
+    std::int64_t step = 0;
+    std::int64_t now = 0;
     if (!width.getValue(old) || !width.getRange(min, max) || !width.getIncrement(step)) {
         return false;
     }
-    std::printf("Width is %lld, takes %lld to %lld in steps of %lld\n", static_cast<long long>(old),
-                static_cast<long long>(min), static_cast<long long>(max),
-                static_cast<long long>(step));
+    std::printf("Width is %" PRId64 ", takes %" PRId64 " to %" PRId64 " in steps of %" PRId64 "\n",
+                old, min, max, step);
     const std::int64_t half = min + (max - min) / 2 / step * step;
     if (!width.setValue(half) || !width.getValue(now)) return false;
-    std::printf("Width is %lld\n", static_cast<long long>(now));
+    std::printf("Width is %" PRId64 "\n", now);
 
     const kestro::Result refused = width.setValue(max + 1);  // is not sent: the log says why
     if (refused) return false;
-    std::printf("Width = %lld is refused with code %d\n", static_cast<long long>(max + 1),
-                refused.getCode());
+    std::printf("Width = %" PRId64 " is refused with code %d\n", max + 1, refused.getCode());
     return width.setValue(old).isOK();
 }
 
 static bool setTriggerMode(const std::shared_ptr<kestro::Camera>& camera) {
     kestro::ParameterEnum mode(camera, "TriggerMode");
-    std::string old, now;
+    std::string old;
+    std::string now;
     std::vector<kestro::ParameterEnum::Entry> entries;
     if (!mode.getValue(old) || !mode.getEntryList(entries)) return false;
     std::printf("TriggerMode is %s, takes:", old.c_str());
