@@ -113,6 +113,7 @@ Result CameraImpl::connect() {
 
 void CameraImpl::disconnect() {
     if (isGrabbing()) stopGrabbing();
+    frameCalls_.waitUntilOver();
     if (eventSubscribe_) {
         eventSubscribe_->unsubscribeConnectArgs(connectBinding());
         eventSubscribe_->unsubscribeParamsUpdate(paramsUpdateBinding());
@@ -186,14 +187,14 @@ void CameraImpl::stopGrabbing() {
         const std::lock_guard<std::mutex> lock(streamMutex_);
         source.swap(streamSource_);
     }
-    if (!source) return;
-    if (!source->stopGrabbing()) {
+    if (source && source->stopGrabbing()) {
+        // Attached, not detached, and on purpose: the device SDK is told in this order. On a source
+        // that stopped it only records the handler.
+        source->attachGrabbing(frameBinding());
+    } else if (source) {
         KESTRO_LOG_ERROR("stopGrabbing failed! SerialNumber=[%s]", key_.c_str());
-        return;
     }
-    // Attached, not detached, and on purpose: the device SDK is told in this order. On a source
-    // that stopped it only records the handler.
-    source->attachGrabbing(frameBinding());
+    frameCalls_.waitUntilOver();
 }
 
 std::shared_ptr<Frame> CameraImpl::getFrame(std::uint32_t timeoutMs) {
@@ -313,9 +314,11 @@ Result CameraImpl::loadDeviceConfig(const char* path) {
 
 Result CameraImpl::registerFrameCallback(
     std::function<void(const std::shared_ptr<Frame>&)> callback) {
+    const bool isRemoval = !callback;
     frameCallback_.set(std::move(callback));
     // Without a stream the next start binds the handler.
     if (const TSharedPtr<IStreamSource> source = streamSource()) bindFrames(*source);
+    if (isRemoval) frameCalls_.waitUntilOver();
     return 0;
 }
 
@@ -366,6 +369,7 @@ void CameraImpl::walkFeatureTree() {
 }
 
 void CameraImpl::onFrameEvent(const CFrame& deviceFrame) {
+    const RunningCalls::Call running(frameCalls_);  // before the callback is fetched
     const auto callback = frameCallback_.get();
     if (!callback) return;
     const std::uint64_t startUs = CTime::getCurrentMicroSecond();

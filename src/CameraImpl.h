@@ -3,6 +3,7 @@
 
 #include <kestro/Camera.h>
 
+#include "RunningCalls.h"
 #include "VordaGenICam.h"
 
 #include <atomic>
@@ -129,6 +130,9 @@ class CameraImpl final : public Camera, public std::enable_shared_from_this<Came
     CallbackSlot<ParamUpdateEventArg> paramUpdateCallback_;
     std::atomic<bool> featureTreeWalked_{false};
     CallbackSlot<std::shared_ptr<Frame>> frameCallback_;
+    // The device SDK waits for a handler only when its stream is there to be asked: not when the
+    // callback itself has stopped it, or another thread is just doing so.
+    RunningCalls frameCalls_;
 };
 
 /** The device SDK's camera behind `camera`; empty when there is none or it is not one of ours. */

@@ -2,6 +2,7 @@
 #include "CameraFixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <future>
 #include <ostream>
 #include <stdexcept>
@@ -201,6 +202,35 @@ INSTANTIATE_TEST_SUITE_P(
                     Reentry{"DropsTheLastReference",
                             [](std::shared_ptr<CameraImpl>& camera) { camera.reset(); }, false}),
     testing::PrintToStringParamName());
+
+// The callback has stopped the stream, so that there is none left whose end could be waited for.
+TEST_F(FrameEvents, NoFrameCallbackRunsWhenItsEndWasWaitedFor) {
+    const std::function<void()> endings[] = {[&] { camera->stopGrabbing(); },
+                                             [&] { camera->registerFrameCallback(nullptr); },
+                                             [&] { camera->disconnect(); }};
+    for (const auto& end : endings) {
+        std::promise<void> isStopped;
+        std::promise<void> mayGoOn;
+        std::atomic<bool> isOver{false};
+        grabWith([&](const std::shared_ptr<Frame>&) {
+            camera->stopGrabbing();
+            isStopped.set_value();
+            mayGoOn.get_future().wait_for(kDeadline);
+            isOver = true;
+        });
+        auto delivery = std::async(std::launch::async, [&] { device->deliver(frame()); });
+        ASSERT_EQ(isStopped.get_future().wait_for(kDeadline), std::future_status::ready);
+        auto ending = std::async(std::launch::async, [&] {
+            end();
+            return isOver.load();
+        });
+        // Time for one that does not wait; too little of it lets a fault pass, never the reverse.
+        ending.wait_for(std::chrono::milliseconds(50));
+        mayGoOn.set_value();
+        EXPECT_TRUE(ending.get());
+        camera->disconnect();
+    }
+}
 
 TEST_F(CameraFixture, ConnectionChangesAreLoggedAndTold) {
     connect();
