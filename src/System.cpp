@@ -71,7 +71,12 @@ System::System() : state_(new State) {
     KESTRO_LOG_DEBUG("KestroSDK Version: [%s]", kVersion);
 }
 
-System::~System() { delete state_; }
+// The cameras end with the process; the state does not, as what runs after this may still call.
+System::~System() {
+    std::vector<std::shared_ptr<Camera>> last;  // before the lock: what it takes over dies after it
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    last.swap(state_->cameras);
+}
 
 const char* System::getVersion() const { return kVersion; }
 

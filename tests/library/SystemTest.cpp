@@ -247,6 +247,23 @@ TEST_F(StartUp, TheKeptCamerasEndWithTheProcess) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "^released$");
 }
 
+// An application's own exit handlers and destructors may run after ours.
+TEST_F(StartUp, ServesCallsThatComeAfterItsEnd) {
+    auto run = [] {
+        DeviceSdkDouble::instance().setDevices(
+            {std::make_shared<CameraDouble>(CameraScript())});  // before the handler: it dies after
+        std::atexit([] {
+            System& system = System::getInstance();
+            const bool isFound = system.discovery(0) && system.getCamera("Acme:1001", System::Key);
+            std::fputs(isFound ? "served" : "refused", stderr);
+            system.discovery(2);
+        });
+        System::getInstance().discovery(0);
+        std::exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "^served$");
+}
+
 TEST(Version, IsFixed) { EXPECT_STREQ(System::getInstance().getVersion(), "1.1.0.307039"); }
 
 }  // namespace
