@@ -49,8 +49,7 @@ struct FeatureCall : CameraCall {
     }
 };
 
-/** One call of a C function; its lines carry the function's name: CCall(kCode, KESTRO_LOG_SITE())
- */
+/** One call of a C function, which its lines name: CCall(kCode, KESTRO_LOG_SITE()). */
 template <typename Returned>
 class CCall {
  public:

@@ -56,7 +56,10 @@ class KESTRO_API Camera {
      *     the interface it was found on (see forceIpAddress()).
      */
     virtual Result connect() = 0;
-    /** Stops grabbing when needed and gives the control back; harmless when not connected. */
+    /**
+     * Stops grabbing when needed and gives the control back; harmless when not connected. When it
+     * returns, no callback of this object runs (unless it was called from one).
+     */
     virtual void disconnect() = 0;
     /** True while the camera is under control and answers. */
     virtual bool isConnected() const = 0;
@@ -67,7 +70,8 @@ class KESTRO_API Camera {
      * Needs: connected. With a frame callback registered, frames go to it and getFrame() gets none.
      *
      * @param bufferCount  frames that may wait in the library, each as large as the camera's
-     *     payload; 0 or less takes the default (8). When all are waiting, the oldest is dropped.
+     *     payload; 1024 at most, 0 or less takes the default (8). When all are waiting, the oldest
+     *     is dropped.
      * @return 0, 2 (refused), 8 (already grabbing), 9 (no stream could be made).
      */
     virtual Result startGrabbing(std::int32_t bufferCount) = 0;
@@ -143,7 +147,7 @@ class KESTRO_API Camera {
         std::function<void(const std::shared_ptr<Frame>&)> callback) = 0;
     /**
      * Sets the function that is told when the camera goes offline or online; an empty one removes
-     * it. Always 0. When disconnect() returns, it does not run (unless called from it).
+     * it. Always 0.
      */
     virtual Result registerConnectCallback(
         std::function<void(const ConnectEventArg&)> callback) = 0;
@@ -155,7 +159,6 @@ class KESTRO_API Camera {
      * moved; and for the data of the events that the camera sends. Setting a function on a
      * connected camera, and connecting with one set, lists the whole feature tree once: the
      * periodic asking begins with that.
-     * When disconnect() returns, it does not run (unless called from it).
      */
     virtual Result registerParamUpdateCallback(
         std::function<void(const ParamUpdateEventArg&)> callback) = 0;

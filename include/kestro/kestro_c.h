@@ -17,22 +17,36 @@
  * Functions that return `int` return one of ::kstCode, unless their own text says otherwise.
  * Arguments are checked first (KST_ERROR_ARGUMENT), in the order in which they stand in the text
  * of the function, then the handle (KST_ERROR_HANDLE); nothing is done before both are good. Every
- * failure writes one line to the log that says what failed and why; where none is written, the
+ * failure writes a line to the log that says what failed and why; where none is written, the
  * function says so.
+ *
+ * @par Log
+ * The first call reads its configuration from `SDKLOG_default.properties` in the current directory.
+ * Without that file, warnings and errors go to stderr.
  *
  * @par Handles
  * A handle stands for a camera or for a frame. A null pointer, a released handle, a pointer that
  * Kestro did not hand out and the handle of the other kind are all told from a good one, at no
- * risk. A handle is released with kstReleaseHandle(), as often as it was handed out. Releasing it
+ * risk. But as with free(), the address of a released one may soon be that of a new one: forget it.
+ * A handle is released with kstReleaseHandle(), as often as it was handed out. Releasing it
  * in one thread while another is in a call with it is safe: that call ends well, the next one is
  * refused. Memory that was reached through a handle goes with it: see each record.
  *
  * @par Threads
  * Every function may be called from any thread, also from a callback. On one camera,
  * kstOpenDevice(), kstCloseDevice(), kstStartGrabbing(), kstForceIpAddress(), kstSaveDeviceConfig()
- * and kstLoadDeviceConfig() must not run at the same time. Callbacks run on threads of the library,
- * with no lock held, one at a time for each kind and camera. A thread must not be cancelled
+ * and kstLoadDeviceConfig() must not run at the same time. A thread must not be cancelled
  * (pthread_cancel) while it is in the library.
+ *
+ * @par Callbacks
+ * They run on threads of the library (that of kstEnumFeatureChildren() on the caller's), with no
+ * lock held, one at a time for each kind and camera; only a frame callback that starts its camera
+ * anew may meet the next one. It has to return: no longjmp() or pthread_exit() may leave it.
+ * @par
+ * What its `user` points to has to live as long as it can run. After kstCloseDevice() no callback
+ * of that handle runs; for frames, kstStopGrabbing() or removing the function is enough. These
+ * wait for a call that is under way, but called from a callback not for that one. Releasing the
+ * handle, replacing a function and removing one of another kind wait for none.
  *
  * @par Exceptions
  * None leaves a function. One that is thrown by a callback written in C++ is caught and logged; in
@@ -138,7 +152,7 @@ enum kstFrameStatus {
 typedef struct kstDeviceInfo {
     int32_t deviceType;       /**< 1 GigE Vision, else 0 */
     int32_t interfaceType;    /**< 1 reached through a network interface card, else 0 */
-    char id[64];              /**< the camera's key, "manufacturer:serial" */
+    char id[64];              /**< the camera's key, "manufacturer:serial" or the MAC address */
     char name[64];            /**< the name that a user gave to the camera */
     char serialNumber[64];    /**< as a text: it need not be a number */
     char vendorName[64];      /**< the manufacturer's name */
@@ -186,7 +200,7 @@ typedef struct kstBarcodeInfo {
 
 /** An image with what the camera read in it. How long it is valid says the function it is from. */
 typedef struct kstFrameInfo {
-    uint64_t blockId;      /**< consecutive from 1; a gap is a frame that did not arrive */
+    uint64_t blockId;      /**< consecutive, from 1 at each start; a gap is a frame that was lost */
     uint64_t timestamp;    /**< of the trigger, in ticks of the camera's clock; 0 when not sent */
     uint32_t width;        /**< in pixels */
     uint32_t height;       /**< in pixels */
@@ -224,7 +238,7 @@ typedef struct kstFloatFeatureInfo {
 
 /** A text. */
 typedef struct kstStringFeatureInfo {
-    uint32_t maxLen;    /**< the longest text in bytes, a terminating NUL not counted */
+    uint32_t maxLen;    /**< most bytes, without a NUL; 0xFFFFFFFF when there is no limit */
     char curValue[256]; /**< terminated only when shorter than 256 bytes */
 } kstStringFeatureInfo;
 
@@ -289,8 +303,8 @@ KESTRO_API void* kstCreateDevice(const char* identifier, int type);
  * Gives a handle of a camera or of a frame back. Anything else is ignored. Logs nothing.
  *
  * With the last release, a camera that nobody else uses is stopped and disconnected, and a frame's
- * memory is freed. The camera of a handle may still be in the list of the latest enumeration: close
- * it before, to be sure that its control is given back.
+ * memory is freed. But the list of the latest enumeration uses its cameras too, and meanwhile their
+ * callbacks go on: close a camera before you release it.
  */
 KESTRO_API void kstReleaseHandle(void* handle);
 
@@ -310,7 +324,10 @@ KESTRO_API int kstGetDeviceInfo(void* handle, kstDeviceInfo* info);
  */
 KESTRO_API int kstOpenDevice(void* handle);
 
-/** Stops grabbing when needed and gives the control back; harmless when not open. @return 0, 20. */
+/**
+ * Stops grabbing when needed and gives the control back; harmless when not open. When it returns,
+ * no callback of this handle runs (unless it was called from one). @return 0, 20.
+ */
 KESTRO_API int kstCloseDevice(void* handle);
 
 /** @return 1 while the camera is under control and answers; else 0, also for an unknown handle. */
@@ -358,7 +375,7 @@ KESTRO_API int kstLoadDeviceConfig(void* handle, const char* path);
  * kstGetFrame() gets none.
  *
  * @param bufferCount  frames that may wait in the library, each as large as the camera's payload;
- *     0 or less takes the default (8). When all are waiting, the oldest is dropped.
+ *     1024 at most, 0 or less takes the default (8). When all are waiting, the oldest is dropped.
  * @return 0, 2, 8 when it is running, 9 when no stream could be made, 20.
  */
 KESTRO_API int kstStartGrabbing(void* handle, int bufferCount);
@@ -408,8 +425,8 @@ KESTRO_API int kstGetFrameInfo(void* frame, kstFrameInfo* info);
 KESTRO_API int kstRegisterFrameCallback(void* handle, kstFrameCallback proc, void* user);
 
 /**
- * Sets the function that is told when the camera goes offline or online; NULL removes it. When
- * kstCloseDevice() returns, it does not run (unless called from it). @return 0, 20.
+ * Sets the function that is told when the camera goes offline or online; NULL removes it.
+ * @return 0, 20.
  */
 KESTRO_API int kstRegisterConnectionCallback(void* handle, kstConnectionCallback proc, void* user);
 
