@@ -239,7 +239,7 @@ TEST(Discovery, BelievesTheLatestAnswer) {
     EXPECT_EQ("127.0.1.6", found->device.address.text());
 }
 
-TEST(Discovery, LogsWhenEachAnswerCameInAndEachWarningOnce) {
+TEST(Discovery, LogsWhereItAsksWhenEachAnswerCameInAndEachWarningOnce) {
     auto& logger = kestro::test::RecordingLogger::instance();
     logger.reset();
     logger.setEnabledLevel(800);
@@ -250,6 +250,8 @@ TEST(Discovery, LogsWhenEachAnswerCameInAndEachWarningOnce) {
     Discovery discovery;
     ASSERT_TRUE(find(discovery, camera.serial));
     ASSERT_TRUE(find(discovery, camera.serial));
+    EXPECT_THAT(logger.lines(800, 800),
+                testing::Contains(HasSubstr("asked through lo 127.0.0.1/8")).Times(2));
     EXPECT_THAT(logger.lines(800, 800),
                 testing::Contains(AllOf(HasSubstr("Acme:" + camera.serial),
                                         testing::MatchesRegex(".*after [0-9]+\\.[0-9]+ ms"))));

@@ -138,6 +138,7 @@ struct Discovery::Search {
     Clock::time_point lastNew{};
     std::map<DeviceIdentity, FoundDevice> found;
     std::vector<std::string> warnings;
+    std::vector<std::string> asked;
     std::vector<std::string> answers;
 
     void add(FoundDevice answer);
@@ -171,6 +172,7 @@ void Discovery::Search::add(FoundDevice answer) {
 
 void Discovery::Search::writeLog() const {
     for (const std::string& warning : warnings) Environment::warnOnce(warning);
+    for (const std::string& via : asked) GIGE_TRACE("cameras asked through %s", via.c_str());
     for (const std::string& answer : answers) GIGE_TRACE("camera answered: %s", answer.c_str());
 }
 
@@ -234,7 +236,10 @@ void Discovery::forgetOldAnswers() {
 void Discovery::ask(Search& search) {
     const Bytes question = Gvcp::encodeDiscovery(kBroadcastId, true);
     for (const BroadcastPort& port : ports_) {
-        if (port.via().canBroadcast && !port.broadcast(question))
+        if (!port.via().canBroadcast) continue;
+        if (port.broadcast(question))
+            search.asked.push_back(port.via().description());
+        else
             search.warnings.push_back("no broadcast through " + port.via().description() + ": " +
                                       lastErrorMessage());
     }
