@@ -166,7 +166,7 @@ class Messages(unittest.TestCase):
     """Texts that a page quotes for people to look for are those that the programs print."""
 
     def test_are_those_of_the_sources(self):
-        paths = glob.glob("src/**/*.cpp", root_dir=harness.SOURCE, recursive=True)
+        paths = glob.glob("src/**/*.[ch]*", root_dir=harness.SOURCE, recursive=True)
         paths += glob.glob("apps/cli/*.cpp", root_dir=harness.SOURCE)
         literals = re.sub(r'"\s*\n\s*"', "", "".join(content(path) for path in paths)).replace('\\"', '"')
         quoted = [text for cells in table("messages") for text in re.findall("`([^`]*)`", cells[0])]
