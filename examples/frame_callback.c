@@ -61,7 +61,7 @@ int main(void) {
     kstDeviceList list;
     int printed = 0, code = kstEnumDevices(&list, 0);
     if (code != KST_OK || list.deviceCount == 0) {
-        fprintf(stderr, "no camera found (code %d)\n", code);
+        fprintf(stderr, code == KST_OK ? "no camera found\n" : "the search failed\n");
         return EXIT_FAILURE;
     }
     void* camera = kstCreateDevice(list.devices[0].id, KST_BY_KEY);
@@ -72,7 +72,7 @@ int main(void) {
         printf("block %" PRIu64 ": %u x %u, first code: %s\n", reading.block, reading.width,
                reading.height, reading.code);
     }
-    if (printed < 3) fprintf(stderr, "no frame (code %d)\n", code);
+    if (printed < 3) fprintf(stderr, code == KST_OK ? "no frame in 2 s\n" : "no start: see log\n");
     kstCloseDevice(camera);                        // from here on onFrame() does not run,
     kstRegisterFrameCallback(camera, NULL, NULL);  // nor at a later start, when queue is gone
     kstReleaseHandle(camera);

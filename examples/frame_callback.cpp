@@ -62,7 +62,7 @@ int main() {
     std::vector<std::shared_ptr<kestro::Camera>> cameras;
     const kestro::Result found = kestro::System::getInstance().discovery(cameras, 0);
     if (!found || cameras.empty()) {
-        std::fprintf(stderr, "no camera found (code %d)\n", found.getCode());
+        std::fprintf(stderr, found ? "no camera found\n" : "the search failed\n");
         return EXIT_FAILURE;
     }
     const std::shared_ptr<kestro::Camera> camera = cameras.front();

@@ -55,7 +55,7 @@ int main(void) {
     kstDeviceList list;
     const int found = kstEnumDevices(&list, 0);
     if (found != KST_OK || list.deviceCount == 0) {
-        fprintf(stderr, "no camera found (code %d)\n", found);
+        fprintf(stderr, found == KST_OK ? "no camera found\n" : "the search failed\n");
         return EXIT_FAILURE;
     }
     void* camera = kstCreateDevice(list.devices[0].id, KST_BY_KEY);
