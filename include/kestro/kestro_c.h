@@ -193,7 +193,8 @@ typedef struct kstBarcodeInfo {
     float ppm;        /**< size of one module in image pixels; 0 when the camera sent none */
     /** The corners, the code's own upper left first, then clockwise; (0, 0) for missing ones. */
     kstPoint points[4];
-    const char* codeData;     /**< the decoded bytes; a NUL among them ends what is seen here */
+    /** The decoded bytes, line breaks too; a NUL among them ends what is seen here. */
+    const char* codeData;
     const char* codeTypeName; /**< the kind of code as the camera named it; may be empty */
     uint8_t reserved[256];    /**< 0 */
 } kstBarcodeInfo;
