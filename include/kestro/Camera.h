@@ -147,7 +147,9 @@ class KESTRO_API Camera {
         std::function<void(const std::shared_ptr<Frame>&)> callback) = 0;
     /**
      * Sets the function that is told when the camera goes offline or online; an empty one removes
-     * it. Always 0.
+     * it. Always 0. Offline is one that no longer answers or takes our orders. Nothing connects it
+     * again by itself, so that online is not told yet: disconnect it, search, connect and start it
+     * anew.
      */
     virtual Result registerConnectCallback(
         std::function<void(const ConnectEventArg&)> callback) = 0;

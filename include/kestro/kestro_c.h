@@ -262,7 +262,7 @@ typedef struct kstEnumEntryList {
  * frames wait in the buffers.
  */
 typedef void (*kstFrameCallback)(const kstFrameInfo* info, void* user);
-/** Is told that the camera went offline or is back; `event` is valid during the call only. */
+/** Is told that the camera's connection changed; `event` is valid during the call only. */
 typedef void (*kstConnectionCallback)(const kstConnectionEvent* event, void* user);
 /** Is told the name of a feature whose value changed; `name` is valid during the call only. */
 typedef void (*kstFeatureUpdateCallback)(const char* name, void* user);
@@ -427,6 +427,10 @@ KESTRO_API int kstRegisterFrameCallback(void* handle, kstFrameCallback proc, voi
 
 /**
  * Sets the function that is told when the camera goes offline or online; NULL removes it.
+ *
+ * Offline is one that no longer answers or takes our orders. Nothing opens it again by itself, so
+ * that online is not told yet: close it, enumerate, open and start it anew.
+ *
  * @return 0, 20.
  */
 KESTRO_API int kstRegisterConnectionCallback(void* handle, kstConnectionCallback proc, void* user);
