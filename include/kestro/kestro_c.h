@@ -317,7 +317,8 @@ KESTRO_API void kstReleaseHandle(void* handle);
 KESTRO_API int kstGetDeviceInfo(void* handle, kstDeviceInfo* info);
 
 /**
- * Takes control of the camera and starts watching the connection.
+ * Takes control of the camera and starts watching the connection. A program that ends without
+ * kstCloseDevice() leaves it under control for some seconds more: everybody is refused with 2.
  *
  * @return 0 (also when it is open already, with a warning), 2 when the camera refused or did not
  *     answer, 9 when it is no GigE Vision camera, 20, 22 when its address is not in the subnet of
@@ -400,7 +401,8 @@ KESTRO_API int kstClearFrameBuffer(void* handle);
  * Waits for the next frame. Needs: grabbing, no frame callback. kstStopGrabbing() in another thread
  * ends the wait.
  *
- * @param timeout  longest wait in milliseconds; 0 polls.
+ * @param timeout  longest wait in milliseconds; 0 polls. The loss of the camera does not end the
+ *     wait: ask kstIsDeviceOpen() when no frame came.
  * @return a frame handle, to be given to kstReleaseHandle() when done; it outlives the camera. NULL
  *     when no frame came in time, one could not be decoded, or `handle` is unknown (each logged).
  */
