@@ -108,6 +108,7 @@ Result Parameter::getSelectors(std::vector<std::string>& names) const {
 
 ParameterInt::ParameterInt(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterIntImpl(camera, name)) {}
+ParameterInt::~ParameterInt() = default;
 
 Result ParameterInt::getValue(std::int64_t& value) const {
     const CInternalParameterNode node = impl_->open();
@@ -141,6 +142,7 @@ Result ParameterInt::getIncrement(std::int64_t& inc) const {
 
 ParameterFloat::ParameterFloat(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterFloatImpl(camera, name)) {}
+ParameterFloat::~ParameterFloat() = default;
 
 Result ParameterFloat::getValue(double& value) const {
     const CInternalParameterNode node = impl_->open();
@@ -178,6 +180,7 @@ Result ParameterFloat::getUnit(std::string& unit) const {
 
 ParameterEnum::ParameterEnum(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterEnumImpl(camera, name)) {}
+ParameterEnum::~ParameterEnum() = default;
 
 Result ParameterEnum::getValue(std::uint64_t& value) const {
     const CInternalParameterNode node = impl_->open();
@@ -231,6 +234,7 @@ Result ParameterEnum::getEntryList(std::vector<Entry>& entries) const {
 
 ParameterBool::ParameterBool(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterBoolImpl(camera, name)) {}
+ParameterBool::~ParameterBool() = default;
 
 Result ParameterBool::getValue(bool& value) const {
     const CInternalParameterNode node = impl_->open();
@@ -250,6 +254,7 @@ Result ParameterBool::setValue(bool value) {
 
 ParameterString::ParameterString(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterStringImpl(camera, name)) {}
+ParameterString::~ParameterString() = default;
 
 Result ParameterString::getValue(std::string& value) const {
     const CInternalParameterNode node = impl_->open();
@@ -280,6 +285,7 @@ Result ParameterString::getMaxLength(unsigned& maxLen) const {
 
 ParameterCommand::ParameterCommand(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterImpl(camera, name)) {}
+ParameterCommand::~ParameterCommand() = default;
 
 Result ParameterCommand::execute() {
     CInternalParameterNode node = impl_->open();
@@ -292,6 +298,7 @@ Result ParameterCommand::execute() {
 
 ParameterGroup::ParameterGroup(const std::shared_ptr<Camera>& camera, const char* name)
     : Parameter(new ParameterGroupImpl(camera, name)) {}
+ParameterGroup::~ParameterGroup() = default;
 
 Result ParameterGroup::getChildren(std::vector<std::string>& names) {
     const CInternalParameterNode node = impl_->open();

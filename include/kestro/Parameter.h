@@ -95,6 +95,7 @@ class KESTRO_API ParameterInt : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterInt(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterInt() override;
 
     /** The value at this moment. */
     Result getValue(std::int64_t& value) const;
@@ -111,6 +112,7 @@ class KESTRO_API ParameterFloat : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterFloat(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterFloat() override;
 
     /** The value at this moment. */
     Result getValue(double& value) const;
@@ -134,6 +136,7 @@ class KESTRO_API ParameterEnum : public Parameter {
 
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterEnum(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterEnum() override;
 
     /** The number of the current value. */
     Result getValue(std::uint64_t& value) const;
@@ -152,6 +155,7 @@ class KESTRO_API ParameterBool : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterBool(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterBool() override;
 
     /** The value at this moment. */
     Result getValue(bool& value) const;
@@ -164,6 +168,7 @@ class KESTRO_API ParameterString : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterString(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterString() override;
 
     /** The value at this moment. */
     Result getValue(std::string& value) const;
@@ -178,6 +183,7 @@ class KESTRO_API ParameterCommand : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterCommand(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterCommand() override;
 
     /** Starts the command; does not wait until the camera has carried it out. */
     Result execute();
@@ -188,6 +194,7 @@ class KESTRO_API ParameterGroup : public Parameter {
  public:
     /** Does not ask the camera; each operation fails when the feature is of another kind. */
     ParameterGroup(const std::shared_ptr<Camera>& camera, const char* name);
+    ~ParameterGroup() override;
 
     /** Appends the names of what the group holds, in the order of the camera's description. */
     Result getChildren(std::vector<std::string>& names);
