@@ -83,6 +83,21 @@ class Installed(unittest.TestCase):
     def test_builds_a_cxx14_project(self):
         self.check_program(self.build_with_cmake("cxx"))
 
+    def test_leaves_the_virtual_tables_to_the_library(self):
+        # A program's own would take the place of the library's, after -fno-rtti without type information.
+        header = harness.content(os.path.join(self.prefix, "include/kestro/Parameter.h"))
+        names = re.findall(r"^class KESTRO_API (\w+)", header, re.M)
+        self.assertEqual(len(names), 9)
+        source = self.folder("features.cpp")
+        with open(source, "w") as file:
+            file.write("#include <kestro/Parameter.h>\n")
+            file.writelines(f"bool use{name}() {{ return kestro::{name}({{}}, 0).isValid(); }}\n" for name in names)
+        run(os.environ["CXX"], "-std=c++14", "-c", "-I", os.path.join(self.prefix, "include"), source,
+            "-o", source + ".o")
+        symbols = run("nm", "--demangle", "--defined-only", source + ".o")
+        self.assertIn("useParameterInt()", symbols)
+        self.assertEqual(re.findall(r"\w+ for kestro::.*", symbols), [])
+
     def test_builds_with_pkg_config(self):
         pkg_config = {"PKG_CONFIG_LIBDIR": os.path.join(self.prefix, LIBDIR, "pkgconfig")}
         self.assertEqual(run("pkg-config", "--modversion", "kestro", **pkg_config), "1.1.0\n")
@@ -114,7 +129,8 @@ class Installed(unittest.TestCase):
         for part in ("runtime", "development", "tools"):
             install(self.folder(part), "--component", part)
             parts[part] = files(self.folder(part))
-        self.assertEqual(parts["runtime"], [f"{LIBDIR}/libkestro.so.1", f"{LIBDIR}/libkestro.so.1.1.0"])
+        self.assertEqual(parts["runtime"], [f"{LIBDIR}/libkestro.so.1", f"{LIBDIR}/libkestro.so.1.1.0",
+                                            "share/doc/kestro/LICENSE"])
         self.assertEqual([name for name in parts["development"] if name.startswith("include/")],
                          ["include/" + name for name in files(os.path.join(harness.SOURCE, "include"))])
         self.assertLessEqual({"bin/kestro", "share/bash-completion/completions/kestro"}, set(parts["tools"]))
@@ -133,5 +149,5 @@ class Installed(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    harness.need("cmake", "ninja", "pkg-config", "readelf", os.environ["CC"], os.environ["CXX"])
+    harness.need("cmake", "ninja", "nm", "pkg-config", "readelf", os.environ["CC"], os.environ["CXX"])
     harness.main()
