@@ -18,7 +18,9 @@ configure_file(cmake/kestro.pc.in kestro.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kestro.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+# Not what somebody has built of them there.
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
-    PATTERN *.properties EXCLUDE)
+    FILES_MATCHING REGEX "/examples/[^/]*\\.(c|cpp|md|txt)$" PATTERN build EXCLUDE)
 install(FILES examples/SDKLOG_default.properties
     DESTINATION ${CMAKE_INSTALL_DATADIR}/kestro COMPONENT tools)

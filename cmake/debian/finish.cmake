@@ -8,11 +8,12 @@ if(NOT CPACK_KESTRO_LIBDIR MATCHES "/.+-linux-")
 endif()
 
 # The time of the last change is the time of everything in the packages: made again, they are the same.
+# Where git does not tell it, the changelog's is near.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
     execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${CPACK_KESTRO_SOURCE_DIR}
         OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
     if(NOT time)
-        string(TIMESTAMP time %s)
+        file(TIMESTAMP ${CPACK_KESTRO_SOURCE_DIR}/CHANGELOG.md time %s)
     endif()
     set(ENV{SOURCE_DATE_EPOCH} ${time})
 endif()
@@ -44,6 +45,7 @@ function(finish component package)
     if(EXISTS ${root}/usr/share/doc/kestro)
         file(RENAME ${root}/usr/share/doc/kestro ${doc})
     endif()
+    file(REMOVE ${doc}/LICENSE)  # the copyright tells where Debian has it
     file(COPY ${CPACK_KESTRO_SOURCE_DIR}/cmake/debian/copyright DESTINATION ${doc})
     write_changelog(${doc}/changelog)
     file(GLOB texts ${doc}/changelog ${root}/usr/share/man/man*/*)
