@@ -31,7 +31,7 @@ class CVxLog {
 
     /** True when a configuration was loaded, here or by the host application. */
     static bool isConfigloaded();
-    /** Loads a properties file; false when it cannot be read. */
+    /** Loads a properties file; false when it cannot be read or says nothing of our lines. */
     static bool LoadConfig(const char* path);
     /** Warnings and errors to stderr; the environment variable KESTRO_LOG names another level. */
     static void LoadDefault();

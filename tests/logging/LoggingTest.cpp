@@ -143,14 +143,28 @@ TEST_F(LoggingDeathTest, LoadsAPropertiesFile) {
               "DEBUG kestro.device a debug line\n");
 }
 
-TEST_F(LoggingDeathTest, RefusesAFileThatCannotBeRead) {
+TEST_F(LoggingDeathTest, RefusesAFileThatCannotBeReadOrSaysNothing) {
+    const std::string other = write("other.properties", "some = [thing\n");
     EXPECT_EXIT(
         {
             const bool refused = !CVxLog::LoadConfig("no-such-file.properties") &&
-                                 !CVxLog::LoadConfig(nullptr) && !CVxLog::isConfigloaded();
+                                 !CVxLog::LoadConfig(nullptr) &&
+                                 !CVxLog::LoadConfig(folder_.c_str()) &&
+                                 !CVxLog::LoadConfig(other.c_str()) && !CVxLog::isConfigloaded();
             std::_Exit(refused ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LoggingDeathTest, TakesAFileThatAsksForSilence) {
+    const std::string config = write("log.properties", "log4cplus.logger.kestro=OFF\n");
+    EXPECT_EXIT(
+        {
+            const bool loaded = CVxLog::LoadConfig(config.c_str());
+            logOneOfEach();
+            std::_Exit(loaded && CVxLog::isConfigloaded() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "^$");
 }
 
 TEST_F(LoggingDeathTest, TakesTheExampleFileAsItShips) {

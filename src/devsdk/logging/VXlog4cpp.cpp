@@ -49,6 +49,16 @@ log4cplus::LogLevel levelOfEnvironment() {
     return log4cplus::WARN_LOG_LEVEL;
 }
 
+bool hasAppender(log4cplus::Logger logger) { return !logger.getAllAppenders().empty(); }
+
+/** True when nobody would see a failure, without having asked for that. */
+bool losesFailures() {
+    const auto library = log4cplus::Logger::getInstance(kLibraryLogger);
+    return library.isEnabledFor(log4cplus::ERROR_LOG_LEVEL) && !hasAppender(library) &&
+           !hasAppender(log4cplus::Logger::getRoot()) &&
+           !hasAppender(log4cplus::Logger::getInstance(kDeviceLogger));
+}
+
 }  // namespace
 
 namespace VXlog4cpp {
@@ -87,8 +97,8 @@ bool CVxLog::isConfigloaded() {
     if (configLoaded) return true;
     // A host application that uses log4cplus itself has given appenders to the root logger, or to
     // ours alone.
-    return !log4cplus::Logger::getRoot().getAllAppenders().empty() ||
-           !log4cplus::Logger::getInstance(kLibraryLogger).getAllAppenders().empty();
+    return hasAppender(log4cplus::Logger::getRoot()) ||
+           hasAppender(log4cplus::Logger::getInstance(kLibraryLogger));
 }
 
 bool CVxLog::LoadConfig(const char* path) {
@@ -96,6 +106,8 @@ bool CVxLog::LoadConfig(const char* path) {
         // The configurator would take a missing file for an empty one.
         if (!path || !std::ifstream(path)) return false;
         log4cplus::PropertyConfigurator::doConfigure(path);
+        // So does a directory open, and so does a file that is about something else.
+        if (losesFailures()) return false;
         configLoaded = true;
         return true;
     } catch (...) {
