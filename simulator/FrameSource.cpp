@@ -45,7 +45,8 @@ void TruthFile::append(std::string line) const {
 FrameSource::FrameSource(const CameraOptions& options)
     : camera_(options.serial),
       truth_(options.truthFile),
-      scenes_({options.width, options.height, options.seed, options.scenes}),
+      scenes_({options.width, options.height, options.seed, options.scenes, options.difficulty,
+               options.imageFolder}),
       truthWritten_(std::max(scenes_.count(), 1U)) {}
 
 std::shared_ptr<const Scene> FrameSource::scene(std::uint64_t number) {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include "Scene.h"
+#include "Symbologies.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 /** How results are told, whatever they are packed in. */
@@ -39,6 +41,10 @@ namespace kestrosim {
     return std::round(static_cast<double>(code.pixelsPerModule) * 1000) / 1000;
 }
 
-[[nodiscard]] inline bool isMatrix(const SceneCode& code) { return code.type == "QR"; }
+/** Whether the QR reader's results tell of it; what is not known counts as a bar code. */
+[[nodiscard]] inline bool isMatrix(const SceneCode& code) {
+    const std::size_t place = symbologyOf(code.type);
+    return place < kSymbologies.size() && kSymbologies[place].isMatrix;
+}
 
 }  // namespace kestrosim

@@ -17,10 +17,11 @@ struct PixelPoint {
 
 /** A code as it was drawn or as the device's reader read it. */
 struct SceneCode {
-    std::string type;  ///< "CODE128", "QR"
-    std::string text;
-    std::array<PixelPoint, 4> corners;  ///< 0 upper left of the code, then clockwise
-    float pixelsPerModule = 0;
+    std::string type;  ///< "CODE128", "QR", "CODABARAB" (start and stop letter), ...; Symbologies.h
+    std::string text;  ///< UTF-8; Codabar's without its two letters
+    /** 0 is the upper left one of the code held upright, whichever way it lies; then clockwise. */
+    std::array<PixelPoint, 4> corners;
+    float pixelsPerModule = 0;                ///< of the narrowest element
     std::uint32_t readAfterMilliseconds = 0;  ///< of a code that was read: since reading began
 };
 
@@ -50,6 +51,9 @@ struct SceneOptions {
     std::uint32_t height = 1024;
     std::uint64_t seed = 1;
     std::uint32_t count = 12;
+    std::uint32_t difficulty = 0;  ///< 0 to 10: blur, noise, contrast and perspective
+    /** A folder of PNG, JPEG and PGM files that are the scenes, by name, instead; empty: drawn. */
+    std::string imageFolder;
 };
 
 /**

@@ -44,10 +44,8 @@ void mirror(SceneCode& code, std::uint32_t width) {
 }
 
 bool isSwitchedOn(const SceneCode& code, const ReaderSettings& reader) {
-    for (std::size_t i = 0; i < kSymbologies.size(); ++i) {
-        if (code.type == kSymbologies[i]) return reader.symbologies[i];
-    }
-    return false;
+    const std::size_t place = symbologyOf(code.type);
+    return place < reader.symbologies.size() && reader.symbologies[place];
 }
 
 /** The codes that show in the window and that the reader is to look for. */

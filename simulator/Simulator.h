@@ -28,6 +28,9 @@ struct CameraOptions {
     double linkMbits = 1000;  ///< packets are paced to this rate
     std::uint64_t seed = 1;
     std::uint32_t scenes = 12;
+    std::uint32_t difficulty = 0;  ///< of what is drawn: 0, easy to read, to 10, hardly
+    /** A folder of PNG, JPEG and PGM files that are shown instead of what would be drawn. */
+    std::string imageFolder;
     std::string
         truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
 

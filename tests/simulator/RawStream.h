@@ -131,7 +131,7 @@ class Stream : public testing::Test {
         const kestrosim::CameraOptions& options = camera_->options;
         if (!scenes_) {
             scenes_ = std::make_unique<kestrosim::SceneSet>(kestrosim::SceneOptions{
-                options.width, options.height, options.seed, options.scenes});
+                options.width, options.height, options.seed, options.scenes, 0, {}});
         }
         return scenes_->scene(sceneNumber);
     }

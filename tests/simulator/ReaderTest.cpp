@@ -95,7 +95,7 @@ class Reader : public Stream {
  private:
     static bool hasBothKinds(const CameraOptions& options) {
         const kestrosim::Scene scene =
-            kestrosim::drawScene({options.width, options.height, options.seed, 1}, 0);
+            kestrosim::drawScene({options.width, options.height, options.seed, 1, 0, {}}, 0);
         std::set<std::string> types;
         for (const SceneCode& code : scene.drawn) types.insert(code.type);
         return types.size() == 2;
