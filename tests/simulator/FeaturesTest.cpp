@@ -156,7 +156,7 @@ TEST_F(Features, RefuseWhatTheyCannotBe) {
         EXPECT_EQ(client_->write(address, value), 0x8002U) << std::hex << address;
         EXPECT_EQ(client_->read(address), before) << std::hex << address;
     }
-    EXPECT_EQ(client_->write(0x10298, 0), 0x8003U) << "there are two symbologies";
+    EXPECT_EQ(client_->write(0x102b0, 0), 0x8003U) << "there are eight symbologies";
     EXPECT_EQ(client_->write(0x10078, 0), 0x8004U) << "the temperature";
     const Bytes noNumber = be32(0x7ff80000) + be32(0);
     EXPECT_EQ(client_->command(kWriteMemory, be32(kTriggerDelay) + noNumber).status, 0x8002U);
