@@ -9,14 +9,13 @@
 #include "DeviceSdkDouble.h"
 #include "FrameDouble.h"
 #include "RecordingLogger.h"
+#include "Turns.h"
 
 #include <kestro/kestro.h>
 #include <kestro/kestro_c.h>
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -29,14 +28,15 @@ namespace {
 using kestro::Camera;
 using kestro::Frame;
 using kestro::System;
+using kestro::bench::medianOf;
+using kestro::bench::Sides;
+using kestro::bench::Times;
 using kestro::test::CameraDouble;
 using kestro::test::CameraScript;
 using kestro::test::DeviceSdkDouble;
-using Clock = std::chrono::steady_clock;
 
 constexpr int kCodes = 20;
 constexpr int kRounds = 4000;
-constexpr int kRepetitions = 9;
 constexpr int kRoundsPerJournal = 100;  // the double notes every call
 
 std::uint64_t sum = 0;  // of what the callbacks read
@@ -98,56 +98,27 @@ struct Scene {
     Vorda::GenICam::CFrame frame;
 };
 
-class Times {
- public:
-    template <typename Work>
-    void take(const Work& work) {
-        const Clock::time_point start = Clock::now();
-        work();
-        nanoseconds_.push_back(std::chrono::duration<double, std::nano>(Clock::now() - start));
-    }
-    [[nodiscard]] double operator[](std::size_t round) const { return nanoseconds_[round].count(); }
-    [[nodiscard]] std::size_t count() const { return nanoseconds_.size(); }
-
- private:
-    std::vector<std::chrono::duration<double, std::nano>> nanoseconds_;
-};
-
-double medianOf(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-void report(benchmark::State& state, const Times& classes, const Times& c) {
-    std::vector<double> ofClasses, ofC, differences;
-    for (std::size_t i = 0; i < classes.count(); ++i) {
-        ofClasses.push_back(classes[i] / 1000);
-        ofC.push_back(c[i] / 1000);
-        differences.push_back(ofC.back() - ofClasses.back());
-    }
-    state.counters["classes_us"] = medianOf(ofClasses);
-    state.counters["c_us"] = medianOf(ofC);
-    state.counters["difference_us"] = medianOf(differences);
+void report(benchmark::State& state, const Sides& sides) {
+    const Times& classes = sides.first;
+    const Times& c = sides.second;
+    std::vector<double> differences;
+    for (std::size_t i = 0; i < classes.count(); ++i)
+        differences.push_back(c.microseconds(i) - classes.microseconds(i));
+    state.counters["classes_us"] = medianOf(classes);
+    state.counters["c_us"] = medianOf(c);
+    state.counters["difference_us"] = medianOf(std::move(differences));
     if (codesSeen != 2 * classes.count() * kCodes) state.SkipWithError("not all codes were seen");
 }
 
-/** Lets both sides take their turns; who is first changes from round to round. */
 template <typename Classes, typename C>
 void compare(benchmark::State& state, const Classes& classes, const C& c) {
-    Times classesTimes, cTimes;
     codesSeen = 0;
-    bool cIsFirst = false;
-    for (auto _ : state) {
-        if (cIsFirst) c(cTimes);
-        classes(classesTimes);
-        if (!cIsFirst) c(cTimes);
-        cIsFirst = !cIsFirst;
-        if (classesTimes.count() % kRoundsPerJournal == 0)
-            DeviceSdkDouble::instance().clearJournal();
-    }
+    report(state, kestro::bench::takeTurns(state, classes, [&](Times& times) {
+               c(times);
+               if (times.count() % kRoundsPerJournal == 0)
+                   DeviceSdkDouble::instance().clearJournal();
+           }));
     benchmark::DoNotOptimize(sum);
-    report(state, classesTimes, cTimes);
 }
 
 void callback(benchmark::State& state) {
@@ -184,8 +155,7 @@ void fetch(benchmark::State& state) {
 // A small image, so that its copy does not hide the difference, and a large one.
 void sizes(benchmark::internal::Benchmark* benchmark) {
     benchmark->ArgNames({"width", "height"})->Args({64, 64})->Args({2448, 2048});
-    benchmark->Iterations(kRounds)->Repetitions(kRepetitions)->DisplayAggregatesOnly();
-    benchmark->Unit(benchmark::kMicrosecond);
+    benchmark->Iterations(kRounds)->Apply(kestro::bench::repeat);
 }
 
 BENCHMARK(callback)->Apply(sizes);

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the result text of a frame costs: from a container whose picture is one pixel to the frame
+// with its codes; and, where json11 is at hand (KESTRO_JSON11_DIR), the same text through json11 to
+// the same codes, in turns. A turn is several documents: json11 leaves the heap in a state in which
+// ours needs half as long again for the next ones, which no application sees.
+#include "CodedFrame.h"
+#include "FrameDouble.h"
+#include "FrameImpl.h"
+#include "RecordingLogger.h"
+#include "Turns.h"
+
+#ifdef KESTRO_HAS_JSON11
+#include "Json11Codes.h"
+#endif
+
+#include <utility>
+
+namespace {
+
+using namespace kestro::bench;
+
+constexpr int kDocumentsInATurn = 50;
+
+void repeatForCodes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgName("codes")->Arg(1)->Arg(20)->Arg(128)->Arg(500);
+    constexpr int kTurns = 40;
+    benchmark->Iterations(kTurns)->Apply(repeat);
+}
+
+void resultJson(benchmark::State& state) {
+    const auto codes = static_cast<std::size_t>(state.range(0));
+    kestro::test::FrameContent content;
+    content.image = container({1, 1, 512, false}, static_cast<int>(codes));
+    const auto frame = kestro::test::makeFrame(std::move(content));
+    const std::string text = resultDocument(static_cast<int>(codes));
+    kestro::test::RecordingLogger::instance().reset();
+
+    bool isComplete = true;
+    const Sides sides = takeTurns(
+        state,
+        [&](Times& times) {
+            times.take([&] {
+                const auto made = kestro::FrameImpl::create(frame);
+                isComplete = isComplete && made && made->getBarcodes().size() == codes;
+            });
+        },
+        [&](Times& times) {
+#ifdef KESTRO_HAS_JSON11
+            times.take([&] { isComplete = isComplete && json11Codes(text).size() == codes; });
+#else
+            static_cast<void>(times);
+#endif
+        },
+        kDocumentsInATurn);
+    if (!isComplete) state.SkipWithError("codes are missing");
+#ifdef KESTRO_HAS_JSON11
+    report(state, sides, "kestro", "json11");
+#else
+    state.counters["kestro_us"] = medianOf(sides.first);
+#endif
+}
+
+BENCHMARK(resultJson)->Apply(repeatForCodes);
+
+}  // namespace
+
+BENCHMARK_MAIN();
