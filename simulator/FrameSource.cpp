@@ -46,7 +46,7 @@ FrameSource::FrameSource(const CameraOptions& options)
     : camera_(options.serial),
       truth_(options.truthFile),
       scenes_({options.width, options.height, options.seed, options.scenes, options.difficulty,
-               options.imageFolder}),
+               options.imageFolder, options.report}),
       truthWritten_(std::max(scenes_.count(), 1U)) {}
 
 std::shared_ptr<const Scene> FrameSource::scene(std::uint64_t number) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,18 +36,22 @@ struct ReadingSummary {
     std::uint32_t milliseconds = 0;
 };
 
+class SceneSource;
+
 /** One picture with what was drawn in it and what the reader found. */
 struct Scene {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::vector<std::uint8_t> pixels;  ///< Mono8, rows without padding
-    std::vector<SceneCode> drawn;
+    std::string image;                 ///< the name of the file it comes from; empty when drawn
+    std::vector<SceneCode> drawn;      ///< nothing in a picture from a file: not known
     std::vector<SceneCode> read;
     ReadStatus status = ReadStatus::noRead;
     std::uint32_t readMilliseconds = 0;  ///< measured
 };
 
 struct SceneOptions {
+    /** Of pictures from files, a side of 0 is as long as the largest one needs. */
     std::uint32_t width = 1280;
     std::uint32_t height = 1024;
     std::uint64_t seed = 1;
@@ -54,15 +59,21 @@ struct SceneOptions {
     std::uint32_t difficulty = 0;  ///< 0 to 10: blur, noise, contrast and perspective
     /** A folder of PNG, JPEG and PGM files that are the scenes, by name, instead; empty: drawn. */
     std::string imageFolder;
+    /** Told of each file that cannot be shown, from the set's own thread; empty: nobody. */
+    std::function<void(const std::string&)> report;
 };
 
 /**
- * The scenes of one camera: drawn from the seed and read by a real reader, each once.
+ * The scenes of one camera: drawn from the seed, or the pictures of a folder, and read by a real
+ * reader, each once.
  *
- * Scenes are prepared on a thread of the set's own, in order, from the first on. Threads: any.
+ * Scenes are prepared on a thread of the set's own, in order, from the first on. Pixels of pictures
+ * from files are kept up to 256 MB, and loaded again when their turn comes. A file that turns out
+ * to be damaged is an empty picture. Threads: any.
  */
 class SceneSet {
  public:
+    /** Throws std::runtime_error with the reason when the folder or a picture is of no use. */
     explicit SceneSet(const SceneOptions& options);
     ~SceneSet();
     SceneSet(const SceneSet&) = delete;
@@ -73,8 +84,7 @@ class SceneSet {
     [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number) const;
 
  private:
-    struct State;
-    std::unique_ptr<State> state_;
+    std::unique_ptr<SceneSource> source_;
 };
 
 /**
@@ -86,8 +96,10 @@ class SceneSet {
 [[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene,
                                                         std::uint64_t timestamp);
 
-/** One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a
- * newline. */
+/**
+ * One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a
+ * newline. Of a picture from a file it has image, the file's name, and codes is null.
+ */
 [[nodiscard]] std::string truthLine(const std::string& camera, std::uint32_t number,
                                     const Scene& scene);
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "Scene.h"
 
@@ -12,5 +14,21 @@ namespace kestrosim {
 
 /** Reads the codes in the pixels: sets `read`, `status` and `readMilliseconds`. */
 void readScene(Scene& scene);
+
+/** Where the scenes of a set come from. Threads: any. */
+class SceneSource {
+ public:
+    SceneSource() = default;
+    virtual ~SceneSource() = default;
+    SceneSource(const SceneSource&) = delete;
+    SceneSource& operator=(const SceneSource&) = delete;
+
+    [[nodiscard]] virtual std::size_t count() const = 0;
+    /** Waits until the scene of that number, less than count(), is there. */
+    [[nodiscard]] virtual std::shared_ptr<const Scene> scene(std::size_t index) = 0;
+};
+
+/** The pictures of options.imageFolder; throws as PictureFolder does. */
+[[nodiscard]] std::unique_ptr<SceneSource> showPictures(const SceneOptions& options);
 
 }  // namespace kestrosim

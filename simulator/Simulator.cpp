@@ -6,6 +6,7 @@
 #include "GvcpCommands.h"
 #include "GvcpServer.h"
 #include "MessageSender.h"
+#include "PictureFolder.h"
 #include "RegisterMap.h"
 #include "StreamSender.h"
 #include "UdpSocket.h"
@@ -67,6 +68,15 @@ const CameraOptions& requireSpeed(const CameraOptions& options) {
     throw std::runtime_error("a simulated camera's link carries 1 to 100000 Mbit/s");
 }
 
+/** With a sensor that takes the pictures, if it shows any. */
+CameraOptions fitted(CameraOptions options) {
+    if (options.imageFolder.empty()) return options;
+    const PictureFolder folder(options.imageFolder, {options.width, options.height});
+    options.width = folder.sensor().width;
+    options.height = folder.sensor().height;
+    return options;
+}
+
 }  // namespace
 
 // In the order of construction; so the control port closes first and the stream after it.
@@ -90,7 +100,7 @@ struct SimulatedCamera::State {
 };
 
 SimulatedCamera::SimulatedCamera(const CameraOptions& options)
-    : state_(std::make_unique<State>(options, requireAddress(options.address),
+    : state_(std::make_unique<State>(fitted(options), requireAddress(options.address),
                                      loadDescription(options.descriptionFile))) {}
 
 SimulatedCamera::~SimulatedCamera() = default;

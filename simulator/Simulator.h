@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -21,6 +22,7 @@ struct CameraOptions {
     std::string claim;
     std::string serial = "SIM001";
     std::string userName;
+    /** With imageFolder, a side of 0 is as long as the largest picture needs. */
     std::uint32_t width = 1280;
     std::uint32_t height = 1024;
     double framesPerSecond = 10;
@@ -31,6 +33,8 @@ struct CameraOptions {
     std::uint32_t difficulty = 0;  ///< of what is drawn: 0, easy to read, to 10, hardly
     /** A folder of PNG, JPEG and PGM files that are shown instead of what would be drawn. */
     std::string imageFolder;
+    /** Told of each file that cannot be shown, from a thread of the camera's; empty: nobody. */
+    std::function<void(const std::string&)> report;
     std::string
         truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
 
@@ -61,8 +65,8 @@ struct CameraStatistics {
  * A GigE Vision ID reader on this machine, on its own threads, speaking UDP on port 3956.
  *
  * Made, it answers; destroyed, it is gone as if unplugged. The constructor throws
- * std::runtime_error when the address cannot be used (not of this host, port taken), with a text
- * that says so. Threads: any.
+ * std::runtime_error when the address cannot be used (not of this host, port taken) or the folder
+ * of pictures is of no use, with a text that says so. Threads: any.
  */
 class SimulatedCamera {
  public:

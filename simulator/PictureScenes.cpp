@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PictureFolder.h"
+#include "SceneParts.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+namespace kestrosim {
+namespace {
+
+// Pixels that are kept at a time, so many bytes of them or this many pictures at least.
+constexpr std::size_t kBytesKept = 256U << 20;
+constexpr std::size_t kLeastKept = 4;
+
+/**
+ * The pictures of a folder. Each is read when its turn comes first; of the pixels only those are
+ * kept that come next, and loaded ahead of being asked for.
+ */
+class PictureScenes : public SceneSource {
+ public:
+    explicit PictureScenes(const SceneOptions& options)
+        : folder_(options.imageFolder, {options.width, options.height}),
+          report_(options.report),
+          kept_(
+              std::max(kBytesKept / (std::size_t{folder_.sensor().width} * folder_.sensor().height),
+                       kLeastKept)),
+          readings_(folder_.count()),
+          loading_([this] { run(); }) {}
+
+    ~PictureScenes() override {
+        {
+            const std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
+        loading_.join();
+    }
+    PictureScenes(const PictureScenes&) = delete;
+    PictureScenes& operator=(const PictureScenes&) = delete;
+
+    [[nodiscard]] std::size_t count() const override { return folder_.count(); }
+
+    [[nodiscard]] std::shared_ptr<const Scene> scene(std::size_t index) override {
+        std::unique_lock lock(mutex_);
+        next_ = index;
+        const auto waiting = awaited_.insert(index);
+        changed_.notify_all();
+        changed_.wait(lock, [this, index] { return loaded_.contains(index) || failure_; });
+        awaited_.erase(waiting);
+        const auto found = loaded_.find(index);
+        if (found == loaded_.end()) std::rethrow_exception(failure_);
+        return found->second;
+    }
+
+ private:
+    void run() noexcept {
+        pthread_setname_np(pthread_self(), "kestro-scenes");
+        std::unique_lock lock(mutex_);
+        while (!stopping_ && !failure_) {
+            if (const auto index = missing()) {
+                load(lock, *index);
+            } else {
+                changed_.wait(lock);
+            }
+        }
+    }
+
+    /** Counted from the one that was asked for last. */
+    [[nodiscard]] bool isSoon(std::size_t index) const {
+        return (index + count() - next_) % count() < kept_;
+    }
+
+    [[nodiscard]] std::optional<std::size_t> missing() const {
+        for (const std::size_t index : awaited_) {
+            if (!loaded_.contains(index)) return index;
+        }
+        for (std::size_t i = 0; i < std::min(kept_, count()); ++i) {
+            const std::size_t index = (next_ + i) % count();
+            if (!loaded_.contains(index)) return index;
+        }
+        return std::nullopt;
+    }
+
+    // The mutex is open while the file and the codes are read.
+    void load(std::unique_lock<std::mutex>& lock, std::size_t index) noexcept {
+        lock.unlock();
+        std::shared_ptr<const Scene> scene;
+        std::exception_ptr failure;
+        try {
+            scene = make(index);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        failure_ = failure;
+        if (scene) loaded_[index] = std::move(scene);
+        std::erase_if(loaded_, [this](const auto& entry) {
+            return !isSoon(entry.first) && !awaited_.contains(entry.first);
+        });
+        changed_.notify_all();
+    }
+
+    [[nodiscard]] std::shared_ptr<const Scene> make(std::size_t index) {
+        std::optional<Scene>& reading = readings_[index];
+        auto scene = std::make_shared<Scene>(reading ? *reading : Scene());
+        scene->image = folder_.name(index);
+        scene->width = folder_.sensor().width;
+        scene->height = folder_.sensor().height;
+        scene->pixels = pixelsOf(index);
+        if (reading) return scene;
+        readScene(*scene);
+        reading = *scene;
+        reading->pixels = {};
+        return scene;
+    }
+
+    /** A file that is damaged behind its header, or gone, is a picture without anything in it. */
+    [[nodiscard]] std::vector<std::uint8_t> pixelsOf(std::size_t index) {
+        try {
+            return folder_.pixels(index);
+        } catch (const std::runtime_error& error) {
+            if (report_ && reported_.insert(index).second) report_(error.what());
+            const PictureSize sensor = folder_.sensor();
+            return std::vector<std::uint8_t>(std::size_t{sensor.width} * sensor.height, kMidGrey);
+        }
+    }
+
+    const PictureFolder folder_;
+    const std::function<void(const std::string&)> report_;
+    const std::size_t kept_;
+
+    // Of the loading thread alone.
+    std::vector<std::optional<Scene>> readings_;  // without pixels
+    std::set<std::size_t> reported_;
+
+    std::mutex mutex_;  // guards all that follows
+    std::condition_variable changed_;
+    std::size_t next_ = 0;                // the one that was asked for last
+    std::multiset<std::size_t> awaited_;  // by those who wait in scene()
+    std::map<std::size_t, std::shared_ptr<const Scene>> loaded_;
+    std::exception_ptr failure_;  // what ended the loading, out of memory for one
+    bool stopping_ = false;
+
+    std::thread loading_;  // the last: it begins when everything else is there
+};
+
+}  // namespace
+
+std::unique_ptr<SceneSource> showPictures(const SceneOptions& options) {
+    return std::make_unique<PictureScenes>(options);
+}
+
+}  // namespace kestrosim
