@@ -4,6 +4,7 @@
 #include "Failure.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,12 +34,15 @@ struct SimOptions {
     std::uint32_t count = 1;
     std::string serial = "SIM001";
     std::string address = "127.0.0.2";
-    std::uint32_t width = 1280;
-    std::uint32_t height = 1024;
+    std::optional<std::uint32_t> width;   ///< empty: 1280, of pictures as much as they need
+    std::optional<std::uint32_t> height;  ///< empty: 1024, of pictures as much as they need
     double framesPerSecond = 10;
     std::string format = "container";  ///< or "none" or "chunk"
     double linkMbits = 1000;
     std::uint64_t seed = 1;
+    std::uint32_t scenes = 12;
+    std::uint32_t difficulty = 0;
+    std::string imageFolder;  ///< empty: pictures are drawn
     std::string truthFile;
     std::string claim;  ///< "198.51.100.5/24"; empty: the real address
     std::string userName;

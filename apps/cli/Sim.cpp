@@ -118,12 +118,16 @@ Plans planCameras(const SimOptions& options) {
         plan.claim = claimAfter(options.claim, i);
         plan.serial = numbered(options.serial, i, options.count);
         plan.userName = numbered(options.userName, i, options.count);
-        plan.width = options.width;
-        plan.height = options.height;
+        plan.width = options.width.value_or(options.imageFolder.empty() ? plan.width : 0);
+        plan.height = options.height.value_or(options.imageFolder.empty() ? plan.height : 0);
         plan.framesPerSecond = options.framesPerSecond;
         plan.format = formatOf(options.format);
         plan.linkMbits = options.linkMbits;
         plan.seed = options.seed + i;
+        plan.scenes = options.scenes;
+        plan.difficulty = options.difficulty;
+        plan.imageFolder = options.imageFolder;
+        plan.report = [](const std::string& text) { complain(text); };
         plan.truthFile = options.truthFile;
         plan.descriptionFile = options.descriptionFile;
         checkName(plan.serial, "the serial number");

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -60,6 +61,15 @@ CLI::Validator wholeNumber(std::uint64_t least) {
             ""};
 }
 
+CLI::Validator folder() {
+    return {[](std::string& text) {
+                std::error_code error;
+                return std::filesystem::is_directory(text, error) ? std::string()
+                                                                  : "\"" + text + "\" is no folder";
+            },
+            ""};
+}
+
 void addCamera(CLI::App& command, std::string& camera) {
     command.add_option("CAMERA", camera, "Key, serial number, user-given name, IP or MAC address")
         ->required();
@@ -96,13 +106,38 @@ void addRead(CLI::App& app, ReadOptions& options) {
         ->type_name("DIR");
 }
 
-void addSimPicture(CLI::App& command, SimOptions& options) {
-    command.add_option("--width", options.width, "Pixels")
+void addSimScenes(CLI::App& command, SimOptions& options) {
+    command.add_option("--width", options.width, "Pixels; with --images, what the widest needs")
         ->check(CLI::Range(64, 8192))
-        ->capture_default_str();
-    command.add_option("--height", options.height, "Pixels")
+        ->default_str("1280");
+    command.add_option("--height", options.height, "Pixels; with --images, what the tallest needs")
         ->check(CLI::Range(64, 8192))
-        ->capture_default_str();
+        ->default_str("1024");
+    CLI::Option* const seed =
+        command.add_option("--seed", options.seed, "Seed of the scenes; camera i gets SEED + i")
+            ->check(wholeNumber(0))
+            ->capture_default_str();
+    CLI::Option* const scenes =
+        command.add_option("--scenes", options.scenes, "Number of different scenes")
+            ->check(CLI::Range(1, 1000))
+            ->capture_default_str();
+    CLI::Option* const difficulty =
+        command
+            .add_option("--difficulty", options.difficulty,
+                        "How hard the scenes are to read: blur, noise, contrast, perspective")
+            ->check(CLI::Range(0, 10))
+            ->capture_default_str();
+    command
+        .add_option("--images", options.imageFolder,
+                    "Show the PNG, JPEG and PGM files of this folder, nothing is drawn")
+        ->type_name("DIR")
+        ->check(folder())
+        ->excludes(seed)
+        ->excludes(scenes)
+        ->excludes(difficulty);
+}
+
+void addSimStream(CLI::App& command, SimOptions& options) {
     command.add_option("--fps", options.framesPerSecond, "Frames a second")
         ->check(CLI::Range(0.1, 1000.0))
         ->capture_default_str();
@@ -114,9 +149,6 @@ void addSimPicture(CLI::App& command, SimOptions& options) {
         ->capture_default_str();
     command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
         ->check(CLI::Range(1.0, 100000.0))
-        ->capture_default_str();
-    command.add_option("--seed", options.seed, "Seed of the scenes; camera i gets SEED + i")
-        ->check(wholeNumber(0))
         ->capture_default_str();
 }
 
@@ -130,7 +162,8 @@ void addSim(CLI::App& app, SimOptions& options) {
     command->add_option("--address", options.address, "Address; several get the following ones")
         ->capture_default_str();
     command->add_option("--name", options.userName, "User-given name");
-    addSimPicture(*command, options);
+    addSimScenes(*command, options);
+    addSimStream(*command, options);
     command->add_option("--truth", options.truthFile, "Append what is drawn, a JSON line a scene")
         ->type_name("FILE");
     command->add_option("--claim", options.claim, "Pretend to have another address, and its subnet")

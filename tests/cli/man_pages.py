@@ -41,6 +41,7 @@ def options_in(text):
     found = {}
     for line in re.findall(r"^  (-.*)", text, re.M):
         option, _, value = line.split("  ")[0].partition(" ")
+        value = value.partition(" Excludes: ")[0]
         if "--help" not in option:
             limits = re.search(r"(?<=[\[{]).*(?=[\]}])", value)
             found[option] = re.split(" - |,", limits[0]) if limits else []
