@@ -4,92 +4,34 @@
 #include "Failure.h"
 #include "Output.h"
 #include "PixelFormat.h"
-
-#include <png.h>
+#include "Png.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <array>
 #include <cerrno>
-#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace kestrocli {
 namespace {
 
-struct PngLayout {
-    int colourType = 0;
-    int bitDepth = 0;
-    std::uint32_t bytesPerPixel = 0;
-};
-
-PngLayout layoutOf(std::uint32_t pixelFormat) {
+std::optional<PixelLayout> layoutOf(std::uint32_t pixelFormat) {
     switch (pixelFormat) {
         case kMono8:
-            return {PNG_COLOR_TYPE_GRAY, 8, 1};
+            return PixelLayout::grey8;
         case kMono16:
-            return {PNG_COLOR_TYPE_GRAY, 16, 2};
+            return PixelLayout::grey16;
         case kRgb8:
-            return {PNG_COLOR_TYPE_RGB, 8, 3};
+            return PixelLayout::rgb8;
         default:
-            return {};
+            return std::nullopt;
     }
-}
-
-void appendToVector(png_structp png, png_bytep data, png_size_t length) {
-    auto& bytes = *static_cast<std::vector<std::uint8_t>*>(png_get_io_ptr(png));
-    try {
-        bytes.insert(bytes.end(), data, data + length);
-    } catch (...) {
-        png_error(png, "out of memory");
-    }
-}
-
-void ignoreMessage(png_structp, png_const_charp) {}
-
-void jumpBack(png_structp png, png_const_charp) { png_longjmp(png, 1); }
-
-/** libpng leaves by longjmp, so nothing here may need a destructor. */
-bool writePng(png_structp png, png_infop info, const kestro::Frame& frame, PngLayout layout) {
-    if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp)
-    const std::uint32_t rowBytes = frame.getWidth() * layout.bytesPerPixel;
-    png_set_IHDR(png, info, frame.getWidth(), frame.getHeight(), layout.bitDepth, layout.colourType,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    // The fastest setting: pictures are saved while the next ones arrive.
-    png_set_compression_level(png, 1);
-    png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-    png_write_info(png, info);
-    // Cameras send little-endian pixels, PNG holds big-endian ones.
-    if (layout.bitDepth == 16) png_set_swap(png);
-    for (std::uint32_t y = 0; y < frame.getHeight(); ++y) {
-        png_write_row(png, frame.getImageData() + std::size_t{y} * rowBytes);
-    }
-    png_write_end(png, info);
-    return true;
-}
-
-std::vector<std::uint8_t> encodePng(const kestro::Frame& frame, PngLayout layout) {
-    std::vector<std::uint8_t> bytes;
-    png_structp png =
-        png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, jumpBack, ignoreMessage);
-    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
-    if (info != nullptr) png_set_write_fn(png, &bytes, appendToVector, nullptr);
-    const bool written = info != nullptr && writePng(png, info, frame, layout);
-    png_destroy_write_struct(&png, &info);
-    if (!written) throw Failure("a picture could not be made a PNG");
-    return bytes;
-}
-
-bool isWhole(const kestro::Frame& frame, PngLayout layout) {
-    const std::uint64_t pixels = std::uint64_t{frame.getWidth()} * frame.getHeight();
-    // libpng's own limit for a side is a million.
-    return pixels > 0 && frame.getWidth() <= 1'000'000 && frame.getHeight() <= 1'000'000 &&
-           frame.getImageSize() / layout.bytesPerPixel >= pixels;
 }
 
 [[noreturn]] void failOn(const std::string& path) {
@@ -171,12 +113,19 @@ std::string targetOf(const std::string& path) {
 
 EncodedImage encodeImage(const kestro::Frame& frame) {
     const std::span image(frame.getImageData(), frame.getImageSize());
-    const PngLayout layout = layoutOf(frame.getPixelFormat());
     if (frame.getPayloadFlag()) return {{image.begin(), image.end()}, "jpg"};
-    if (layout.bytesPerPixel == 0 || !isWhole(frame, layout)) {
-        return {{image.begin(), image.end()}, "raw"};
-    }
-    return {encodePng(frame, layout), "png"};
+    const auto layout = layoutOf(frame.getPixelFormat());
+    const Pixels pixels{image, frame.getWidth(), frame.getHeight(),
+                        layout.value_or(PixelLayout::grey8)};
+    if (!layout || !isWhole(pixels)) return {{image.begin(), image.end()}, "raw"};
+    return {encodePng(pixels), "png"};
+}
+
+std::string imageName(std::string_view serial, std::uint64_t number, std::string_view extension) {
+    std::array<char, 32> digits{};
+    std::snprintf(digits.data(), digits.size(), "-%08llu.",
+                  static_cast<unsigned long long>(number));
+    return fileNamePart(serial) + digits.data() + std::string(extension);
 }
 
 void writeWhole(const std::string& path, std::span<const std::uint8_t> bytes) {
@@ -221,10 +170,7 @@ std::string ImageFolder::save(const kestro::Frame& frame, std::string_view seria
                               std::uint64_t number) {
     if (frame.getImageData() == nullptr) return {};
     const EncodedImage image = encodeImage(frame);
-    std::array<char, 32> digits{};
-    std::snprintf(digits.data(), digits.size(), "-%08llu.",
-                  static_cast<unsigned long long>(number));
-    std::string name = fileNamePart(serial) + digits.data() + std::string(image.extension);
+    std::string name = imageName(serial, number, image.extension);
     if (image.extension == "raw" && rawFormats_.insert(frame.getPixelFormat()).second) {
         complain(name + ": " + std::to_string(frame.getWidth()) + " x " +
                  std::to_string(frame.getHeight()) + " " + pixelFormatName(frame.getPixelFormat()) +

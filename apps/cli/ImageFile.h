@@ -33,6 +33,10 @@ void writeWhole(const std::string& path, std::span<const std::uint8_t> bytes);
 /** The text as part of a file name: letters, digits, '.', '-' and '_'; never empty or hidden. */
 [[nodiscard]] std::string fileNamePart(std::string_view text);
 
+/** "<serial>-<number, eight digits>.<extension>" */
+[[nodiscard]] std::string imageName(std::string_view serial, std::uint64_t number,
+                                    std::string_view extension);
+
 /** Makes the folder, but not those above it, and tries whether it can be written; throws Failure.
  */
 void prepareFolder(const std::string& path);
@@ -44,7 +48,7 @@ class ImageFolder {
     explicit ImageFolder(std::string path);
 
     /**
-     * Saves the picture as "<serial>-<number, eight digits>.<extension>".
+     * Saves the picture under its imageName().
      *
      * @return the file's name; empty when the frame has no picture.
      */

@@ -27,7 +27,8 @@ struct ReadOptions {
     double seconds = 0;         ///< end after this time; 0: no limit
     double timeoutSeconds = 5;  ///< longest wait for the first frame; 0: for ever
     bool json = false;
-    std::string saveFolder;  ///< empty: pictures are not saved
+    std::string saveFolder;     ///< empty: pictures are not saved
+    std::string overlayFolder;  ///< empty: nothing is drawn on them; else not the saveFolder
 };
 
 struct SimOptions {

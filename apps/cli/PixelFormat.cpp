@@ -35,7 +35,7 @@ constexpr std::array kFormats = {
     NamedFormat{0x01100012, "BayerGB12"},
     NamedFormat{0x01100013, "BayerBG12"},
     NamedFormat{kRgb8, "RGB8"},
-    NamedFormat{0x02180015, "BGR8"},
+    NamedFormat{kBgr8, "BGR8"},
     NamedFormat{0x02200016, "RGBa8"},
     NamedFormat{0x02200017, "BGRa8"},
     NamedFormat{0x0210001F, "YUV422_8_UYVY"},

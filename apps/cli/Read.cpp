@@ -8,11 +8,13 @@
 #include "Json.h"
 #include "Options.h"
 #include "Output.h"
+#include "OverlayFolder.h"
 #include "Pump.h"
 #include "StopSignal.h"
 #include "Tally.h"
 #include "Text.h"
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -27,6 +29,7 @@ class Reading {
     Reading(const ReadOptions& options, const CameraRecord& camera, Output& output)
         : options_(options), camera_(camera), output_(output) {
         if (!options.saveFolder.empty()) folder_.emplace(options.saveFolder);
+        if (!options.overlayFolder.empty()) overlays_.emplace(options.overlayFolder);
     }
 
     /** Writes a frame; false when it was the last one wanted. */
@@ -37,6 +40,7 @@ class Reading {
         const std::string& serial =
             camera_.serialNumber.empty() ? camera_.key : camera_.serialNumber;
         const std::string image = folder_ ? folder_->save(frame, serial, number) : "";
+        if (overlays_) overlays_->save(frame, serial, number);
         tally_.add(frame, delivery.arrival, blocks_.missed());
         output_.write(options_.json
                           ? resultLine(frame, {camera_.key, delivery.hostTime, image}) + "\n"
@@ -55,6 +59,7 @@ class Reading {
     const CameraRecord& camera_;
     Output& output_;
     std::optional<ImageFolder> folder_;
+    std::optional<OverlayFolder> overlays_;
     BlockCounter blocks_;
     Tally tally_;
 };
@@ -117,6 +122,18 @@ ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
     return lost.code();
 }
 
+/** Pictures and overlays have the same names, so they need a folder each. */
+void requireTwoFolders(const std::string& first, const std::string& second) {
+    if (first.empty() || second.empty()) return;
+    const auto whole = [](const std::string& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path) / "");
+    };
+    if (whole(first) == whole(second)) {
+        throw Failure("--save and --overlay need a folder each, not both " + second,
+                      ExitCode::usage);
+    }
+}
+
 }  // namespace
 
 std::string codeLines(const kestro::Frame& frame, const Output& output) {
@@ -156,8 +173,11 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
 }
 
 ExitCode runRead(const ReadOptions& options, Output& output) {
+    requireTwoFolders(options.saveFolder, options.overlayFolder);
     // Before the network is searched: the quickest answer to a mistyped folder.
-    if (!options.saveFolder.empty()) prepareFolder(options.saveFolder);
+    for (const std::string& folder : {options.saveFolder, options.overlayFolder}) {
+        if (!folder.empty()) prepareFolder(folder);
+    }
     return readCamera(findCamera(options.camera), options, output);
 }
 

@@ -104,6 +104,10 @@ void addRead(CLI::App& app, ReadOptions& options) {
     command->add_flag("--json", options.json, "One JSON object a frame and line");
     command->add_option("--save", options.saveFolder, "Save each picture in this folder")
         ->type_name("DIR");
+    command
+        ->add_option("--overlay", options.overlayFolder,
+                     "Save each picture with its codes drawn on it in this other folder")
+        ->type_name("DIR");
 }
 
 void addSimScenes(CLI::App& command, SimOptions& options) {

@@ -48,7 +48,7 @@ BEGIN {
     row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
     row("simulator", "simulator", posix "|ZXing/.*|(jerror|jpeglib|png|zlib)\\.h|rapidjson/.*")
     cli = "apps/cli =simulator/Simulator.h =simulator/Scene.h"
-    row("apps/cli", cli, public "|" posix "|png\\.h|rapidjson/(writer|stringbuffer)\\.h")
+    row("apps/cli", cli, public "|" posix "|(jpeglib|png)\\.h|rapidjson/(writer|stringbuffer)\\.h")
     row("apps/cli/main.cpp", cli, public "|" posix "|CLI/.*")
 }
 

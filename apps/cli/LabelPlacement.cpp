@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "LabelPlacement.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace kestrocli {
+namespace {
+
+bool overlap(const Rect& a, const Rect& b) {
+    return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+}
+
+/** How much of a rectangle another one covers, from 0 to 1. */
+double shareCovered(const Rect& rect, const Rect& by) {
+    if (!overlap(rect, by)) return 0;
+    const double width = std::min(rect.right, by.right) - std::max(rect.left, by.left);
+    const double height = std::min(rect.bottom, by.bottom) - std::max(rect.top, by.top);
+    return width * height / (rect.width() * rect.height());
+}
+
+std::array<Spot, 4> cornersOf(const Rect& rect) {
+    return {Spot{rect.left, rect.top}, Spot{rect.right, rect.top}, Spot{rect.right, rect.bottom},
+            Spot{rect.left, rect.bottom}};
+}
+
+template <typename Spots>
+std::pair<double, double> extentAlong(Spot axis, const Spots& spots) {
+    double low = std::numeric_limits<double>::max();
+    double high = std::numeric_limits<double>::lowest();
+    for (const Spot& spot : spots) {
+        const double along = spot.x * axis.x + spot.y * axis.y;
+        low = std::min(low, along);
+        high = std::max(high, along);
+    }
+    return {low, high};
+}
+
+double distanceBetween(const Rect& a, const Rect& b) {
+    const double dx = std::max({a.left - b.right, b.left - a.right, 0.0});
+    const double dy = std::max({a.top - b.bottom, b.top - a.bottom, 0.0});
+    return std::hypot(dx, dy);
+}
+
+/** The rectangle moved, by no more than it must be, to where it lies within the picture. */
+Rect movedInto(const Rect& picture, Rect rect) {
+    const double width = rect.width();
+    const double height = rect.height();
+    rect.left = std::clamp(rect.left, picture.left, picture.right - width);
+    rect.top = std::clamp(rect.top, picture.top, picture.bottom - height);
+    return {rect.left, rect.top, rect.left + width, rect.top + height};
+}
+
+/** The part of a code that the picture shows; of one beside it, the edge that is nearest. */
+Rect shownPart(const Rect& picture, const Rect& bounds) {
+    const auto across = [&](double x) { return std::clamp(x, picture.left, picture.right); };
+    const auto down = [&](double y) { return std::clamp(y, picture.top, picture.bottom); };
+    return {across(bounds.left), down(bounds.top), across(bounds.right), down(bounds.bottom)};
+}
+
+/** Places around a code, those that are liked best first. */
+std::vector<Rect> placesAround(const Rect& code, double width, double height, double gap) {
+    std::vector<Rect> places;
+    const auto add = [&](double left, double top) {
+        places.push_back({left, top, left + width, top + height});
+    };
+    const double centred = (code.left + code.right - width) / 2;
+    const double middle = (code.top + code.bottom - height) / 2;
+    for (const double left : {centred, code.left, code.right - width}) {
+        add(left, code.bottom + gap);
+        add(left, code.top - gap - height);
+    }
+    for (const double top : {middle, code.top, code.bottom - height}) {
+        add(code.right + gap, top);
+        add(code.left - gap - width, top);
+    }
+    return places;
+}
+
+}  // namespace
+
+Rect boundsOf(const Outline& outline) {
+    const auto [left, right] = extentAlong({1, 0}, outline);
+    const auto [top, bottom] = extentAlong({0, 1}, outline);
+    return {left, top, right, bottom};
+}
+
+bool overlap(const Rect& rect, const Outline& outline) {
+    if (!overlap(rect, boundsOf(outline))) return false;
+    // Two convex shapes are apart exactly when they are so seen along some side of one of them.
+    const auto corners = cornersOf(rect);
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        const Spot& from = outline[i];
+        const Spot& to = outline[(i + 1) % outline.size()];
+        const Spot across{from.y - to.y, to.x - from.x};
+        const auto [low, high] = extentAlong(across, outline);
+        const auto [lowest, highest] = extentAlong(across, corners);
+        if (low != high && (highest <= low || lowest >= high)) return false;
+    }
+    return true;
+}
+
+Rect LabelPlacement::place(std::size_t code, double width, double height) {
+    constexpr int kRings = 6;
+    const Rect around = shownPart(picture_, boundsOf(codes_[code]));
+    Rect best;
+    double least = std::numeric_limits<double>::max();
+    for (int ring = 0; ring < kRings; ++ring) {
+        const double gap = height * (0.4 + ring * 0.8);
+        double liked = 0;
+        for (const Rect& wish : placesAround(around, width, height, gap)) {
+            const Rect place = movedInto(picture_, wish);
+            const double cost = costOf(place, code) + liked;
+            liked += 0.02;
+            if (cost >= least) continue;
+            least = cost;
+            best = place;
+        }
+    }
+    placed_.push_back(best);
+    return best;
+}
+
+double LabelPlacement::costOf(const Rect& label, std::size_t code) const {
+    // Touching counts by itself: a code that is covered a little is not to be seen whole.
+    constexpr double kTouching = 2;
+    constexpr double kOverCode = 10;
+    constexpr double kOverLabel = 20;
+    double cost = distanceBetween(label, boundsOf(codes_[code])) / label.height();
+    for (const Outline& other : codes_) {
+        if (kestrocli::overlap(label, other)) {
+            cost += kTouching + kOverCode * shareCovered(label, boundsOf(other));
+        }
+    }
+    for (const Rect& other : placed_) {
+        if (overlap(label, other)) cost += kTouching + kOverLabel * shareCovered(label, other);
+    }
+    return cost;
+}
+
+}  // namespace kestrocli
