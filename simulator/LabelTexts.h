@@ -2,21 +2,26 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "SeededRandom.h"
 
 namespace kestrosim {
 
-/** What a shipping label's Code 128 says: capitals, digits and "-/." only. */
-[[nodiscard]] std::string linearText(SeededRandom& random);
+/** What one code says, UTF-8. */
+struct LabelText {
+    std::string type;  ///< a name of Symbologies.h, with its start and stop letters for Codabar
+    std::string text;  ///< with its check digit where the kind asks for one
 
-/** A shorter one, for small pictures. */
-[[nodiscard]] std::string shortLinearText(SeededRandom& random);
+    [[nodiscard]] bool operator==(const LabelText&) const = default;
+};
 
-/** What a QR code says, UTF-8: a link, a lot, now and then a place with foreign letters. */
-[[nodiscard]] std::string matrixText(SeededRandom& random);
-
-/** A few digits, so that the smallest QR code holds them. */
-[[nodiscard]] std::string shortMatrixText(SeededRandom& random);
+/**
+ * What the label of a shipping or packing line, or of a library, says in a code of that kind.
+ *
+ * @param symbology  a name of Symbologies.h.
+ * @param isBrief  as short as the kind allows, for small pictures.
+ */
+[[nodiscard]] LabelText labelText(std::string_view symbology, bool isBrief, SeededRandom& random);
 
 }  // namespace kestrosim

@@ -2,39 +2,13 @@
 #include "SceneGround.h"
 
 #include <algorithm>
-#include <array>
+
+#include "Unevenness.h"
 
 namespace kestrosim {
 namespace {
 
 constexpr int kCellPixels = 64;  // of the lattice that the smooth unevenness is interpolated from
-
-/** Smooth unevenness: random heights on a lattice, interpolated between. */
-class Unevenness {
- public:
-    Unevenness(int width, int height, int amplitude, SeededRandom& random)
-        : columns_(width / kCellPixels + 2),
-          heights_(static_cast<std::size_t>(columns_) *
-                   static_cast<std::size_t>(height / kCellPixels + 2)) {
-        for (int& value : heights_) value = random.between(-amplitude, amplitude);
-    }
-
-    [[nodiscard]] int at(int x, int y) const {
-        const int fx = x % kCellPixels;
-        const int fy = y % kCellPixels;
-        const auto columns = static_cast<std::size_t>(columns_);
-        const auto cell = static_cast<std::size_t>(y / kCellPixels) * columns +
-                          static_cast<std::size_t>(x / kCellPixels);
-        const auto below = cell + columns;
-        const int upper = heights_[cell] * (kCellPixels - fx) + heights_[cell + 1] * fx;
-        const int lower = heights_[below] * (kCellPixels - fx) + heights_[below + 1] * fx;
-        return (upper * (kCellPixels - fy) + lower * fy) / (kCellPixels * kCellPixels);
-    }
-
- private:
-    int columns_;
-    std::vector<int> heights_;
-};
 
 /** The parcel fills the picture but for a strip of belt; small pictures show the parcel alone. */
 Box parcelIn(const Canvas& canvas, SeededRandom& random) {
@@ -46,7 +20,7 @@ Box parcelIn(const Canvas& canvas, SeededRandom& random) {
 }
 
 void drawSurface(Canvas& canvas, const Box& box, int grey, SeededRandom& random) {
-    const Unevenness unevenness(box.width(), box.height(), 5, random);
+    const Unevenness unevenness(box.width(), box.height(), kCellPixels, 5, random);
     const int slopeX = random.between(-22, 22);
     const int slopeY = random.between(-22, 22);
     for (int y = 0; y < box.height(); ++y) {
@@ -87,17 +61,6 @@ void drawParcelEdges(Canvas& canvas, const Box& parcel) {
     }
 }
 
-/** Sums of eight die throws, scaled: near enough to a bell of sigma 4 and portable. */
-std::array<std::int8_t, 4096> noiseTable(SeededRandom& random) {
-    std::array<std::int8_t, 4096> table{};
-    for (std::int8_t& value : table) {
-        int sum = 0;
-        for (int i = 0; i < 8; ++i) sum += random.between(-40, 40);
-        value = static_cast<std::int8_t>(sum * 6 / 100);  // sigma 23.4 * sqrt(8) * 0.06 = 4
-    }
-    return table;
-}
-
 }  // namespace
 
 Box drawGround(Canvas& canvas, SeededRandom& random) {
@@ -114,23 +77,6 @@ Box drawGround(Canvas& canvas, SeededRandom& random) {
         drawParcelEdges(canvas, parcel);
     }
     return parcel;
-}
-
-void addNoise(std::vector<std::uint8_t>& pixels, SeededRandom& random) {
-    const auto table = noiseTable(random);
-    constexpr int kDrawsPerNumber = 5;  // of 12 bits out of 64
-    std::uint64_t bits = 0;
-    int left = 0;
-    for (std::uint8_t& pixel : pixels) {
-        if (left == 0) {
-            bits = random.next();
-            left = kDrawsPerNumber;
-        }
-        const int value = pixel + table[bits & 0xFFF];
-        pixel = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
-        bits >>= 12;
-        --left;
-    }
 }
 
 }  // namespace kestrosim

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Imaging.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <numeric>
+
+#include "Unevenness.h"
+
+namespace kestrosim {
+namespace {
+
+/** How bad a picture is at one step of difficulty. */
+struct Quality {
+    int contrastPercent;
+    int unevenLight;     // 1/256 of the light, either way
+    int blurTenths;      // sigma, tenths of a pixel
+    int motionQuarters;  // of a pixel along the row, while the shutter is open
+    int noiseQuarters;   // sigma, quarters of a grey level
+};
+
+Quality qualityOf(int difficulty) {
+    return {100 - 6 * difficulty, 7 * difficulty, 2 * difficulty, difficulty, 16 + 3 * difficulty};
+}
+
+/** Ink and paper come nearer to this grey. */
+constexpr int kMiddleGrey = 128;
+
+void applyLight(Canvas& canvas, const Quality& quality, SeededRandom& random) {
+    const int uneven = quality.unevenLight;
+    constexpr int kCellPixels = 256;
+    const Unevenness lobes(canvas.width(), canvas.height(), kCellPixels, uneven, random);
+    const int slopeX = random.between(-uneven, uneven);
+    const int slopeY = random.between(-uneven, uneven);
+    for (int y = 0; y < canvas.height(); ++y) {
+        const int rowLight =
+            256 - uneven / 2 + slopeY * (2 * y - canvas.height()) / (2 * canvas.height());
+        for (int x = 0; x < canvas.width(); ++x) {
+            std::uint8_t& pixel = canvas.at(x, y);
+            const int light = rowLight + slopeX * (2 * x - canvas.width()) / (2 * canvas.width()) +
+                              lobes.at(x, y);
+            const int flat = kMiddleGrey + (pixel - kMiddleGrey) * quality.contrastPercent / 100;
+            pixel = static_cast<std::uint8_t>(std::clamp(flat * light / 256, 0, 255));
+        }
+    }
+}
+
+constexpr int kReach = 8;  // pixels that blur carries to either side
+constexpr int kWeightUnit = 4096;
+
+/** Weights around a pixel, of kWeightUnit. */
+using Kernel = std::array<int, 2 * kReach + 1>;
+
+/** e to the minus x, x >= 0: a mathematics library's need not be the same everywhere. */
+double decay(double x) {
+    double term = 1;
+    double sum = 1;
+    for (int i = 1; i < 60; ++i) {
+        term = term * x / i;
+        sum += term;
+    }
+    return 1 / sum;
+}
+
+/** A bell, smeared over that many quarters of a pixel. */
+Kernel kernelOf(int sigmaTenths, int smearQuarters) {
+    std::array<double, 2 * kReach + 1> weights{};
+    double total = 0;
+    for (int i = -kReach; i <= kReach; ++i) {
+        double& weight = weights[static_cast<std::size_t>(i + kReach)];
+        for (int part = 0; part <= smearQuarters; ++part) {
+            const double offset = i + (part - smearQuarters / 2.0) / 4;
+            weight += decay(50 * offset * offset / (sigmaTenths * sigmaTenths));
+        }
+        total += weight;
+    }
+    Kernel kernel{};
+    std::transform(weights.begin(), weights.end(), kernel.begin(), [total](double weight) {
+        return static_cast<int>(weight / total * kWeightUnit + 0.5);
+    });
+    kernel[kReach] += kWeightUnit - std::accumulate(kernel.begin(), kernel.end(), 0);
+    return kernel;
+}
+
+/** One row of the picture from the rows or the columns around it. */
+template <typename PixelOf>
+void blurRow(std::vector<std::uint8_t>& row, const Kernel& kernel, PixelOf pixelOf) {
+    std::vector<int> sums(row.size(), kWeightUnit / 2);
+    for (int i = -kReach; i <= kReach; ++i) {
+        const int weight = kernel[static_cast<std::size_t>(i + kReach)];
+        if (weight == 0) continue;
+        const auto* const from = pixelOf(i);
+        for (std::size_t x = 0; x < row.size(); ++x) sums[x] += weight * from[x];
+    }
+    for (std::size_t x = 0; x < row.size(); ++x) {
+        row[x] = static_cast<std::uint8_t>(sums[x] / kWeightUnit);
+    }
+}
+
+void blurAcross(Canvas& canvas, const Kernel& kernel) {
+    const auto width = static_cast<std::size_t>(canvas.width());
+    std::vector<std::uint8_t> wide(width + 2 * kReach);
+    std::vector<std::uint8_t> row(width);
+    for (int y = 0; y < canvas.height(); ++y) {
+        std::uint8_t* const line = &canvas.at(0, y);
+        std::fill_n(wide.begin(), kReach, line[0]);
+        std::copy_n(line, width, wide.begin() + kReach);
+        std::fill_n(wide.end() - kReach, kReach, line[width - 1]);
+        blurRow(row, kernel,
+                [&wide](int i) { return &wide[static_cast<std::size_t>(i + kReach)]; });
+        std::copy(row.begin(), row.end(), line);
+    }
+}
+
+void blurDown(Canvas& canvas, const Kernel& kernel) {
+    const auto width = static_cast<std::size_t>(canvas.width());
+    const int last = canvas.height() - 1;
+    std::vector<std::uint8_t> before(
+        &canvas.at(0, 0), &canvas.at(0, 0) + width * static_cast<std::size_t>(canvas.height()));
+    std::vector<std::uint8_t> row(width);
+    for (int y = 0; y <= last; ++y) {
+        blurRow(row, kernel, [&](int i) {
+            return &before[static_cast<std::size_t>(std::clamp(y + i, 0, last)) * width];
+        });
+        std::copy(row.begin(), row.end(), &canvas.at(0, y));
+    }
+}
+
+/** Sums of eight die throws, scaled: near enough to a bell and portable. */
+std::array<std::int8_t, 4096> noiseTable(int sigmaQuarters, SeededRandom& random) {
+    std::array<std::int8_t, 4096> table{};
+    for (std::int8_t& value : table) {
+        int sum = 0;
+        for (int i = 0; i < 8; ++i) sum += random.between(-40, 40);
+        // Of sigma 4: sigma 23.4 * sqrt(8) * 0.06.
+        value = static_cast<std::int8_t>(std::clamp(sum * 6 * sigmaQuarters / 1600, -127, 127));
+    }
+    return table;
+}
+
+void addNoise(Canvas& canvas, int sigmaQuarters, SeededRandom& random) {
+    const auto table = noiseTable(sigmaQuarters, random);
+    constexpr int kDrawsPerNumber = 5;  // of 12 bits out of 64
+    std::uint64_t bits = 0;
+    int left = 0;
+    std::uint8_t* const begin = &canvas.at(0, 0);
+    std::uint8_t* const end = begin + std::ptrdiff_t{canvas.width()} * canvas.height();
+    for (std::uint8_t* pixel = begin; pixel != end; ++pixel) {
+        if (left == 0) {
+            bits = random.next();
+            left = kDrawsPerNumber;
+        }
+        *pixel = static_cast<std::uint8_t>(std::clamp(*pixel + table[bits & 0xFFF], 0, 255));
+        bits >>= 12;
+        --left;
+    }
+}
+
+}  // namespace
+
+void takePicture(Canvas& canvas, int difficulty, SeededRandom& random) {
+    const Quality quality = qualityOf(std::clamp(difficulty, 0, 10));
+    if (difficulty > 0) {
+        applyLight(canvas, quality, random);
+        blurAcross(canvas, kernelOf(quality.blurTenths, quality.motionQuarters));
+        blurDown(canvas, kernelOf(quality.blurTenths, 0));
+    }
+    addNoise(canvas, quality.noiseQuarters, random);
+}
+
+}  // namespace kestrosim
