@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Scene.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +8,6 @@
 #include <cmath>
 #include <future>
 #include <random>
-#include <set>
 
 #include "SceneParts.h"
 
@@ -39,22 +37,6 @@ const SceneCode* findRead(const Scene& scene, const SceneCode& drawn) {
     return found == scene.read.end() ? nullptr : &*found;
 }
 
-/** Mean grey of the column that many pixels right of the code's left edge. */
-double greyNearLeftEdge(const Scene& scene, const SceneCode& code, int offset, int rows) {
-    double sum = 0;
-    for (int i = 0; i < rows; ++i) {
-        const auto x = static_cast<std::size_t>(code.corners[0].x + offset);
-        const auto y = static_cast<std::size_t>(code.corners[0].y + i);
-        sum += scene.pixels.at(y * scene.width + x);
-    }
-    return sum / rows;
-}
-
-bool overlap(const SceneCode& a, const SceneCode& b) {
-    return a.corners[0].x < b.corners[2].x && b.corners[0].x < a.corners[2].x &&
-           a.corners[0].y < b.corners[2].y && b.corners[0].y < a.corners[2].y;
-}
-
 /** Scrawls over a code: salt and pepper from edge to edge. */
 void spoil(Scene& scene, const SceneCode& code) {
     std::mt19937 random(1);
@@ -74,48 +56,6 @@ Scene sceneWith(std::size_t codes, const std::string& type) {
     }
     ADD_FAILURE() << "no scene with " << codes << " codes, the first a " << type;
     return {};
-}
-
-TEST(SceneDrawing, DependsOnSeedAndNumberAlone) {
-    const Scene scene = drawScene(optionsOf(42), 3);
-    const Scene again = drawScene(optionsOf(42), 3);
-    EXPECT_EQ(scene.pixels, again.pixels);
-    EXPECT_EQ(truthLine("", 3, scene), truthLine("", 3, again));
-    EXPECT_NE(scene.pixels, drawScene(optionsOf(42), 4).pixels);
-    EXPECT_NE(scene.pixels, drawScene(optionsOf(43), 3).pixels);
-}
-
-TEST(SceneDrawing, ShowsBothKindsInTwelveScenesWithTextsThatDiffer) {
-    for (std::uint64_t seed = 1; seed <= 3; ++seed) {
-        std::set<std::string> types;
-        for (std::uint32_t number = 0; number < 12; ++number) {
-            const Scene scene = drawScene(optionsOf(seed, 800, 600), number);
-            EXPECT_GE(scene.drawn.size(), 1U);
-            EXPECT_LE(scene.drawn.size(), 5U);
-            std::set<std::string> texts;
-            for (const SceneCode& code : scene.drawn) {
-                types.insert(code.type);
-                EXPECT_TRUE(texts.insert(code.text).second) << code.text;
-                EXPECT_GE(code.pixelsPerModule, 2.5F);
-                EXPECT_LE(code.pixelsPerModule, 5.0F);
-            }
-        }
-        EXPECT_THAT(types, testing::ElementsAre("CODE128", "QR"));
-    }
-}
-
-TEST(SceneDrawing, KeepsCodesApartAndWhereItSaysTheyAre) {
-    for (std::uint32_t number = 0; number < 8; ++number) {
-        const Scene scene = drawScene(optionsOf(5), number);
-        for (std::size_t i = 0; i < scene.drawn.size(); ++i) {
-            const SceneCode& code = scene.drawn[i];
-            // Both kinds begin with ink: the first bar, the finder's upper left.
-            const int rows = static_cast<int>(6 * code.pixelsPerModule);
-            EXPECT_LT(greyNearLeftEdge(scene, code, 0, rows), 80);
-            EXPECT_GT(greyNearLeftEdge(scene, code, -1, rows), 180);
-            for (std::size_t j = 0; j < i; ++j) EXPECT_FALSE(overlap(code, scene.drawn[j]));
-        }
-    }
 }
 
 TEST(SceneReading, FindsWhatWasDrawn) {
