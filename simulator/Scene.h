@@ -60,7 +60,7 @@ struct SceneOptions {
     /** A folder of PNG, JPEG and PGM files that are the scenes, by name, instead; empty: drawn. */
     std::string imageFolder;
     /** Told of each file that cannot be shown, from the set's own thread; empty: nobody. */
-    std::function<void(const std::string&)> report;
+    std::function<void(const std::string&)> report = {};
 };
 
 /**

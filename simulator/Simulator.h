@@ -34,7 +34,7 @@ struct CameraOptions {
     /** A folder of PNG, JPEG and PGM files that are shown instead of what would be drawn. */
     std::string imageFolder;
     /** Told of each file that cannot be shown, from a thread of the camera's; empty: nobody. */
-    std::function<void(const std::string&)> report;
+    std::function<void(const std::string&)> report = {};
     std::string
         truthFile;  ///< what was drawn is appended here, a line for each scene; empty: nowhere
 
