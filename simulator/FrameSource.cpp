@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FrameSource.h"
 
+#include "JpegEncoder.h"
 #include "ResultChunks.h"
 #include "SceneView.h"
 #include "Simulator.h"
@@ -11,9 +12,56 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <stdexcept>
+#include <utility>
 
 namespace kestrosim {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+PayloadType payloadTypeOf(ResultFormat format) {
+    switch (format) {
+        case ResultFormat::jpeg:
+            return PayloadType::jpeg;
+        case ResultFormat::raw:
+            return PayloadType::raw;
+        case ResultFormat::chunkOnly:
+            return PayloadType::chunks;
+        case ResultFormat::none:
+        case ResultFormat::container:
+        case ResultFormat::containerJpeg:
+        case ResultFormat::chunk:
+            break;
+    }
+    return PayloadType::image;
+}
+
+bool isCompressed(ResultFormat format) {
+    return format == ResultFormat::containerJpeg || format == ResultFormat::jpeg;
+}
+
+/** Picture and results; `jpeg` is the picture's file where it is compressed. */
+Bytes encode(const Scene& view, const StreamSettings& settings, std::uint64_t timestamp,
+             std::span<const std::uint8_t> jpeg) {
+    switch (settings.format) {
+        case ResultFormat::container:
+        case ResultFormat::containerJpeg:
+        case ResultFormat::raw:
+            return encodeContainer(view, timestamp, jpeg);
+        case ResultFormat::chunk:
+        case ResultFormat::jpeg:
+            return encodeChunks(view, timestamp, settings.chunks, jpeg);
+        case ResultFormat::chunkOnly:
+            return encodeResultChunks(view, timestamp, settings.chunks);
+        case ResultFormat::none:
+            break;
+    }
+    return view.pixels;
+}
+
+}  // namespace
 
 TruthFile::TruthFile(const std::string& path) {
     if (path.empty()) return;
@@ -59,9 +107,18 @@ std::shared_ptr<const Scene> FrameSource::scene(std::uint64_t number) {
     return scene;
 }
 
+JpegFiles::File JpegFiles::fileOf(const std::shared_ptr<const Scene>& scene, const Scene& view,
+                                  const PictureSettings& settings) {
+    Kept& kept = kept_[scene.get()];
+    if (kept.scene.lock() != scene || kept.settings != settings) {
+        auto file = encodeJpeg(view, settings.compressionQuality);
+        kept = {scene, settings, std::make_shared<const Bytes>(std::move(file))};
+    }
+    return kept.file;
+}
+
 FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
                                  const StreamSettings& settings, std::uint64_t timestamp) {
-    using Bytes = std::vector<std::uint8_t>;
     const std::shared_ptr<const Scene> view = viewOf(scene, settings);
     FramePayload frame;
     frame.width = view->width;
@@ -71,20 +128,18 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
     frame.timestamp = timestamp;
     frame.reading = {view->status, static_cast<std::uint32_t>(view->read.size()),
                      view->readMilliseconds};
-    frame.hasChunks = settings.format == ResultFormat::chunk;
-    switch (settings.format) {
-        case ResultFormat::none:
-            // The picture stays alive with the scene that it belongs to.
-            frame.bytes = {view, &view->pixels};
-            break;
-        case ResultFormat::container:
-            frame.bytes = std::make_shared<const Bytes>(encodeContainer(*view, timestamp));
-            break;
-        case ResultFormat::chunk:
-            frame.bytes =
-                std::make_shared<const Bytes>(encodeChunks(*view, timestamp, settings.chunks));
-            break;
+    frame.type = payloadTypeOf(settings.format);
+    frame.hasChunks =
+        settings.format == ResultFormat::chunk || settings.format == ResultFormat::jpeg;
+    if (settings.format == ResultFormat::none) {
+        // The picture stays alive with the scene that it belongs to.
+        frame.bytes = {view, &view->pixels};
+        return frame;
     }
+    const JpegFiles::File jpeg =
+        isCompressed(settings.format) ? jpegFiles_.fileOf(scene, *view, settings) : nullptr;
+    frame.bytes = std::make_shared<const Bytes>(
+        encode(*view, settings, timestamp, jpeg ? *jpeg : std::span<const std::uint8_t>()));
     return frame;
 }
 

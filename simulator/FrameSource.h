@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace kestrosim {
@@ -29,6 +30,24 @@ class TruthFile {
     int descriptor_ = -1;
 };
 
+/** The JPEG files of pictures: scenes come again and again, and encoding takes its time. */
+class JpegFiles {
+ public:
+    using File = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+    /** `view` is what the settings make of `scene`. */
+    [[nodiscard]] File fileOf(const std::shared_ptr<const Scene>& scene, const Scene& view,
+                              const PictureSettings& settings);
+
+ private:
+    struct Kept {
+        std::weak_ptr<const Scene> scene;  ///< not another one that came to lie there
+        PictureSettings settings;
+        File file;
+    };
+    std::unordered_map<const Scene*, Kept> kept_;  ///< the latest of each scene
+};
+
 /** What the camera looks at: the scenes, seen through its sensor window and exposure. One thread.
  */
 class FrameSource {
@@ -38,11 +57,11 @@ class FrameSource {
     /** Waits until the scene is prepared and writes its line of truth, once. */
     [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number);
     /** The frame that the settings make of a scene. */
-    [[nodiscard]] static FramePayload expose(const std::shared_ptr<const Scene>& scene,
-                                             const StreamSettings& settings,
-                                             std::uint64_t timestamp);
+    [[nodiscard]] FramePayload expose(const std::shared_ptr<const Scene>& scene,
+                                      const StreamSettings& settings, std::uint64_t timestamp);
 
  private:
+    JpegFiles jpegFiles_;
     std::string camera_;
     TruthFile truth_;
     SceneSet scenes_;

@@ -44,8 +44,10 @@ enum class Status : std::uint16_t {
 
 enum class PacketFormat : std::uint8_t { leader = 1, trailer = 2, payload = 3 };
 
-inline constexpr std::uint16_t kPayloadTypeImage = 0x0001;
-inline constexpr std::uint16_t kPayloadTypeImageWithChunks = 0x4001;
+/** What the payload of a frame is. */
+enum class PayloadType : std::uint16_t { image = 1, raw = 2, chunks = 4, jpeg = 6 };
+
+inline constexpr std::uint16_t kChunkBit = 0x4000;  ///< of a payload that has chunks behind it
 inline constexpr std::uint32_t kPixelFormatMono8 = 0x01080001;
 
 [[nodiscard]] inline std::uint16_t load16(const std::uint8_t* from) {

@@ -2,9 +2,11 @@
 #include "RegisterRules.h"
 
 #include "GigeWire.h"
+#include "JpegEncoder.h"
 #include "RegisterTable.h"
 #include "Registers.h"
 #include "ResultChunks.h"
+#include "Scene.h"
 #include "StreamSettings.h"
 
 #include <algorithm>
@@ -16,22 +18,29 @@ constexpr std::uint32_t kHeartbeatMinMs = 500;
 constexpr std::uint32_t kPacketSizeMin = 576;
 constexpr std::uint32_t kPacketSizeMax = 9000;
 
-// A container holds the picture, its head and the results as text; the room for the text is fixed
-// so that the size does not depend on what will be read.
-constexpr std::uint32_t kContainerRoomBytes = 65536;
-
-std::uint32_t payloadSize(const RegisterValues& values) {
-    const StreamSettings settings = streamSettingsOf(values);
-    const std::uint32_t pictureBytes = settings.width * settings.height;
+/** What no frame's payload exceeds, whatever is in the picture. */
+std::size_t mostPayloadBytes(const StreamSettings& settings) {
+    const std::size_t pixels = std::size_t{settings.width} * settings.height;
     switch (settings.format) {
         case ResultFormat::container:
-            return pictureBytes + kContainerRoomBytes;
+        case ResultFormat::raw:
+            return mostContainerBytes(pixels);
+        case ResultFormat::containerJpeg:
+            return mostContainerBytes(mostJpegBytes(pixels));
         case ResultFormat::chunk:
-            return static_cast<std::uint32_t>(mostChunkBytes(pictureBytes, settings.chunks));
+            return mostChunkBytes(pixels, settings.chunks);
+        case ResultFormat::jpeg:
+            return mostChunkBytes(mostJpegBytes(pixels), settings.chunks);
+        case ResultFormat::chunkOnly:
+            return mostResultChunkBytes(settings.chunks);
         case ResultFormat::none:
             break;
     }
-    return pictureBytes;
+    return pixels;
+}
+
+std::uint32_t payloadSize(const RegisterValues& values) {
+    return static_cast<std::uint32_t>(mostPayloadBytes(streamSettingsOf(values)));
 }
 
 // A value that is no number is in no limits.

@@ -133,6 +133,7 @@ constexpr Register kTable[] = {
     toggle(reg::kReverseX).saved().frozen(),
     word(reg::kGain).from(0, 240).saved(),
     word(reg::kBlackLevel).from(0, 64).saved(),
+    word(reg::kCompressionQuality, 90).from(1, 100).saved().frozen(),
     reading(reg::kPayloadSize),
 
     // Acquisition
@@ -167,7 +168,7 @@ constexpr Register kTable[] = {
     word(reg::kRoiHeight).from(1, kMost).saved(),
 
     // Results, chunks and events
-    word(reg::kResultFormat).from(0, 2).saved().frozen(),
+    word(reg::kResultFormat).from(0, 6).saved().frozen(),
     word(reg::kChunkSelector).from(0, kChunkCount - 1),
     toggle(reg::kChunkEnable, 1).times(kChunkCount).saved().frozen(),
     word(reg::kEventSelector).from(0, kEventCount - 1),

@@ -93,6 +93,7 @@ inline constexpr std::uint32_t kUserSetSelector = 0x10084;
 inline constexpr std::uint32_t kUserSetLoad = 0x10088;
 inline constexpr std::uint32_t kUserSetSave = 0x1008c;  ///< stays set until it is done
 inline constexpr std::uint32_t kUserSetDefault = 0x10090;
+inline constexpr std::uint32_t kCompressionQuality = 0x10094;  ///< of JPEG files, in percent
 inline constexpr std::uint32_t kUserData = 0x100c0;
 inline constexpr std::uint32_t kUserDataBytes = 64;
 // kTriggerMode, kTriggerSource, kTriggerSoftware and kTriggerDelay of the second trigger lie this

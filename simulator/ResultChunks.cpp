@@ -42,7 +42,9 @@ class ChunkWriter {
     void text(std::size_t offset, std::size_t room, std::string_view value) {
         std::memcpy(&to_[start_ + offset], value.data(), std::min(room, value.size()));
     }
-    void append(const Bytes& data) { to_.insert(to_.end(), data.begin(), data.end()); }
+    void append(std::span<const std::uint8_t> data) {
+        to_.insert(to_.end(), data.begin(), data.end());
+    }
     /** Ends the chunk. */
     void close(std::uint32_t id) {
         const auto length = static_cast<std::uint32_t>(to_.size() - start_);
@@ -103,28 +105,55 @@ void addScaling(Bytes& to, const Scene& scene) {
     writer.close(reg::kChunkIds[scaling]);
 }
 
-}  // namespace
-
-std::vector<std::uint8_t> encodeChunks(const Scene& scene, std::uint64_t timestamp,
-                                       const chunk::Choice& chosen) {
-    Bytes bytes;
-    bytes.reserve(mostChunkBytes(scene.pixels.size(), chosen));
-    ChunkWriter image(bytes, 0, ByteOrder::big);
-    image.append(scene.pixels);
-    image.close(chunk::kImageId);
-    if (chosen[barcodes]) addReader(bytes, scene, barcodes);
-    if (chosen[qrCodes]) addReader(bytes, scene, qrCodes);
-    if (chosen[pipeline]) addPipeline(bytes, scene, timestamp);
-    if (chosen[scaling]) addScaling(bytes, scene);
-    return bytes;
+void addResults(Bytes& to, const Scene& scene, std::uint64_t timestamp,
+                const chunk::Choice& chosen) {
+    if (chosen[barcodes]) addReader(to, scene, barcodes);
+    if (chosen[qrCodes]) addReader(to, scene, qrCodes);
+    if (chosen[pipeline]) addPipeline(to, scene, timestamp);
+    if (chosen[scaling]) addScaling(to, scene);
 }
 
-std::size_t mostChunkBytes(std::size_t pictureBytes, const chunk::Choice& chosen) {
-    std::size_t bytes = pictureBytes + chunk::kTrailerBytes;
+std::size_t mostBytes(const chunk::Choice& chosen) {
+    std::size_t bytes = 0;
     for (std::size_t i = 0; i < chosen.size(); ++i) {
         if (chosen[i]) bytes += kMostBytes[i] + chunk::kTrailerBytes;
     }
     return bytes;
+}
+
+chunk::Choice withoutPicture(chunk::Choice chosen) {
+    chosen[scaling] = false;
+    return chosen;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> encodeChunks(const Scene& scene, std::uint64_t timestamp,
+                                       const chunk::Choice& chosen,
+                                       std::span<const std::uint8_t> jpeg) {
+    const std::span<const std::uint8_t> picture = jpeg.empty() ? scene.pixels : jpeg;
+    Bytes bytes;
+    bytes.reserve(mostChunkBytes(picture.size(), chosen));
+    ChunkWriter image(bytes, 0, ByteOrder::big);
+    image.append(picture);
+    image.close(chunk::kImageId);
+    addResults(bytes, scene, timestamp, chosen);
+    return bytes;
+}
+
+std::size_t mostChunkBytes(std::size_t pictureBytes, const chunk::Choice& chosen) {
+    return pictureBytes + chunk::kTrailerBytes + mostBytes(chosen);
+}
+
+std::vector<std::uint8_t> encodeResultChunks(const Scene& scene, std::uint64_t timestamp,
+                                             const chunk::Choice& chosen) {
+    Bytes bytes;
+    addResults(bytes, scene, timestamp, withoutPicture(chosen));
+    return bytes;
+}
+
+std::size_t mostResultChunkBytes(const chunk::Choice& chosen) {
+    return mostBytes(withoutPicture(chosen));
 }
 
 }  // namespace kestrosim

@@ -15,15 +15,25 @@ namespace {
 //   0    4  "SMAT"
 //   8    4  number of blocks
 //   24      block table, 64 bytes a block: 0 type, 4 offset, 8 size, 12 width, 16 height,
-//           24 timestamp (8 bytes), 32 payload indicator (0: pixels as they are)
+//           24 timestamp (8 bytes), 32 payload indicator (0: pixels, 1: a JPEG file)
 //   576     the blocks; the table has room for eight whether they are there or not
 constexpr std::size_t kBlockCountOffset = 8;
 constexpr std::size_t kTableOffset = 24;
 constexpr std::size_t kEntryBytes = 64;
 constexpr std::size_t kHeadBytes = 576;
 constexpr std::size_t kBlockAlignment = 64;
+// For all but the image block: fixed, so that the largest container does not depend on what will
+// be read.
+constexpr std::size_t kRoomBytes = 65536;
+constexpr std::size_t kTextRoomBytes = kRoomBytes - kHeadBytes - 2 * kBlockAlignment;
+// Of a code's document, its texts not counted; and of all that stands behind the last code.
+constexpr std::size_t kMostCodeBytes = 512;
+constexpr std::size_t kTailBytes = 256;
+constexpr std::size_t kMostEscapedBytes = 6;  // \u001f
 constexpr std::uint32_t kImageBlock = 0;
 constexpr std::uint32_t kJsonBlock = 2;
+constexpr std::uint32_t kPixels = 0;
+constexpr std::uint32_t kJpegFile = 1;
 
 using Bytes = std::vector<std::uint8_t>;
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -101,19 +111,35 @@ void writeCode(JsonWriter& json, const SceneCode& code) {
     json.EndObject();
 }
 
+/** Whether the code's document is sure to fit, with what has to follow it. */
+bool hasRoom(const rapidjson::StringBuffer& buffer, const SceneCode& code) {
+    const std::size_t most = kMostEscapedBytes * (code.type.size() + code.text.size());
+    return buffer.GetSize() + most + kMostCodeBytes + kTailBytes <= kTextRoomBytes;
+}
+
+/** One of the two readers: its document, the list in it, and whether its codes are matrices. */
+struct Reader {
+    const char* document;
+    const char* list;
+    bool isMatrix;
+};
+constexpr Reader kBarReader{"ChunkBarCodeJson", "BarCode", false};
+constexpr Reader kMatrixReader{"ChunkQRCodeJson", "DataCode", true};
+
 /**
  * One reader's document. Status and time are the whole scene's in both: who takes both documents
  * in keeps only one status and one time, whichever comes last.
  */
-void writeReader(JsonWriter& json, const char* document, const char* list, const Scene& scene,
-                 bool matrix) {
-    wrappedObject(json, document, [&] {
+void writeReader(JsonWriter& json, const rapidjson::StringBuffer& written, const Reader& reader,
+                 const Scene& scene) {
+    wrappedObject(json, reader.document, [&] {
         wrappedText(json, "Status", statusName(scene.status));
         wrappedInt(json, "Time", scene.readMilliseconds);
-        wrapped(json, list, [&] {
+        wrapped(json, reader.list, [&] {
             json.StartArray();
             for (const SceneCode& code : scene.read) {
-                if (isMatrix(code) == matrix) writeCode(json, code);
+                const bool isIts = isMatrix(code) == reader.isMatrix;
+                if (isIts && hasRoom(written, code)) writeCode(json, code);
             }
             json.EndArray();
         });
@@ -137,18 +163,20 @@ rapidjson::StringBuffer resultDocuments(const Scene& scene, std::uint64_t timest
         wrappedInt(json, "OutWidth", scene.width);
         wrappedInt(json, "OutHeight", scene.height);
     });
-    writeReader(json, "ChunkBarCodeJson", "BarCode", scene, false);
-    writeReader(json, "ChunkQRCodeJson", "DataCode", scene, true);
+    writeReader(json, buffer, kBarReader, scene);
+    writeReader(json, buffer, kMatrixReader, scene);
     json.EndObject();
     return buffer;
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp) {
+std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp,
+                                          std::span<const std::uint8_t> jpeg) {
     const auto json = resultDocuments(scene, timestamp);
+    const std::span<const std::uint8_t> picture = jpeg.empty() ? scene.pixels : jpeg;
     Bytes bytes;
-    bytes.reserve(kHeadBytes + scene.pixels.size() + kBlockAlignment + json.GetSize());
+    bytes.reserve(mostContainerBytes(picture.size()));
     bytes.resize(kHeadBytes);
     bytes[0] = 'S';
     bytes[1] = 'M';
@@ -158,13 +186,15 @@ std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t time
 
     // The image's entry is the table's last: its timestamp has 64 bits, while the result text's
     // signed words cannot say a low word of 2^31 or more without spilling into the high one.
-    const std::size_t image =
-        appendBlock(bytes, 1, kImageBlock, scene.pixels.data(), scene.pixels.size());
+    const std::size_t image = appendBlock(bytes, 1, kImageBlock, picture.data(), picture.size());
     store(bytes, image + 12, scene.width);
     store(bytes, image + 16, scene.height);
     store(bytes, image + 24, timestamp);
+    store(bytes, image + 32, jpeg.empty() ? kPixels : kJpegFile);
     appendBlock(bytes, 0, kJsonBlock, json.GetString(), json.GetSize());
     return bytes;
 }
+
+std::size_t mostContainerBytes(std::size_t imageBytes) { return imageBytes + kRoomBytes; }
 
 }  // namespace kestrosim

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -88,13 +90,17 @@ class SceneSet {
 };
 
 /**
- * The scene as the block container that an ID reader sends: "SMAT", a raw Mono8 image block and a
- * JSON block with the results; at least 576 bytes.
+ * The scene as the block container that an ID reader sends: "SMAT", an image block and a JSON block
+ * with the results; at least 576 bytes. Codes for which it has no room are left out.
  *
  * @param timestamp  the trigger's time in ticks of the camera's clock.
+ * @param jpeg       the picture as a JPEG file; empty: its pixels are the image block.
  */
-[[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene,
-                                                        std::uint64_t timestamp);
+[[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp,
+                                                        std::span<const std::uint8_t> jpeg = {});
+
+/** The most that encodeContainer() makes of an image block of so many bytes. */
+[[nodiscard]] std::size_t mostContainerBytes(std::size_t imageBytes);
 
 /**
  * One line of truth: a JSON object with camera, scene, width, height, codes (drawn), without a

@@ -8,11 +8,15 @@
 
 namespace kestrosim {
 
-/** What the image payload holds; the camera's feature ResultFormat. */
+/** How frames carry picture and results; the camera's feature ResultFormat. */
 enum class ResultFormat : std::uint32_t {
-    none = 0,       ///< the plain Mono8 image
-    container = 1,  ///< the "SMAT" container: image block and result block
-    chunk = 2       ///< GenICam chunks: the image and the results that are switched on
+    none = 0,           ///< the plain Mono8 image
+    container = 1,      ///< the "SMAT" container: image block and result block
+    chunk = 2,          ///< GenICam chunks: the image and the results that are switched on
+    containerJpeg = 3,  ///< the container with a JPEG file in its image block
+    jpeg = 4,           ///< chunks: a JPEG file and the results, as a JPEG payload
+    raw = 5,            ///< the container as a raw-data payload, of which a leader tells nothing
+    chunkOnly = 6       ///< chunks: the results without a picture
 };
 
 /** A simulated camera as it is switched on. */
@@ -58,7 +62,7 @@ struct CameraStatistics {
     std::uint64_t eventsAcknowledged = 0;
     std::uint64_t blockId = 0;      ///< of the latest frame
     std::uint64_t leaderBytes = 0;  ///< UDP payload of the latest leader
-    std::uint32_t pixelFormat = 0;  ///< as the latest leader said
+    std::uint32_t pixelFormat = 0;  ///< as the latest leader said; 0: it said none
 };
 
 /**

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StreamFrame.h"
 
+#include "CameraClock.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -14,14 +16,35 @@ constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kExtendedHeaderBytes = 20;
 constexpr std::uint8_t kExtendedIdBit = 0x80;
 
-// Image leader: 0 field info16 | 2 payload type16 | 4 timestamp64 | 12 pixel format32
-//   16 width32 | 20 height32 | 24 offset x32 | 28 offset y32 | 32 padding x16 | 34 padding y16
-constexpr std::size_t kLeaderBytes = 36;
-// Image trailer: 0 reserved16 | 2 payload type16 | 4 height32
-//   with chunks: 8 bytes of all chunks32 | 12 chunk layout32
-constexpr std::size_t kTrailerBytes = 8;
-constexpr std::size_t kChunkTrailerBytes = 16;
+// Leader: 0 field info16 | 2 payload type16 | 4 timestamp64
+//   of an image:      12 pixel format32 | 16 width32 | 20 height32 | 24 offset x32 | 28 offset y32
+//                     32 padding x16 | 34 padding y16
+//   of raw data:      12 bytes of the payload64
+//   of a JPEG file:   12 bytes of the payload64 | 20 ticks a second64 | 28 data format32
+std::size_t leaderBytesOf(PayloadType type) {
+    switch (type) {
+        case PayloadType::image:
+            return 36;
+        case PayloadType::raw:
+            return 20;
+        case PayloadType::jpeg:
+            return 32;
+        case PayloadType::chunks:
+            break;
+    }
+    return 12;
+}
+
+// Trailer: 0 reserved16 | 2 payload type16
+//   of an image: 4 height32;  of nothing but chunks: 4 bytes of the payload32
+//   and with chunks behind something else: bytes of the payload32 | chunk layout32
+constexpr std::size_t kTrailerBytes = 4;
 constexpr std::uint32_t kUntoldLayout = 0;  // chunks are where their own trailers say
+
+void appendWord(StreamPacket& packet, std::uint32_t word) {
+    store32(packet.head.data() + packet.headBytes, word);
+    packet.headBytes += 4;
+}
 
 std::size_t headerBytes(bool extendedIds) {
     return extendedIds ? kExtendedHeaderBytes : kHeaderBytes;
@@ -59,7 +82,13 @@ std::uint32_t StreamFrame::packetCount() const {
     return static_cast<std::uint32_t>(pieces + 2);
 }
 
-std::size_t StreamFrame::leaderBytes() const { return headerBytes(extendedIds_) + kLeaderBytes; }
+std::size_t StreamFrame::leaderBytes() const {
+    return headerBytes(extendedIds_) + leaderBytesOf(payload_.type);
+}
+
+std::uint32_t StreamFrame::pixelFormat() const {
+    return payload_.type == PayloadType::image ? kPixelFormatMono8 : 0;
+}
 
 StreamPacket StreamFrame::packet(std::uint32_t id, Status status) const {
     const bool isLeader = id == 0;
@@ -85,29 +114,38 @@ std::span<const std::uint8_t> StreamFrame::piece(std::uint32_t id) const {
 }
 
 std::uint16_t StreamFrame::payloadType() const {
-    return payload_.hasChunks ? kPayloadTypeImageWithChunks : kPayloadTypeImage;
+    const auto type = static_cast<std::uint16_t>(payload_.type);
+    return payload_.hasChunks ? kChunkBit | type : type;
 }
 
 void StreamFrame::addLeader(StreamPacket& packet) const {
     std::uint8_t* const to = packet.head.data() + packet.headBytes;
+    packet.headBytes += leaderBytesOf(payload_.type);
     store16(to + 2, payloadType());
     store64(to + 4, payload_.timestamp);
-    store32(to + 12, kPixelFormatMono8);
-    store32(to + 16, payload_.width);
-    store32(to + 20, payload_.height);
-    store32(to + 24, payload_.offsetX);
-    store32(to + 28, payload_.offsetY);
-    packet.headBytes += kLeaderBytes;
+    if (payload_.type == PayloadType::image) return addImage(to);
+    if (payload_.type == PayloadType::chunks) return;
+    store64(to + 12, payload_.bytes->size());
+    if (payload_.type == PayloadType::jpeg) store64(to + 20, CameraClock::kTicksPerSecond);
+}
+
+void StreamFrame::addImage(std::uint8_t* leader) const {
+    store32(leader + 12, pixelFormat());
+    store32(leader + 16, payload_.width);
+    store32(leader + 20, payload_.height);
+    store32(leader + 24, payload_.offsetX);
+    store32(leader + 28, payload_.offsetY);
 }
 
 void StreamFrame::addTrailer(StreamPacket& packet) const {
-    std::uint8_t* const to = packet.head.data() + packet.headBytes;
-    store16(to + 2, payloadType());
-    store32(to + 4, payload_.height);
-    packet.headBytes += payload_.hasChunks ? kChunkTrailerBytes : kTrailerBytes;
+    const auto payloadBytes = static_cast<std::uint32_t>(payload_.bytes->size());
+    store16(packet.head.data() + packet.headBytes + 2, payloadType());
+    packet.headBytes += kTrailerBytes;
+    if (payload_.type == PayloadType::image) appendWord(packet, payload_.height);
+    if (payload_.type == PayloadType::chunks) appendWord(packet, payloadBytes);
     if (!payload_.hasChunks) return;
-    store32(to + 8, static_cast<std::uint32_t>(payload_.bytes->size()));
-    store32(to + 12, kUntoldLayout);
+    appendWord(packet, payloadBytes);
+    appendWord(packet, kUntoldLayout);
 }
 
 StreamPacket statusPacket(std::uint64_t blockId, std::uint32_t packetId, bool extendedIds,

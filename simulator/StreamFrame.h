@@ -22,7 +22,8 @@ struct FramePayload {
     std::uint32_t offsetX = 0;
     std::uint32_t offsetY = 0;
     std::uint64_t timestamp = 0;
-    bool hasChunks = false;  ///< the picture is the first of several chunks
+    PayloadType type = PayloadType::image;
+    bool hasChunks = false;  ///< image or JPEG file are the first of several chunks
     ReadingSummary reading;
 };
 
@@ -48,6 +49,8 @@ class StreamFrame {
     [[nodiscard]] const ReadingSummary& reading() const { return payload_.reading; }
     [[nodiscard]] std::uint32_t packetCount() const;
     [[nodiscard]] std::size_t leaderBytes() const;
+    /** As the leader tells it; 0 where it tells none. */
+    [[nodiscard]] std::uint32_t pixelFormat() const;
     /** `id` is below packetCount(). */
     [[nodiscard]] StreamPacket packet(std::uint32_t id, Status status) const;
 
@@ -55,6 +58,7 @@ class StreamFrame {
     [[nodiscard]] std::span<const std::uint8_t> piece(std::uint32_t id) const;
     [[nodiscard]] std::uint16_t payloadType() const;
     void addLeader(StreamPacket& packet) const;
+    void addImage(std::uint8_t* leader) const;
     void addTrailer(StreamPacket& packet) const;
 
     std::uint64_t blockId_;

@@ -248,7 +248,7 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
         const Unlocked unlocked(lock);
         const std::shared_ptr<const Scene> scene = source_.scene(blockId - 1);
         const StreamSettings settings = registers_.streamSettings();
-        FramePayload payload = FrameSource::expose(scene, settings, clock_.ticks());
+        FramePayload payload = source_.expose(scene, settings, clock_.ticks());
         StreamFrame frame(blockId, std::move(payload), settings.packetBytes, settings.extendedIds);
         sent = std::make_shared<SentFrame>(SentFrame{std::move(frame), settings});
     }
@@ -263,7 +263,7 @@ void StreamSender::beginFrame(const std::shared_ptr<SentFrame>& sent) {
     if (history_.size() > kFramesKept) history_.pop_front();
     statistics_.blockId = sent->frame.blockId();
     statistics_.leaderBytes = sent->frame.leaderBytes();
-    statistics_.pixelFormat = kPixelFormatMono8;
+    statistics_.pixelFormat = sent->frame.pixelFormat();
     socket_.setDontFragment(sent->settings.dontFragment);
     sending_ = true;
     tell(sent->frame);

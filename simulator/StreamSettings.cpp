@@ -18,6 +18,7 @@ void takePicture(StreamSettings& settings, const RegisterValues& values) {
         isTimed ? values.real(reg::kExposureTime) : 1e6 / values.real(reg::kFrameRate);
     settings.gainDecibels = values.word(reg::kGain) / 10.0;
     settings.blackLevel = values.word(reg::kBlackLevel);
+    settings.compressionQuality = values.word(reg::kCompressionQuality);
 }
 
 void takeAcquisition(StreamSettings& settings, const RegisterValues& values) {

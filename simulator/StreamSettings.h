@@ -53,22 +53,29 @@ struct ReaderSettings {
     Region region;  ///< of the picture as it is sent; codes are read that lie wholly in it
 };
 
-/** The settings that a frame is made and sent with, taken at one moment. */
-struct StreamSettings {
+/** All that shapes the picture of a scene: with equal ones it is the same. */
+struct PictureSettings {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::uint32_t offsetX = 0;
     std::uint32_t offsetY = 0;
     bool mirrored = false;  ///< left to right, before the window is taken
-    double framesPerSecond = 0;
     double exposureMicroseconds = 0;
     double gainDecibels = 0;
-    double blackLevel = 0;  ///< grey levels that are added
+    double blackLevel = 0;                 ///< grey levels that are added
+    std::uint32_t compressionQuality = 0;  ///< of a JPEG file, in percent
+
+    [[nodiscard]] bool operator==(const PictureSettings&) const = default;
+};
+
+/** The settings that a frame is made and sent with, taken at one moment. */
+struct StreamSettings : PictureSettings {
+    double framesPerSecond = 0;
     std::array<TriggerSettings, kTriggerCount> triggers{};
     std::uint32_t burstFrames = 1;
     ReaderSettings reader;
     ResultFormat format = ResultFormat::none;
-    std::array<bool, kChunkCount> chunks{};  ///< which ones are sent, in the format `chunk`
+    std::array<bool, kChunkCount> chunks{};  ///< which ones are sent, where chunks are
     Endpoint destination;                    ///< port 0: the channel is closed
     std::uint32_t packetBytes = 0;
     bool dontFragment = false;

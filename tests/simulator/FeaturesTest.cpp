@@ -142,7 +142,7 @@ TEST_F(Features, RefuseWhatTheyCannotBe) {
         {0x10024, 0},           // AcquisitionFrameCount
         {0x10040, 2},           // TriggerSelector
         {0x10144, 2},           // TriggerMode of the burst
-        {0x10050, 3},           // ResultFormat
+        {0x10050, 7},           // ResultFormat
         {0x10068, 0},           // AcquisitionBurstFrameCount
         {0x10070, 241},         // Gain: over 24 dB
         {0x10084, 3},           // UserSetSelector
