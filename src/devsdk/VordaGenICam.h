@@ -53,6 +53,7 @@ class CFrame : public Memory::CBlock {
     std::uint32_t getImageSize() const;
     std::uint32_t getImageWidth() const;
     std::uint32_t getImageHeight() const;
+    /** 0xFFFFFFFF when the payload does not tell. */
     EPixelType getImagePixelFormat() const;
     /** Ticks of the camera's clock. */
     std::uint64_t getImageTimeStamp() const;

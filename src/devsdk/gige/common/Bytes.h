@@ -18,6 +18,7 @@ class BigEndianReader {
     explicit BigEndianReader(ByteView bytes) : bytes_(bytes) {}
 
     [[nodiscard]] bool ok() const { return ok_; }
+    [[nodiscard]] std::uint8_t u8() { return static_cast<std::uint8_t>(number(1)); }
     [[nodiscard]] std::uint16_t u16() { return static_cast<std::uint16_t>(number(2)); }
     [[nodiscard]] std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
     [[nodiscard]] std::uint64_t u64() { return number(8); }

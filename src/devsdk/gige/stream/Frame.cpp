@@ -24,12 +24,16 @@ std::uint32_t CFrame::getImageSize() const {
     return impl_ ? static_cast<std::uint32_t>(impl_->info().content.imageBytes) : 0;
 }
 
-std::uint32_t CFrame::getImageWidth() const { return impl_ ? impl_->info().leader.width : 0; }
+std::uint32_t CFrame::getImageWidth() const {
+    return impl_ ? impl_->info().content.image.width : 0;
+}
 
-std::uint32_t CFrame::getImageHeight() const { return impl_ ? impl_->info().leader.height : 0; }
+std::uint32_t CFrame::getImageHeight() const {
+    return impl_ ? impl_->info().content.image.height : 0;
+}
 
 EPixelType CFrame::getImagePixelFormat() const {
-    return static_cast<EPixelType>(impl_ ? impl_->info().leader.pixelFormat : 0);
+    return static_cast<EPixelType>(impl_ ? impl_->info().content.image.pixelFormat : 0);
 }
 
 std::uint64_t CFrame::getImageTimeStamp() const {

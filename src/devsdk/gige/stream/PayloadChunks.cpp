@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PayloadChunks.h"
 
+#include "JpegHeader.h"
+
 #include <algorithm>
 
 namespace Vorda::Gige {
@@ -8,6 +10,8 @@ namespace Vorda::Gige {
 namespace {
 
 constexpr std::uint64_t kByteBits = 8;
+constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kRgb8 = 0x02180014;
 
 /** 0 when the geometry is none. PFNC codes say how many bits a pixel takes. */
 std::uint64_t geometryBytes(const GvspLeader& leader, std::size_t most) {
@@ -15,6 +19,31 @@ std::uint64_t geometryBytes(const GvspLeader& leader, std::size_t most) {
     const std::uint64_t pixels = std::uint64_t{leader.width} * leader.height;
     if (bits == 0 || pixels > most * kByteBits) return 0;
     return (pixels * bits + kByteBits - 1) / kByteBits;
+}
+
+ImageGeometry geometryOf(const GvspLeader& leader) {
+    if (leader.type() != kGvspImage && leader.type() != kGvspImageChunks) return {};
+    return {leader.width, leader.height, leader.pixelFormat};
+}
+
+ImageGeometry geometryOf(ByteView jpegFile) {
+    const auto header = readJpegHeader(jpegFile);
+    if (!header) return {};
+    const bool isGrey = header->components == 1 && header->bits == kByteBits;
+    const bool isColour = header->components == 3 && header->bits == kByteBits;
+    const std::uint32_t format = isGrey ? kMono8 : isColour ? kRgb8 : ImageGeometry::kUnknownFormat;
+    return {header->width, header->height, format};
+}
+
+/** How much of the payload is its image; `content` has the chunks. */
+std::size_t imageBytesOf(const GvspLeader& leader, ByteView payload,
+                         const PayloadContent& content) {
+    if (!leader.hasChunks() || leader.type() == kGvspChunks) return payload.size();
+    const std::uint64_t image = content.isBroken            ? geometryBytes(leader, payload.size())
+                                : content.chunks.size() > 0 ? content.chunks[0].lengthBytes
+                                                            : 0;
+    const bool isPart = image != 0 && image < payload.size();
+    return isPart ? static_cast<std::size_t>(image) : payload.size();
 }
 
 }  // namespace
@@ -44,14 +73,10 @@ bool PayloadChunks::find(ByteView payload) {
 }
 
 void takeApart(const GvspLeader& leader, ByteView payload, PayloadContent& content) {
-    content.imageBytes = payload.size();
-    if (!leader.hasChunks()) return;
-    content.isBroken = !content.chunks.find(payload);
-    if (leader.type() == kGvspChunks) return;
-    const std::uint64_t image = content.isBroken            ? geometryBytes(leader, payload.size())
-                                : content.chunks.size() > 0 ? content.chunks[0].lengthBytes
-                                                            : 0;
-    if (image != 0 && image < payload.size()) content.imageBytes = static_cast<std::size_t>(image);
+    content.isBroken = leader.hasChunks() && !content.chunks.find(payload);
+    content.imageBytes = imageBytesOf(leader, payload, content);
+    content.image = leader.type() == kGvspJpeg ? geometryOf(payload.first(content.imageBytes))
+                                               : geometryOf(leader);
 }
 
 }  // namespace Vorda::Gige

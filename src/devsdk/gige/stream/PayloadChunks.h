@@ -45,9 +45,18 @@ class PayloadChunks {
     std::size_t ignored_ = 0;
 };
 
+/** What is known of the image: from the leader or, of a JPEG file, from its own header. */
+struct ImageGeometry {
+    static constexpr std::uint32_t kUnknownFormat = 0xffffffff;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t pixelFormat = kUnknownFormat;  ///< of a JPEG file: once it is decoded
+};
+
 /** What a payload consists of. */
 struct PayloadContent {
     std::size_t imageBytes = 0;  ///< they are the first ones
+    ImageGeometry image;
     PayloadChunks chunks;
     bool isBroken = false;  ///< there should be chunks, but they cannot be found
 };
