@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Features and frames at once, and results in each of their formats, over the network.
+// Features and frames at once, over the network.
 #include "RoadFixture.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <atomic>
-#include <map>
 #include <mutex>
-#include <tuple>
 #include <utility>
 
 namespace kestro::test {
@@ -94,47 +92,6 @@ TEST(ManyThreads, ReadAndWriteFeaturesWhileEveryFrameArrives) {
     const auto seen = ids.take();
     for (std::size_t i = 0; i < seen.size(); ++i) ASSERT_EQ(seen[i], i + 1);
     EXPECT_THAT(RecordingLogger::instance().lines(300, 400), IsEmpty());
-}
-
-// Formats
-
-using Code = std::tuple<std::string, std::string, std::vector<std::pair<int, int>>>;
-
-constexpr std::uint64_t kScenes = 4;
-
-/** The codes of each of the camera's scenes, in one result format. */
-std::map<std::uint64_t, std::vector<Code>> codesAs(const char* format) {
-    kestrosim::CameraOptions options = roadOptions();
-    options.scenes = kScenes;
-    Road road(options);
-    std::map<std::uint64_t, std::vector<Code>> scenes;
-    const auto camera = road.camera();
-    if (!camera || !ParameterEnum(camera, "ResultFormat").setValue(std::string(format)) ||
-        !camera->startGrabbing(0))
-        return scenes;
-    while (scenes.size() < kScenes) {
-        const auto frame = camera->getFrame(5000);
-        if (!frame) break;
-        std::vector<Code>& codes = scenes[(frame->getBlockId() - 1) % kScenes];
-        codes.clear();
-        for (const auto& info : frame->getBarcodes()) {
-            std::vector<std::pair<int, int>> corners;
-            for (const Point& point : info->getPoints()) corners.emplace_back(point.x, point.y);
-            codes.emplace_back(info->getCodeTypeName(), info->getCodeData(), corners);
-        }
-        EXPECT_EQ(frame->getWidth(), 640u) << format;
-        EXPECT_EQ(frame->getHeight(), 480u) << format;
-        EXPECT_EQ(frame->getStatus(), 2u) << format;
-    }
-    camera->stopGrabbing();
-    return scenes;
-}
-
-TEST(ResultFormats, TheSameScenesGiveTheSameCodesAsContainerAndAsChunks) {
-    const auto container = codesAs("Container");
-    ASSERT_EQ(container.size(), kScenes);
-    for (const auto& [scene, codes] : container) EXPECT_FALSE(codes.empty()) << scene;
-    EXPECT_EQ(codesAs("Chunk"), container);
 }
 
 // Counters and events
