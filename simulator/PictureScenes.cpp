@@ -17,8 +17,6 @@
 namespace kestrosim {
 namespace {
 
-// Pixels that are kept at a time, so many bytes of them or this many pictures at least.
-constexpr std::size_t kBytesKept = 256U << 20;
 constexpr std::size_t kLeastKept = 4;
 
 /**
@@ -27,11 +25,11 @@ constexpr std::size_t kLeastKept = 4;
  */
 class PictureScenes : public SceneSource {
  public:
-    explicit PictureScenes(const SceneOptions& options)
+    PictureScenes(const SceneOptions& options, std::size_t bytesKept)
         : folder_(options.imageFolder, {options.width, options.height}),
           report_(options.report),
           kept_(
-              std::max(kBytesKept / (std::size_t{folder_.sensor().width} * folder_.sensor().height),
+              std::max(bytesKept / (std::size_t{folder_.sensor().width} * folder_.sensor().height),
                        kLeastKept)),
           readings_(folder_.count()),
           loading_([this] { run(); }) {}
@@ -155,8 +153,8 @@ class PictureScenes : public SceneSource {
 
 }  // namespace
 
-std::unique_ptr<SceneSource> showPictures(const SceneOptions& options) {
-    return std::make_unique<PictureScenes>(options);
+std::unique_ptr<SceneSource> showPictures(const SceneOptions& options, std::size_t bytesKept) {
+    return std::make_unique<PictureScenes>(options, bytesKept);
 }
 
 }  // namespace kestrosim

@@ -28,7 +28,12 @@ class SceneSource {
     [[nodiscard]] virtual std::shared_ptr<const Scene> scene(std::size_t index) = 0;
 };
 
-/** The pictures of options.imageFolder; throws as PictureFolder does. */
-[[nodiscard]] std::unique_ptr<SceneSource> showPictures(const SceneOptions& options);
+/**
+ * The pictures of options.imageFolder; throws as PictureFolder does.
+ *
+ * @param bytesKept  how many bytes of pixels stay in memory, but four pictures at least.
+ */
+[[nodiscard]] std::unique_ptr<SceneSource> showPictures(const SceneOptions& options,
+                                                        std::size_t bytesKept = 256U << 20);
 
 }  // namespace kestrosim
