@@ -14,6 +14,8 @@
 #include "Json11Codes.h"
 #endif
 
+#include <algorithm>
+#include <string>
 #include <utility>
 
 namespace {
@@ -28,6 +30,26 @@ void repeatForCodes(benchmark::internal::Benchmark* benchmark) {
     benchmark->Iterations(kTurns)->Apply(repeat);
 }
 
+#ifdef KESTRO_HAS_JSON11
+bool areEqual(const kestro::BarcodeInfo& a, const kestro::BarcodeInfo& b) {
+    const auto isSamePlace = [](const kestro::Point& p, const kestro::Point& q) {
+        return p.x == q.x && p.y == q.y;
+    };
+    return a.getCodeType() == b.getCodeType() && a.getCodeTypeName() == b.getCodeTypeName() &&
+           a.getCodeData() == b.getCodeData() && a.getPPM() == b.getPPM() &&
+           std::equal(a.getPoints().begin(), a.getPoints().end(), b.getPoints().begin(),
+                      b.getPoints().end(), isSamePlace);
+}
+
+/** Whether both sides do the same work. */
+bool bothMakeTheSame(const Vorda::GenICam::CFrame& frame, const std::string& text) {
+    const auto ours = kestro::FrameImpl::create(frame)->getBarcodes();
+    const auto json11s = json11Codes(text);
+    return std::equal(ours.begin(), ours.end(), json11s.begin(), json11s.end(),
+                      [](const auto& a, const auto& b) { return areEqual(*a, *b); });
+}
+#endif
+
 void resultJson(benchmark::State& state) {
     const auto codes = static_cast<std::size_t>(state.range(0));
     kestro::test::FrameContent content;
@@ -37,6 +59,9 @@ void resultJson(benchmark::State& state) {
     kestro::test::RecordingLogger::instance().reset();
 
     bool isComplete = true;
+#ifdef KESTRO_HAS_JSON11
+    if (!bothMakeTheSame(frame, text)) state.SkipWithError("the codes differ");
+#endif
     const Sides sides = takeTurns(
         state,
         [&](Times& times) {
