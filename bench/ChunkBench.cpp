@@ -50,8 +50,8 @@ void chunks(benchmark::State& state) {
         [&](Times& times) { times.take([&] { linesMade += countLines(frame); }); });
 
     const std::size_t rounds = sides.first.count();
-    if (codesMade != rounds * codes) state.SkipWithError("codes are missing");
-    if (linesMade != rounds * (4 + 12 * codes)) state.SkipWithError("lines are missing");
+    require(codesMade == rounds * codes, "codes are missing");
+    require(linesMade == rounds * (4 + 12 * codes), "lines are missing");
     const double whole = 1000 * medianOf(sides.first) / static_cast<double>(codes);
     const double lines = 1000 * medianOf(sides.second) / static_cast<double>(codes);
     state.counters["whole_ns_per_code"] = whole;

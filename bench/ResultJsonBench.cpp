@@ -60,7 +60,7 @@ void resultJson(benchmark::State& state) {
 
     bool isComplete = true;
 #ifdef KESTRO_HAS_JSON11
-    if (!bothMakeTheSame(frame, text)) state.SkipWithError("the codes differ");
+    require(bothMakeTheSame(frame, text), "the codes differ");
 #endif
     const Sides sides = takeTurns(
         state,
@@ -78,7 +78,7 @@ void resultJson(benchmark::State& state) {
 #endif
         },
         kDocumentsInATurn);
-    if (!isComplete) state.SkipWithError("codes are missing");
+    require(isComplete, "codes are missing");
 #ifdef KESTRO_HAS_JSON11
     report(state, sides, "kestro", "json11");
 #else

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,6 +71,13 @@ Sides takeTurns(benchmark::State& state, const First& first, const Second& secon
         isSecondsTurn = !isSecondsTurn;
     }
     return sides;
+}
+
+/** Ends the program, because an error of one run does not show in the lines of several. */
+inline void require(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "%s\n", what);
+    std::exit(1);
 }
 
 /** Tells the medians of both, and how many times the second one's the first one's is. */
