@@ -11,37 +11,41 @@
 namespace kestrosim {
 namespace {
 
-/** How bad a picture is at one step of difficulty. */
+/** How bad a picture is. */
 struct Quality {
     int contrastPercent;
-    int unevenLight;     // 1/256 of the light, either way
-    int blurTenths;      // sigma, tenths of a pixel
+    int unevenLight;     // of kLightUnit, either way
+    int blurHundredths;  // sigma, hundredths of a pixel
     int motionQuarters;  // of a pixel along the row, while the shutter is open
     int noiseQuarters;   // sigma, quarters of a grey level
 };
 
-Quality qualityOf(int difficulty) {
-    return {100 - 6 * difficulty, 7 * difficulty, 2 * difficulty, difficulty, 16 + 3 * difficulty};
+/** Pictures of one difficulty differ: a lens is more or less out of focus, a belt fast or slow. */
+Quality qualityOf(int difficulty, SeededRandom& random) {
+    const int focusPercent = random.between(15, 100);
+    const int motionPercent = random.between(0, 100);
+    return {100 - 5 * difficulty, 7 * difficulty, 26 * difficulty * focusPercent / 100,
+            difficulty * motionPercent / 100, 16 + 2 * difficulty};
 }
 
 /** Ink and paper come nearer to this grey. */
 constexpr int kMiddleGrey = 128;
+constexpr int kLightUnit = 256;
 
+/** Brings ink and paper nearer, lights it here and darkens it there. */
 void applyLight(Canvas& canvas, const Quality& quality, SeededRandom& random) {
     const int uneven = quality.unevenLight;
-    constexpr int kCellPixels = 256;
-    const Unevenness lobes(canvas.width(), canvas.height(), kCellPixels, uneven, random);
-    const int slopeX = random.between(-uneven, uneven);
-    const int slopeY = random.between(-uneven, uneven);
+    Unevenness<8> lobes(canvas.width(), canvas.height(), uneven, random);
+    const Slope slopeX(random.between(-uneven, uneven), canvas.width());
+    const Slope slopeY(random.between(-uneven, uneven), canvas.height());
     for (int y = 0; y < canvas.height(); ++y) {
-        const int rowLight =
-            256 - uneven / 2 + slopeY * (2 * y - canvas.height()) / (2 * canvas.height());
+        lobes.goToRow(y);
+        const int rowLight = kLightUnit - uneven / 2 + slopeY.at(y - canvas.height() / 2);
+        std::uint8_t* const row = &canvas.at(0, y);
         for (int x = 0; x < canvas.width(); ++x) {
-            std::uint8_t& pixel = canvas.at(x, y);
-            const int light = rowLight + slopeX * (2 * x - canvas.width()) / (2 * canvas.width()) +
-                              lobes.at(x, y);
-            const int flat = kMiddleGrey + (pixel - kMiddleGrey) * quality.contrastPercent / 100;
-            pixel = static_cast<std::uint8_t>(std::clamp(flat * light / 256, 0, 255));
+            const int light = rowLight + slopeX.at(x - canvas.width() / 2) + lobes.at(x);
+            const int flat = kMiddleGrey + (row[x] - kMiddleGrey) * quality.contrastPercent / 100;
+            row[x] = static_cast<std::uint8_t>(std::clamp(flat * light / kLightUnit, 0, 255));
         }
     }
 }
@@ -64,14 +68,14 @@ double decay(double x) {
 }
 
 /** A bell, smeared over that many quarters of a pixel. */
-Kernel kernelOf(int sigmaTenths, int smearQuarters) {
+Kernel kernelOf(int sigmaHundredths, int smearQuarters) {
     std::array<double, 2 * kReach + 1> weights{};
     double total = 0;
     for (int i = -kReach; i <= kReach; ++i) {
         double& weight = weights[static_cast<std::size_t>(i + kReach)];
         for (int part = 0; part <= smearQuarters; ++part) {
             const double offset = i + (part - smearQuarters / 2.0) / 4;
-            weight += decay(50 * offset * offset / (sigmaTenths * sigmaTenths));
+            weight += decay(5000 * offset * offset / (sigmaHundredths * sigmaHundredths));
         }
         total += weight;
     }
@@ -160,11 +164,11 @@ void addNoise(Canvas& canvas, int sigmaQuarters, SeededRandom& random) {
 }  // namespace
 
 void takePicture(Canvas& canvas, int difficulty, SeededRandom& random) {
-    const Quality quality = qualityOf(std::clamp(difficulty, 0, 10));
+    const Quality quality = qualityOf(std::clamp(difficulty, 0, 10), random);
     if (difficulty > 0) {
         applyLight(canvas, quality, random);
-        blurAcross(canvas, kernelOf(quality.blurTenths, quality.motionQuarters));
-        blurDown(canvas, kernelOf(quality.blurTenths, 0));
+        blurAcross(canvas, kernelOf(quality.blurHundredths, quality.motionQuarters));
+        blurDown(canvas, kernelOf(quality.blurHundredths, 0));
     }
     addNoise(canvas, quality.noiseQuarters, random);
 }

@@ -46,7 +46,8 @@ std::string_view firstKind(std::uint64_t seed, std::uint32_t number) {
 
 /** Where the kind does not fit, one that needs less room: at the last the smallest of all. */
 bool addFirst(LabelSheet& sheet, std::string_view kind, bool isOfBars) {
-    return sheet.add(kind) || (isOfBars && sheet.add("CODE128")) || sheet.add("QR");
+    return sheet.add(kind) || (isOfBars && sheet.add("CODE128")) || sheet.add("QR") ||
+           sheet.add("DM");
 }
 
 void addLabels(LabelSheet& sheet, const SceneOptions& options, std::uint32_t number,

@@ -8,8 +8,6 @@
 namespace kestrosim {
 namespace {
 
-constexpr int kCellPixels = 64;  // of the lattice that the smooth unevenness is interpolated from
-
 /** The parcel fills the picture but for a strip of belt; small pictures show the parcel alone. */
 Box parcelIn(const Canvas& canvas, SeededRandom& random) {
     const Box whole{0, 0, canvas.width(), canvas.height()};
@@ -20,23 +18,26 @@ Box parcelIn(const Canvas& canvas, SeededRandom& random) {
 }
 
 void drawSurface(Canvas& canvas, const Box& box, int grey, SeededRandom& random) {
-    const Unevenness unevenness(box.width(), box.height(), kCellPixels, 5, random);
-    const int slopeX = random.between(-22, 22);
-    const int slopeY = random.between(-22, 22);
+    Unevenness<6> unevenness(box.width(), box.height(), 5, random);
+    const Slope slopeX(random.between(-22, 22), box.width());
+    const Slope slopeY(random.between(-22, 22), box.height());
     for (int y = 0; y < box.height(); ++y) {
-        const int rowGrey = grey + slopeY * y / box.height();
+        unevenness.goToRow(y);
+        const int rowGrey = grey + slopeY.at(y);
+        std::uint8_t* const row = &canvas.at(box.left, box.top + y);
         for (int x = 0; x < box.width(); ++x) {
-            const int value = rowGrey + slopeX * x / box.width() + unevenness.at(x, y);
-            canvas.at(box.left + x, box.top + y) =
-                static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+            const int value = rowGrey + slopeX.at(x) + unevenness.at(x);
+            row[x] = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
         }
     }
 }
 
 /** The corrugation that shows through cardboard. */
 void drawCorrugation(Canvas& canvas, const Box& parcel) {
-    for (int x = parcel.left; x < parcel.right; x += 11) {
-        canvas.lighten({x, parcel.top, std::min(x + 4, parcel.right), parcel.bottom}, -3);
+    for (int y = parcel.top; y < parcel.bottom; ++y) {
+        for (int x = parcel.left; x < parcel.right; x += 11) {
+            canvas.lighten({x, y, std::min(x + 4, parcel.right), y + 1}, -3);
+        }
     }
 }
 

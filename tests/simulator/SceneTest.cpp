@@ -132,7 +132,7 @@ TEST(SceneReading, SurvivesPicturesOfAnySize) {
             EXPECT_EQ(scene.pixels.size(), std::size_t{width} * height);
             EXPECT_EQ(scene.status,
                       scene.drawn.empty() ? ReadStatus::noRead : ReadStatus::complete);
-            EXPECT_EQ(scene.drawn.empty(), width < 80 || height < 80);
+            EXPECT_EQ(scene.drawn.empty(), width < 61 || height < 61);
         }
     }
 }
