@@ -3,12 +3,21 @@
 
 #include <vector>
 
-#include "Canvas.h"
+#include "Geometry.h"
 #include "PictureView.h"
 
 namespace kestrosim {
 
-/** Where codes may be: the places with many hard edges and some margin, from top to bottom. */
-[[nodiscard]] std::vector<Box> findCodeRegions(const PictureView& picture);
+/** A place where a code may be: a rectangle turned as the edges in it lie, most of them upright. */
+struct CodeRegion {
+    Frame frame;  ///< its origin is the rectangle's upper left corner
+    double width = 0;
+    double height = 0;
+    double contrast = 0;  ///< grey levels that its hard edges have, roughly
+    double oneWay = 0;    ///< 1: all edges are upright; 0: as many lie
+};
+
+/** The places with many hard edges, each with some margin, from top to bottom. */
+[[nodiscard]] std::vector<CodeRegion> findCodeRegions(const PictureView& picture);
 
 }  // namespace kestrosim

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#define ZX_USE_UTF8 1
-#include <ZXing/ReadBarcode.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
-#include <optional>
 
-#include "Canvas.h"
-#include "CodeMeasure.h"
 #include "CodeRegions.h"
+#include "FoundCode.h"
+#include "GreyMap.h"
 #include "SceneParts.h"
 
 namespace kestrosim {
@@ -18,135 +13,148 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kMostCodesInARegion = 16;
-
 std::uint32_t millisecondsSince(Clock::time_point begin) {
     const auto taken = std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - begin);
     return static_cast<std::uint32_t>(taken.count());
 }
 
-/**
- * One code at a time and one scale: the reader's library aborts the process when it compares two
- * linear results with equal text, from two places or from two scales.
- */
-ZXing::DecodeHints hints(ZXing::Binarizer binarizer) {
-    return ZXing::DecodeHints()
-        .setFormats(ZXing::BarcodeFormat::Code128 | ZXing::BarcodeFormat::QRCode)
-        .setBinarizer(binarizer)
-        .setTryHarder(true)
-        .setTryRotate(false)
-        .setTryDownscale(false)
-        .setMaxNumberOfSymbols(1);
-}
+/** Reads a picture from the easy codes to the hard ones. */
+class CodeReader {
+ public:
+    CodeReader(const Scene& scene, Clock::time_point begin)
+        : width_(static_cast<int>(scene.width)),
+          height_(static_cast<int>(scene.height)),
+          pixels_(scene.pixels),
+          begin_(begin) {}
 
-std::optional<ZXing::Result> readOne(const PictureView& picture, const Box& region,
-                                     ZXing::Binarizer binarizer) {
-    const ZXing::ImageView whole(picture.data(), picture.width(), picture.height(),
-                                 ZXing::ImageFormat::Lum);
-    try {
-        auto results = ZXing::ReadBarcodes(
-            whole.cropped(region.left, region.top, region.width(), region.height()),
-            hints(binarizer));
-        if (results.empty() || !results.front().isValid()) return std::nullopt;
-        return std::move(results.front());
-    } catch (const std::exception&) {
-        return std::nullopt;  // the library throws on some damaged codes; that one is unread
+    [[nodiscard]] std::vector<SceneCode> read() {
+        const PictureView picture(pixels_.data(), width_, height_);
+        for (const Effort effort : {Effort::plain, Effort::more}) {
+            for (const CodeRegion& region : findCodeRegions(picture)) readRegion(region, effort);
+        }
+        sortDownwards();
+        return std::move(codes_);
     }
-}
 
-/** Small modules get lost to one way of telling ink from paper or to the other, hardly to both. */
-std::optional<ZXing::Result> readOne(const PictureView& picture, const Box& region) {
-    auto result = readOne(picture, region, ZXing::Binarizer::LocalAverage);
-    return result ? std::move(result) : readOne(picture, region, ZXing::Binarizer::GlobalHistogram);
-}
-
-Corners cornersOf(const ZXing::Result& result, const Box& region) {
-    Corners corners;
-    for (std::size_t i = 0; i < corners.size(); ++i) {
-        const auto& point = result.position()[i];
-        corners[i] = {point.x + region.left, point.y + region.top};
+ private:
+    /** What is left of the region when something in it was read is a region of the next round. */
+    void readRegion(const CodeRegion& region, Effort effort) {
+        constexpr double kMostlyBars = 0.5;
+        const bool barsFirst = region.oneWay > kMostlyBars;
+        if (barsFirst && readBars(region, effort)) return;
+        const PictureView picture(pixels_.data(), width_, height_);
+        const UprightCut cut(picture, region);
+        if (keep(readQrCodes(cut)) || keep(readDataMatrixCodes(cut)) ||
+            keep(readStackedCodes(cut))) {
+            return;
+        }
+        if (!barsFirst) (void)readBars(region, effort);
     }
-    return corners;
-}
 
-SceneCode codeOf(const ZXing::Result& result, const PictureView& picture, const Box& region) {
-    const bool linear = result.format() == ZXing::BarcodeFormat::Code128;
-    const Corners corners = cornersOf(result, region);
-    const Measured measured =
-        linear ? measureLinear(picture, corners) : measureMatrix(picture, corners);
-    // To a thousandth of a pixel: what a result document shows is then the very value.
-    const double rounded = std::round(measured.pixelsPerModule * 1000) / 1000;
-    return {linear ? "CODE128" : "QR", result.text(), measured.corners, static_cast<float>(rounded),
-            0};
-}
-
-Box boundsOf(const Corners& corners) {
-    const auto [left, right] =
-        std::minmax({corners[0].x, corners[1].x, corners[2].x, corners[3].x});
-    const auto [top, bottom] =
-        std::minmax({corners[0].y, corners[1].y, corners[2].y, corners[3].y});
-    return {left, top, right, bottom};
-}
-
-/**
- * Takes a piece of a linear code, above or below a scratch through its bars, as part of the code
- * that was read from the other side of it; false when the two are not one.
- */
-bool join(SceneCode& known, const SceneCode& piece) {
-    if (known.type != "CODE128" || known.type != piece.type || known.text != piece.text) {
-        return false;
+    [[nodiscard]] bool readBars(const CodeRegion& region, Effort effort) {
+        const PictureView picture(pixels_.data(), width_, height_);
+        return keep(readLinearCodes(picture, region, effort));
     }
-    constexpr int kAlignmentPixels = 8;
-    const Box a = boundsOf(known.corners);
-    const Box b = boundsOf(piece.corners);
-    const bool aligned = std::abs(a.left - b.left) <= kAlignmentPixels &&
-                         std::abs(a.right - b.right) <= kAlignmentPixels;
-    const int gap = std::max(a.top, b.top) - std::min(a.bottom, b.bottom);
-    if (!aligned || gap > a.width() / 2) return false;
-    for (PixelPoint& corner : known.corners) {
-        corner.y = corner.y == a.top ? std::min(a.top, b.top) : std::max(a.bottom, b.bottom);
-    }
-    return true;
-}
 
-/** The codes of one region, each blanked once it is read so that the next one is found. */
-void readRegion(std::vector<std::uint8_t>& pixels, Canvas& canvas, const Box& region,
-                Clock::time_point begin, std::vector<SceneCode>& codes) {
-    const PictureView picture(pixels.data(), canvas.width(), canvas.height());
-    for (int i = 0; i < kMostCodesInARegion; ++i) {
-        const auto result = readOne(picture, region);
-        if (!result) return;
-        SceneCode code = codeOf(*result, picture, region);
-        code.readAfterMilliseconds = millisecondsSince(begin);
-        canvas.fill(boundsOf(code.corners).grownBy(2), 255);
-        const bool joined = std::any_of(codes.begin(), codes.end(),
-                                        [&code](SceneCode& known) { return join(known, code); });
-        if (!joined) codes.push_back(code);
+    /** Whether there was something new among them. */
+    bool keep(const std::vector<FoundCode>& found) {
+        const std::size_t before = codes_.size();
+        for (const FoundCode& code : found) {
+            if (isKnown(code)) continue;
+            blank(code);
+            found_.push_back(code);
+            SceneCode read{code.type, code.text, {}, 0, millisecondsSince(begin_)};
+            for (std::size_t i = 0; i < 4; ++i) {
+                read.corners[i] = {static_cast<std::int32_t>(std::lround(code.corners[i].x)),
+                                   static_cast<std::int32_t>(std::lround(code.corners[i].y))};
+            }
+            // To a thousandth of a pixel: what a result document shows is then the very value.
+            read.pixelsPerModule =
+                static_cast<float>(std::round(code.pixelsPerModule * 1000) / 1000);
+            codes_.push_back(std::move(read));
+        }
+        return codes_.size() > before;
     }
+
+    /** Regions overlap, so a code can come twice; equal labels lie side by side. */
+    [[nodiscard]] bool isKnown(const FoundCode& code) const {
+        return std::any_of(found_.begin(), found_.end(), [&code](const FoundCode& known) {
+            return contains(known.corners, middleOf(code.corners)) ||
+                   contains(code.corners, middleOf(known.corners));
+        });
+    }
+
+    /** Paints paper over a code, so that it is not in the way of what is still to be read. */
+    void blank(const FoundCode& code) {
+        const Point middle = middleOf(code.corners);
+        const double out = 1 + 2 * code.pixelsPerModule / length(code.corners[0] - middle);
+        Outline grown;
+        for (std::size_t i = 0; i < 4; ++i) grown[i] = between(middle, code.corners[i], out);
+        const auto [left, right] = std::minmax({grown[0].x, grown[1].x, grown[2].x, grown[3].x});
+        const auto [top, bottom] = std::minmax({grown[0].y, grown[1].y, grown[2].y, grown[3].y});
+        const std::uint8_t paper = paperAround(grown);
+        const int endY = std::clamp(static_cast<int>(bottom) + 1, 0, height_);
+        const int endX = std::clamp(static_cast<int>(right) + 1, 0, width_);
+        for (int y = std::clamp(static_cast<int>(top), 0, height_); y < endY; ++y) {
+            for (int x = std::clamp(static_cast<int>(left), 0, width_); x < endX; ++x) {
+                if (!contains(grown, {x + 0.5, y + 0.5})) continue;
+                pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+                        static_cast<std::size_t>(x)] = paper;
+            }
+        }
+    }
+
+    [[nodiscard]] std::uint8_t paperAround(const Outline& quad) const {
+        const PictureView picture(pixels_.data(), width_, height_);
+        double sum = 0;
+        for (std::size_t i = 0; i < 4; ++i) {
+            sum += greyAt(picture, between(quad[i], quad[(i + 1) % 4], 0.5));
+        }
+        return static_cast<std::uint8_t>(std::lround(sum / 4));
+    }
+
+    void sortDownwards() {
+        std::sort(codes_.begin(), codes_.end(), [](const SceneCode& a, const SceneCode& b) {
+            const auto middle = [](const SceneCode& code) {
+                return std::pair(code.corners[0].y + code.corners[2].y,
+                                 code.corners[0].x + code.corners[2].x);
+            };
+            return middle(a) < middle(b);
+        });
+    }
+
+    int width_;
+    int height_;
+    std::vector<std::uint8_t> pixels_;  // what was read is blank in it
+    Clock::time_point begin_;
+    std::vector<FoundCode> found_;
+    std::vector<SceneCode> codes_;
+};
+
+/** Whether each code that was drawn was read, equal ones as often as they were drawn. */
+bool isAllRead(const Scene& scene) {
+    std::vector<const SceneCode*> open;
+    for (const SceneCode& code : scene.read) open.push_back(&code);
+    return std::all_of(scene.drawn.begin(), scene.drawn.end(), [&open](const SceneCode& drawn) {
+        const auto match = std::find_if(open.begin(), open.end(), [&drawn](const SceneCode* read) {
+            return read->type == drawn.type && read->text == drawn.text;
+        });
+        if (match == open.end()) return false;
+        open.erase(match);
+        return true;
+    });
 }
 
 ReadStatus statusOf(const Scene& scene) {
     if (scene.read.empty()) return ReadStatus::noRead;
-    const auto wasRead = [&scene](const SceneCode& drawn) {
-        return std::any_of(scene.read.begin(), scene.read.end(), [&drawn](const SceneCode& read) {
-            return read.type == drawn.type && read.text == drawn.text;
-        });
-    };
-    return std::all_of(scene.drawn.begin(), scene.drawn.end(), wasRead) ? ReadStatus::complete
-                                                                        : ReadStatus::partial;
+    return isAllRead(scene) ? ReadStatus::complete : ReadStatus::partial;
 }
 
 }  // namespace
 
 void readScene(Scene& scene) {
     const auto begin = Clock::now();
-    scene.read.clear();
-    auto pixels = scene.pixels;
-    Canvas canvas(static_cast<int>(scene.width), static_cast<int>(scene.height), pixels);
-    const PictureView picture(pixels.data(), canvas.width(), canvas.height());
-    for (const Box& region : findCodeRegions(picture)) {
-        readRegion(pixels, canvas, region, begin, scene.read);
-    }
+    scene.read = CodeReader(scene, begin).read();
     scene.status = statusOf(scene);
     scene.readMilliseconds = millisecondsSince(begin);
 }

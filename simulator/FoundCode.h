@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "CodeRegions.h"
+#include "Geometry.h"
+#include "GreyMap.h"
+#include "PictureView.h"
+
+namespace kestrosim {
+
+/** A code as read, where the picture shows it. */
+struct FoundCode {
+    std::string type;
+    std::string text;
+    Outline corners;  ///< in the code's own order: upper left first, clockwise
+    double pixelsPerModule = 0;
+};
+
+/** How hard to try; what is more costs more and is for codes that less did not read. */
+enum class Effort { plain, more };
+
+/** The bar codes in the region whose bars are upright in it. */
+[[nodiscard]] std::vector<FoundCode> readLinearCodes(const PictureView& picture,
+                                                     const CodeRegion& region, Effort effort);
+
+/** The region held upright: at two samples a pixel either way, and what is ink in it. */
+struct UprightCut {
+    UprightCut(const PictureView& picture, const CodeRegion& region);
+
+    [[nodiscard]] Point toPicture(const Point& samples) const {
+        return frame.toPicture(samples * (1.0 / kSamples));
+    }
+
+    static constexpr int kSamples = 2;
+
+    PictureView picture;
+    Frame frame;
+    GreyMap grey;
+    GreyMap ink;
+};
+
+/** The PDF417 codes whose bars are upright. */
+[[nodiscard]] std::vector<FoundCode> readStackedCodes(const UprightCut& cut);
+
+/** The QR codes, any side up. */
+[[nodiscard]] std::vector<FoundCode> readQrCodes(const UprightCut& cut);
+
+/** The Data Matrix codes, any side up. */
+[[nodiscard]] std::vector<FoundCode> readDataMatrixCodes(const UprightCut& cut);
+
+}  // namespace kestrosim

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "FoundCode.h"
+
+namespace kestrosim {
+namespace {
+
+constexpr int kThresholdReach = 20 * UprightCut::kSamples;  // beyond anything of one colour
+
+}  // namespace
+
+UprightCut::UprightCut(const PictureView& from, const CodeRegion& region)
+    : picture(from),
+      frame(region.frame),
+      grey(cutOut(from, region.frame, region.width, region.height, kSamples, kSamples)),
+      ink(inkOf(grey, kThresholdReach, kThresholdReach,
+                std::max(10, static_cast<int>(region.contrast / 2)))) {}
+
+}  // namespace kestrosim
