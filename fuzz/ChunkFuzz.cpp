@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A payload as a camera may send it: its chunks are looked for from its end, their features made
-// into lines. The first byte chooses the payload type, and whether a trailer
-// stands at the end already.
+// into lines, and of a JPEG file its header is read. The first byte chooses the payload type, and
+// whether a trailer stands at the end already.
 #include "DescriptionCheck.h"
 #include "PayloadChunks.h"
 #include "PayloadLayout.h"
@@ -36,6 +36,9 @@ constexpr const char* kDescription =
       <pValue>F</pValue></Converter>
     <Port Name="P"><ChunkID>80000000</ChunkID></Port></RegisterDescription>)";
 
+constexpr std::uint16_t kPayloadTypes[] = {kGvspImage | kGvspChunkBit, kGvspChunks,
+                                           kGvspJpeg | kGvspChunkBit, kGvspJpeg};
+
 const PayloadLayout& layout() {
     static const PayloadLayout& made = *[] {
         std::string reason;
@@ -58,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         appendU32(payload, length);
     }
     GvspLeader leader;
-    leader.payloadType = choice & 2 ? kGvspChunks : kGvspImage | kGvspChunkBit;
+    leader.payloadType = kPayloadTypes[choice >> 1 & 3];
     leader.pixelFormat = 0x01080001;
     leader.width = choice;
     leader.height = static_cast<std::uint32_t>(size);

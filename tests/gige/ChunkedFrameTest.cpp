@@ -92,9 +92,59 @@ TEST(ChunkedFrame, HasNoChunksWithoutTheirPayloadType) {
         EXPECT_EQ(frame.getChunkCount(), 0u);
         EXPECT_THAT(payloadTypes(frame), ElementsAre(type));
     }
-    const CFrame jpeg = receiver.receive(0x4006, payload);
-    EXPECT_EQ(jpeg.getImageSize(), kImageBytes);
-    EXPECT_THAT(payloadTypes(jpeg), ElementsAre(6u, 4u));
+}
+
+TEST(ChunkedFrame, OfAnyTypeHasItsOwnImageFirst) {
+    FrameReceiver receiver;
+    const Bytes image = content(kImageBytes, 1);
+    for (const std::uint32_t type : {1U, 2U, 6U}) {
+        const CFrame frame = receiver.receive(static_cast<std::uint16_t>(0x4000 | type),
+                                              joined({chunk(1, image), chunk(2, content(4, 2))}));
+        EXPECT_EQ(imageOf(frame), image);
+        EXPECT_THAT(payloadTypes(frame), ElementsAre(type, 4U));
+    }
+}
+
+struct Told {
+    std::uint32_t width, height, pixelFormat;
+};
+
+Told toldBy(const CFrame& frame) {
+    return {frame.getImageWidth(), frame.getImageHeight(),
+            static_cast<std::uint32_t>(frame.getImagePixelFormat())};
+}
+
+void expectTold(const Told& told, const Told& expected) {
+    EXPECT_EQ(told.width, expected.width);
+    EXPECT_EQ(told.height, expected.height);
+    EXPECT_EQ(told.pixelFormat, expected.pixelFormat);
+}
+
+/** A JPEG file's first bytes, for 300 x 200 pixels. */
+Bytes jpegFile(std::uint8_t bits, std::uint8_t components) {
+    Bytes file = {0xff, 0xd8, 0xff, 0xc0, 0, static_cast<std::uint8_t>(8 + 3 * components)};
+    for (const int byte : {int{bits}, 0, 200, 1, 44, int{components}}) {
+        file.push_back(static_cast<std::uint8_t>(byte));
+    }
+    file.resize(file.size() + 3U * components);
+    return file;
+}
+
+TEST(JpegFrame, TakesItsGeometryFromTheFile) {
+    constexpr std::uint32_t kUnknown = 0xffffffff;
+    FrameReceiver receiver;
+    expectTold(toldBy(receiver.receive(6, jpegFile(8, 1))), {300, 200, 0x01080001});
+    expectTold(toldBy(receiver.receive(6, jpegFile(8, 3))), {300, 200, 0x02180014});
+    expectTold(toldBy(receiver.receive(6, jpegFile(8, 4))), {300, 200, kUnknown});
+    expectTold(toldBy(receiver.receive(6, jpegFile(12, 1))), {300, 200, kUnknown});
+    const Bytes chunks = joined({chunk(1, jpegFile(8, 1)), chunk(2, {})});
+    expectTold(toldBy(receiver.receive(0x4006, chunks)), {300, 200, 0x01080001});
+    // A frame that the file's own chunk is too short for must not look into the next one.
+    const Bytes split = joined({chunk(1, {0xff, 0xd8}), chunk(2, jpegFile(8, 1))});
+    expectTold(toldBy(receiver.receive(0x4006, split)), {0, 0, kUnknown});
+    expectTold(toldBy(receiver.receive(6, content(100, 1))), {0, 0, kUnknown});
+    expectTold(toldBy(receiver.receive(2, jpegFile(8, 1))), {0, 0, kUnknown});
+    expectTold(toldBy(receiver.receive(1, jpegFile(8, 1))), {40, 30, 0x01080001});
 }
 
 struct BrokenCase {
