@@ -38,7 +38,7 @@ struct SimOptions {
     std::optional<std::uint32_t> width;   ///< empty: 1280, of pictures as much as they need
     std::optional<std::uint32_t> height;  ///< empty: 1024, of pictures as much as they need
     double framesPerSecond = 10;
-    std::string format = "container";  ///< or "none" or "chunk"
+    std::string format = "container";  ///< one of formatNames()
     double linkMbits = 1000;
     std::uint64_t seed = 1;
     std::uint32_t scenes = 12;

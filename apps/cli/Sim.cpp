@@ -54,9 +54,26 @@ void checkWritable(const std::string& path) {
     if (!std::ofstream(path, std::ios::app)) throw Failure("cannot write " + path);
 }
 
+struct NamedFormat {
+    const char* name;
+    kestrosim::ResultFormat format;
+};
+
+constexpr NamedFormat kFormats[] = {
+    {"none", kestrosim::ResultFormat::none},
+    {"container", kestrosim::ResultFormat::container},
+    {"container-jpeg", kestrosim::ResultFormat::containerJpeg},
+    {"chunk", kestrosim::ResultFormat::chunk},
+    {"chunk-only", kestrosim::ResultFormat::chunkOnly},
+    {"jpeg", kestrosim::ResultFormat::jpeg},
+    {"raw", kestrosim::ResultFormat::raw},
+};
+
 kestrosim::ResultFormat formatOf(const std::string& name) {
-    if (name == "chunk") return kestrosim::ResultFormat::chunk;
-    return name == "none" ? kestrosim::ResultFormat::none : kestrosim::ResultFormat::container;
+    for (const NamedFormat& known : kFormats) {
+        if (name == known.name) return known.format;
+    }
+    throw Failure("there is no format \"" + name + "\"", ExitCode::usage);
 }
 
 Cameras switchOn(const Plans& plans, Output& output) {
@@ -93,6 +110,12 @@ void writeStatistics(const std::string& path, const Plans& plans, const Cameras&
 }
 
 }  // namespace
+
+std::vector<std::string> formatNames() {
+    std::vector<std::string> names;
+    for (const NamedFormat& known : kFormats) names.emplace_back(known.name);
+    return names;
+}
 
 std::string addressAfter(const std::string& address, std::uint32_t steps) {
     in_addr parsed{};

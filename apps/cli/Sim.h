@@ -17,6 +17,9 @@ namespace kestrocli {
  */
 [[nodiscard]] std::vector<kestrosim::CameraOptions> planCameras(const SimOptions& options);
 
+/** What --format takes. */
+[[nodiscard]] std::vector<std::string> formatNames();
+
 /** The IPv4 address `steps` after this one; throws Failure (usage). */
 [[nodiscard]] std::string addressAfter(const std::string& address, std::uint32_t steps);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Options.h"
 #include "Output.h"
+#include "Sim.h"
 
 #include <kestro/System.h>
 #include <CLI/CLI.hpp>
@@ -146,10 +147,11 @@ void addSimStream(CLI::App& command, SimOptions& options) {
         ->check(CLI::Range(0.1, 1000.0))
         ->capture_default_str();
     command
-        .add_option("--format", options.format,
-                    "What a frame holds: the picture alone, or the results too, in a container or "
-                    "in chunks")
-        ->check(CLI::IsMember({"none", "container", "chunk"}))
+        .add_option(
+            "--format", options.format,
+            "What a frame holds: the picture alone, as pixels or as a JPEG file, the results "
+            "too, in a container or in chunks, or these alone")
+        ->check(CLI::IsMember(formatNames()))
         ->capture_default_str();
     command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
         ->check(CLI::Range(1.0, 100000.0))
