@@ -12,12 +12,14 @@ import unittest
 import harness
 
 MONO8 = 0x01080001
+IMAGE, IMAGE_AND_CHUNKS = 1, 0x4001
 
 
 def dissect(path, ports):
     """One dict of the fields asked for, for each packet that tshark takes for GVSP."""
     fields = ["gvsp.format", "gvsp.blockid16", "gvsp.blockid64", "gvsp.pixel", "udp.length",
-              "gvsp.chunkdatapayloadlengthhex"]
+              "gvsp.payloadtype", "gvsp.payloaddatasize", "gvsp.payloadlength",
+              "gvsp.chunkdatapayloadlengthhex", "gvsp.timestamptickfrequency"]
     command = ["tshark", "-r", path, "-T", "json", "-Y", "gvsp"]
     for port in ports:
         command += ["-d", f"udp.port=={port},gvsp"]
@@ -75,7 +77,7 @@ class EventClient:
 
 
 class Wire(unittest.TestCase):
-    def session(self, client):
+    def session(self, client, *options):
         """Captures a client's session with a simulator; returns the capture and the sender's counts."""
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -83,20 +85,23 @@ class Wire(unittest.TestCase):
         stats = os.path.join(folder.name, "stats.json")
         os.chmod(folder.name, 0o777)
         with harness.capture(path, "-F", "pcap"):
-            with harness.simulator("--width", 320, "--height", 240, "--stats", stats) as sim:
+            with harness.simulator("--width", 320, "--height", 240, "--stats", stats, *options) as sim:
                 client()
                 sim.end()
         return path, harness.json_lines(harness.content(stats))[0]
 
-    def judge(self, path, sent):
+    def judge(self, path, sent, payload_type=None):
         packets = dissect(path, self.receiving_ports(path))
         self.assertEqual(len(packets), sent["packets_sent"])
         self.assertEqual(count(path, "_ws.malformed"), 0)
         leaders = [packet for packet in packets if int(packet["gvsp.format"], 0) == 1]
         self.assertEqual(len(leaders), sent["frames_sent"])
         self.assertEqual({int(leader["udp.length"]) - 8 for leader in leaders}, {sent["leader_bytes"]})
-        self.assertEqual({int(leader["gvsp.pixel"], 0) for leader in leaders}, {sent["pixel_format"]})
-        self.assertEqual(sent["pixel_format"], MONO8)
+        types = {int(packet["gvsp.payloadtype"], 0) for packet in packets if "gvsp.payloadtype" in packet}
+        self.assertEqual(types, {payload_type or IMAGE})
+        pixel_format = MONO8 if types <= {IMAGE, IMAGE_AND_CHUNKS} else 0
+        self.assertEqual({int(leader.get("gvsp.pixel", "0"), 0) for leader in leaders}, {pixel_format})
+        self.assertEqual(sent["pixel_format"], pixel_format)
         blocks = [int(leader["gvsp.blockid16"], 0) for leader in leaders]
         self.assertEqual(blocks[-1], sent["block_id"])
         self.assertEqual(blocks, list(range(1, len(blocks) + 1)))
@@ -129,11 +134,28 @@ class Wire(unittest.TestCase):
                               "-e", "udp.dstport"], check=True, capture_output=True, text=True).stdout
         return set(out.split())
 
+    def read(self):
+        read = harness.kestro("read", "127.0.0.2", "-n", 12)
+        self.assertEqual(read.returncode, 0, read.stderr)
+
     def test_our_session(self):
-        def client():
-            read = harness.kestro("read", "127.0.0.2", "-n", 12)
-            self.assertEqual(read.returncode, 0, read.stderr)
-        self.judge(*self.session(client))
+        self.judge(*self.session(self.read))
+
+    def test_payload_types(self):
+        for form, payload_type, leader_says, trailer_says in (
+                ("raw", 2, ["gvsp.payloaddatasize"], []),
+                ("jpeg", 0x4006, ["gvsp.payloaddatasize"], ["gvsp.chunkdatapayloadlengthhex"]),
+                ("chunk-only", 4, [], ["gvsp.payloadlength"])):
+            with self.subTest(form):
+                packets = self.judge(*self.session(self.read, "--format", form), payload_type)
+                for block in {packet["gvsp.blockid16"] for packet in packets}:
+                    leader, *pieces, trailer = [packet for packet in packets if packet["gvsp.blockid16"] == block]
+                    told = [int(leader[field], 0) for field in leader_says]
+                    told += [int(trailer[field], 0) for field in trailer_says]
+                    # UDP's header has 8 bytes, and so has the stream's.
+                    self.assertEqual(set(told), {sum(int(piece["udp.length"]) - 16 for piece in pieces)})
+                    if form == "jpeg":
+                        self.assertEqual(int(leader["gvsp.timestamptickfrequency"], 0), 10 ** 9)
 
     def aravis(self, *options):
         subprocess.run(["arv-camera-test-0.8", "-a", "--no-packet-socket", *options], check=True,
@@ -144,7 +166,7 @@ class Wire(unittest.TestCase):
 
     def test_chunks(self):
         packets = self.judge(*self.session(
-            lambda: self.aravis("--duration", "1", "--chunks", "Barcode,Pipeline")))
+            lambda: self.aravis("--duration", "1", "--chunks", "Barcode,Pipeline")), IMAGE_AND_CHUNKS)
         trailers = [packet for packet in packets if int(packet["gvsp.format"], 0) == 2]
         bytes_of_chunks = {int(trailer["gvsp.chunkdatapayloadlengthhex"], 0) for trailer in trailers}
         self.assertGreater(min(bytes_of_chunks), 320 * 240)
