@@ -5,6 +5,8 @@
 #include "Json.h"
 #include "Options.h"
 #include "Output.h"
+#include "OverlayFolder.h"
+#include "Progress.h"
 #include "Pump.h"
 #include "Sim.h"
 #include "StopSignal.h"
@@ -24,7 +26,8 @@ namespace kestrocli {
 namespace {
 
 constexpr std::uint64_t kFramesEach = 20;
-constexpr std::size_t kMailboxFrames = 8;
+// Room for all of them: a slow machine takes longer to draw and save, and nothing is missed.
+constexpr std::size_t kMailboxFrames = 2 * kFramesEach;
 constexpr std::array<const char*, 2> kSerials = {"DEMO-1", "DEMO-2"};
 constexpr std::array<const char*, 2> kAddresses = {"127.0.0.21", "127.0.0.22"};
 constexpr std::array<std::uint64_t, 2> kSeeds = {2101, 2102};
@@ -39,17 +42,20 @@ class Files {
  public:
     explicit Files(const std::string& folder)
         : images_(folder + "/images"),
+          overlays_(folder + "/overlays"),
           results_(folder + "/results.jsonl"),
           truth_(folder + "/truth.jsonl"),
           truthInWork_(truth_ + "." + std::to_string(getpid())) {
         prepareFolder(folder);
         prepareFolder(images_);
+        prepareFolder(overlays_);
     }
     ~Files() { unlink(truthInWork_.c_str()); }
     Files(const Files&) = delete;
     Files& operator=(const Files&) = delete;
 
     [[nodiscard]] const std::string& images() const { return images_; }
+    [[nodiscard]] const std::string& overlays() const { return overlays_; }
     /** What the simulated cameras append to. */
     [[nodiscard]] const std::string& truthInWork() const { return truthInWork_; }
 
@@ -62,13 +68,14 @@ class Files {
 
  private:
     std::string images_;
+    std::string overlays_;
     std::string results_;
     std::string truth_;
     std::string truthInWork_;
 };
 
 /** What was read from one of the demo's cameras. */
-struct Progress {
+struct ReadCamera {
     CameraRecord camera;
     BlockCounter blocks;
     Tally tally;
@@ -110,47 +117,42 @@ std::string camerasTable(const std::vector<FoundCamera>& cameras) {
     return table(rows);
 }
 
-void showOnTerminal(const std::string& text) {
-    if (isatty(STDERR_FILENO) == 0) return;
-    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, text.data(), text.size());
-}
-
 class DemoReading {
  public:
     DemoReading(const Files& files, const std::vector<FoundCamera>& cameras)
-        : images_(files.images()) {
-        for (const auto& found : cameras) progress_.push_back({found.record, {}, {}});
+        : images_(files.images()),
+          overlays_(files.overlays()),
+          progress_({kFramesEach * cameras.size(), 0}) {
+        for (const auto& found : cameras) cameras_.push_back({found.record, {}, {}});
     }
 
     /** Saves a frame; false when there are enough of every camera. */
     bool take(const Delivery& delivery) {
-        Progress& of = progress_[delivery.source];
+        ReadCamera& of = cameras_[delivery.source];
         if (of.tally.frames() < kFramesEach) save(of, delivery);
-        showProgress();
-        return frames() < kFramesEach * progress_.size();
+        progress_.update(counts());
+        return frames() < kFramesEach * cameras_.size();
     }
+    Progress::Time idle() { return progress_.update(); }
 
-    [[nodiscard]] std::uint64_t frames() const {
-        std::uint64_t sum = 0;
-        for (const auto& one : progress_) sum += one.tally.frames();
-        return sum;
-    }
+    [[nodiscard]] std::uint64_t frames() const { return counts().frames; }
     [[nodiscard]] const std::string& results() const { return results_; }
     /** The codes of each camera's first frame. */
     [[nodiscard]] std::string firstCodes() const { return table(firstCodes_); }
     [[nodiscard]] std::string summary() const {
         std::vector<std::vector<std::string>> rows;
-        for (const auto& one : progress_) {
+        for (const auto& one : cameras_) {
             rows.push_back({"  " + nameOf(one.camera), one.tally.summary()});
         }
         return table(rows);
     }
 
  private:
-    void save(Progress& of, const Delivery& delivery) {
+    void save(ReadCamera& of, const Delivery& delivery) {
         const kestro::Frame& frame = *delivery.frame;
         const std::uint64_t number = of.blocks.next(frame.getBlockId());
         const std::string image = images_.save(frame, of.camera.serialNumber, number);
+        overlays_.save(frame, of.camera.serialNumber, number);
         if (of.tally.frames() == 0) keepCodes(of.camera, frame);
         of.tally.add(frame, delivery.arrival, of.blocks.missed());
         results_ += resultLine(frame, {of.camera.key, delivery.hostTime, "images/" + image}) + "\n";
@@ -163,15 +165,20 @@ class DemoReading {
         }
     }
 
-    void showProgress() const {
-        const std::uint64_t all = kFramesEach * progress_.size();
-        showOnTerminal(frames() < all ? "\r  " + std::to_string(frames()) + " of " +
-                                            std::to_string(all) + " frames"
-                                      : "\r\033[K");
+    [[nodiscard]] Counts counts() const {
+        Counts sum;
+        for (const auto& one : cameras_) {
+            sum.frames += one.tally.frames();
+            sum.codes += one.tally.codes();
+            sum.missed += one.tally.missed();
+        }
+        return sum;
     }
 
     ImageFolder images_;
-    std::vector<Progress> progress_;
+    OverlayFolder overlays_;
+    Progress progress_;
+    std::vector<ReadCamera> cameras_;
     std::string results_;
     std::vector<std::vector<std::string>> firstCodes_;
 };
@@ -184,8 +191,10 @@ void readAtOnce(const std::vector<FoundCamera>& cameras, const std::shared_ptr<M
     }
     for (const auto& grab : grabs) grab->start();
     const auto now = std::chrono::steady_clock::now();
-    const End end = pump(*mailbox, {now + kLongestReading, now + kFirstFrameWait},
-                         [&reading](const Delivery& delivery) { return reading.take(delivery); });
+    const End end = pump(
+        *mailbox, {now + kLongestReading, now + kFirstFrameWait},
+        [&reading](const Delivery& delivery) { return reading.take(delivery); },
+        [&reading] { return reading.idle(); });
     if (end == End::done) return;
     if (end == End::stopped) throw Failure("the demo was stopped");
     if (end == End::lost) throw Failure("a camera of the demo was lost", ExitCode::lost);
@@ -202,6 +211,7 @@ std::string closingText(const DemoOptions& options, const Output& output) {
     const std::string program = std::string("  ") + program_invocation_name;
     return "\n" + heading(output, "Written to " + options.folder + ":") +
            table({{"  images/", "what the cameras saw"},
+                  {"  overlays/", "the same, with what they read drawn on it"},
                   {"  results.jsonl", "what they read, a line for each frame"},
                   {"  truth.jsonl", "what was drawn, a line for each scene"}}) +
            "\n" + heading(output, "Try next:") +

@@ -2,6 +2,7 @@
 #include "Output.h"
 
 #include "Failure.h"
+#include "StatusLine.h"
 #include "StopSignal.h"
 
 #include <fcntl.h>
@@ -18,14 +19,8 @@
 namespace kestrocli {
 namespace {
 
-bool wantsColours(int descriptor) {
-    const char* noColour = std::getenv("NO_COLOR");
-    const char* terminal = std::getenv("TERM");
-    return isatty(descriptor) == 1 && (noColour == nullptr || *noColour == '\0') &&
-           terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
-}
-
 void writeToStderr(std::string text) {
+    StatusLine::hide();
     text += '\n';
     std::string_view rest = text;
     while (!rest.empty()) {
@@ -38,11 +33,26 @@ void writeToStderr(std::string text) {
 
 }  // namespace
 
-Output::Output(int descriptor) : descriptor_(descriptor), colours_(wantsColours(descriptor)) {}
+bool isTerminal(int descriptor) {
+    const char* terminal = std::getenv("TERM");
+    return isatty(descriptor) == 1 && terminal != nullptr && *terminal != '\0' &&
+           std::strcmp(terminal, "dumb") != 0;
+}
+
+bool hasColours(int descriptor) {
+    const char* noColour = std::getenv("NO_COLOR");
+    return isTerminal(descriptor) && (noColour == nullptr || *noColour == '\0');
+}
+
+Output::Output(int descriptor)
+    : descriptor_(descriptor),
+      terminal_(isTerminal(descriptor)),
+      colours_(hasColours(descriptor)) {}
 
 void Output::write(std::string_view text) {
     // A pipe that poll() calls writable takes this much without blocking.
     constexpr std::size_t kChunk = PIPE_BUF;
+    if (terminal_ && !text.empty()) StatusLine::hide();
     while (!text.empty()) {
         waitUntilWritable();
         const ssize_t written = ::write(descriptor_, text.data(), std::min(text.size(), kChunk));

@@ -36,8 +36,14 @@ class Output {
     void waitUntilWritable() const;
 
     int descriptor_;
+    bool terminal_;
     bool colours_;
 };
+
+/** True for a terminal that can move its cursor. */
+[[nodiscard]] bool isTerminal(int descriptor);
+/** True for such a terminal of a user who wants colours. */
+[[nodiscard]] bool hasColours(int descriptor);
 
 /** A line on stderr. */
 void say(std::string_view text);

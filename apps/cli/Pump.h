@@ -31,13 +31,19 @@ struct Deadlines {
            std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(seconds));
 }
 
+/** What there is to do while nothing arrives: nothing, ever. */
+inline std::chrono::steady_clock::time_point doNothing() {
+    return std::chrono::steady_clock::time_point::max();
+}
+
 /**
  * Hands what arrives to the handler, on the calling thread, until something ends it: one is that
- * the handler answers false, because it wants no more.
+ * the handler answers false, because it wants no more. `idle` is called before each wait, and says
+ * when it wants to be called again at the latest.
  */
-template <typename Item, typename Handler>
-[[nodiscard]] End pump(MailboxOf<Item>& mailbox, const Deadlines& deadlines,
-                       const Handler& handler) {
+template <typename Item, typename Handler, typename Idle = decltype(&doNothing)>
+[[nodiscard]] End pump(MailboxOf<Item>& mailbox, const Deadlines& deadlines, const Handler& handler,
+                       const Idle& idle = doNothing) {
     auto firstFrame = deadlines.firstFrame;
     for (;;) {
         if (StopSignal::requested()) return End::stopped;
@@ -50,7 +56,7 @@ template <typename Item, typename Handler>
         }
         if (mailbox.lost()) return End::lost;
         if (now >= firstFrame) return End::noFrame;
-        mailbox.wake().waitUntil(std::min(deadlines.end, firstFrame));
+        mailbox.wake().waitUntil(std::min({deadlines.end, firstFrame, idle()}));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "Options.h"
 #include "Output.h"
 #include "OverlayFolder.h"
+#include "Progress.h"
 #include "Pump.h"
 #include "StopSignal.h"
 #include "Tally.h"
@@ -27,7 +28,10 @@ constexpr std::size_t kMailboxFrames = 8;
 class Reading {
  public:
     Reading(const ReadOptions& options, const CameraRecord& camera, Output& output)
-        : options_(options), camera_(camera), output_(output) {
+        : options_(options),
+          camera_(camera),
+          output_(output),
+          progress_({options.frames, options.seconds}) {
         if (!options.saveFolder.empty()) folder_.emplace(options.saveFolder);
         if (!options.overlayFolder.empty()) overlays_.emplace(options.overlayFolder);
     }
@@ -45,8 +49,12 @@ class Reading {
         output_.write(options_.json
                           ? resultLine(frame, {camera_.key, delivery.hostTime, image}) + "\n"
                           : codeLines(frame, output_));
+        progress_.update({tally_.frames(), tally_.codes(), tally_.missed()});
         return !isComplete();
     }
+
+    /** While nothing comes; when it wants to be called again. */
+    Progress::Time idle() { return progress_.update(); }
 
     [[nodiscard]] const Tally& tally() const { return tally_; }
 
@@ -62,6 +70,7 @@ class Reading {
     std::optional<OverlayFolder> overlays_;
     BlockCounter blocks_;
     Tally tally_;
+    Progress progress_;
 };
 
 Deadlines deadlinesOf(const ReadOptions& options) {
@@ -116,6 +125,7 @@ ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
         return endWithoutFrame(camera, options);
     }
     say(reading.tally().summary());
+    if (const std::string text = reading.tally().intervals(); !text.empty()) say(text);
     if (end != End::lost) return ExitCode::ok;
     const Failure lost = lostFailure(camera);
     complain(lost.what());
@@ -160,7 +170,7 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
     grab.start();
     End end = End::stopped;
     try {
-        end = pump(*mailbox, deadlinesOf(options), take);
+        end = pump(*mailbox, deadlinesOf(options), take, [&reading] { return reading.idle(); });
         grab.stop();
         if (end != End::done) drain(*mailbox, take);
     } catch (const OutputClosed&) {

@@ -15,10 +15,6 @@ constexpr std::uint32_t kPhaseComplete = 7;
 
 std::string orDash(const std::optional<double>& value) { return value ? fixed(*value, 1) : "-"; }
 
-std::string counted(std::uint64_t count, const char* what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 }  // namespace
 
 std::uint64_t BlockCounter::next(std::uint64_t blockId) {
@@ -43,6 +39,7 @@ void Tally::add(const kestro::Frame& frame, std::chrono::steady_clock::time_poin
         first_ = arrival;
     } else {
         bytesAfterFirst_ += frame.getImageSize();
+        intervals_.add(arrival - last_);
     }
     last_ = arrival;
     ++frames_;
@@ -78,6 +75,19 @@ std::string Tally::summary() const {
     return counted(frames_, "frame") + ", " + orDash(framesPerSecond()) + " frames/s, " +
            orDash(megabytesPerSecond()) + " MB/s, " + counted(codes_, "code") + ", read rate " +
            (rate ? fixed(*rate, 1) + " %" : "-") + ", " + std::to_string(missed_) + " missed";
+}
+
+std::string Tally::intervals() const {
+    constexpr std::uint64_t kFewest = 20;
+    if (intervals_.count() < kFewest) return {};
+    std::string text;
+    for (const int percent : {50, 95, 99}) {
+        if (intervals_.count() * static_cast<std::uint64_t>(100 - percent) < 100) break;
+        const std::chrono::duration<double, std::milli> interval = intervals_.percentile(percent);
+        text += (text.empty() ? "frame interval: p" : ", p") + std::to_string(percent) + " " +
+                fixed(interval.count(), interval.count() < 10 ? 2 : 1) + " ms";
+    }
+    return text;
 }
 
 }  // namespace kestrocli

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "IntervalHistogram.h"
+
 #include <kestro/Frame.h>
 
 #include <chrono>
@@ -38,6 +40,7 @@ class Tally {
 
     [[nodiscard]] std::uint64_t frames() const { return frames_; }
     [[nodiscard]] std::uint64_t codes() const { return codes_; }
+    [[nodiscard]] std::uint64_t missed() const { return missed_; }
     /**
      * The share of frames whose reading was complete, in percent; where the camera sends no status,
      * the share with a code. Empty when no frame told anything of a reading.
@@ -48,6 +51,13 @@ class Tally {
     [[nodiscard]] std::optional<double> megabytesPerSecond() const;
     /** "40 frames, 10.0 frames/s, 13.1 MB/s, 120 codes, read rate 100.0 %, 0 missed" */
     [[nodiscard]] std::string summary() const;
+    /**
+     * "frame interval: p50 100.0 ms, p95 100.4 ms, p99 102.1 ms", between arrivals.
+     *
+     * Empty with fewer than 20 intervals; p99 appears from 100 on. With fewer, one single frame
+     * would decide what they are.
+     */
+    [[nodiscard]] std::string intervals() const;
 
  private:
     std::uint64_t frames_ = 0;
@@ -56,6 +66,7 @@ class Tally {
     bool toldOfReading_ = false;
     std::uint64_t complete_ = 0;
     std::uint64_t missed_ = 0;
+    IntervalHistogram intervals_;
     std::chrono::steady_clock::time_point first_;
     std::chrono::steady_clock::time_point last_;
 };

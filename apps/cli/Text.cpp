@@ -229,4 +229,8 @@ std::string fixed(double value, int decimals) {
     return end.ec == std::errc() ? std::string(text.data(), end.ptr) : "-";
 }
 
+std::string counted(std::uint64_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 }  // namespace kestrocli

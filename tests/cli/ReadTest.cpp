@@ -190,10 +190,14 @@ TEST_F(ReadCommand, RefersToThePicturesThatItSaves) {
     camera_->frames = {frame};
     options_.frames = 1;
     options_.json = true;
-    options_.saveFolder = folder.path();
+    options_.saveFolder = folder.path() + "/pictures";
+    options_.overlayFolder = folder.path() + "/overlays";
     EXPECT_EQ(run(), ExitCode::ok);
     EXPECT_THAT(pipe_.readAll(), HasSubstr("\"image\":\"F1-00000009.png\""));
-    EXPECT_THAT(folder.names(), testing::ElementsAre("F1-00000009.png"));
+    EXPECT_THAT(folder.names(), testing::ElementsAre("overlays", "pictures"));
+    for (const std::string& saved : {options_.saveFolder, options_.overlayFolder}) {
+        EXPECT_TRUE(std::filesystem::exists(saved + "/F1-00000009.png")) << saved;
+    }
 }
 
 }  // namespace

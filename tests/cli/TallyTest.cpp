@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fakes.h"
+#include "IntervalHistogram.h"
 #include "PixelFormat.h"
 #include "Tally.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
 
 using namespace kestrocli;
 using kestrotest::FakeFrame;
@@ -84,6 +90,59 @@ TEST(PixelFormat, IsNamedOrPrinted) {
     EXPECT_EQ(pixelFormatName(0x02180014), "RGB8");
     EXPECT_EQ(pixelFormatName(0xFFFFFFFF), "0xFFFFFFFF");
     EXPECT_EQ(pixelFormatName(0x01080099), "0x01080099");
+}
+
+TEST(IntervalHistogram, GivesThePercentilesOfASortedListWithinHalfAPercent) {
+    std::mt19937_64 random(1);
+    for (const double width : {0.01, 1.0, 8.0}) {  // of the spread, in powers of e
+        std::lognormal_distribution<double> lengths(std::log(1e8), width);
+        IntervalHistogram histogram;
+        std::vector<double> sorted;
+        for (int i = 0; i < 10'000; ++i) {
+            const std::chrono::nanoseconds interval(static_cast<std::int64_t>(lengths(random)));
+            histogram.add(interval);
+            sorted.push_back(static_cast<double>(interval.count()));
+        }
+        std::sort(sorted.begin(), sorted.end());
+        for (const int percent : {1, 50, 95, 99, 100}) {
+            const double exact = sorted[static_cast<std::size_t>(percent) * 100 - 1];
+            EXPECT_NEAR(static_cast<double>(histogram.percentile(percent).count()), exact,
+                        exact * 0.005)
+                << percent;
+        }
+    }
+}
+
+TEST(IntervalHistogram, TakesAnyInterval) {
+    using std::chrono::nanoseconds;
+    for (const nanoseconds interval :
+         {nanoseconds(0), nanoseconds(1), nanoseconds(255), nanoseconds(256), nanoseconds::max()}) {
+        IntervalHistogram histogram;
+        histogram.add(interval);
+        EXPECT_NEAR(static_cast<double>(histogram.percentile(50).count()),
+                    static_cast<double>(interval.count()),
+                    static_cast<double>(interval.count()) * 0.005);
+    }
+    IntervalHistogram histogram;
+    histogram.add(nanoseconds::min());
+    EXPECT_EQ(histogram.percentile(50), nanoseconds(0));
+}
+
+TEST(Tally, GivesPercentilesOfTheIntervalOnceThereAreEnoughFrames) {
+    Tally tally;
+    const auto add = [&](int frames) {
+        while (frames-- > 0) {
+            tally.add(*frameWithStatus(2), kStart + tally.frames() * std::chrono::milliseconds(8),
+                      0);
+        }
+    };
+    add(20);
+    EXPECT_EQ(tally.intervals(), "");
+    add(1);
+    EXPECT_THAT(tally.intervals(),
+                testing::MatchesRegex("frame interval: p50 (7.9|8.0). ms, p95 (7.9|8.0). ms"));
+    add(80);
+    EXPECT_THAT(tally.intervals(), testing::MatchesRegex(".*, p99 (7.9|8.0). ms"));
 }
 
 }  // namespace

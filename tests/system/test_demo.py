@@ -5,6 +5,8 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import zlib
+from itertools import accumulate
 
 import harness
 
@@ -15,6 +17,29 @@ def truth_of(path):
     """(serial, scene) -> {(type, text)} of everything drawn."""
     return {(record["camera"], record["scene"]): {(code["type"], code["text"]) for code in record["codes"]}
             for record in harness.json_lines(harness.content(path))}
+
+
+def png(path):
+    """(width, height, the bytes of the pixels by rows) of a PNG with 8 bits a colour, grey or RGB"""
+    with open(path, "rb") as file:
+        content = file.read()
+    position, packed = 8, b""
+    while position < len(content):
+        size, kind = struct.unpack_from(">I4s", content, position)
+        if kind == b"IDAT":
+            packed += content[position + 8:position + 8 + size]
+        position += size + 12
+    width, height, depth, colours = struct.unpack_from(">IIBB", content, 16)
+    assert depth == 8 and colours in (0, 2), path
+    step = 3 if colours == 2 else 1
+    rows, unpacked = [], zlib.decompress(packed)
+    for start in range(0, len(unpacked), width * step + 1):
+        row = bytearray(unpacked[start + 1:start + 1 + width * step])
+        assert unpacked[start] == 1, "each byte is to be the difference to the pixel before"
+        for colour in range(step):
+            row[colour::step] = bytes(value & 255 for value in accumulate(row[colour::step]))
+        rows.append(bytes(row))
+    return width, height, b"".join(rows)
 
 
 class Demo(unittest.TestCase):
@@ -59,6 +84,24 @@ class Demo(unittest.TestCase):
                 head = file.read(24)
             self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
             self.assertEqual(struct.unpack(">II", head[16:]), (result["width"], result["height"]))
+            with open(self.overlay_of(result), "rb") as file:
+                self.assertEqual(file.read(24), head, "an overlay is a PNG of the picture's size")
+
+    def overlay_of(self, result):
+        return os.path.join(self.output, "overlays", os.path.basename(result["image"]))
+
+    def test_overlays_are_the_pictures_with_something_drawn_at_each_code(self):
+        for result in self.results[:3]:
+            width, height, grey = png(os.path.join(self.output, result["image"]))
+            drawn = png(self.overlay_of(result))
+            self.assertEqual(drawn[:2], (width, height))
+            red, green, blue = (drawn[2][colour::3] for colour in range(3))
+            self.assertTrue(result["codes"])
+            for x, y in (point for code in result["codes"] for point in code["points"]):
+                at = y * width + x
+                self.assertNotEqual((red[at], green[at], blue[at]), (grey[at],) * 3, (x, y))
+            same = sum(pixel == (value,) * 3 for value, pixel in zip(grey, zip(red, green, blue)))
+            self.assertGreater(same / len(grey), 0.8)
 
 
 if __name__ == "__main__":
