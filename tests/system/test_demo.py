@@ -91,12 +91,13 @@ class Demo(unittest.TestCase):
         return os.path.join(self.output, "overlays", os.path.basename(result["image"]))
 
     def test_overlays_are_the_pictures_with_something_drawn_at_each_code(self):
-        for result in self.results[:3]:
+        read = [result for result in self.results if result["codes"]]
+        self.assertTrue(read)
+        for result in read[:3]:
             width, height, grey = png(os.path.join(self.output, result["image"]))
             drawn = png(self.overlay_of(result))
             self.assertEqual(drawn[:2], (width, height))
             red, green, blue = (drawn[2][colour::3] for colour in range(3))
-            self.assertTrue(result["codes"])
             for x, y in (point for code in result["codes"] for point in code["points"]):
                 at = y * width + x
                 self.assertNotEqual((red[at], green[at], blue[at]), (grey[at],) * 3, (x, y))
