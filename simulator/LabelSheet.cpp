@@ -97,27 +97,32 @@ LabelPose LabelSheet::poseOf(const Label& label, bool isUpright) {
 
 /** The place is the untilted label's, so that the same labels lie there however they are tilted. */
 bool LabelSheet::findPlace(const Label& label, LabelPose& pose) {
-    const int edge = std::min({10, room_.width() / 40, room_.height() / 40});
-    const Box room = room_.grownBy(-edge);
-    LabelPose flat{{}, pose.degrees, 0, 0};
-    const Quad quad = outlineOf(label, flat, 0);
-    const auto [left, right] = std::minmax({quad[0].x, quad[1].x, quad[2].x, quad[3].x});
-    const auto [top, bottom] = std::minmax({quad[0].y, quad[1].y, quad[2].y, quad[3].y});
-    const int lowX = rounded((room.left - left) * kPlaceUnit);
-    const int highX = rounded((room.right - right) * kPlaceUnit);
-    const int lowY = rounded((room.top - top) * kPlaceUnit);
-    const int highY = rounded((room.bottom - bottom) * kPlaceUnit);
-    if (lowX > highX || lowY > highY) return false;
+    const auto centres = centresFor(outlineOf(label, {{}, pose.degrees, 0, 0}, 0));
+    if (centres.left > centres.right || centres.top > centres.bottom) return false;
     constexpr int kTries = 80;
     for (int i = 0; i < kTries; ++i) {
-        flat.centre = {static_cast<double>(random_.between(lowX, highX)) / kPlaceUnit,
-                       static_cast<double>(random_.between(lowY, highY)) / kPlaceUnit};
+        const double x = random_.between(centres.left, centres.right);
+        const double y = random_.between(centres.top, centres.bottom);
+        const LabelPose flat{{x / kPlaceUnit, y / kPlaceUnit}, pose.degrees, 0, 0};
         if (!isFree(outlineOf(label, flat, kLabelGapPixels))) continue;
         taken_.push_back(outlineOf(label, flat, 0));
         pose.centre = flat.centre;
         return true;
     }
     return false;
+}
+
+/** Where the middle of such an outline may lie, in units of places, both ends included. */
+Box LabelSheet::centresFor(const Quad& outline) const {
+    const int edge = std::min({10, room_.width() / 40, room_.height() / 40});
+    const Box room = room_.grownBy(-edge);
+    const auto [left, right] =
+        std::minmax({outline[0].x, outline[1].x, outline[2].x, outline[3].x});
+    const auto [top, bottom] =
+        std::minmax({outline[0].y, outline[1].y, outline[2].y, outline[3].y});
+    return {rounded((room.left - left) * kPlaceUnit), rounded((room.top - top) * kPlaceUnit),
+            rounded((room.right - right) * kPlaceUnit),
+            rounded((room.bottom - bottom) * kPlaceUnit)};
 }
 
 bool LabelSheet::isFree(const Quad& outline) const {

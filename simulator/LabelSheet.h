@@ -42,6 +42,7 @@ class LabelSheet {
     [[nodiscard]] bool isTooLarge(const Label& label) const;
     [[nodiscard]] LabelPose poseOf(const Label& label, bool isUpright);
     [[nodiscard]] bool findPlace(const Label& label, LabelPose& pose);
+    [[nodiscard]] Box centresFor(const Quad& outline) const;
     [[nodiscard]] bool isFree(const Quad& outline) const;
     void draw(const Label& label, const LabelPose& pose);
 

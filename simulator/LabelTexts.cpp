@@ -9,26 +9,27 @@
 namespace kestrosim {
 namespace {
 
-std::string ofDigits(SeededRandom& random, int count, const char* digits, int base) {
+constexpr std::string_view kHexadecimal = "0123456789ABCDEF";
+
+/**
+ * The pattern with a decimal digit for each '#' and a hexadecimal one for each '$': drawn from left
+ * to right, while the operands of a + may be drawn in any order.
+ */
+std::string filled(std::string_view pattern, SeededRandom& random) {
     std::string text;
-    for (int i = 0; i < count; ++i) text += digits[random.between(0, base - 1)];
+    for (const char character : pattern) {
+        const bool isDigit = character == '#' || character == '$';
+        const int last = character == '#' ? 9 : 15;
+        text +=
+            isDigit ? kHexadecimal[static_cast<std::size_t>(random.between(0, last))] : character;
+    }
     return text;
 }
 
-std::string decimal(SeededRandom& random, int count) {
-    return ofDigits(random, count, "0123456789", 10);
-}
-
-std::string hexadecimal(SeededRandom& random, int count) {
-    return ofDigits(random, count, "0123456789ABCDEF", 16);
-}
-
-std::string sixDigits(SeededRandom& random) { return decimal(random, 6); }
-
-std::string fourDigits(SeededRandom& random) { return decimal(random, 4); }
-
-std::string parcelNumber(SeededRandom& random) {
-    return "KST-" + decimal(random, 6) + "-" + hexadecimal(random, 2);
+template <std::size_t kCount>
+std::string anyOf(const std::array<const char*, kCount>& patterns, SeededRandom& random) {
+    const int last = static_cast<int>(kCount) - 1;
+    return filled(patterns[static_cast<std::size_t>(random.between(0, last))], random);
 }
 
 /** The digit that makes the weighted sum, 3 and 1 in turn from the right, a multiple of ten. */
@@ -42,94 +43,70 @@ std::string withCheckDigit(const std::string& digits) {
     return digits + static_cast<char>('0' + (10 - sum % 10) % 10);
 }
 
+std::string sixDigits(SeededRandom& random) { return filled("######", random); }
+
+std::string fourDigits(SeededRandom& random) { return filled("####", random); }
+
 /** "2" begins the article numbers that a company gives out for itself. */
 std::string articleNumber(SeededRandom& random) {
-    return withCheckDigit("2" + decimal(random, 11));
+    return withCheckDigit(filled("2###########", random));
 }
 
-/** A carton's number: how many of the article it holds, coded, then the article's. */
+/** A carton's number: one digit says how it is packed, the others are the article's. */
 std::string cartonNumber(SeededRandom& random) {
-    return withCheckDigit(std::to_string(random.between(1, 8)) + "2" + decimal(random, 11));
-}
-
-std::string placeName(SeededRandom& random) {
-    static constexpr std::array<const char*, 6> kPlaces{"Köln", "Ærø",  "Göteborg",
-                                                        "Łódź", "北京", "Σύρος"};
-    return kPlaces[static_cast<std::size_t>(random.between(0, 5))];
+    static constexpr std::array<const char*, 3> kPackings{"12###########", "22###########",
+                                                          "52###########"};
+    return withCheckDigit(anyOf(kPackings, random));
 }
 
 std::string code128Text(SeededRandom& random) {
-    switch (random.between(0, 4)) {
-        case 0:
-            return "LOT" + decimal(random, 6);
-        case 1:
-            return "00" + decimal(random, 18);
-        case 2:
-            return "BOX " + decimal(random, 2) + "/" + decimal(random, 3);
-        default:
-            return parcelNumber(random);
-    }
+    static constexpr std::array<const char*, 5> kTexts{
+        "LOT######", "00##################", "BOX ##/###", "KST-######-$$", "KST-######-$$"};
+    return anyOf(kTexts, random);
 }
 
 std::string code39Text(SeededRandom& random) {
-    switch (random.between(0, 2)) {
-        case 0:
-            return "BIN " + hexadecimal(random, 1) + decimal(random, 2) + "-" + decimal(random, 2);
-        case 1:
-            return "P" + decimal(random, 4) + "." + decimal(random, 2);
-        default:
-            return "KST-" + decimal(random, 4);
-    }
+    static constexpr std::array<const char*, 3> kTexts{"BIN $##-##", "P####.##", "KST-####"};
+    return anyOf(kTexts, random);
 }
 
 /** A book's or a blood bag's number. */
 std::string codabarText(SeededRandom& random) {
-    if (random.between(0, 2) == 0) return decimal(random, 4) + "-" + decimal(random, 5);
-    return decimal(random, random.between(7, 11));
+    static constexpr std::array<const char*, 4> kTexts{"####-#####", "#######", "#########",
+                                                       "###########"};
+    return anyOf(kTexts, random);
 }
 
 std::string qrText(SeededRandom& random) {
-    switch (random.between(0, 5)) {
-        case 0:
-            return "https://parcel.example/t/" + hexadecimal(random, 8);
-        case 1:
-            return "LOT " + decimal(random, 6) + "; QTY " + decimal(random, 2);
-        case 2:
-            return placeName(random) + " " + decimal(random, 5);
-        case 3:
-            return parcelNumber(random) + "\nBatch " + hexadecimal(random, 4) + "\n" +
-                   decimal(random, 12);
-        default:
-            return parcelNumber(random);
-    }
+    static constexpr std::array<const char*, 14> kTexts{"https://parcel.example/t/$$$$$$$$",
+                                                        "https://parcel.example/t/$$$$$$$$",
+                                                        "LOT ######; QTY ##",
+                                                        "LOT ######; QTY ##",
+                                                        "KST-######-$$\nBatch $$$$\n############",
+                                                        "KST-######-$$\nBatch $$$$\n############",
+                                                        "KST-######-$$",
+                                                        "KST-######-$$",
+                                                        "Köln #####",
+                                                        "Ærø #####",
+                                                        "Göteborg #####",
+                                                        "Łódź #####",
+                                                        "北京 #####",
+                                                        "Σύρος #####"};
+    return anyOf(kTexts, random);
 }
 
 std::string dataMatrixText(SeededRandom& random) {
-    switch (random.between(0, 3)) {
-        case 0:
-            return "SN " + decimal(random, 8);
-        case 1:
-            return "P/N " + decimal(random, 4) + "-" + decimal(random, 2) + " LOT " +
-                   hexadecimal(random, 6);
-        case 2:
-            return articleNumber(random) + decimal(random, 6) + hexadecimal(random, 4);
-        default:
-            return parcelNumber(random) + "; QTY " + decimal(random, 2);
-    }
+    static constexpr std::array<const char*, 4> kTexts{"SN ########", "P/N ####-## LOT $$$$$$",
+                                                       "02##################$$$$",
+                                                       "KST-######-$$; QTY ##"};
+    return anyOf(kTexts, random);
 }
 
 std::string pdf417Text(SeededRandom& random) {
-    switch (random.between(0, 2)) {
-        case 0:
-            return parcelNumber(random) + "\n" + decimal(random, 5) + " HARBOUR ROAD " +
-                   decimal(random, 2) + "\n" + decimal(random, 2) + "." + decimal(random, 1) +
-                   " KG";
-        case 1:
-            return "ORDER " + decimal(random, 8) + "; BOX " + decimal(random, 1) + "/" +
-                   decimal(random, 1);
-        default:
-            return parcelNumber(random) + "\nROUTE " + hexadecimal(random, 2);
-    }
+    static constexpr std::array<const char*, 3> kTexts{
+        "KST-######-$$\n##### HARBOUR ROAD ##\n##.# KG", "ORDER ########; BOX #/#",
+        "KST-######-$$\nROUTE $$"};
+    return anyOf(kTexts, random);
 }
 
 struct Writer {
@@ -156,7 +133,10 @@ LabelText labelText(std::string_view symbology, bool isBrief, SeededRandom& rand
     LabelText label{std::string(symbology), {}};
     if (writer == kWriters.end()) return label;
     if (symbology == "CODABAR") {
-        label.type += ofDigits(random, 2, "ABCD", 4);
+        constexpr std::string_view kLetters = "ABCD";
+        for (int i = 0; i < 2; ++i) {
+            label.type += kLetters[static_cast<std::size_t>(random.between(0, 3))];
+        }
     }
     label.text = isBrief ? writer->briefText(random) : writer->text(random);
     return label;
