@@ -24,8 +24,8 @@ struct Quality {
 Quality qualityOf(int difficulty, SeededRandom& random) {
     const int focusPercent = random.between(15, 100);
     const int motionPercent = random.between(0, 100);
-    return {100 - 5 * difficulty, 7 * difficulty, 26 * difficulty * focusPercent / 100,
-            difficulty * motionPercent / 100, 16 + 2 * difficulty};
+    return {100 - 5 * difficulty, 7 * difficulty, 32 * difficulty * focusPercent / 100,
+            difficulty * motionPercent / 100, 16 + 3 * difficulty};
 }
 
 /** Ink and paper come nearer to this grey. */
