@@ -53,6 +53,7 @@ expect 'read --' '--help --json --overlay --save --timeout'
 expect 'read -n ' ''
 expect 'features CAM1 --visibility ' 'beginner expert guru invisible'
 expect 'sim --format c' "$("$real" sim --help | grep -oE 'c(ontainer(-jpeg)?|hunk(-only)?)\b' | sort -u | tr '\n' ' ' | sed 's/ $//')"
+expect 'sim --i' '--images'
 expect 'info ' 'CAM1 CAM2'
 expect 'get CAM1 T' 'Temperature TriggerMode'
 expect 'get CAM9 T' ''
