@@ -68,7 +68,8 @@ std::vector<Rect> placesAround(const Rect& code, double width, double height, do
     };
     const double centred = (code.left + code.right - width) / 2;
     const double middle = (code.top + code.bottom - height) / 2;
-    for (const double left : {centred, code.left, code.right - width}) {
+    const double across = (code.left + code.right) / 2;
+    for (const double left : {centred, code.left, code.right - width, across, across - width}) {
         add(left, code.bottom + gap);
         add(left, code.top - gap - height);
     }
@@ -78,6 +79,62 @@ std::vector<Rect> placesAround(const Rect& code, double width, double height, do
     }
     return places;
 }
+
+/** The labels of one picture, as far as they have places. */
+class Placement {
+ public:
+    Placement(const Rect& room, const std::vector<Outline>& codes)
+        : room_(room), codes_(codes), labels_(codes.size()) {
+        for (const Outline& code : codes) bounds_.push_back(boundsOf(code));
+    }
+
+    /** Gives a label, which may have had another place before, the best place that there is. */
+    void place(std::size_t code, const LabelSize& size) {
+        constexpr int kRings = 8;
+        labels_[code] = {};
+        const Rect around = shownPart(room_, bounds_[code]);
+        Rect best;
+        double least = std::numeric_limits<double>::max();
+        for (int ring = 0; ring < kRings; ++ring) {
+            const double gap = size.height * (0.4 + ring * 0.8);
+            double liked = 0;
+            for (const Rect& wish : placesAround(around, size.width, size.height, gap)) {
+                const Rect place = movedInto(room_, wish);
+                const double cost = costOf(place, code) + liked;
+                liked += 0.02;
+                if (cost >= least) continue;
+                least = cost;
+                best = place;
+            }
+        }
+        labels_[code] = best;
+    }
+
+    [[nodiscard]] const std::vector<Rect>& labels() const { return labels_; }
+
+ private:
+    [[nodiscard]] double costOf(const Rect& label, std::size_t code) const {
+        // Touching counts by itself: a code that is covered a little is not to be seen whole.
+        constexpr double kTouching = 3;
+        constexpr double kOverCode = 10;
+        constexpr double kOverLabel = 20;
+        double cost = distanceBetween(label, bounds_[code]) / label.height();
+        for (std::size_t i = 0; i < codes_.size(); ++i) {
+            if (overlap(label, bounds_[i]) && kestrocli::overlap(label, codes_[i])) {
+                cost += kTouching + kOverCode * shareCovered(label, bounds_[i]);
+            }
+        }
+        for (const Rect& other : labels_) {
+            if (overlap(label, other)) cost += kTouching + kOverLabel * shareCovered(label, other);
+        }
+        return cost;
+    }
+
+    Rect room_;
+    const std::vector<Outline>& codes_;
+    std::vector<Rect> bounds_;
+    std::vector<Rect> labels_;  // empty ones are not placed yet
+};
 
 }  // namespace
 
@@ -102,42 +159,36 @@ bool overlap(const Rect& rect, const Outline& outline) {
     return true;
 }
 
-Rect LabelPlacement::place(std::size_t code, double width, double height) {
-    constexpr int kRings = 6;
-    const Rect around = shownPart(picture_, boundsOf(codes_[code]));
-    Rect best;
+Spot nearestPoint(const Outline& outline, Spot to) {
+    Spot nearest = outline.front();
     double least = std::numeric_limits<double>::max();
-    for (int ring = 0; ring < kRings; ++ring) {
-        const double gap = height * (0.4 + ring * 0.8);
-        double liked = 0;
-        for (const Rect& wish : placesAround(around, width, height, gap)) {
-            const Rect place = movedInto(picture_, wish);
-            const double cost = costOf(place, code) + liked;
-            liked += 0.02;
-            if (cost >= least) continue;
-            least = cost;
-            best = place;
-        }
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        const Spot& from = outline[i];
+        const Spot along{outline[(i + 1) % outline.size()].x - from.x,
+                         outline[(i + 1) % outline.size()].y - from.y};
+        const double length2 = along.x * along.x + along.y * along.y;
+        const double share =
+            length2 > 0 ? ((to.x - from.x) * along.x + (to.y - from.y) * along.y) / length2 : 0;
+        const double there = std::clamp(share, 0.0, 1.0);
+        const Spot spot{from.x + there * along.x, from.y + there * along.y};
+        const double distance = std::hypot(spot.x - to.x, spot.y - to.y);
+        if (distance >= least) continue;
+        least = distance;
+        nearest = spot;
     }
-    placed_.push_back(best);
-    return best;
+    return nearest;
 }
 
-double LabelPlacement::costOf(const Rect& label, std::size_t code) const {
-    // Touching counts by itself: a code that is covered a little is not to be seen whole.
-    constexpr double kTouching = 2;
-    constexpr double kOverCode = 10;
-    constexpr double kOverLabel = 20;
-    double cost = distanceBetween(label, boundsOf(codes_[code])) / label.height();
-    for (const Outline& other : codes_) {
-        if (kestrocli::overlap(label, other)) {
-            cost += kTouching + kOverCode * shareCovered(label, boundsOf(other));
-        }
+std::vector<Rect> placeLabels(const Rect& room, const std::vector<Outline>& codes,
+                              const std::vector<LabelSize>& sizes) {
+    // Labels that came first give way to later ones in the second and third round; among very many
+    // there is no room for that.
+    const int rounds = codes.size() > 64 ? 1 : 3;
+    Placement placement(room, codes);
+    for (int round = 0; round < rounds; ++round) {
+        for (std::size_t i = 0; i < codes.size(); ++i) placement.place(i, sizes[i]);
     }
-    for (const Rect& other : placed_) {
-        if (overlap(label, other)) cost += kTouching + kOverLabel * shareCovered(label, other);
-    }
-    return cost;
+    return placement.labels();
 }
 
 }  // namespace kestrocli

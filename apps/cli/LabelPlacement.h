@@ -14,24 +14,20 @@ using Outline = std::vector<Spot>;
 /** True when they share some area; takes an outline that is not convex for its hull. */
 [[nodiscard]] bool overlap(const Rect& rect, const Outline& outline);
 
-/** Finds places for labels beside codes. */
-class LabelPlacement {
- public:
-    LabelPlacement(Rect picture, const std::vector<Outline>& codes)
-        : picture_(picture), codes_(codes) {}
+/** The point of an outline that is nearest to another point. */
+[[nodiscard]] Spot nearestPoint(const Outline& outline, Spot to);
 
-    /**
-     * The best place for the next label, inside the picture: as near to its code as can be without
-     * covering that, other codes or labels before it. The label must fit into the picture.
-     */
-    [[nodiscard]] Rect place(std::size_t code, double width, double height);
-
- private:
-    [[nodiscard]] double costOf(const Rect& label, std::size_t code) const;
-
-    Rect picture_;
-    const std::vector<Outline>& codes_;
-    std::vector<Rect> placed_;
+struct LabelSize {
+    double width = 0;
+    double height = 0;
 };
+
+/**
+ * Finds a place for each code's label, as near to the code as can be without covering that, other
+ * codes or other labels. The sizes are one for each code, and each label must fit into the room:
+ * that is where all of them end up.
+ */
+[[nodiscard]] std::vector<Rect> placeLabels(const Rect& room, const std::vector<Outline>& codes,
+                                            const std::vector<LabelSize>& sizes);
 
 }  // namespace kestrocli

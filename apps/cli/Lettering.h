@@ -12,7 +12,8 @@ namespace kestrocli {
  * Text of one size, for pictures.
  *
  * The letters are lines, drawn as thick as the size wants. A size keeps the lines that matter for
- * reading on whole pixels, so that small text is sharp. What is not ASCII appears as a box.
+ * reading on whole pixels, so that small text is sharp. What is neither
+ * ASCII nor one of the Latin letters with marks up to U+017F appears as a box.
  */
 class Lettering {
  public:
@@ -30,7 +31,7 @@ class Lettering {
     void draw(Raster& raster, int left, int top, std::string_view utf8, Colour colour) const;
 
  private:
-    [[nodiscard]] int advanceOf(std::string_view glyph) const;
+    void drawStrokes(Raster& raster, std::string_view glyph, Spot corner, Colour colour) const;
 
     int size_;
     double thickness_;

@@ -45,7 +45,10 @@ struct Label {
 class Drawing {
  public:
     Drawing(Raster& picture, const Codes& codes)
-        : picture_(picture), codes_(codes), lettering_(sizeFor(picture)), size_(lettering_.size()) {
+        : picture_(picture),
+          codes_(codes),
+          lettering_(sizeFor(picture, codes.size())),
+          size_(lettering_.size()) {
         for (std::size_t i = 0; i < std::min(codes.size(), kMostCodes); ++i) {
             outlines_.push_back(outlineOf(*codes[i]));
         }
@@ -53,15 +56,9 @@ class Drawing {
 
     void draw() {
         for (std::size_t i = 0; i < outlines_.size(); ++i) drawOutline(i);
-        LabelPlacement placement(room(), outlines_);
         // All lines before all labels, so that no line crosses a text.
-        std::vector<Placed> labels;
-        for (std::size_t i = 0; i < outlines_.size(); ++i) {
-            const auto label = labelOf(*codes_[i]);
-            if (!label) continue;
-            labels.push_back({*label, placement.place(i, label->width, labelHeight()), i});
-            drawLeader(labels.back());
-        }
+        const std::vector<Placed> labels = placedLabels();
+        for (const Placed& label : labels) drawLeader(label);
         for (const Placed& label : labels) drawLabel(label);
         if (codes_.size() > kMostCodes) drawCountOfRest();
     }
@@ -73,9 +70,11 @@ class Drawing {
         std::size_t code = 0;
     };
 
-    static int sizeFor(const Raster& picture) {
+    /** Smaller where many codes share a picture. */
+    static int sizeFor(const Raster& picture, std::size_t codes) {
         const double side = std::sqrt(static_cast<double>(picture.width()) * picture.height());
-        return static_cast<int>(std::lround(std::clamp(side / 240, 3.0, 16.0)));
+        const double crowd = codes > 24 ? 1.5 : codes > 12 ? 1.25 : 1;
+        return static_cast<int>(std::lround(std::clamp(side / 240 / crowd, 3.0, 16.0)));
     }
 
     static Outline outlineOf(const kestro::BarcodeInfo& code) {
@@ -135,10 +134,30 @@ class Drawing {
         drawLines({left, tip, right}, false, colour);
     }
 
+    /** The labels that fit into the picture, each at its place. */
+    [[nodiscard]] std::vector<Placed> placedLabels() const {
+        std::vector<Placed> labels;
+        std::vector<Outline> outlines;
+        std::vector<LabelSize> sizes;
+        for (std::size_t i = 0; i < outlines_.size(); ++i) {
+            const auto label = labelOf(*codes_[i]);
+            // All are of one height: none fits, or those that have something to say.
+            if (!label) continue;
+            labels.push_back({*label, {}, i});
+            outlines.push_back(outlines_[i]);
+            sizes.push_back({static_cast<double>(label->width), labelHeight() + 0.0});
+        }
+        const std::vector<Rect> places = placeLabels(room(), outlines, sizes);
+        for (std::size_t i = 0; i < labels.size(); ++i) labels[i].rect = places[i];
+        return labels;
+    }
+
     /** The label as far as the picture has room for it. */
     [[nodiscard]] std::optional<Label> labelOf(const kestro::BarcodeInfo& code) const {
         const int picture = static_cast<int>(std::min(room().width(), 1e6));
-        const int most = std::min(picture, std::max(picture * 2 / 5, 70 * size_)) - 2 * padding();
+        const int most =
+            std::min(picture, std::max(picture * 2 / 5, (codes_.size() > 3 ? 50 : 70) * size_)) -
+            2 * padding();
         const int gap = 2 * size_;
         if (labelHeight() > room().height()) return std::nullopt;
         Label label;
@@ -155,11 +174,9 @@ class Drawing {
 
     /** To a label that stands farther off, a line from its code. */
     void drawLeader(const Placed& label) {
-        const Rect bounds = boundsOf(outlines_[label.code]);
         const Spot middle{(label.rect.left + label.rect.right) / 2,
                           (label.rect.top + label.rect.bottom) / 2};
-        const Spot nearest{std::clamp(middle.x, bounds.left, bounds.right),
-                           std::clamp(middle.y, bounds.top, bounds.bottom)};
+        const Spot nearest = nearestPoint(outlines_[label.code], middle);
         const double reach = std::max(std::abs(nearest.x - middle.x) - label.rect.width() / 2,
                                       std::abs(nearest.y - middle.y) - label.rect.height() / 2);
         if (reach > labelHeight()) drawLines({nearest, middle}, false, colour(label.code));

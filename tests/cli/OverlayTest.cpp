@@ -105,22 +105,24 @@ TEST(LabelPlacement, KeepsLabelsInsideAndOffCodesAndEachOther) {
         }
     }
     codes.push_back({{160, 90}, {190, 120}, {160, 150}, {130, 120}});
-    LabelPlacement placement(room, codes);
-    std::vector<Rect> labels;
+    const std::vector<Rect> labels =
+        placeLabels(room, codes, std::vector<LabelSize>(codes.size(), {70, 19}));
     for (std::size_t i = 0; i < codes.size(); ++i) {
-        const Rect label = placement.place(i, 70, 19);
+        const Rect& label = labels[i];
+        EXPECT_DOUBLE_EQ(label.width(), 70);
+        EXPECT_DOUBLE_EQ(label.height(), 19);
         EXPECT_GE(label.left, room.left);
         EXPECT_GE(label.top, room.top);
         EXPECT_LE(label.right, room.right);
         EXPECT_LE(label.bottom, room.bottom);
         for (const Outline& code : codes) EXPECT_FALSE(overlap(label, code)) << i;
-        for (const Rect& other : labels) {
+        for (std::size_t j = 0; j < i; ++j) {
+            const Rect& other = labels[j];
             EXPECT_FALSE(overlap(label, Outline{{other.left, other.top},
                                                 {other.right, other.top},
                                                 {other.right, other.bottom},
                                                 {other.left, other.bottom}}));
         }
-        labels.push_back(label);
     }
 }
 
