@@ -16,6 +16,7 @@
 namespace kestrosim {
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
@@ -148,7 +149,7 @@ TEST(PictureFile, BecomesGreyFromEveryKindOfPgm) {
     const TemporaryFolder folder;
     const std::pair<std::string, Bytes> kinds[] = {
         {"P5 3 1 255\n\x01\x80\xff", {1, 128, 255}},
-        {std::string("P5\n# a comment\n2\t1\r\n65535\n\x80\x80\x00\x01", 34), {128, 0}},
+        {"P5\n# a comment\n2\t1\r65535\n"s + "\x80\x80\x00\x01"s, {128, 0}},
         {"P5 2 1 100\n\x32\x64", {128, 255}},
         {"P2 2 2 15\n0 15\n# between\n 3\n5", {0, 255, 51, 85}},
         {"P2#\n1 1#1 1\n1 1", {255}}};
