@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -125,15 +126,19 @@ TEST(PictureScenes, AreReadAsDrawnOnesAre) {
 TEST(PictureScenes, ShowGreyForADamagedFileAndTellOnce) {
     const TemporaryFolder folder;
     folder.write("a.pgm", pgm(64, 16, "too few"));
-    folder.write("b.pgm", pgm(64, 16, std::string(1024, '\1')));
+    for (const char* name : {"b.pgm", "c.pgm", "d.pgm", "e.pgm", "f.pgm"}) {
+        folder.write(name, pgm(64, 16, std::string(1024, '\1')));
+    }
     SceneOptions options = showing(folder);
     std::vector<std::string> told;
     options.report = [&told](const std::string& text) { told.push_back(text); };
     {
-        const SceneSet set(options);
-        EXPECT_EQ(set.scene(0)->pixels, std::vector<std::uint8_t>(1024, 128));
-        EXPECT_EQ(set.scene(0)->status, ReadStatus::noRead);
-        EXPECT_EQ(set.scene(1)->pixels, std::vector<std::uint8_t>(1024, 1));
+        const auto pictures = showPictures(options, 0);  // so few are kept that all come again
+        for (std::size_t i = 0; i < 13; ++i) {
+            const auto scene = pictures->scene(i % 6);
+            EXPECT_EQ(scene->pixels, std::vector<std::uint8_t>(1024, i % 6 == 0 ? 128 : 1));
+            EXPECT_EQ(scene->status, ReadStatus::noRead);
+        }
     }
     EXPECT_THAT(told, testing::ElementsAre(AllOf(HasSubstr("a.pgm"), HasSubstr("cut off"))));
 }
@@ -165,10 +170,12 @@ TEST_F(LargePictureFolder, KeepsThePixelsOfTheNextPicturesOnly) {
 }
 
 TEST_F(LargePictureFolder, ServesThoseWhoLookAtDifferentEndsOfIt) {
-    const auto look = [this](std::size_t first) {
+    std::barrier together(2);
+    const auto look = [&](std::size_t first) {
         std::size_t wrong = 0;
-        for (std::size_t i = 0; i < 20 * kCount; ++i) {
+        for (std::size_t i = 0; i < 40 * kCount; ++i) {
             const std::size_t index = (first + i) % kCount;
+            together.arrive_and_wait();
             wrong += pictures_->scene(index)->pixels.front() == index ? 0 : 1;
         }
         return wrong;
