@@ -31,9 +31,9 @@ BEGIN {
     row("src/devsdk", "src/devsdk", "-")
     gige = "src/devsdk/gige"
     common = "src/devsdk " gige "/common"
-    row(gige, common " src/devsdk/gige =control/ControlChannel.h =control/Discovery.h =control/Gvcp.h" \
-        " =control/MessageChannel.h =description/Description.h =payload/PayloadLayout.h" \
-        " =features/Features.h =features/FeaturePoller.h =config/DeviceConfig.h" \
+    row(gige, common " src/devsdk/gige =control/ControlChannel.h =control/Discovery.h" \
+        " =control/Environment.h =control/Gvcp.h =control/MessageChannel.h =description/Description.h" \
+        " =payload/PayloadLayout.h =features/Features.h =features/FeaturePoller.h =config/DeviceConfig.h" \
         " =stream/CameraLink.h =stream/StreamSource.h", "-")
     row(gige "/common", common, posix)
     row(gige "/control", common " " gige "/control", posix)

@@ -121,6 +121,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
         port_ = hostPort;
         nextId_ = 1;
         setup = {payloadBytes, kPacketBytes, true, false, socket_.port()};
+        setup.inBatches = inBatches;
         ++channelsOpen;
         return true;
     }
@@ -149,6 +150,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     }
 
     std::uint32_t payloadBytes = kPayloadBytes;
+    bool inBatches = true;
     std::uint32_t host = 0x7f000001;
     std::atomic<std::uint32_t> address{0x7f000001};
     std::atomic<bool> online{true};

@@ -411,18 +411,26 @@ TEST_F(StreamSource, FollowsACameraToItsNewAddress) {
     EXPECT_EQ(bytesOf(frame), image);
 }
 
-TEST_F(StreamSource, TakesApartWhatTheKernelPutsTogether) {
-    start();
-    const Bytes image = content(4000, 2);
-    const auto packets = kestro::test::PacketWriter{.stride = 1000}.block(image);
-    const std::uint16_t port = camera->hostPort();
-    camera->socket().sendTo(port, packets[0]);
-    const std::vector<Bytes> payload(packets.begin() + 1, packets.end() - 1);
-    if (!camera->socket().sendTogether(port, payload)) GTEST_SKIP() << "no UDP segmentation here";
-    camera->socket().sendTo(port, packets.back());
-    CFrame frame;
-    ASSERT_TRUE(source->getFrame(frame, kLongMs));
-    EXPECT_EQ(bytesOf(frame), image);
+TEST_F(StreamSource, GivesTheSameFramesInBatchesAndPacketByPacket) {
+    for (const bool inBatches : {true, false}) {
+        SCOPED_TRACE(inBatches);
+        camera->inBatches = inBatches;
+        start();
+        const Bytes image = content(3900, 2);  // its last packet ends a batch early
+        const auto packets = kestro::test::PacketWriter{.stride = 1000}.block(image);
+        const std::uint16_t port = camera->hostPort();
+        camera->socket().sendTo(port, packets[0]);
+        const std::vector<Bytes> payload(packets.begin() + 1, packets.end() - 1);
+        if (!camera->socket().sendTogether(port, payload))
+            GTEST_SKIP() << "no UDP segmentation here";
+        camera->socket().sendTo(port, packets.back());
+        CFrame frame;
+        ASSERT_TRUE(source->getFrame(frame, kLongMs));
+        EXPECT_EQ(bytesOf(frame), image);
+        EXPECT_EQ(counters->packets.get(), packets.size());
+        EXPECT_EQ(counters->batches.get(), inBatches ? 1u : 0u);
+        EXPECT_TRUE(source->stopGrabbing());
+    }
 }
 
 /** Takes away this thread's right to exceed the system's limits, until it ends. */

@@ -4,6 +4,7 @@
 #include "Description.h"
 #include "DeviceConfig.h"
 #include "DeviceLog.h"
+#include "Environment.h"
 #include "FileWriter.h"
 #include "Gvcp.h"
 #include "LastError.h"
@@ -351,6 +352,7 @@ bool GigeCamera::setUpStream(const Connection& connection, std::uint16_t hostPor
     setup.canResend = connection.canResend;
     setup.layout = connection.layout;
     setup.extendedIds = false;
+    setup.inBatches = Environment::receivesBatches();
     // Cameras of the standard's first version do not have the register.
     std::uint32_t cameraPort = 0;
     if (channel.readRegister(Gvcp::Register::kStreamSourcePort, cameraPort))

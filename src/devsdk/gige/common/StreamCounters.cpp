@@ -21,6 +21,7 @@ constexpr Entry kEntries[] = {
     {"malformed", &StreamCounters::malformedFrames},
     {"with broken chunks", &StreamCounters::brokenChunks},
     {"packets", &StreamCounters::packets},
+    {"batches of them", &StreamCounters::batches},
     {"lost packets", &StreamCounters::lostPackets},
     {"resend requests", &StreamCounters::resendRequests},
     {"resent packets", &StreamCounters::resentPackets},

@@ -62,6 +62,7 @@ struct StreamCounters {
     Counter malformedFrames;     ///< packets of one block that contradict each other
     Counter brokenChunks;        ///< complete, but without its chunks: they do not fit together
     Counter packets;             ///< from the camera, good header
+    Counter batches;             ///< several packets that the kernel had put together
     Counter lostPackets;         ///< known to be missing when their frame was given up
     Counter resendRequests;      ///< datagrams that asked for packets again
     Counter resentPackets;       ///< arrived after they were asked for

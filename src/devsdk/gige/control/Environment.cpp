@@ -80,4 +80,12 @@ std::chrono::milliseconds discoveryTimeout() {
     return std::chrono::milliseconds(kDefaultTimeoutMs);
 }
 
+bool receivesBatches() {
+    const std::string_view text = trimmed(value("KESTRO_GRO"));
+    if (text == "0") return false;
+    if (!text.empty() && text != "1")
+        warnOnce("KESTRO_GRO: neither 0 nor 1: [" + std::string(text) + "]");
+    return true;
+}
+
 }  // namespace Vorda::Gige::Environment

@@ -8,6 +8,7 @@
 // | KESTRO_INTERFACES           | names of the interfaces to use, comma separated; all when unset |
 // | KESTRO_DISCOVERY_ADDRESSES  | addresses of cameras to ask one by one, comma separated         |
 // | KESTRO_DISCOVERY_TIMEOUT_MS | longest wait for answers, 1 to 60000; 1000 when unset           |
+// | KESTRO_GRO                  | 0: packets from the kernel one by one; 1, or unset: in batches  |
 #pragma once
 
 #include "Ipv4.h"
@@ -22,6 +23,8 @@ namespace Vorda::Gige::Environment {
 [[nodiscard]] std::vector<std::string> interfaceNames();
 [[nodiscard]] std::vector<Ipv4> discoveryAddresses();
 [[nodiscard]] std::chrono::milliseconds discoveryTimeout();
+/** True when streams let the kernel put packets together where it can (UDP GRO). */
+[[nodiscard]] bool receivesBatches();
 
 /** Writes a warning line unless the same one was written before. */
 void warnOnce(const std::string& text);

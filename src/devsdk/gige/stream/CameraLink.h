@@ -18,6 +18,7 @@ struct StreamSetup {
     bool canResend = false;          ///< the camera announces packet resend
     bool extendedIds = false;        ///< the camera was switched to 64-bit block ids
     std::uint16_t cameraPort = 0;    ///< SCSP: the port the stream comes from; 0 is not known
+    bool inBatches = true;           ///< let the kernel put packets together where it can
     /** Where the features lie in the chunks of a frame; empty: nowhere. */
     std::shared_ptr<const PayloadLayout> layout = nullptr;
 };

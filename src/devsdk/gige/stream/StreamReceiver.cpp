@@ -124,9 +124,6 @@ bool StreamReceiver::open() {
     if (!socket_.open({link_.hostAddress(), 0})) return false;
     port_ = socket_.local().port;
     if (stopped_.fd() < 0) return fail(Error::system, "there is no descriptor left for a stream");
-    // Batches from the kernel; a kernel without it delivers packet by packet.
-    const int on = 1;
-    ::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
     return true;
 }
 
@@ -134,6 +131,7 @@ bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool>
     pool_ = std::move(pool);
     camera_ = link_.cameraAddress();
     enlargeReceiveBuffer(setup.payloadBytes);
+    if (setup.inBatches) receiveInBatches();
     openFirewall(setup.cameraPort);
     try {
         FrameOutput& output = *this;  // emplace cannot see the private base
@@ -162,6 +160,12 @@ void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {
     if (granted < wanted) warnOfSmallBuffer(link_.key(), wanted, granted);
     const std::chrono::nanoseconds fills(granted / kBufferBytesPerGatheredNanosecond);
     gathering_ = std::min(fills, kLongestGathering);
+}
+
+/** A kernel that cannot do it goes on to deliver packet by packet. */
+void StreamReceiver::receiveInBatches() {
+    const int on = 1;
+    ::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
 }
 
 /** One packet out, so that a host firewall that follows connections lets the stream in. */
@@ -208,6 +212,7 @@ void StreamReceiver::takeBatch(int count, FrameAssembler::Time now) {
 void StreamReceiver::takeDatagram(ByteView datagram, std::size_t segmentBytes,
                                   FrameAssembler::Time now) {
     if (segmentBytes == 0) return assembler_->take(datagram, now);
+    counters_.batches.add();
     while (!datagram.empty()) {
         const std::size_t bytes = std::min(segmentBytes, datagram.size());
         assembler_->take(datagram.first(bytes), now);

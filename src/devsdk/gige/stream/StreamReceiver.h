@@ -48,6 +48,7 @@ class StreamReceiver : private FrameOutput {
     void requestResend(const ResendRequest& request) override;
 
     void enlargeReceiveBuffer(std::uint32_t payloadBytes);
+    void receiveInBatches();
     void openFirewall(std::uint16_t cameraPort);
     void run();
     void takeBatch(int count, FrameAssembler::Time now);
