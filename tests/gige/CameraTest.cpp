@@ -3,10 +3,12 @@
 // Finding cameras and controlling them, against scripted ones on loopback.
 #include "CameraRegistry.h"
 #include "Discovery.h"
+#include "FakeStreamCamera.h"
 #include "GigeCamera.h"
 #include "LastError.h"
 #include "RecordingLogger.h"
 #include "ScriptedCamera.h"
+#include "StreamSource.h"
 #include "VordaGenICam.h"
 
 #include <gmock/gmock.h>
@@ -477,19 +479,32 @@ TEST(GigeCamera, MayBeDroppedByTheHandlerOfItsLoss) {
     EXPECT_TRUE(eventually([&] { return dropped.load(); }));
 }
 
+/** The host's end of a stream that nothing arrives at. */
+struct QuietInlet final : StreamInlet {
+    explicit QuietInlet(std::uint16_t port) : hostPort(port) {}
+    std::uint16_t port() const override { return hostPort; }
+    void openFirewall(std::uint16_t port) override { cameraPort = port; }
+    std::uint32_t awaitPacket(Clock::time_point) override { return 0; }
+
+    std::uint16_t hostPort;
+    std::uint16_t cameraPort = 0;
+};
+
 TEST(GigeCamera, SetsUpItsStreamChannel) {
     PlatedCamera scripted;
     scripted.setRegister(0xd1c, 50001);
     const auto camera = cameraFor(scripted);
+    QuietInlet inlet(50000);
     StreamSetup setup;
-    EXPECT_FALSE(camera->openStreamChannel(50000, setup));
+    EXPECT_FALSE(camera->openStreamChannel(inlet, setup));
     EXPECT_EQ(Error::notConnected, lastError());
     ASSERT_TRUE(camera->connect(2));
-    ASSERT_TRUE(camera->openStreamChannel(50000, setup)) << lastErrorMessage();
+    ASSERT_TRUE(camera->openStreamChannel(inlet, setup)) << lastErrorMessage();
     EXPECT_EQ(307200u, setup.payloadBytes);
     EXPECT_EQ(1400u, setup.packetBytes);
     EXPECT_TRUE(setup.canResend);
-    EXPECT_EQ(50001u, setup.cameraPort);
+    EXPECT_TRUE(setup.inBatches);
+    EXPECT_EQ(50001u, inlet.cameraPort);
     EXPECT_EQ(0x7f000001u, scripted.registerAt(0xd18));
     EXPECT_EQ(50000u, scripted.registerAt(0xd00));
     ASSERT_TRUE(camera->startAcquisition());
@@ -502,37 +517,94 @@ TEST(GigeCamera, SetsUpItsStreamChannel) {
     EXPECT_EQ(0u, scripted.registerAt(0xd00));
 }
 
-TEST(GigeCamera, ChoosesAPacketSizeThatTheInterfaceCarries) {
-    PlatedCamera scripted;
-    FoundDevice found = loopbackDevice(scripted);
-    found.via.mtuBytes = 4000;
-    const auto camera = std::make_shared<GigeCamera>(found, "Acme:1");
-    ASSERT_TRUE(camera->connect(2));
-    for (const auto& [before, after] : {std::pair{0x40000000u + 4000u, 0x40000000u + 4000u},
-                                        {0x40000000u + 9000u, 0x40000000u + 1500u},
-                                        {0x80000000u, 1500u},
-                                        {575u, 1500u},
-                                        {576u, 576u}}) {
-        scripted.setRegister(0xd04, before);
-        StreamSetup setup;
-        ASSERT_TRUE(camera->openStreamChannel(50000, setup));
-        EXPECT_EQ(after, scripted.registerAt(0xd04));
-        EXPECT_EQ(after & 0xffff, setup.packetBytes);
-        camera->closeStreamChannel();
+/** Camera and stream of its own, where packets of more than 1500 bytes do not get through. */
+class NarrowPath {
+ public:
+    NarrowPath() : stream_(scripted.addressText().c_str()) {
+        scripted.setRegister(0xd1c, stream_.port());
+        scripted.setRegister(kestro::test::kPayloadSizeRegister, 4000);
+        scripted.script([this](const ControlRequest& request) {
+            const bool isOrder = request.command == 0x0082 && request.word(0) == 0xd04 &&
+                                 (request.word(4) & 0x80000000) != 0;
+            if (isOrder) sendTestPacket(request.word(4) & 0xffff);
+            return scripted.ordinaryReaction(request);
+        });
     }
+    void send(const Octets& datagram) {
+        stream_.sendTo(static_cast<std::uint16_t>(scripted.registerAt(0xd00)), datagram);
+    }
+
+    PlatedCamera scripted;
+    std::atomic<bool> cameFirst{false};  ///< something from the host, before the first test packet
+
+ private:
+    void sendTestPacket(std::uint32_t bytes) {
+        if (sent_++ == 0) cameFirst = stream_.receive() >= 0;
+        if (bytes > 1500) return;
+        for (int i = 0; i < 2; ++i) send(Octets(bytes - 28, 0xff));
+    }
+
+    kestro::test::TestSocket stream_;
+    int sent_ = 0;
+};
+
+TEST(GigeCamera, OpensTheFirewallBeforeTestPacketsFindTheirSize) {
+    auto& logger = kestro::test::RecordingLogger::instance();
+    logger.reset();
+    logger.setEnabledLevel(800);
+    NarrowPath path;
+    const auto camera = cameraFor(path.scripted);
+    ASSERT_TRUE(camera->connect(2));
+    const auto counters = std::make_shared<StreamCounters>();
+    const auto source = makeStreamSource(camera, counters);
+    ASSERT_TRUE(source->startGrabbing(0, 0)) << lastErrorMessage();
+    EXPECT_TRUE(path.cameFirst);
+    EXPECT_EQ(0x40000000u + 1500u, path.scripted.registerAt(0xd04));
+    EXPECT_THAT(logger.lines(800, 800), testing::Contains(HasSubstr("1500 bytes: the largest")));
+    logger.reset();
+    // A test packet that is late, and a frame.
+    path.send(kestro::test::PacketWriter{.blockId = 0, .stride = 8964}.payload(0, Octets(8964)));
+    const Octets image = kestro::test::content(4000, 1);
+    for (const Octets& packet : kestro::test::PacketWriter{.stride = 1464}.block(image))
+        path.send(packet);
+    GenICam::CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, 10000)) << counters->text();
+    EXPECT_TRUE(std::ranges::equal(
+        image,
+        std::span(static_cast<const std::uint8_t*>(frame.getImage()), frame.getImageSize())));
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_EQ("complete 1, delivered 1, packets 6", counters->text());
+}
+
+TEST(GigeCamera, ClosesTheStreamChannelThatItCannotSetUp) {
+    PlatedCamera scripted;
+    scripted.setRegister(kestro::test::kPayloadSizeRegister, 0);
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    QuietInlet inlet(50000);
+    StreamSetup setup;
+    EXPECT_FALSE(camera->openStreamChannel(inlet, setup));
+    EXPECT_EQ(Error::badAnswer, lastError());
+    EXPECT_EQ(0u, scripted.registerAt(0xd00));
+    scripted.setRegister(kestro::test::kPayloadSizeRegister, 1000);
+    const Variable packetByPacket("KESTRO_GRO", "0");
+    EXPECT_TRUE(camera->openStreamChannel(inlet, setup));
+    EXPECT_FALSE(setup.inBatches);
 }
 
 TEST(GigeCamera, HasOneStreamAtATime) {
     PlatedCamera scripted;
     const auto camera = cameraFor(scripted);
     ASSERT_TRUE(camera->connect(2));
+    QuietInlet inlet(50000);
+    QuietInlet other(50001);
     StreamSetup setup;
-    ASSERT_TRUE(camera->openStreamChannel(50000, setup));
-    EXPECT_FALSE(camera->openStreamChannel(50001, setup));
+    ASSERT_TRUE(camera->openStreamChannel(inlet, setup));
+    EXPECT_FALSE(camera->openStreamChannel(other, setup));
     EXPECT_EQ(Error::alreadyGrabbing, lastError());
     EXPECT_EQ(50000u, scripted.registerAt(0xd00));
     camera->closeStreamChannel();
-    EXPECT_TRUE(camera->openStreamChannel(50001, setup));
+    EXPECT_TRUE(camera->openStreamChannel(other, setup));
 }
 
 TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {

@@ -115,13 +115,14 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     Vorda::Gige::Ipv4 cameraAddress() const override { return {address}; }
     Vorda::Gige::Ipv4 hostAddress() const override { return {host}; }
     bool isOnline() const override { return online; }
-    bool openStreamChannel(std::uint16_t hostPort, Vorda::Gige::StreamSetup& setup) override {
+    bool openStreamChannel(Vorda::Gige::StreamInlet& inlet,
+                           Vorda::Gige::StreamSetup& setup) override {
         if (failOpen) return Vorda::Gige::fail(Vorda::Gige::Error::refused, "open refused");
         const std::lock_guard lock(mutex_);
-        port_ = hostPort;
+        port_ = inlet.port();
+        inlet.openFirewall(socket_.port());
         nextId_ = 1;
-        setup = {payloadBytes, kPacketBytes, true, false, socket_.port()};
-        setup.inBatches = inBatches;
+        setup = {payloadBytes, kPacketBytes, true, false, inBatches};
         ++channelsOpen;
         return true;
     }

@@ -458,11 +458,6 @@ TEST_F(StreamSource, WarnsOnceOfASmallReceiveBuffer) {
                 ElementsAre(HasSubstr("sysctl net.core.rmem_max")));
 }
 
-TEST_F(StreamSource, WritesToTheCameraFirstForTheFirewall) {
-    start();
-    EXPECT_GT(camera->socket().receive(), 0);
-}
-
 TEST_F(StreamSource, WarnsOfLostFramesAtTheEnd) {
     start();
     camera->send(content(4001, 1));

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <mutex>
 #include <utility>
 
@@ -152,6 +153,56 @@ TEST(FeatureUpdates, TellOfWritesPolledFeaturesAndTheCamerasEvents) {
     EXPECT_TRUE(eventually([&] { return updates.has("ReaderFrameCount"); }));  // polled
     camera->stopGrabbing();
     camera->registerParamUpdateCallback(nullptr);
+}
+
+// Packet size
+
+constexpr std::uint64_t kPacketSizeRegister = 0xd04;
+
+/** The packet size while the camera streams, once this was done between connect and start. */
+template <typename Prepare>
+std::int64_t packetSizeAfter(const Prepare& prepare) {
+    Road road;
+    const auto camera = road.camera();
+    std::int64_t bytes = 0;
+    if (!camera || !prepare(camera) || !camera->startGrabbing(0)) return 0;
+    EXPECT_TRUE(camera->getFrame(5000));
+    EXPECT_TRUE(ParameterInt(camera, "GevSCPSPacketSize").getValue(bytes));
+    bool isWhole = false;
+    EXPECT_TRUE(ParameterBool(camera, "GevSCPSDoNotFragment").getValue(isWhole) && isWhole);
+    camera->stopGrabbing();
+    return bytes;
+}
+
+using Prepared = const std::shared_ptr<Camera>&;
+
+// The camera, as it is switched on, has 1500 and takes 9000; the loopback interface takes more.
+TEST(PacketSize, IsTheLargestAndTheApplicationIsToldOfIt) {
+    Updates updates;  // outlives the camera
+    EXPECT_EQ(packetSizeAfter([&](Prepared camera) {
+                  camera->registerParamUpdateCallback(
+                      [&](const ParamUpdateEventArg& update) { updates.add(update.name); });
+                  return true;
+              }),
+              9000);
+    EXPECT_TRUE(eventually([&] { return updates.has("GevSCPSPacketSize"); }));
+}
+
+TEST(PacketSize, IsWhatTheApplicationSetsInWhateverWay) {
+    EXPECT_EQ(packetSizeAfter([](Prepared camera) {
+                  return ParameterInt(camera, "GevSCPSPacketSize").setValue(1500);
+              }),
+              1500);
+    EXPECT_EQ(packetSizeAfter([](Prepared camera) {
+                  return ParameterRegister(camera, kPacketSizeRegister).setValue(0x40000000 + 1400);
+              }),
+              1400);
+    const std::string path = testing::TempDir() + "packets-" + std::to_string(::getpid());
+    std::ofstream(path) << "# {05D8C294-F295-4dfb-9D01-096BD04049F4}\nGevSCPSPacketSize\t1500\n";
+    EXPECT_EQ(
+        packetSizeAfter([&](Prepared camera) { return camera->loadDeviceConfig(path.c_str()); }),
+        1500);
+    ::unlink(path.c_str());
 }
 
 }  // namespace

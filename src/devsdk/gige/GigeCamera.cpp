@@ -4,7 +4,6 @@
 #include "Description.h"
 #include "DeviceConfig.h"
 #include "DeviceLog.h"
-#include "Environment.h"
 #include "FileWriter.h"
 #include "Gvcp.h"
 #include "LastError.h"
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <bit>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace Vorda::Gige {
@@ -22,8 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr int kControlAccess = 2;
 constexpr int kPermissionUnknown = 255;
-constexpr std::uint32_t kSmallestPacketBytes = 576;
-constexpr std::uint32_t kEthernetPacketBytes = 1500;
 constexpr auto kReadyAfterForceIp = 3s;
 
 CameraLocation locationOf(const FoundDevice& found) {
@@ -142,6 +138,7 @@ std::shared_ptr<GigeCamera::Connection> GigeCamera::makeConnection() {
     }
     made->channel = ControlChannel::open(made->location.via.address, made->location.address);
     if (!made->channel) return nullptr;
+    made->port = std::make_shared<ApplicationPort>(made->channel);
     const auto onLost = [self = weak_from_this()] {
         if (const auto camera = self.lock()) camera->reportLoss();
     };
@@ -180,7 +177,7 @@ bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
 
 std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connection>& connection) {
     FeatureSources sources;
-    sources.camera = connection->channel;
+    sources.camera = connection->port;
     sources.description = connection->description;
     sources.layout = connection->layout;
     sources.events = connection->eventData;
@@ -221,7 +218,7 @@ std::shared_ptr<Features> GigeCamera::features() const {
 
 std::shared_ptr<RegisterPort> GigeCamera::registers() const {
     const auto current = onlineConnection();
-    return current ? current->channel : nullptr;
+    return current ? current->port : nullptr;
 }
 
 bool GigeCamera::disConnect() {
@@ -306,91 +303,6 @@ int GigeCamera::accessPermission() const {
     if (!channel || !channel->readRegister(Gvcp::Register::kControlPrivilege, privilege))
         return kPermissionUnknown;
     return permissionOf(privilege);
-}
-
-Ipv4 GigeCamera::cameraAddress() const {
-    const auto current = connection();
-    return current ? current->location.address : location().address;
-}
-
-Ipv4 GigeCamera::hostAddress() const {
-    const auto current = connection();
-    return current ? current->location.via.address : location().via.address;
-}
-
-bool GigeCamera::openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) {
-    const auto current = onlineConnection();
-    if (!current) return false;
-    // Two objects of one camera share the connection, and with it the one channel.
-    if (current->streamOpen.exchange(true))
-        return fail(Error::alreadyGrabbing, "another stream of this camera is grabbing");
-    if (setUpStream(*current, hostPort, setup)) return true;
-    current->streamOpen = false;
-    return false;
-}
-
-bool GigeCamera::setUpStream(const Connection& connection, std::uint16_t hostPort,
-                             StreamSetup& setup) {
-    ControlChannel& channel = *connection.channel;
-    std::uint32_t packetSize = 0;
-    if (!channel.readRegister(Gvcp::Register::kStreamPacketSize, packetSize)) return false;
-    const std::uint32_t mtuBytes = connection.location.via.mtuBytes;
-    setup.packetBytes = packetSize & Gvcp::kPacketSizeMask;
-    if (setup.packetBytes < kSmallestPacketBytes || setup.packetBytes > mtuBytes) {
-        setup.packetBytes = std::min(mtuBytes, kEthernetPacketBytes);
-        const std::uint32_t flags =
-            packetSize & ~(Gvcp::kPacketSizeMask | Gvcp::kPacketSizeFireTest);
-        if (!channel.writeRegister(Gvcp::Register::kStreamPacketSize, flags | setup.packetBytes))
-            return false;
-    }
-    std::int64_t payloadBytes = 0;
-    if (!connection.features->getInteger("PayloadSize", payloadBytes)) return false;
-    if (payloadBytes <= 0 || payloadBytes > std::numeric_limits<std::uint32_t>::max())
-        return fail(Error::badAnswer,
-                    "PayloadSize " + std::to_string(payloadBytes) + " is no size of an image");
-    setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
-    setup.canResend = connection.canResend;
-    setup.layout = connection.layout;
-    setup.extendedIds = false;
-    setup.inBatches = Environment::receivesBatches();
-    // Cameras of the standard's first version do not have the register.
-    std::uint32_t cameraPort = 0;
-    if (channel.readRegister(Gvcp::Register::kStreamSourcePort, cameraPort))
-        setup.cameraPort = static_cast<std::uint16_t>(cameraPort);
-    return channel.writeRegister(Gvcp::Register::kStreamDestination,
-                                 connection.location.via.address.value) &&
-           channel.writeRegister(Gvcp::Register::kStreamPort, hostPort);
-}
-
-void GigeCamera::closeStreamChannel() {
-    const KeepLastError quiet;
-    const auto current = onlineConnection();
-    if (!current || !current->streamOpen.exchange(false)) return;
-    [[maybe_unused]] const bool closed =
-        current->channel->writeRegister(Gvcp::Register::kStreamPort, 0);
-}
-
-bool GigeCamera::startAcquisition() {
-    const auto current = onlineConnection();
-    if (!current) return false;
-    current->features->lockTransport(true);
-    if (current->features->execute("AcquisitionStart")) return true;
-    const KeepLastError why;
-    current->features->lockTransport(false);
-    return false;
-}
-
-bool GigeCamera::stopAcquisition() {
-    const auto current = onlineConnection();
-    if (!current) return false;
-    const bool stopped = current->features->execute("AcquisitionStop");
-    const KeepLastError why;
-    current->features->lockTransport(false);
-    return stopped;
-}
-
-void GigeCamera::requestResend(const ResendRequest& request) {
-    if (const auto current = connection()) current->channel->requestResend(request);
 }
 
 }  // namespace Vorda::Gige

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ApplicationPort.h"
 #include "CameraLink.h"
 #include "ControlChannel.h"
 #include "Discovery.h"
@@ -89,7 +90,7 @@ class GigeCamera final : public GenICam::ICamera,
     Ipv4 cameraAddress() const override;
     Ipv4 hostAddress() const override;
     bool isOnline() const override;
-    bool openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) override;
+    bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup) override;
     void closeStreamChannel() override;
     bool startAcquisition() override;
     bool stopAcquisition() override;
@@ -101,6 +102,7 @@ class GigeCamera final : public GenICam::ICamera,
     struct Connection {
         CameraLocation location;
         std::shared_ptr<ControlChannel> channel;
+        std::shared_ptr<ApplicationPort> port;  ///< the channel, as the application uses it
         std::shared_ptr<const CheckedDescription> description;
         std::shared_ptr<const PayloadLayout> layout;
         std::shared_ptr<EventData> eventData = std::make_shared<EventData>();
@@ -122,8 +124,11 @@ class GigeCamera final : public GenICam::ICamera,
         const std::shared_ptr<Connection>& connection);
     static void startPolling(Connection& connection);
     void postUpdates(const std::vector<std::string>& names);
-    [[nodiscard]] static bool setUpStream(const Connection& connection, std::uint16_t hostPort,
-                                          StreamSetup& setup);
+    [[nodiscard]] bool setUpStream(const Connection& connection, StreamInlet& inlet,
+                                   StreamSetup& setup);
+    [[nodiscard]] static bool pointStream(const Connection& connection, StreamInlet& inlet);
+    [[nodiscard]] bool sizePackets(const Connection& connection, StreamInlet& inlet,
+                                   std::uint32_t& packetBytes);
     void reportLoss();
     [[nodiscard]] std::shared_ptr<Connection> connection() const;
     /** The connection while it is online; else empty, with the last error. */

@@ -53,8 +53,12 @@ std::vector<std::string> allSelectorsOf(const Features& features, const std::str
 
 bool ensure(Features& features, const std::string& name, const std::string& value) {
     std::string held;
-    if (features.getText(name, held) && means(features, name, held, value)) return true;
-    return features.setText(name, value);
+    if (!features.getText(name, held) || !means(features, name, held, value))
+        return features.setText(name, value);
+    // A packet size that was set is one that a stream does not replace by what it finds best.
+    const KeepLastError locked;
+    if (name == kPacketSizeFeature) static_cast<void>(features.setText(name, value));
+    return true;
 }
 
 bool isConnectionGone() {

@@ -71,6 +71,7 @@ inline constexpr std::uint32_t kPrivilegeControl = 2;
 inline constexpr std::uint32_t kPrivilegeSwitchover = 4;
 inline constexpr std::uint32_t kPacketSizeMask = 0xffff;
 inline constexpr std::uint32_t kPacketSizeFireTest = 1u << 31;
+inline constexpr std::uint32_t kPacketSizeDoNotFragment = 1u << 30;
 
 inline constexpr std::uint16_t kStatusSuccess = 0;
 inline constexpr std::uint16_t kStatusAccessDenied = 0x8006;

@@ -7,6 +7,9 @@
 
 namespace Vorda::Gige {
 
+/** GenICam's name of the size of a stream's packets. */
+inline constexpr const char* kPacketSizeFeature = "GevSCPSPacketSize";
+
 enum class FeatureKind {
     unknown,
     integer,

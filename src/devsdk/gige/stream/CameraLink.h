@@ -4,6 +4,7 @@
 #include "Ipv4.h"
 #include "ResendRequest.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -17,10 +18,28 @@ struct StreamSetup {
     std::uint32_t packetBytes = 0;   ///< SCPS: IP, UDP and GVSP headers included
     bool canResend = false;          ///< the camera announces packet resend
     bool extendedIds = false;        ///< the camera was switched to 64-bit block ids
-    std::uint16_t cameraPort = 0;    ///< SCSP: the port the stream comes from; 0 is not known
     bool inBatches = true;           ///< let the kernel put packets together where it can
     /** Where the features lie in the chunks of a frame; empty: nowhere. */
     std::shared_ptr<const PayloadLayout> layout = nullptr;
+};
+
+/** Where a stream comes in on the host, while its channel is being set up. */
+class StreamInlet {
+ public:
+    virtual ~StreamInlet() = default;
+
+    [[nodiscard]] virtual std::uint16_t port() const = 0;
+    /**
+     * Sends one packet to a port of the camera, so that a host firewall that follows connections
+     * lets in what comes from there.
+     */
+    virtual void openFirewall(std::uint16_t cameraPort) = 0;
+    /**
+     * Takes the camera's next packet away. Gives its size with the headers of IP and UDP; 0 when
+     * none comes in time.
+     */
+    [[nodiscard]] virtual std::uint32_t awaitPacket(
+        std::chrono::steady_clock::time_point until) = 0;
 };
 
 /**
@@ -41,11 +60,11 @@ class CameraLink {
     [[nodiscard]] virtual bool isOnline() const = 0;
 
     /**
-     * Points the camera's stream channel 0 at `hostPort` of hostAddress() and reports what it will
-     * send. The packet size is the one that the camera was set to, as far as the interface carries
-     * it.
+     * Points the camera's stream channel 0 at the inlet, on hostAddress(), has the firewall opened
+     * before anything is sent, sees to a packet size that gets through, and reports what the camera
+     * will send.
      */
-    [[nodiscard]] virtual bool openStreamChannel(std::uint16_t hostPort, StreamSetup& setup) = 0;
+    [[nodiscard]] virtual bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup) = 0;
     /** Stops the camera's stream channel 0; quiet on a camera that is gone. */
     virtual void closeStreamChannel() = 0;
     /** Locks the transport layer (TLParamsLocked) and executes AcquisitionStart. */

@@ -61,6 +61,16 @@ std::size_t segmentBytesOf(msghdr& header) {
     return 0;
 }
 
+/** Takes a waiting datagram away; gives its bytes, or -1 with errno. */
+ssize_t takeSize(int socket, sockaddr_in& source) {
+    std::uint8_t unused = 0;
+    socklen_t length = sizeof source;
+    return ::recvfrom(socket, &unused, sizeof unused, MSG_TRUNC | MSG_DONTWAIT,
+                      reinterpret_cast<sockaddr*>(&source), &length);
+}
+
+Ipv4 senderOf(const sockaddr_in& source) { return {ntohl(source.sin_addr.s_addr)}; }
+
 /** Gives the bytes that the kernel granted. */
 std::uint64_t setReceiveBuffer(int socket, std::uint64_t wanted) {
     const int bytes = static_cast<int>(wanted);
@@ -124,15 +134,15 @@ bool StreamReceiver::open() {
     if (!socket_.open({link_.hostAddress(), 0})) return false;
     port_ = socket_.local().port;
     if (stopped_.fd() < 0) return fail(Error::system, "there is no descriptor left for a stream");
+    camera_ = link_.cameraAddress();
     return true;
 }
 
 bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool> pool) {
     pool_ = std::move(pool);
-    camera_ = link_.cameraAddress();
     enlargeReceiveBuffer(setup.payloadBytes);
+    dropWaitingPackets();
     if (setup.inBatches) receiveInBatches();
-    openFirewall(setup.cameraPort);
     try {
         FrameOutput& output = *this;  // emplace cannot see the private base
         batch_ = std::make_unique<Batch>();
@@ -168,12 +178,35 @@ void StreamReceiver::receiveInBatches() {
     ::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
 }
 
-/** One packet out, so that a host firewall that follows connections lets the stream in. */
 void StreamReceiver::openFirewall(std::uint16_t cameraPort) {
     if (cameraPort == 0) return;
     // The camera ignores it; whether it can be sent will show in the stream.
     constexpr std::uint8_t kAnyByte[] = {0};
     static_cast<void>(socket_.sendTo(kAnyByte, {camera_, cameraPort}));
+}
+
+std::uint32_t StreamReceiver::awaitPacket(FrameAssembler::Time until) {
+    for (;;) {
+        sockaddr_in source{};
+        const ssize_t bytes = takeSize(socket_.fd(), source);
+        if (bytes > 0 && senderOf(source) == camera_)
+            return static_cast<std::uint32_t>(static_cast<std::size_t>(bytes) + kIpUdpHeaderBytes);
+        const bool failed = bytes < 0 && errno != EAGAIN && errno != EINTR;
+        const auto left = until - FrameAssembler::Clock::now();
+        if (failed || left <= std::chrono::nanoseconds::zero()) return 0;
+        if (bytes >= 0) continue;  // from somebody else
+        pollfd watched{socket_.fd(), POLLIN, 0};
+        const timespec timeout = toTimespec(left);
+        ::ppoll(&watched, 1, &timeout, nullptr);
+    }
+}
+
+/** A test packet that was late must not be taken for part of a frame, whatever is in it. */
+void StreamReceiver::dropWaitingPackets() {
+    constexpr int kMostPackets = 64;
+    sockaddr_in source{};
+    for (int i = 0; i < kMostPackets && takeSize(socket_.fd(), source) >= 0; ++i) {
+    }
 }
 
 void StreamReceiver::run() {
@@ -221,7 +254,7 @@ void StreamReceiver::takeDatagram(ByteView datagram, std::size_t segmentBytes,
 }
 
 bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Time now) {
-    const Ipv4 sender{ntohl(source.sin_addr.s_addr)};
+    const Ipv4 sender = senderOf(source);
     if (sender == camera_) return true;
     // A camera that was found again may have another address than at the start.
     if (now - cameraAsked_ < kAskCameraAddressEvery) return false;

@@ -25,7 +25,7 @@ namespace Vorda::Gige {
  * Complete frames go to the delivery, which never blocks this thread. Threads: open, start and stop
  * from one thread at a time.
  */
-class StreamReceiver : private FrameOutput {
+class StreamReceiver : public StreamInlet, private FrameOutput {
  public:
     StreamReceiver(CameraLink& link, FrameDelivery& delivery, StreamCounters& counters);
     StreamReceiver(const StreamReceiver&) = delete;
@@ -34,8 +34,13 @@ class StreamReceiver : private FrameOutput {
 
     /** Binds a socket on the host's side of the camera; false with the last error set. */
     [[nodiscard]] bool open();
-    [[nodiscard]] std::uint16_t port() const { return port_; }
-    /** Starts the thread; the camera may send from now on. False with the last error set. */
+    [[nodiscard]] std::uint16_t port() const override { return port_; }
+    void openFirewall(std::uint16_t cameraPort) override;
+    [[nodiscard]] std::uint32_t awaitPacket(FrameAssembler::Time until) override;
+    /**
+     * Starts the thread; the camera may send from now on, and what came before is thrown away.
+     * False with the last error set.
+     */
     [[nodiscard]] bool start(const StreamSetup& setup, std::shared_ptr<BufferPool> pool);
     void stop();
 
@@ -49,7 +54,7 @@ class StreamReceiver : private FrameOutput {
 
     void enlargeReceiveBuffer(std::uint32_t payloadBytes);
     void receiveInBatches();
-    void openFirewall(std::uint16_t cameraPort);
+    void dropWaitingPackets();
     void run();
     void takeBatch(int count, FrameAssembler::Time now);
     void takeDatagram(ByteView datagram, std::size_t segmentBytes, FrameAssembler::Time now);

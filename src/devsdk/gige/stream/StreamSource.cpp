@@ -101,7 +101,7 @@ bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
 bool StreamSource::start(std::uint64_t maxImages) {
     receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
     StreamSetup setup;
-    channelOpen_ = receiver_->open() && link_->openStreamChannel(receiver_->port(), setup);
+    channelOpen_ = receiver_->open() && link_->openStreamChannel(*receiver_, setup);
     if (!channelOpen_) return false;
     counters_->reset();  // not before: until then they may be those of another, running stream
     return startReceiver(setup, maxImages) && link_->startAcquisition();
