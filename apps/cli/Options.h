@@ -22,10 +22,11 @@ struct InfoOptions {
 };
 
 struct ReadOptions {
-    std::string camera;         ///< as in InfoOptions
-    std::uint64_t frames = 0;   ///< end after so many; 0: no limit
-    double seconds = 0;         ///< end after this time; 0: no limit
-    double timeoutSeconds = 5;  ///< longest wait for the first frame; 0: for ever
+    std::string camera;                    ///< as in InfoOptions
+    std::vector<std::string> assignments;  ///< as in SetOptions, before the camera starts
+    std::uint64_t frames = 0;              ///< end after so many; 0: no limit
+    double seconds = 0;                    ///< end after this time; 0: no limit
+    double timeoutSeconds = 5;             ///< longest wait for the first frame; 0: for ever
     bool json = false;
     std::string saveFolder;     ///< empty: pictures are not saved
     std::string overlayFolder;  ///< empty: nothing is drawn on them; else not the saveFolder

@@ -2,6 +2,7 @@
 #include "Read.h"
 
 #include "Feature.h"
+#include "FeatureFile.h"
 #include "Find.h"
 #include "Grab.h"
 #include "ImageFile.h"
@@ -162,11 +163,13 @@ std::string codeLines(const kestro::Frame& frame, const Output& output) {
 }
 
 ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output& output) {
+    const std::vector<Assignment> assignments = assignmentsOf(options.assignments);
     Reading reading(options, found.record, output);
     const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
     const StopSignal stopSignal(mailbox->wake());
     Grab grab(found, 0, mailbox);
     const auto take = [&reading](const Delivery& delivery) { return reading.take(delivery); };
+    for (const auto& [name, text] : assignments) Feature(grab.control(), name).set(text);
     grab.start();
     End end = End::stopped;
     try {

@@ -102,6 +102,11 @@ void addRead(CLI::App& app, ReadOptions& options) {
         ->type_name("SECONDS")
         ->check(seconds(true))
         ->capture_default_str();
+    command
+        ->add_option("--set", options.assignments,
+                     "Set a feature before the start; @FILE: the lines of a file, each NAME=VALUE")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
     command->add_flag("--json", options.json, "One JSON object a frame and line");
     command->add_option("--save", options.saveFolder, "Save each picture in this folder")
         ->type_name("DIR");
