@@ -176,6 +176,7 @@ void StreamSender::sendTestPacket() {
     const std::lock_guard lock(mutex_);
     socket_.setDontFragment(true);
     if (socket_.sendTo(settings.destination, datagram)) ++statistics_.packetsSent;
+    socket_.setDontFragment(settings.dontFragment);  // a frame may be on its way
 }
 
 void StreamSender::moveTo(std::uint32_t address) {
