@@ -24,8 +24,9 @@ struct Quality {
 Quality qualityOf(int difficulty, SeededRandom& random) {
     const int focusPercent = random.between(15, 100);
     const int motionPercent = random.between(0, 100);
-    return {100 - 5 * difficulty, 7 * difficulty, 32 * difficulty * focusPercent / 100,
-            difficulty * motionPercent / 100, 16 + 3 * difficulty};
+    return {100 - 5 * difficulty, 7 * difficulty,
+            (45 - difficulty) * difficulty * focusPercent / 100, difficulty * motionPercent / 100,
+            16 + 3 * difficulty};
 }
 
 /** Ink and paper come nearer to this grey. */
