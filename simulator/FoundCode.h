@@ -34,16 +34,20 @@ struct UprightCut {
         return frame.toPicture(samples * (1.0 / kSamples));
     }
 
+    /** What is ink in a map made of `grey`. */
+    [[nodiscard]] GreyMap inkIn(const GreyMap& map) const;
+
     static constexpr int kSamples = 2;
 
     PictureView picture;
     Frame frame;
+    int leastContrast;
     GreyMap grey;
     GreyMap ink;
 };
 
 /** The PDF417 codes whose bars are upright. */
-[[nodiscard]] std::vector<FoundCode> readStackedCodes(const UprightCut& cut);
+[[nodiscard]] std::vector<FoundCode> readStackedCodes(const UprightCut& cut, Effort effort);
 
 /** The QR codes, any side up. */
 [[nodiscard]] std::vector<FoundCode> readQrCodes(const UprightCut& cut);

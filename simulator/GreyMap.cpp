@@ -2,6 +2,8 @@
 #include "GreyMap.h"
 
 #include <algorithm>
+#include <functional>
+#include <numeric>
 
 namespace kestrosim {
 namespace {
@@ -161,6 +163,41 @@ GreyMap halved(const PictureView& picture) {
         }
     }
     return half;
+}
+
+GreyMap sharpened(const GreyMap& grey, int reach) {
+    GreyMap sharp(grey.width, grey.height);
+    std::vector<int> sums(static_cast<std::size_t>(grey.width) + 1);
+    for (int y = 0; y < grey.height; ++y) {
+        const std::uint8_t* const line = grey.row(y);
+        std::partial_sum(line, line + grey.width, sums.begin() + 1, std::plus<int>());
+        for (int x = 0; x < grey.width; ++x) {
+            const int from = std::max(0, x - reach);
+            const int to = std::min(grey.width, x + reach + 1);
+            const int sum =
+                sums[static_cast<std::size_t>(to)] - sums[static_cast<std::size_t>(from)];
+            const int value = 3 * line[x] - 2 * sum / (to - from);
+            sharp.row(y)[x] = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+        }
+    }
+    return sharp;
+}
+
+GreyMap smoothedDown(const GreyMap& grey, int reach) {
+    GreyMap smooth(grey.width, grey.height);
+    std::vector<int> sums(static_cast<std::size_t>(grey.width));
+    for (int y = 0; y < grey.height; ++y) {
+        const int from = std::max(0, y - reach);
+        const int to = std::min(grey.height, y + reach + 1);
+        std::fill(sums.begin(), sums.end(), 0);
+        for (int other = from; other < to; ++other) {
+            const std::uint8_t* const line = grey.row(other);
+            for (std::size_t x = 0; x < sums.size(); ++x) sums[x] += line[x];
+        }
+        std::transform(sums.begin(), sums.end(), smooth.row(y),
+                       [&](int sum) { return static_cast<std::uint8_t>(sum / (to - from)); });
+    }
+    return smooth;
 }
 
 GreyMap inkOf(const GreyMap& grey, int reachAcross, int reachDown, int leastContrast) {

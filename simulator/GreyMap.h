@@ -47,6 +47,12 @@ struct GreyMap {
 /** Half the size, each pixel the mean of four. */
 [[nodiscard]] GreyMap halved(const PictureView& picture);
 
+/** Each row three times as far from its own blur as it was: narrow bars come up to wide ones. */
+[[nodiscard]] GreyMap sharpened(const GreyMap& grey, int reach);
+
+/** Each pixel the mean of those within that reach above and below. */
+[[nodiscard]] GreyMap smoothedDown(const GreyMap& grey, int reach);
+
 /**
  * Ink or paper for every pixel, by what is bright and dark within that reach of it.
  *

@@ -58,23 +58,6 @@ GreyMap bandOf(const GreyMap& grey, int top) {
     return band;
 }
 
-/** Twice what makes the band differ from its own blur: narrow bars come up to the wide ones. */
-GreyMap sharpened(const GreyMap& band, int reach) {
-    GreyMap sharp(band.width, 1);
-    std::vector<int> sums(static_cast<std::size_t>(band.width) + 1);
-    std::partial_sum(band.pixels.begin(), band.pixels.end(), sums.begin() + 1, std::plus<int>());
-    for (int x = 0; x < band.width; ++x) {
-        const int from = std::max(0, x - reach);
-        const int to = std::min(band.width, x + reach + 1);
-        const int mean =
-            (sums[static_cast<std::size_t>(to)] - sums[static_cast<std::size_t>(from)]) /
-            (to - from);
-        const int value = band.at(x, 0);
-        sharp.row(0)[x] = static_cast<std::uint8_t>(std::clamp(value + 2 * (value - mean), 0, 255));
-    }
-    return sharp;
-}
-
 class LinearReader {
  public:
     LinearReader(const PictureView& picture, const CodeRegion& region, Effort effort)
@@ -181,7 +164,7 @@ class LinearReader {
     }
 
     [[nodiscard]] static double moduleOf(const DecodedLine& code, const BarBody& body) {
-        std::vector<double> runs = runsOf(body);
+        const std::vector<double> runs = runsOf(body);
         const double width = std::accumulate(runs.begin(), runs.end(), 0.0);
         if (code.type == "EAN13") return width / 95;
         if (code.type == "CODE128") {
@@ -191,15 +174,36 @@ class LinearReader {
         }
         const std::size_t wide = std::min(wideRuns(code), runs.size() - 1);
         const std::size_t narrow = runs.size() - wide;
-        std::sort(runs.begin(), runs.end());
-        const auto middle = runs.begin() + static_cast<std::ptrdiff_t>(narrow);
-        const double narrowSum = std::accumulate(runs.begin(), middle, 0.0);
-        const double wideSum = std::accumulate(middle, runs.end(), 0.0);
-        const double ratio = wideSum * static_cast<double>(narrow) /
-                             (std::max(narrowSum, 0.1) * static_cast<double>(wide));
         // Writers take quarters; between them blur and the samples' grid have had a hand in it.
-        const double likely = std::clamp(std::round(ratio * 4) / 4, 2.0, 3.0);
-        return width / (static_cast<double>(narrow) + likely * static_cast<double>(wide));
+        const double ratio = std::clamp(std::round(wideRatio(runs, narrow) * 4) / 4, 2.0, 3.0);
+        return width / (static_cast<double>(narrow) + ratio * static_cast<double>(wide));
+    }
+
+    /**
+     * How much wider wide runs are than narrow ones.
+     *
+     * From pairs of a bar and a space: blur takes off the one's width what it gives the other.
+     */
+    [[nodiscard]] static double wideRatio(const std::vector<double>& runs, std::size_t narrow) {
+        std::vector<double> sorted = runs;
+        const auto split = sorted.begin() + static_cast<std::ptrdiff_t>(narrow);
+        std::nth_element(sorted.begin(), split, sorted.end());
+        double narrowWidth = 0;  // sums over pairs of one kind, and over mixed ones
+        double wideWidth = 0;
+        double narrowPairs = 0;
+        double widePairs = 0;
+        for (std::size_t i = 0; i + 1 < runs.size(); ++i) {
+            const bool isWide = runs[i] >= *split;
+            if ((runs[i + 1] >= *split) != isWide) continue;
+            (isWide ? wideWidth : narrowWidth) += runs[i] + runs[i + 1];
+            (isWide ? widePairs : narrowPairs) += 1;
+        }
+        if (narrowWidth == 0) return 2;
+        if (widePairs > 0) return wideWidth / widePairs / (narrowWidth / narrowPairs);
+        const double total = std::accumulate(runs.begin(), runs.end(), 0.0);
+        const double narrowMean = narrowWidth / narrowPairs / 2;
+        const auto wide = static_cast<double>(runs.size() - narrow);
+        return (total - narrowMean * static_cast<double>(narrow)) / wide / narrowMean;
     }
 
     const CodeRegion& region_;

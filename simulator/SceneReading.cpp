@@ -45,7 +45,7 @@ class CodeReader {
         const PictureView picture(pixels_.data(), width_, height_);
         const UprightCut cut(picture, region);
         if (keep(readQrCodes(cut)) || keep(readDataMatrixCodes(cut)) ||
-            keep(readStackedCodes(cut))) {
+            keep(readStackedCodes(cut, effort))) {
             return;
         }
         if (!barsFirst) (void)readBars(region, effort);

@@ -13,8 +13,12 @@ constexpr int kThresholdReach = 20 * UprightCut::kSamples;  // beyond anything o
 UprightCut::UprightCut(const PictureView& from, const CodeRegion& region)
     : picture(from),
       frame(region.frame),
+      leastContrast(std::max(10, static_cast<int>(region.contrast / 2))),
       grey(cutOut(from, region.frame, region.width, region.height, kSamples, kSamples)),
-      ink(inkOf(grey, kThresholdReach, kThresholdReach,
-                std::max(10, static_cast<int>(region.contrast / 2)))) {}
+      ink(inkIn(grey)) {}
+
+GreyMap UprightCut::inkIn(const GreyMap& map) const {
+    return inkOf(map, kThresholdReach, kThresholdReach, leastContrast);
+}
 
 }  // namespace kestrosim
