@@ -15,6 +15,12 @@ struct CodeRegion {
     double height = 0;
     double contrast = 0;  ///< grey levels that its hard edges have, roughly
     double oneWay = 0;    ///< 1: all edges are upright; 0: as many lie
+
+    /** Whether a code that fills it can be seen without looking between pixels. */
+    [[nodiscard]] bool isLarge() const {
+        constexpr double kLargeArea = 500'000;
+        return width * height > kLargeArea;
+    }
 };
 
 /** The places with many hard edges, each with some margin, from top to bottom. */

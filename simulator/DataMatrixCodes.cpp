@@ -14,8 +14,7 @@
 namespace kestrosim {
 namespace {
 
-constexpr int kSamples = UprightCut::kSamples;
-constexpr int kLeastSide = 8 * 2 * kSamples;  // modules of two pixels
+constexpr int kLeastSide = 8 * 3;  // modules of three samples
 constexpr std::size_t kMostPieces = 6;
 
 struct Size {

@@ -26,21 +26,20 @@ enum class Effort { plain, more };
 [[nodiscard]] std::vector<FoundCode> readLinearCodes(const PictureView& picture,
                                                      const CodeRegion& region, Effort effort);
 
-/** The region held upright: at two samples a pixel either way, and what is ink in it. */
+/** The region held upright, and what is ink in it. */
 struct UprightCut {
     UprightCut(const PictureView& picture, const CodeRegion& region);
 
-    [[nodiscard]] Point toPicture(const Point& samples) const {
-        return frame.toPicture(samples * (1.0 / kSamples));
+    [[nodiscard]] Point toPicture(const Point& at) const {
+        return frame.toPicture(at * (1.0 / samples));
     }
 
     /** What is ink in a map made of `grey`. */
     [[nodiscard]] GreyMap inkIn(const GreyMap& map) const;
 
-    static constexpr int kSamples = 2;
-
     PictureView picture;
     Frame frame;
+    int samples;  ///< a pixel, either way: more for small regions, whose modules are small
     int leastContrast;
     GreyMap grey;
     GreyMap ink;

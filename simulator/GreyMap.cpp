@@ -15,13 +15,32 @@ double pixelOr(const PictureView& picture, int x, int y) {
     return picture.contains(x, y) ? picture.at(x, y) : kOutside;
 }
 
-/** Whether all four pixels around the point are there, whichever way it is rounded. */
-bool isWellInside(const PictureView& picture, const Point& point) {
-    return point.x >= 1 && point.y >= 1 && point.x < picture.width() - 1 &&
-           point.y < picture.height() - 1;
+/** Steps from..to, both included, of a line along which a coordinate is within bounds. */
+struct Steps {
+    int from;
+    int to;
+
+    void keepWithin(double start, double step, double low, double high) {
+        if (std::abs(step) < 1e-9) {
+            if (start < low || start > high) to = from - 1;
+            return;
+        }
+        const double first = (step > 0 ? low - start : high - start) / step;
+        const double last = (step > 0 ? high - start : low - start) / step;
+        from = static_cast<int>(std::ceil(std::clamp(first, static_cast<double>(from), to + 1.0)));
+        to = static_cast<int>(std::floor(std::clamp(last, from - 1.0, static_cast<double>(to))));
+    }
+};
+
+/** Where all four pixels around a point of the line are there, whichever way it is rounded. */
+Steps stepsInside(const PictureView& picture, const Point& start, const Point& step, int count) {
+    Steps steps{0, count - 1};
+    steps.keepWithin(start.x, step.x, 1, picture.width() - 1.5);
+    steps.keepWithin(start.y, step.y, 1, picture.height() - 1.5);
+    return steps;
 }
 
-/** The samples of one line that lies wholly in the picture. */
+/** Samples of a line, all of them well inside the picture. */
 void sampleInside(const PictureView& picture, Point from, const Point& step, std::uint8_t* out,
                   int count) {
     auto x = static_cast<std::int64_t>((from.x - 0.5) * kOne);
@@ -138,16 +157,10 @@ GreyMap cutOut(const PictureView& picture, const Frame& frame, double width, dou
                 std::max(1, static_cast<int>(height * samplesDown)));
     const Point step = frame.right * (1.0 / samplesAcross);
     for (int y = 0; y < cut.height; ++y) {
-        const Point from = frame.toPicture(Point{0.5 / samplesAcross, (y + 0.5) / samplesDown});
-        const Point last = from + step * (cut.width - 1);
-        if (isWellInside(picture, from) && isWellInside(picture, last)) {
-            sampleInside(picture, from, step, cut.row(y), cut.width);
-            continue;
-        }
-        for (int x = 0; x < cut.width; ++x) {
-            cut.row(y)[x] =
-                static_cast<std::uint8_t>(std::lround(greyAt(picture, from + step * x)));
-        }
+        const Point start = frame.toPicture(Point{0.5 / samplesAcross, (y + 0.5) / samplesDown});
+        const auto [from, to] = stepsInside(picture, start, step, cut.width);
+        if (from > to) continue;
+        sampleInside(picture, start + step * from, step, cut.row(y) + from, to - from + 1);
     }
     return cut;
 }

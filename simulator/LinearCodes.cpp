@@ -11,10 +11,10 @@
 namespace kestrosim {
 namespace {
 
-constexpr int kAcross = BarBody::kSamplesAPixel;
+constexpr int kProfile = BarBody::kSamplesAPixel;
 constexpr int kBandRows = 8;  // so many rows together make a line: less noise, and no slope in it
 constexpr int kBandStep = 6;
-constexpr int kThresholdReach = 26 * kAcross;  // beyond the widest space of a code
+constexpr int kThresholdReach = 26;  // pixels; beyond the widest space of a code
 constexpr int kMostCodesInALine = 6;
 constexpr int kMostGap = 24;  // pixels between lines of one code
 
@@ -64,15 +64,16 @@ class LinearReader {
         : region_(region),
           effort_(effort),
           leastContrast_(std::max(10, static_cast<int>(region.contrast / 2))),
-          grey_(cutOut(picture, region.frame, region.width, region.height, kAcross, 1)) {}
+          across_(region.isLarge() ? 1 : 3),
+          grey_(cutOut(picture, region.frame, region.width, region.height, across_, 1)) {}
 
     [[nodiscard]] std::vector<FoundCode> read() {
         for (int top = 0; top + kBandRows <= grey_.height; top += kBandStep) {
             const GreyMap band = bandOf(grey_, top);
             readBand(band, top);
             if (effort_ == Effort::plain) continue;
-            readBand(sharpened(band, 2 * kAcross), top);
-            readBand(sharpened(band, 4 * kAcross), top);
+            readBand(sharpened(band, 2 * across_), top);
+            readBand(sharpened(band, 4 * across_), top);
         }
         std::vector<FoundCode> codes;
         for (const Stripe& stripe : stripes_) {
@@ -83,14 +84,15 @@ class LinearReader {
 
  private:
     void readBand(const GreyMap& band, int top) {
-        std::vector<std::uint8_t> line = inkOf(band, kThresholdReach, 1, leastContrast_).pixels;
+        std::vector<std::uint8_t> line =
+            inkOf(band, kThresholdReach * across_, 1, leastContrast_).pixels;
         for (int i = 0; i < kMostCodesInALine; ++i) {
             const auto decoded = decodeLine(line);
             if (!decoded || decoded->end <= decoded->begin) return;
             std::fill(line.begin() + decoded->begin, line.begin() + decoded->end, kPaperValue);
             if (decoded->type.empty()) continue;
-            take(*decoded, {top + kBandRows / 2.0, static_cast<double>(decoded->begin) / kAcross,
-                            static_cast<double>(decoded->end) / kAcross});
+            take(*decoded, {top + kBandRows / 2.0, static_cast<double>(decoded->begin) / across_,
+                            static_cast<double>(decoded->end) / across_});
         }
     }
 
@@ -122,7 +124,7 @@ class LinearReader {
         }
         const auto top = static_cast<int>(stripe.hits.front().y) - kBandRows / 2;
         const auto bottom = static_cast<int>(stripe.hits.back().y) + kBandRows / 2;
-        const BarBody body(grey_, kAcross, fitUpright(lefts), fitUpright(rights), top, bottom);
+        const BarBody body(grey_, across_, fitUpright(lefts), fitUpright(rights), top, bottom);
         Outline corners = body.corners(0.5);
         FoundCode code{stripe.code.type, stripe.code.text, region_.frame.toPicture(corners),
                        moduleOf(stripe.code, body)};
@@ -144,11 +146,11 @@ class LinearReader {
         GreyMap line(static_cast<int>(body.profile().size()), 1);
         std::transform(body.profile().begin(), body.profile().end(), line.pixels.begin(),
                        [](double grey) { return static_cast<std::uint8_t>(grey); });
-        const GreyMap ink = inkOf(line, kThresholdReach, 1, 1);
+        const GreyMap ink = inkOf(line, kThresholdReach * kProfile, 1, 1);
         std::vector<double> runs;
         for (int x = 0; x < ink.width; ++x) {
             if (x == 0 || ink.at(x, 0) != ink.at(x - 1, 0)) runs.push_back(0);
-            runs.back() += 1.0 / kAcross;
+            runs.back() += 1.0 / kProfile;
         }
         return runs;
     }
@@ -209,6 +211,7 @@ class LinearReader {
     const CodeRegion& region_;
     Effort effort_;
     int leastContrast_;
+    int across_;  // samples a pixel along a line
     GreyMap grey_;
     std::vector<Stripe> stripes_;
 };

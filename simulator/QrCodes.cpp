@@ -12,7 +12,7 @@
 namespace kestrosim {
 namespace {
 
-constexpr int kSamples = UprightCut::kSamples;
+constexpr int kRowStep = 2;
 constexpr int kLeastModules = 21;
 constexpr int kMostModules = 177;
 constexpr std::size_t kMostFinders = 24;
@@ -42,7 +42,7 @@ class FinderSearch {
     explicit FinderSearch(const GreyMap& ink) : ink_(ink) {}
 
     [[nodiscard]] std::vector<Finder> search() {
-        for (int y = 0; y < ink_.height; y += kSamples) searchRow(y);
+        for (int y = 0; y < ink_.height; y += kRowStep) searchRow(y);
         std::erase_if(finders_, [](const Finder& finder) { return finder.seen < 2; });
         std::sort(finders_.begin(), finders_.end(),
                   [](const Finder& a, const Finder& b) { return a.seen > b.seen; });

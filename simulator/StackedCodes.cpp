@@ -181,7 +181,7 @@ std::vector<FoundCode> readStackedCodes(const UprightCut& cut, Effort effort) {
     if (effort == Effort::plain) return codes;
     for (const int reach : {2, 4}) {
         if (!codes.empty()) break;
-        const GreyMap sharp = sharpened(smoothedDown(cut.grey, 2), reach * UprightCut::kSamples);
+        const GreyMap sharp = sharpened(smoothedDown(cut.grey, 2), reach * cut.samples);
         codes = StackedReader(cut, cut.inkIn(sharp)).read();
     }
     return codes;
