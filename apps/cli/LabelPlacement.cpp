@@ -38,9 +38,12 @@ std::pair<double, double> extentAlong(Spot axis, const Spots& spots) {
     return {low, high};
 }
 
-double distanceBetween(const Rect& a, const Rect& b) {
-    const double dx = std::max({a.left - b.right, b.left - a.right, 0.0});
-    const double dy = std::max({a.top - b.bottom, b.top - a.bottom, 0.0});
+/** From a rectangle to the point of an outline that is nearest to its middle. */
+double distanceBetween(const Rect& rect, const Outline& outline) {
+    const Spot spot =
+        nearestPoint(outline, {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2});
+    const double dx = std::max({rect.left - spot.x, spot.x - rect.right, 0.0});
+    const double dy = std::max({rect.top - spot.y, spot.y - rect.bottom, 0.0});
     return std::hypot(dx, dy);
 }
 
@@ -118,7 +121,7 @@ class Placement {
         constexpr double kTouching = 3;
         constexpr double kOverCode = 10;
         constexpr double kOverLabel = 20;
-        double cost = distanceBetween(label, bounds_[code]) / label.height();
+        double cost = distanceBetween(label, codes_[code]) / label.height();
         for (std::size_t i = 0; i < codes_.size(); ++i) {
             if (overlap(label, bounds_[i]) && kestrocli::overlap(label, codes_[i])) {
                 cost += kTouching + kOverCode * shareCovered(label, bounds_[i]);
