@@ -18,32 +18,40 @@ std::uint32_t millisecondsSince(Clock::time_point begin) {
     return static_cast<std::uint32_t>(taken.count());
 }
 
-/** Reads a picture from the easy codes to the hard ones. */
+/** Reads a picture from the easy codes to the hard ones, then ever smaller for the large ones. */
 class CodeReader {
  public:
     CodeReader(const Scene& scene, Clock::time_point begin)
-        : width_(static_cast<int>(scene.width)),
-          height_(static_cast<int>(scene.height)),
-          pixels_(scene.pixels),
-          begin_(begin) {}
+        : picture_(static_cast<int>(scene.width), static_cast<int>(scene.height)), begin_(begin) {
+        picture_.pixels = scene.pixels;
+    }
 
     [[nodiscard]] std::vector<SceneCode> read() {
-        const PictureView picture(pixels_.data(), width_, height_);
-        for (const Effort effort : {Effort::plain, Effort::more}) {
-            for (const CodeRegion& region : findCodeRegions(picture)) readRegion(region, effort);
+        constexpr int kLeastSide = 500;  // of a picture that is looked at in half its size as well
+        readRegions(Effort::plain);
+        readRegions(Effort::more);
+        while (std::min(picture_.width, picture_.height) >= kLeastSide) {
+            picture_ = halved(picture_.view());
+            scale_ *= 2;
+            readRegions(Effort::plain);
         }
         sortDownwards();
         return std::move(codes_);
     }
 
  private:
+    void readRegions(Effort effort) {
+        for (const CodeRegion& region : findCodeRegions(picture_.view())) {
+            readRegion(region, effort);
+        }
+    }
+
     /** What is left of the region when something in it was read is a region of the next round. */
     void readRegion(const CodeRegion& region, Effort effort) {
         constexpr double kMostlyBars = 0.5;
         const bool barsFirst = region.oneWay > kMostlyBars;
         if (barsFirst && readBars(region, effort)) return;
-        const PictureView picture(pixels_.data(), width_, height_);
-        const UprightCut cut(picture, region);
+        const UprightCut cut(picture_.view(), region);
         if (keep(readQrCodes(cut)) || keep(readDataMatrixCodes(cut)) ||
             keep(readStackedCodes(cut, effort))) {
             return;
@@ -52,28 +60,33 @@ class CodeReader {
     }
 
     [[nodiscard]] bool readBars(const CodeRegion& region, Effort effort) {
-        const PictureView picture(pixels_.data(), width_, height_);
-        return keep(readLinearCodes(picture, region, effort));
+        return keep(readLinearCodes(picture_.view(), region, effort));
     }
 
     /** Whether there was something new among them. */
     bool keep(const std::vector<FoundCode>& found) {
         const std::size_t before = codes_.size();
         for (const FoundCode& code : found) {
-            if (isKnown(code)) continue;
             blank(code);
-            found_.push_back(code);
-            SceneCode read{code.type, code.text, {}, 0, millisecondsSince(begin_)};
-            for (std::size_t i = 0; i < 4; ++i) {
-                read.corners[i] = {static_cast<std::int32_t>(std::lround(code.corners[i].x)),
-                                   static_cast<std::int32_t>(std::lround(code.corners[i].y))};
-            }
-            // To a thousandth of a pixel: what a result document shows is then the very value.
-            read.pixelsPerModule =
-                static_cast<float>(std::round(code.pixelsPerModule * 1000) / 1000);
-            codes_.push_back(std::move(read));
+            FoundCode full = code;
+            for (Point& corner : full.corners) corner = corner * scale_;
+            full.pixelsPerModule *= scale_;
+            if (isKnown(full)) continue;
+            codes_.push_back(resultOf(full));
+            found_.push_back(std::move(full));
         }
         return codes_.size() > before;
+    }
+
+    [[nodiscard]] SceneCode resultOf(const FoundCode& code) const {
+        SceneCode result{code.type, code.text, {}, 0, millisecondsSince(begin_)};
+        for (std::size_t i = 0; i < 4; ++i) {
+            result.corners[i] = {static_cast<std::int32_t>(std::lround(code.corners[i].x)),
+                                 static_cast<std::int32_t>(std::lround(code.corners[i].y))};
+        }
+        // To a thousandth of a pixel: what a result document shows is then the very value.
+        result.pixelsPerModule = static_cast<float>(std::round(code.pixelsPerModule * 1000) / 1000);
+        return result;
     }
 
     /** Regions overlap, so a code can come twice; equal labels lie side by side. */
@@ -93,22 +106,20 @@ class CodeReader {
         const auto [left, right] = std::minmax({grown[0].x, grown[1].x, grown[2].x, grown[3].x});
         const auto [top, bottom] = std::minmax({grown[0].y, grown[1].y, grown[2].y, grown[3].y});
         const std::uint8_t paper = paperAround(grown);
-        const int endY = std::clamp(static_cast<int>(bottom) + 1, 0, height_);
-        const int endX = std::clamp(static_cast<int>(right) + 1, 0, width_);
-        for (int y = std::clamp(static_cast<int>(top), 0, height_); y < endY; ++y) {
-            for (int x = std::clamp(static_cast<int>(left), 0, width_); x < endX; ++x) {
+        const int endY = std::clamp(static_cast<int>(bottom) + 1, 0, picture_.height);
+        const int endX = std::clamp(static_cast<int>(right) + 1, 0, picture_.width);
+        for (int y = std::clamp(static_cast<int>(top), 0, picture_.height); y < endY; ++y) {
+            for (int x = std::clamp(static_cast<int>(left), 0, picture_.width); x < endX; ++x) {
                 if (!contains(grown, {x + 0.5, y + 0.5})) continue;
-                pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
-                        static_cast<std::size_t>(x)] = paper;
+                picture_.row(y)[x] = paper;
             }
         }
     }
 
     [[nodiscard]] std::uint8_t paperAround(const Outline& quad) const {
-        const PictureView picture(pixels_.data(), width_, height_);
         double sum = 0;
         for (std::size_t i = 0; i < 4; ++i) {
-            sum += greyAt(picture, between(quad[i], quad[(i + 1) % 4], 0.5));
+            sum += greyAt(picture_.view(), between(quad[i], quad[(i + 1) % 4], 0.5));
         }
         return static_cast<std::uint8_t>(std::lround(sum / 4));
     }
@@ -123,9 +134,8 @@ class CodeReader {
         });
     }
 
-    int width_;
-    int height_;
-    std::vector<std::uint8_t> pixels_;  // what was read is blank in it
+    GreyMap picture_;   // what was read is blank in it
+    double scale_ = 1;  // of the scene's pixels, of each of its own
     Clock::time_point begin_;
     std::vector<FoundCode> found_;
     std::vector<SceneCode> codes_;
