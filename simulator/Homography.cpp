@@ -16,7 +16,7 @@ constexpr int seriesSine(int degrees) {
         term = -term * x * x / (2.0 * i * (2.0 * i + 1));
         sum += term;
     }
-    return static_cast<int>(sum * kSineUnit + 0.5);
+    return (static_cast<int>(2 * sum * kSineUnit) + 1) / 2;
 }
 
 /** Of 0 to 90 degrees; made by the compiler. */

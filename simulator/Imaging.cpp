@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <numeric>
+#include <tuple>
+#include <vector>
 
 #include "Unevenness.h"
 
@@ -51,10 +54,10 @@ void applyLight(Canvas& canvas, const Quality& quality, SeededRandom& random) {
     }
 }
 
-constexpr int kReach = 8;  // pixels that blur carries to either side
+constexpr std::size_t kReach = 8;  // pixels that blur carries to either side
 constexpr int kWeightUnit = 4096;
 
-/** Weights around a pixel, of kWeightUnit. */
+/** Weights of the pixels around one and, in the middle, of itself; of kWeightUnit. */
 using Kernel = std::array<int, 2 * kReach + 1>;
 
 /** e to the minus x, x >= 0: a mathematics library's need not be the same everywhere. */
@@ -70,33 +73,32 @@ double decay(double x) {
 
 /** A bell, smeared over that many quarters of a pixel. */
 Kernel kernelOf(int sigmaHundredths, int smearQuarters) {
-    std::array<double, 2 * kReach + 1> weights{};
-    double total = 0;
-    for (int i = -kReach; i <= kReach; ++i) {
-        double& weight = weights[static_cast<std::size_t>(i + kReach)];
+    std::array<double, std::tuple_size_v<Kernel>> weights{};
+    for (std::size_t i = 0; i < weights.size(); ++i) {
         for (int part = 0; part <= smearQuarters; ++part) {
-            const double offset = i + (part - smearQuarters / 2.0) / 4;
-            weight += decay(5000 * offset * offset / (sigmaHundredths * sigmaHundredths));
+            const double offset = static_cast<double>(i) - static_cast<double>(kReach) +
+                                  (part - smearQuarters / 2.0) / 4;
+            weights[i] += decay(5000 * offset * offset / (sigmaHundredths * sigmaHundredths));
         }
-        total += weight;
     }
+    const double total = std::accumulate(weights.begin(), weights.end(), 0.0);
     Kernel kernel{};
     std::transform(weights.begin(), weights.end(), kernel.begin(), [total](double weight) {
-        return static_cast<int>(weight / total * kWeightUnit + 0.5);
+        return static_cast<int>(weight / total * kWeightUnit);
     });
     kernel[kReach] += kWeightUnit - std::accumulate(kernel.begin(), kernel.end(), 0);
     return kernel;
 }
 
-/** One row of the picture from the rows or the columns around it. */
-template <typename PixelOf>
-void blurRow(std::vector<std::uint8_t>& row, const Kernel& kernel, PixelOf pixelOf) {
+/** A row of the picture; `pixelsOf` gives the row of pixels that a weight of the kernel counts for.
+ */
+template <typename PixelsOf>
+void blurRow(std::vector<std::uint8_t>& row, const Kernel& kernel, PixelsOf pixelsOf) {
     std::vector<int> sums(row.size(), kWeightUnit / 2);
-    for (int i = -kReach; i <= kReach; ++i) {
-        const int weight = kernel[static_cast<std::size_t>(i + kReach)];
-        if (weight == 0) continue;
-        const auto* const from = pixelOf(i);
-        for (std::size_t x = 0; x < row.size(); ++x) sums[x] += weight * from[x];
+    for (std::size_t i = 0; i < kernel.size(); ++i) {
+        if (kernel[i] == 0) continue;
+        const std::uint8_t* const from = pixelsOf(i);
+        for (std::size_t x = 0; x < row.size(); ++x) sums[x] += kernel[i] * from[x];
     }
     for (std::size_t x = 0; x < row.size(); ++x) {
         row[x] = static_cast<std::uint8_t>(sums[x] / kWeightUnit);
@@ -111,24 +113,24 @@ void blurAcross(Canvas& canvas, const Kernel& kernel) {
         std::uint8_t* const line = &canvas.at(0, y);
         std::fill_n(wide.begin(), kReach, line[0]);
         std::copy_n(line, width, wide.begin() + kReach);
-        std::fill_n(wide.end() - kReach, kReach, line[width - 1]);
-        blurRow(row, kernel,
-                [&wide](int i) { return &wide[static_cast<std::size_t>(i + kReach)]; });
+        std::fill_n(wide.rbegin(), kReach, line[width - 1]);
+        blurRow(row, kernel, [&wide](std::size_t i) { return &wide[i]; });
         std::copy(row.begin(), row.end(), line);
     }
 }
 
 void blurDown(Canvas& canvas, const Kernel& kernel) {
     const auto width = static_cast<std::size_t>(canvas.width());
-    const int last = canvas.height() - 1;
-    std::vector<std::uint8_t> before(
-        &canvas.at(0, 0), &canvas.at(0, 0) + width * static_cast<std::size_t>(canvas.height()));
+    const auto height = static_cast<std::size_t>(canvas.height());
+    std::uint8_t* const first = &canvas.at(0, 0);
+    const std::vector<std::uint8_t> before(first, first + width * height);
     std::vector<std::uint8_t> row(width);
-    for (int y = 0; y <= last; ++y) {
-        blurRow(row, kernel, [&](int i) {
-            return &before[static_cast<std::size_t>(std::clamp(y + i, 0, last)) * width];
+    for (std::size_t y = 0; y < height; ++y) {
+        blurRow(row, kernel, [&](std::size_t i) {
+            const std::size_t from = std::clamp(y + i, kReach, height - 1 + kReach) - kReach;
+            return &before[from * width];
         });
-        std::copy(row.begin(), row.end(), &canvas.at(0, y));
+        std::copy(row.begin(), row.end(), first + y * width);
     }
 }
 

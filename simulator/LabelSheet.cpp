@@ -18,12 +18,12 @@ double side(const PlanePoint& from, const PlanePoint& to, const PlanePoint& poin
     return (to.x - from.x) * (point.y - from.y) - (to.y - from.y) * (point.x - from.x);
 }
 
-/** Whether one side of the quad has all of the other one beyond it. */
-bool parts(const Quad& quad, const Quad& other) {
+/** Whether one side of the quad has all of these points beyond it. */
+bool parts(const Quad& quad, const Quad& points) {
     for (std::size_t i = 0; i < quad.size(); ++i) {
         const PlanePoint& from = quad[i];
         const PlanePoint& to = quad[(i + 1) % quad.size()];
-        if (std::all_of(other.begin(), other.end(),
+        if (std::all_of(points.begin(), points.end(),
                         [&](const PlanePoint& point) { return side(from, to, point) < 0; })) {
             return true;
         }
@@ -126,8 +126,8 @@ Box LabelSheet::centresFor(const Quad& outline) const {
 }
 
 bool LabelSheet::isFree(const Quad& outline) const {
-    return std::all_of(taken_.begin(), taken_.end(), [&outline](const Quad& other) {
-        return parts(outline, other) || parts(other, outline);
+    return std::all_of(taken_.begin(), taken_.end(), [&outline](const Quad& label) {
+        return parts(outline, label) || parts(label, outline);
     });
 }
 

@@ -35,9 +35,9 @@ std::string anyOf(const std::array<const char*, kCount>& patterns, SeededRandom&
 /** The digit that makes the weighted sum, 3 and 1 in turn from the right, a multiple of ten. */
 std::string withCheckDigit(const std::string& digits) {
     int sum = 0;
-    int weight = 3;
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-        sum += (*digit - '0') * weight;
+    int weight = digits.size() % 2 == 0 ? 1 : 3;
+    for (const char digit : digits) {
+        sum += (digit - '0') * weight;
         weight = 4 - weight;
     }
     return digits + static_cast<char>('0' + (10 - sum % 10) % 10);

@@ -28,7 +28,7 @@ std::uint64_t mixed(std::uint64_t value) {
 
 /** One to six labels, more where the picture is larger than usual. */
 int labelCount(const SceneOptions& options, SeededRandom& random) {
-    constexpr std::uint64_t kUsualPixels = 1280 * 1024;
+    constexpr std::uint64_t kUsualPixels = std::uint64_t{1280} * 1024;
     constexpr int kMost = 16;
     const std::uint64_t pixels = std::uint64_t{options.width} * options.height;
     const int usual = random.between(1, 6);
