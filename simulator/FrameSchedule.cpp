@@ -63,10 +63,12 @@ std::optional<FrameSchedule::Clock::time_point> FrameSchedule::due(
     return frames_ == 0 ? frameTime_ : frameTime_ + periodOf(settings);
 }
 
-// Frames that the link was too slow for are dropped, not saved up.
+// A thread that wakes late does not slow the camera down. But frames that the link, or the picture
+// before them, was too slow for are dropped: catching up on them would exceed the frame rate.
 void FrameSchedule::begin(const StreamSettings& settings, Clock::time_point now) {
     const auto wasDue = due(settings);
-    frameTime_ = wasDue ? std::max(*wasDue, now - periodOf(settings)) : now;
+    const bool isInTime = wasDue && now - *wasDue <= periodOf(settings) / 4;
+    frameTime_ = isInTime ? *wasDue : now;
     ++frames_;
     const bool inBursts = settings.trigger(TriggerKind::burst).isOn;
     if (awaitsBurst(settings)) {

@@ -26,7 +26,7 @@ class FrameSchedule {
     bool trigger(TriggerKind kind, const StreamSettings& settings, Clock::time_point now);
     /** When the next frame is due; empty while it waits for a trigger. */
     [[nodiscard]] std::optional<Clock::time_point> due(const StreamSettings& settings) const;
-    /** A frame is made now. */
+    /** The frame that is due is taken now. The next one is due a period later. */
     void begin(const StreamSettings& settings, Clock::time_point now);
     [[nodiscard]] bool isOver() const { return framesWanted_ != 0 && frames_ >= framesWanted_; }
 

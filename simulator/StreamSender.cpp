@@ -248,17 +248,18 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
     {
         const Unlocked unlocked(lock);
         const std::shared_ptr<const Scene> scene = source_.scene(blockId - 1);
+        const Clock::time_point takenAt = Clock::now();  // it may have had to be drawn first
         const StreamSettings settings = registers_.streamSettings();
         FramePayload payload = source_.expose(scene, settings, clock_.ticks());
         StreamFrame frame(blockId, std::move(payload), settings.packetBytes, settings.extendedIds);
-        sent = std::make_shared<SentFrame>(SentFrame{std::move(frame), settings});
+        sent = std::make_shared<SentFrame>(SentFrame{std::move(frame), settings, takenAt});
     }
     if (quit_ || !acquiring_ || runs_ != run) return nullptr;
     return sent;
 }
 
 void StreamSender::beginFrame(const std::shared_ptr<SentFrame>& sent) {
-    schedule_.begin(sent->settings, Clock::now());
+    schedule_.begin(sent->settings, sent->takenAt);
     advanceBlockId(sent->settings.extendedIds);
     history_.push_back(sent);
     if (history_.size() > kFramesKept) history_.pop_front();

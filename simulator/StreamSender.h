@@ -71,6 +71,7 @@ class StreamSender {
     struct SentFrame {
         StreamFrame frame;
         StreamSettings settings;
+        Clock::time_point takenAt;
         std::uint32_t packetsSent = 0;  ///< ids below this were sent; guarded by mutex_
     };
 
