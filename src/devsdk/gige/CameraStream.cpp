@@ -13,6 +13,18 @@
 
 namespace Vorda::Gige {
 
+namespace {
+
+/** True where the camera says so by the standard's feature. */
+bool sendsChunks(const Features& features) {
+    const KeepLastError none;
+    const char* const name = "ChunkModeActive";
+    bool isActive = false;
+    return features.has(name) && features.getBoolean(name, isActive) && isActive;
+}
+
+}  // namespace
+
 Ipv4 GigeCamera::cameraAddress() const {
     const auto current = connection();
     return current ? current->location.address : location().address;
@@ -46,6 +58,8 @@ bool GigeCamera::setUpStream(const Connection& connection, StreamInlet& inlet, S
     setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
     setup.canResend = connection.canResend;
     setup.layout = connection.layout;
+    // Not when the first frame is taken apart: the ones behind it would wait.
+    if (sendsChunks(*connection.features)) connection.layout->prepare();
     setup.extendedIds = false;
     setup.inBatches = Environment::receivesBatches();
     return true;

@@ -211,6 +211,8 @@ const PayloadLayout::Impl& PayloadLayout::resolvedAndTold() const {
     return impl;
 }
 
+void PayloadLayout::prepare() const { static_cast<void>(resolvedAndTold()); }
+
 void PayloadLayout::appendLines(std::uint32_t id, ByteView chunk,
                                 Infra::TVector<Infra::CString>& lines) const {
     const Impl& impl = resolvedAndTold();

@@ -18,12 +18,12 @@ namespace Vorda::Gige {
  * Where the features lie whose values do not live in the camera's registers but travel: in the
  * chunks of a frame and in the data of an event.
  *
- * Resolved once, at the first question, from the GenICam description: for each feature its port's
- * chunk or event id, offset, length, byte order and kind. Features behind a formula are evaluated
- * by a node map of this class's own. Nothing is read outside the bytes given; a feature whose bytes
- * are not all there has no value. Nor has one that needs more than the bytes of one chunk or event:
- * registers of the camera, or a second chunk; the log says so once. Threads: any; eventOf() and
- * eventValue() do not log, and so may be called with a lock held.
+ * Resolved once, at the first question or by prepare(), from the GenICam description: for each
+ * feature its port's chunk or event id, offset, length, byte order and kind. Features behind a
+ * formula are evaluated by a node map of this class's own. Nothing is read outside the bytes given;
+ * a feature whose bytes are not all there has no value. Nor has one that needs more than the bytes
+ * of one chunk or event: registers of the camera, or a second chunk; the log says so once. Threads:
+ * any; eventOf() and eventValue() do not log, and so may be called with a lock held.
  */
 class PayloadLayout {
  public:
@@ -33,6 +33,8 @@ class PayloadLayout {
     PayloadLayout(const PayloadLayout&) = delete;
     PayloadLayout& operator=(const PayloadLayout&) = delete;
 
+    /** Resolves the layout, which can take a tenth of a second; does nothing when it is. */
+    void prepare() const;
     /**
      * Appends one line "Name Value:text" for each feature of chunk `id` that the chunk is long
      * enough for: first those of the category tree in its order, then the others in the order of
