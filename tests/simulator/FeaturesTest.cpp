@@ -146,6 +146,7 @@ TEST_F(Features, RefuseWhatTheyCannotBe) {
         {0x10068, 0},           // AcquisitionBurstFrameCount
         {0x10070, 241},         // Gain: over 24 dB
         {0x10084, 3},           // UserSetSelector
+        {0x10094, 101},         // ImageCompressionQuality
         {0x10200, 4},           // ChunkSelector
         {0x1021c, 2},           // ChunkEnable of the last chunk
         {0x1025c, 2},           // EventNotification of the last event

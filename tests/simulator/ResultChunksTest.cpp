@@ -15,6 +15,7 @@ namespace kestrosim {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Key;
 
 constexpr std::uint32_t kBarcodes = 0x80000000;
@@ -159,6 +160,22 @@ TEST(ResultChunks, AreThoseThatWereChosen) {
     EXPECT_THAT(chunksOf(encodeChunks(scene, 0, {})), ElementsAre(Key(1U)));
     EXPECT_THAT(chunksOf(encodeChunks(scene, 0, {false, true, false, true})),
                 ElementsAre(Key(1U), Key(kQrCodes), Key(kScaling)));
+}
+
+TEST(ResultChunks, GoWithAJpegFileOrAlone) {
+    const Scene scene = sceneWith({linearCode()});
+    const chunk::Choice all = {true, true, true, true};
+    const Bytes file = {0xff, 0xd8, 0xff, 0xd9};
+    auto chunks = chunksOf(encodeChunks(scene, kTimestamp, all, file));
+    EXPECT_EQ(chunks[1], file);
+    EXPECT_THAT(chunks,
+                ElementsAre(Key(1U), Key(kBarcodes), Key(kQrCodes), Key(kPipeline), Key(kScaling)));
+    // There is no picture whose size the scaling could tell.
+    EXPECT_THAT(chunksOf(encodeResultChunks(scene, kTimestamp, all)),
+                ElementsAre(Key(kBarcodes), Key(kQrCodes), Key(kPipeline)));
+    EXPECT_THAT(encodeResultChunks(scene, kTimestamp, {false, false, false, true}), IsEmpty());
+    EXPECT_EQ(mostResultChunkBytes({false, false, true, true}),
+              encodeResultChunks(scene, kTimestamp, {false, false, true, true}).size());
 }
 
 TEST(ResultChunks, CountTheCodesThatHaveNoSlotAndNeverOutgrowTheAnnouncedSize) {

@@ -80,6 +80,28 @@ TEST(ResultContainer, LaysTheBlocksOutAsItsTableSays) {
     EXPECT_EQ(load(bytes, json + 4, 4) % 8, 0U);
 }
 
+TEST(ResultContainer, TakesAJpegFileForThePicture) {
+    const std::vector<std::uint8_t> file = {0xff, 0xd8, 1, 2, 3, 0xff, 0xd9};
+    const auto bytes = encodeContainer(sceneOf(67, 31), kTimestamp, file);
+    const std::size_t image = 24 + 64;
+    EXPECT_EQ(blockText(bytes, image), std::string(file.begin(), file.end()));
+    EXPECT_EQ(load(bytes, image + 12, 4), 67U);
+    EXPECT_EQ(load(bytes, image + 16, 4), 31U);
+    EXPECT_EQ(load(bytes, image + 32, 4), 1U);
+}
+
+TEST(ResultContainer, LeavesOutCodesRatherThanOutgrowTheAnnouncedSize) {
+    Scene scene = sceneOf(40, 30);
+    SceneCode code = matrixCode();
+    code.text = std::string(2000, '\x01');  // six bytes each in JSON
+    scene.read = {code, code, code, code, code, code, code, linearCode()};
+    EXPECT_LE(encodeContainer(scene, kTimestamp).size(), mostContainerBytes(40 * 30));
+    const auto leaves = documentsOf(scene);
+    EXPECT_EQ(leaves.at("ChunkQRCodeJson/value/DataCode/value/4/CodeType/value"), "QR");
+    EXPECT_EQ(leaves.count("ChunkQRCodeJson/value/DataCode/value/5/CodeType/value"), 0U);
+    EXPECT_EQ(leaves.at("ChunkBarCodeJson/value/BarCode/value/0/CodeType/value"), "CODE128");
+}
+
 TEST(ResultContainer, IsLongEnoughToBeRecognisedWithoutAPicture) {
     EXPECT_GE(encodeContainer(Scene{}, 0).size(), 576U);
 }
