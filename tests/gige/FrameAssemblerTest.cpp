@@ -15,6 +15,7 @@
 #include <optional>
 #include <random>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -377,6 +378,27 @@ TEST(FrameAssembler, DoesNotAskForMostOfAFrame) {
     bench.pass(milliseconds(300));
     EXPECT_TRUE(bench.requests.empty());
     EXPECT_EQ(bench.counters.lostFrames.get(), 1u);
+}
+
+// JPEG files are as long as what they show makes them.
+TEST(FrameAssembler, RepairsTheEndOfFramesWhoseLengthsVary) {
+    StreamSetup setup = Bench::standard();
+    setup.payloadBytes = 20000;
+    Bench bench(setup);
+    std::uint64_t block = 0;
+    for (const auto& [size, lost] : {std::pair(1000U, 0), {10000U, 0}, {3000U, 3}, {15000U, 50}}) {
+        const auto packets = PacketWriter{.blockId = ++block}.block(content(size, 1));
+        bench.feedAll({packets.begin(), packets.end() - lost});
+        bench.feed(PacketWriter{.blockId = block + 1}.leader());
+        for (int round = 0; round < 5; ++round) {
+            bench.pass(milliseconds(2));
+            for (const auto& request : std::exchange(bench.requests, {})) {
+                for (auto id = request.firstPacket; id <= request.lastPacket; ++id)
+                    if (id < packets.size()) bench.feed(packets[id]);
+            }
+        }
+    }
+    EXPECT_THAT(bench.ids(), ElementsAre(1U, 2U, 3U, 4U));
 }
 
 TEST(FrameAssembler, KeepsTheOrderWhileAnOlderFrameIsRepaired) {

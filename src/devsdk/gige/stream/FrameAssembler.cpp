@@ -137,6 +137,7 @@ void FrameAssembler::restart(bool extendedIds) {
     stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
     if (stride_ == 0) stride_ = kUnknownStride;
     trailerId_ = 0;
+    lengthsVary_ = false;
     newestId_ = lastClosedId_ = 0;
     closed_.fill({});
 }
@@ -249,7 +250,10 @@ void FrameAssembler::finish(OpenBlock& block) {
     if (!block.buffer) return drop(block, counters_.noBuffer);
     block.state = State::complete;
     stride_ = block.part.provenStride().value_or(stride_);
-    trailerId_ = block.part.knownEnd() - 1;
+    const std::uint32_t trailerId = block.part.knownEnd() - 1;
+    const auto [shorter, longer] = std::minmax(trailerId, trailerId_);
+    if (trailerId_ != 0 && longer - shorter > kAlwaysRequested) lengthsVary_ = true;
+    trailerId_ = trailerId;
     release();
 }
 
@@ -364,9 +368,11 @@ std::uint32_t FrameAssembler::endToAskFor(const OpenBlock& block, Time now) cons
     const std::uint32_t known = block.part.knownEnd();
     const bool tail = now >= tailDueAt(block) || block.askedEnd > known;
     if (block.part.hasTrailer() || !tail) return known;
+    const std::uint32_t step = known + kAlwaysRequested;
+    if (lengthsVary_) return step;
     const std::uint32_t end = expectedEnd(block);
     // Unless the next block has begun, the camera may just be slow, or exposing after its leader.
-    return block.tailSince != kNever ? end : std::min(end, known + kAlwaysRequested);
+    return block.tailSince != kNever ? end : std::min(end, step);
 }
 
 void FrameAssembler::requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end) {

@@ -144,6 +144,7 @@ class FrameAssembler {
     bool extendedIds_ = false;
     std::size_t stride_ = 0;          ///< payload of a full packet, learnt from complete frames
     std::uint32_t trailerId_ = 0;     ///< of the last complete frame: a guess for the next
+    bool lengthsVary_ = false;        ///< too much for that: the frames are JPEG files, for one
     std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start
     std::uint64_t lastClosedId_ = 0;  ///< 0: none
     Time lastProgress_{};             ///< when a packet last made a difference
