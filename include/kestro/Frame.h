@@ -24,7 +24,7 @@ class KESTRO_API Frame {
     Frame& operator=(const Frame&) { return *this; }  ///< @private
     virtual ~Frame();
 
-    /** First byte of the image; null when the camera sent results without an image. */
+    /** First byte of the image; null when the camera sent a container without an image. */
     virtual const std::uint8_t* getImageData() const = 0;
     /**
      * Size of the image buffer in bytes. With several images in one container it is the size of the
