@@ -5,9 +5,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+#include <array>
 #include <csignal>
+#include <cstdlib>
 #include <future>
 
 using namespace kestrocli;
@@ -198,6 +201,63 @@ TEST_F(ReadCommand, RefersToThePicturesThatItSaves) {
     for (const std::string& saved : {options_.saveFolder, options_.overlayFolder}) {
         EXPECT_TRUE(std::filesystem::exists(saved + "/F1-00000009.png")) << saved;
     }
+}
+
+/** A terminal in the place of stderr, for as long as it exists. */
+class TerminalAsStderr {
+ public:
+    TerminalAsStderr() : terminal_(posix_openpt(O_RDWR | O_NOCTTY)), before_(dup(STDERR_FILENO)) {
+        if (grantpt(terminal_) != 0 || unlockpt(terminal_) != 0) throw std::runtime_error("no pty");
+        const int end = open(ptsname(terminal_), O_RDWR | O_NOCTTY);
+        dup2(end, STDERR_FILENO);
+        close(end);
+    }
+    ~TerminalAsStderr() {
+        dup2(before_, STDERR_FILENO);
+        close(before_);
+        close(terminal_);
+    }
+    TerminalAsStderr(const TerminalAsStderr&) = delete;
+    TerminalAsStderr& operator=(const TerminalAsStderr&) = delete;
+
+    /** What was written until now. */
+    std::string written() {
+        std::string text;
+        std::array<char, 4096> buffer{};
+        for (pollfd readable{terminal_, POLLIN, 0}; poll(&readable, 1, 0) > 0;) {
+            const ssize_t count = read(terminal_, buffer.data(), buffer.size());
+            if (count <= 0) break;
+            text.append(buffer.data(), static_cast<std::size_t>(count));
+        }
+        return text;
+    }
+
+ private:
+    int terminal_;
+    int before_;
+};
+
+class StatusLineOfARead : public ReadCommand, public testing::WithParamInterface<const char*> {};
+INSTANTIATE_TEST_SUITE_P(, StatusLineOfARead, testing::Values("xterm", "dumb", ""));
+
+TEST_P(StatusLineOfARead, IsThereOnATerminalAloneAndGoneBeforeTheSummary) {
+    setenv("TERM", GetParam(), 1);
+    setenv("NO_COLOR", "1", 1);
+    TerminalAsStderr terminal;
+    options_.seconds = 0.5;  // longer than the line waits before it first appears
+    give({1, 2});
+    Output output(pipe_.writer());
+    EXPECT_EQ(readCamera({camera_, {}}, options_, output), ExitCode::ok);
+    const std::string seen = terminal.written();
+    const auto summary = seen.find("2 frames, ");
+    ASSERT_NE(summary, std::string::npos) << seen;
+    if (std::string_view(GetParam()) == "xterm") {
+        EXPECT_THAT(seen.substr(0, summary), HasSubstr("  2 frames"));
+        EXPECT_THAT(seen.substr(0, summary), EndsWith("\r\033[K"));
+    } else {
+        EXPECT_EQ(summary, 0U) << seen;
+    }
+    EXPECT_THAT(seen.substr(summary), testing::Not(HasSubstr("\033")));
 }
 
 }  // namespace
