@@ -22,13 +22,21 @@ constexpr Colour kInk{255, 255, 255};
 
 /** One for a kind of code, so that the kinds can be told apart; all are seen well on kGround. */
 Colour colourOf(std::int32_t codeType) {
-    constexpr std::array<Colour, 4> kOfLinearCodes = {
-        {{61, 224, 135}, {250, 230, 80}, {120, 235, 225}, {255, 176, 46}}};
+    constexpr Colour kYellow{250, 230, 80};
+    constexpr Colour kTurquoise{120, 235, 225};
+    constexpr Colour kGreen{61, 224, 135};
+    constexpr Colour kOrange{255, 176, 46};
+    constexpr Colour kCoral{255, 116, 96};
+    // In the order of their numbers: EAN, Code 39 and 93, Code 128, UPC, 2 of 5, Codabar, Code 128.
+    constexpr std::array<Colour, 12> kOfLinearCodes = {kYellow, kYellow, kTurquoise, kTurquoise,
+                                                       kGreen,  kYellow, kYellow,    kOrange,
+                                                       kCoral,  kGreen,  kGreen,     kGreen};
     constexpr std::array<Colour, 4> kOfMatrixCodes = {
-        {{80, 196, 255}, {255, 120, 214}, {184, 164, 255}, {255, 138, 108}}};
+        {{80, 196, 255}, {255, 120, 214}, {184, 164, 255}, kOrange}};
     constexpr std::uint32_t kFirstMatrixCode = 100;
     const auto type = static_cast<std::uint32_t>(codeType);
-    return (type < kFirstMatrixCode ? kOfLinearCodes : kOfMatrixCodes)[type % 4];
+    return type < kFirstMatrixCode ? kOfLinearCodes[type % kOfLinearCodes.size()]
+                                   : kOfMatrixCodes[type % kOfMatrixCodes.size()];
 }
 
 /** The text as it appears in a label, without what no label has room for. */
