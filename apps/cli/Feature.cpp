@@ -52,7 +52,7 @@ std::string hint(const Control& control, const std::string& name) {
     for (const auto& place : featureTree(control)) {
         if (place.name.size() > kLongestName) continue;
         const std::size_t mistakes = distance(lowerCase(name), lowerCase(place.name));
-        if (mistakes >= std::min(least, name.size())) continue;
+        if (mistakes >= least || 2 * mistakes > name.size()) continue;
         least = mistakes;
         best = place.name;
     }

@@ -102,6 +102,12 @@ bool isDevice(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
+std::string describe(const kestro::Frame& frame) {
+    if (frame.getWidth() == 0 || frame.getHeight() == 0) return "a frame without a picture";
+    return std::to_string(frame.getWidth()) + " x " + std::to_string(frame.getHeight()) + " " +
+           pixelFormatName(frame.getPixelFormat());
+}
+
 /** The file that a link stands for: the link is to stay one. */
 std::string targetOf(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr),
@@ -172,8 +178,7 @@ std::string ImageFolder::save(const kestro::Frame& frame, std::string_view seria
     const EncodedImage image = encodeImage(frame);
     std::string name = imageName(serial, number, image.extension);
     if (image.extension == "raw" && rawFormats_.insert(frame.getPixelFormat()).second) {
-        complain(name + ": " + std::to_string(frame.getWidth()) + " x " +
-                 std::to_string(frame.getHeight()) + " " + pixelFormatName(frame.getPixelFormat()) +
+        complain(name + ": " + describe(frame) +
                  " is saved as .raw, the bytes as the camera sent them; so are others like it");
     }
     writeWhole(path_ + "/" + name, image.bytes);
