@@ -145,25 +145,8 @@ void requireTwoFolders(const std::string& first, const std::string& second) {
     }
 }
 
-}  // namespace
-
-std::string codeLines(const kestro::Frame& frame, const Output& output) {
-    constexpr std::size_t kBlockColumns = 8;
-    constexpr std::size_t kTypeColumns = 10;
-    const std::string block = std::to_string(frame.getBlockId());
-    std::string lines;
-    for (const auto& code : frame.getBarcodes()) {
-        const std::string indent(block.size() < kBlockColumns ? kBlockColumns - block.size() : 0,
-                                 ' ');
-        lines += output.faint(indent + block + "  " +
-                              padded(visible(code->getCodeTypeName()), kTypeColumns) + "  ");
-        lines += visible(code->getCodeData()) + "\n";
-    }
-    return lines;
-}
-
-ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output& output) {
-    const std::vector<Assignment> assignments = assignmentsOf(options.assignments);
+ExitCode readCamera(const FoundCamera& found, const ReadOptions& options,
+                    const std::vector<Assignment>& assignments, Output& output) {
     Reading reading(options, found.record, output);
     const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
     const StopSignal stopSignal(mailbox->wake());
@@ -185,13 +168,35 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output
     return code;
 }
 
+}  // namespace
+
+std::string codeLines(const kestro::Frame& frame, const Output& output) {
+    constexpr std::size_t kBlockColumns = 8;
+    constexpr std::size_t kTypeColumns = 10;
+    const std::string block = std::to_string(frame.getBlockId());
+    std::string lines;
+    for (const auto& code : frame.getBarcodes()) {
+        const std::string indent(block.size() < kBlockColumns ? kBlockColumns - block.size() : 0,
+                                 ' ');
+        lines += output.faint(indent + block + "  " +
+                              padded(visible(code->getCodeTypeName()), kTypeColumns) + "  ");
+        lines += visible(code->getCodeData()) + "\n";
+    }
+    return lines;
+}
+
+ExitCode readCamera(const FoundCamera& found, const ReadOptions& options, Output& output) {
+    return readCamera(found, options, assignmentsOf(options.assignments), output);
+}
+
 ExitCode runRead(const ReadOptions& options, Output& output) {
     requireTwoFolders(options.saveFolder, options.overlayFolder);
-    // Before the network is searched: the quickest answer to a mistyped folder.
+    // Before the network is searched: the quickest answer to what is mistyped.
+    const std::vector<Assignment> assignments = assignmentsOf(options.assignments);
     for (const std::string& folder : {options.saveFolder, options.overlayFolder}) {
         if (!folder.empty()) prepareFolder(folder);
     }
-    return readCamera(findCamera(options.camera), options, output);
+    return readCamera(findCamera(options.camera), options, assignments, output);
 }
 
 }  // namespace kestrocli

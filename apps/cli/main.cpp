@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <map>
 #include <string>
 
@@ -48,18 +49,43 @@ CLI::Validator seconds(bool allowsZero) {
             ""};
 }
 
+template <typename Number>
+bool isNumberIn(const std::string& text, Number least, Number most) {
+    Number value = 0;
+    const char* end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, value);
+    return parsed.ec == std::errc() && parsed.ptr == end && value >= least && value <= most;
+}
+
 /** CLI11 itself takes "-3" and numbers of thirty digits for something that fits. */
 CLI::Validator wholeNumber(std::uint64_t least) {
     return {[least](std::string& text) {
-                std::uint64_t value = 0;
-                const char* end = text.data() + text.size();
-                const auto parsed = std::from_chars(text.data(), end, value);
-                const bool fits = parsed.ec == std::errc() && parsed.ptr == end && value >= least;
+                const bool fits =
+                    isNumberIn(text, least, std::numeric_limits<std::uint64_t>::max());
                 return fits ? std::string()
                             : "\"" + text + "\" is no whole number from " + std::to_string(least) +
                                   " on";
             },
             ""};
+}
+
+CLI::Validator wholeNumber(std::uint64_t least, std::uint64_t most) {
+    return {[least, most](std::string& text) {
+                return isNumberIn(text, least, most)
+                           ? std::string()
+                           : "\"" + text + "\" is no whole number from " + std::to_string(least) +
+                                 " to " + std::to_string(most);
+            },
+            std::to_string(least) + ".." + std::to_string(most)};
+}
+
+/** The text says the bounds as they are to be read. */
+CLI::Validator number(double least, double most, const char* bounds) {
+    return {[least, most, bounds](std::string& text) {
+                return isNumberIn(text, least, most) ? std::string()
+                                                     : "\"" + text + "\" is no number in " + bounds;
+            },
+            bounds};
 }
 
 CLI::Validator folder() {
@@ -118,24 +144,30 @@ void addRead(CLI::App& app, ReadOptions& options) {
 
 void addSimScenes(CLI::App& command, SimOptions& options) {
     command.add_option("--width", options.width, "Pixels; with --images, what the widest needs")
-        ->check(CLI::Range(64, 8192))
+        ->type_name("N")
+        ->check(wholeNumber(64, 8192))
         ->default_str("1280");
     command.add_option("--height", options.height, "Pixels; with --images, what the tallest needs")
-        ->check(CLI::Range(64, 8192))
+        ->type_name("N")
+        ->check(wholeNumber(64, 8192))
         ->default_str("1024");
-    CLI::Option* const seed =
-        command.add_option("--seed", options.seed, "Seed of the scenes; camera i gets SEED + i")
-            ->check(wholeNumber(0))
-            ->capture_default_str();
+    CLI::Option* const seed = command
+                                  .add_option("--seed", options.seed,
+                                              "Seed of the scenes; several get the following ones")
+                                  ->type_name("N")
+                                  ->check(wholeNumber(0))
+                                  ->capture_default_str();
     CLI::Option* const scenes =
         command.add_option("--scenes", options.scenes, "Number of different scenes")
-            ->check(CLI::Range(1, 1000))
+            ->type_name("N")
+            ->check(wholeNumber(1, 1000))
             ->capture_default_str();
     CLI::Option* const difficulty =
         command
             .add_option("--difficulty", options.difficulty,
                         "How hard the scenes are to read: blur, noise, contrast, perspective")
-            ->check(CLI::Range(0, 10))
+            ->type_name("N")
+            ->check(wholeNumber(0, 10))
             ->capture_default_str();
     command
         .add_option("--images", options.imageFolder,
@@ -149,7 +181,8 @@ void addSimScenes(CLI::App& command, SimOptions& options) {
 
 void addSimStream(CLI::App& command, SimOptions& options) {
     command.add_option("--fps", options.framesPerSecond, "Frames a second")
-        ->check(CLI::Range(0.1, 1000.0))
+        ->type_name("N")
+        ->check(number(0.1, 1000, "0.1..1000"))
         ->capture_default_str();
     command
         .add_option(
@@ -159,14 +192,16 @@ void addSimStream(CLI::App& command, SimOptions& options) {
         ->check(CLI::IsMember(formatNames()))
         ->capture_default_str();
     command.add_option("--link", options.linkMbits, "Pace packets to this many megabits a second")
-        ->check(CLI::Range(1.0, 100000.0))
+        ->type_name("N")
+        ->check(number(1, 100000, "1..100000"))
         ->capture_default_str();
 }
 
 void addSim(CLI::App& app, SimOptions& options) {
     CLI::App* command = app.add_subcommand("sim", "Run simulated cameras, until Ctrl-C");
     command->add_option("--count", options.count, "Number of cameras")
-        ->check(CLI::Range(1, 250))
+        ->type_name("N")
+        ->check(wholeNumber(1, 250))
         ->capture_default_str();
     command->add_option("--serial", options.serial, "Serial number; several get S-1, S-2 ...")
         ->capture_default_str();
