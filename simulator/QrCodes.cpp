@@ -66,7 +66,7 @@ class FinderSearch {
     }
 
     /** The runs through that sample, up and down or left and right; where their middle one lies. */
-    [[nodiscard]] std::optional<double> across(const Point& middle, const Point& step,
+    [[nodiscard]] std::optional<double> across(const Point& middle, const Point& step, int most,
                                                double* module) const {
         Runs runs{};
         double begin = 0;
@@ -75,7 +75,7 @@ class FinderSearch {
             for (std::size_t ring = 0; ring < 3; ++ring) {
                 const std::size_t place = way < 0 ? 2 - ring : 2 + ring;
                 const bool dark = ring != 1;
-                while (isInk(middle + step * (at * way)) == dark && runs[place] < ink_.height) {
+                while (isInk(middle + step * (at * way)) == dark && runs[place] < most) {
                     ++runs[place];
                     ++at;
                     if (!isInside(middle + step * (at * way))) break;
@@ -98,13 +98,14 @@ class FinderSearch {
 
     void check(int end, int y, const Runs& runs) {
         Point middle{end - runs[4] - runs[3] - runs[2] / 2.0, y + 0.5};
+        const int most = runs[0] + runs[1] + runs[2] + runs[3] + runs[4];
         double down = 0;
         double right = 0;
-        const auto offset = across({std::floor(middle.x) + 0.5, middle.y}, {0, 1}, &down);
+        const auto offset = across({std::floor(middle.x) + 0.5, middle.y}, {0, 1}, most, &down);
         if (!offset) return;
         middle.y = std::floor(middle.y) + *offset;
         const auto side =
-            across({std::floor(middle.x) + 0.5, std::floor(middle.y) + 0.5}, {1, 0}, &right);
+            across({std::floor(middle.x) + 0.5, std::floor(middle.y) + 0.5}, {1, 0}, most, &right);
         if (!side) return;
         middle.x = std::floor(middle.x) + *side;
         if (down > 1.6 * right || right > 1.6 * down) return;
