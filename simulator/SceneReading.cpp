@@ -18,6 +18,19 @@ std::uint32_t millisecondsSince(Clock::time_point begin) {
     return static_cast<std::uint32_t>(taken.count());
 }
 
+/** Whether it has the shape of a code that a camera can see; what was measured wrongly has not. */
+bool isPlausible(const FoundCode& code) {
+    constexpr double kLeastModule = 1;  // pixels
+    constexpr double kLeastSide = 6;
+    for (std::size_t i = 0; i < 4; ++i) {
+        const Point side = code.corners[(i + 1) % 4] - code.corners[i];
+        const Point next = code.corners[(i + 2) % 4] - code.corners[(i + 1) % 4];
+        const double turn = cross(side, next);
+        if (length(side) < kLeastSide || turn < length(side) * length(next) / 2) return false;
+    }
+    return code.pixelsPerModule >= kLeastModule;
+}
+
 /** Reads a picture from the easy codes to the hard ones, then ever smaller for the large ones. */
 class CodeReader {
  public:
@@ -67,6 +80,7 @@ class CodeReader {
     bool keep(const std::vector<FoundCode>& found) {
         const std::size_t before = codes_.size();
         for (const FoundCode& code : found) {
+            if (!isPlausible(code)) continue;
             blank(code);
             FoundCode full = code;
             for (Point& corner : full.corners) corner = corner * scale_;
