@@ -211,11 +211,13 @@ void StreamReceiver::dropWaitingPackets() {
 
 void StreamReceiver::run() {
     while (!stopped_.isRaised()) {
+        // That nothing is there holds for now, not for when this thread may run again: what comes
+        // meanwhile must not be given up for late.
+        const auto asked = FrameAssembler::Clock::now();
         const int count = ::recvmmsg(socket_.fd(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
         const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
-        const auto now = FrameAssembler::Clock::now();
-        if (count > 0) takeBatch(count, now);
-        assembler_->tick(now);
+        if (count > 0) takeBatch(count, FrameAssembler::Clock::now());
+        assembler_->tick(asked);
         if (failed) {
             pollfd stop{stopped_.fd(), POLLIN, 0};
             ::poll(&stop, 1, static_cast<int>(kErrorPause.count()));
