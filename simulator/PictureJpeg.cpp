@@ -16,6 +16,9 @@ namespace {
 // Of the largest picture, all coefficients of four colours, as a progressive one needs them.
 constexpr long kMostMemory = 640L << 20;
 
+// Each scan of a progressive file costs a pass over the whole picture; files have about ten.
+constexpr int kMostScans = 100;
+
 constexpr unsigned kCmykChannels = 4;
 
 /** Warnings after which pixels are made up. */
@@ -41,6 +44,7 @@ class JpegReader : public PictureReader {
         jpeg_.client_data = this;
         errors_.error_exit = leave;
         errors_.emit_message = judge;
+        progress_.progress_monitor = limitScans;
         if (!readHeader(file)) {
             jpeg_destroy_decompress(&jpeg_);
             fail();
@@ -69,6 +73,13 @@ class JpegReader : public PictureReader {
     static void judge(j_common_ptr jpeg, int level) {
         if (level < 0 && meansLoss(jpeg->err->msg_code)) leave(jpeg);
     }
+    static void limitScans(j_common_ptr jpeg) {
+        auto& self = *static_cast<JpegReader*>(jpeg->client_data);
+        if (self.jpeg_.input_scan_number <= kMostScans) return;
+        std::snprintf(self.message_.data(), self.message_.size(),  // NOLINT(*-vararg)
+                      "more than %d scans", kMostScans);
+        std::longjmp(self.jump_, 1);  // NOLINT(cert-err52-cpp)
+    }
 
     [[noreturn]] void fail() const {
         throw std::runtime_error(std::string("it is cut off or damaged (") + message_.data() + ")");
@@ -82,6 +93,7 @@ class JpegReader : public PictureReader {
     bool readHeader(std::FILE* file) {
         if (setjmp(jump_) != 0) return false;
         jpeg_create_decompress(&jpeg_);
+        jpeg_.progress = &progress_;
         jpeg_.mem->max_memory_to_use = kMostMemory;
         jpeg_stdio_src(&jpeg_, file);
         jpeg_read_header(&jpeg_, TRUE);
@@ -109,6 +121,7 @@ class JpegReader : public PictureReader {
 
     jpeg_decompress_struct jpeg_{};
     jpeg_error_mgr errors_{};
+    jpeg_progress_mgr progress_{};
     std::jmp_buf jump_{};
     std::array<char, JMSG_LENGTH_MAX> message_{};
 };

@@ -188,6 +188,21 @@ TEST(PictureFile, IsRefusedWithNameAndReason) {
     EXPECT_THAT(reasonAgainst(folder.path("a.jpg")), HasSubstr("9000 x 1 pixels"));
 }
 
+TEST(PictureFile, IsRefusedWithMoreScansThanPicturesHave) {
+    const TemporaryFolder folder;
+    writeJpeg(folder.path("a.jpg"), {90}, JCS_GRAYSCALE, true, {16, 16});
+    const std::string whole = folder.read("a.jpg");
+    const std::size_t end = whole.size() - 2;  // of the last scan
+    const std::size_t begin = whole.rfind("\xff\xda");
+    const auto reasonWith = [&](int scans) {
+        std::string bytes = whole.substr(0, end);
+        for (int i = 0; i < scans; ++i) bytes += whole.substr(begin, end - begin);
+        return reasonAgainst(folder.write("a.jpg", bytes + whole.substr(end)));
+    };
+    EXPECT_THAT(reasonWith(10), HasSubstr("no reason"));
+    EXPECT_THAT(reasonWith(200), HasSubstr("scans"));
+}
+
 class HostileFile : public testing::TestWithParam<const char*> {
  protected:
     /** A picture of the kind that the parameter names. */
