@@ -109,12 +109,16 @@ std::shared_ptr<const Scene> FrameSource::scene(std::uint64_t number) {
 
 JpegFiles::File JpegFiles::fileOf(const std::shared_ptr<const Scene>& scene, const Scene& view,
                                   const PictureSettings& settings) {
-    Kept& kept = kept_[scene.get()];
-    if (kept.scene.lock() != scene || kept.settings != settings) {
-        auto file = encodeJpeg(view, settings.compressionQuality);
-        kept = {scene, settings, std::make_shared<const Bytes>(std::move(file))};
+    const auto known = kept_.find(scene.get());
+    if (known != kept_.end() && known->second.scene.lock() == scene &&
+        known->second.settings == settings) {
+        return known->second.file;
     }
-    return kept.file;
+    // A picture that is loaded again is another scene: the files of those before would pile up.
+    std::erase_if(kept_, [](const auto& entry) { return entry.second.scene.expired(); });
+    auto file = std::make_shared<const Bytes>(encodeJpeg(view, settings.compressionQuality));
+    kept_[scene.get()] = {scene, settings, file};
+    return file;
 }
 
 FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,

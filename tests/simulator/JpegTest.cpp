@@ -53,5 +53,17 @@ TEST(JpegFiles, AreMadeOnceForEachPictureOfAScene) {
     EXPECT_NE(files.fileOf(one, *one, settings), worse);
 }
 
+TEST(JpegFiles, GoWithTheirScenes) {
+    JpegFiles files;
+    PictureSettings settings;
+    settings.compressionQuality = 90;
+    auto one = std::make_shared<const Scene>(noise(64, 16));
+    const auto other = std::make_shared<const Scene>(noise(64, 16));
+    const std::weak_ptr file = files.fileOf(one, *one, settings);
+    one.reset();
+    EXPECT_NE(files.fileOf(other, *other, settings), nullptr);
+    EXPECT_TRUE(file.expired());
+}
+
 }  // namespace
 }  // namespace kestrosim
