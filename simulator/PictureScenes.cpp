@@ -60,6 +60,8 @@ class PictureScenes : public SceneSource {
     }
 
  private:
+    using Pixels = std::vector<std::uint8_t>;
+
     void run() noexcept {
         pthread_setname_np(pthread_self(), "kestro-scenes");
         std::unique_lock lock(mutex_);
@@ -108,27 +110,29 @@ class PictureScenes : public SceneSource {
     }
 
     [[nodiscard]] std::shared_ptr<const Scene> make(std::size_t index) {
+        auto pixels = pixelsOf(index);
         std::optional<Scene>& reading = readings_[index];
+        if (!pixels) reading.reset();  // it may be whole again the next time
         auto scene = std::make_shared<Scene>(reading ? *reading : Scene());
+        const auto [width, height] = folder_.sensor();
         scene->image = folder_.name(index);
-        scene->width = folder_.sensor().width;
-        scene->height = folder_.sensor().height;
-        scene->pixels = pixelsOf(index);
-        if (reading) return scene;
+        scene->width = width;
+        scene->height = height;
+        scene->pixels = pixels ? std::move(*pixels) : Pixels(std::size_t{width} * height, kMidGrey);
+        if (reading || !pixels) return scene;
         readScene(*scene);
         reading = *scene;
         reading->pixels = {};
         return scene;
     }
 
-    /** A file that is damaged behind its header, or gone, is a picture without anything in it. */
-    [[nodiscard]] std::vector<std::uint8_t> pixelsOf(std::size_t index) {
+    /** Empty for a file that is damaged behind its header, or gone. */
+    [[nodiscard]] std::optional<Pixels> pixelsOf(std::size_t index) {
         try {
             return folder_.pixels(index);
         } catch (const std::runtime_error& error) {
             if (report_ && reported_.insert(index).second) report_(error.what());
-            const PictureSize sensor = folder_.sensor();
-            return std::vector<std::uint8_t>(std::size_t{sensor.width} * sensor.height, kMidGrey);
+            return std::nullopt;
         }
     }
 

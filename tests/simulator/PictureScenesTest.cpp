@@ -143,6 +143,30 @@ TEST(PictureScenes, ShowGreyForADamagedFileAndTellOnce) {
     EXPECT_THAT(told, testing::ElementsAre(AllOf(HasSubstr("a.pgm"), HasSubstr("cut off"))));
 }
 
+TEST(PictureScenes, HaveNoCodesWhileTheirFileIsDamaged) {
+    SceneOptions drawn;
+    drawn.count = 1;
+    const SceneSet set(drawn);
+    const std::string whole = pgmOf(*set.scene(0));
+    const std::string damaged = whole.substr(0, whole.size() / 2);
+    const TemporaryFolder folder;
+    folder.write("a.pgm", damaged);
+    // So many that the first one is let go of before it is prepared anew.
+    for (char name = 'b'; name < 'j'; ++name) {
+        folder.write(std::string(1, name) + ".pgm", pgm(1, 1, "x"));
+    }
+    const auto pictures = showPictures(showing(folder), 0);
+    const auto first = [&](const std::string& next) {
+        const auto texts = textsOf(*pictures->scene(0));
+        folder.write("a.pgm", next);
+        for (std::size_t i = 1; i < pictures->count(); ++i) static_cast<void>(pictures->scene(i));
+        return texts;
+    };
+    EXPECT_THAT(first(whole), testing::IsEmpty());
+    EXPECT_EQ(first(damaged), textsOf(*set.scene(0)));
+    EXPECT_THAT(first(damaged), testing::IsEmpty());
+}
+
 class LargePictureFolder : public testing::Test {
  protected:
     static constexpr std::size_t kCount = 12;
