@@ -35,7 +35,10 @@ bool isPlausible(const FoundCode& code) {
 class CodeReader {
  public:
     CodeReader(const Scene& scene, Clock::time_point begin)
-        : picture_(static_cast<int>(scene.width), static_cast<int>(scene.height)), begin_(begin) {
+        : width_(scene.width),
+          height_(scene.height),
+          picture_(static_cast<int>(scene.width), static_cast<int>(scene.height)),
+          begin_(begin) {
         picture_.pixels = scene.pixels;
     }
 
@@ -92,12 +95,15 @@ class CodeReader {
         return codes_.size() > before;
     }
 
+    /** Of a code at the picture's very edge the measured corner can lie a little beside it. */
+    [[nodiscard]] PixelPoint pixelOf(const Point& place) const {
+        return {static_cast<std::int32_t>(std::lround(std::clamp(place.x, 0.0, width_))),
+                static_cast<std::int32_t>(std::lround(std::clamp(place.y, 0.0, height_)))};
+    }
+
     [[nodiscard]] SceneCode resultOf(const FoundCode& code) const {
         SceneCode result{code.type, code.text, {}, 0, millisecondsSince(begin_)};
-        for (std::size_t i = 0; i < 4; ++i) {
-            result.corners[i] = {static_cast<std::int32_t>(std::lround(code.corners[i].x)),
-                                 static_cast<std::int32_t>(std::lround(code.corners[i].y))};
-        }
+        for (std::size_t i = 0; i < 4; ++i) result.corners[i] = pixelOf(code.corners[i]);
         // To a thousandth of a pixel: what a result document shows is then the very value.
         result.pixelsPerModule = static_cast<float>(std::round(code.pixelsPerModule * 1000) / 1000);
         return result;
@@ -148,6 +154,8 @@ class CodeReader {
         });
     }
 
+    double width_;  // of the scene
+    double height_;
     GreyMap picture_;   // what was read is blank in it
     double scale_ = 1;  // of the scene's pixels, of each of its own
     Clock::time_point begin_;

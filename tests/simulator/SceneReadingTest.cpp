@@ -234,6 +234,44 @@ TEST(SceneReading, LeavesOutACodeThatThePictureCutsThrough) {
     }
 }
 
+/** The piece of the scene that just holds the code, and nothing of what is around it. */
+Scene cutTightly(const Scene& scene, const SceneCode& code) {
+    const auto& corners = code.corners;
+    const auto [left, right] =
+        std::minmax({corners[0].x, corners[1].x, corners[2].x, corners[3].x});
+    const auto [top, bottom] =
+        std::minmax({corners[0].y, corners[1].y, corners[2].y, corners[3].y});
+    Scene piece;
+    piece.width = static_cast<std::uint32_t>(right - left);
+    piece.height = static_cast<std::uint32_t>(bottom - top);
+    for (int y = top; y < bottom; ++y) {
+        const auto row = scene.pixels.begin() + std::ptrdiff_t{y} * scene.width;
+        piece.pixels.insert(piece.pixels.end(), row + left, row + right);
+    }
+    return piece;
+}
+
+TEST(SceneReading, PutsNoCornerBesideThePicture) {
+    std::size_t read = 0;
+    for (std::uint32_t number = 0; number < 8; ++number) {
+        const Scene scene = drawScene(optionsOf(21), number);
+        for (const SceneCode& drawn : scene.drawn) {
+            Scene piece = cutTightly(scene, drawn);
+            readScene(piece);
+            read += piece.read.size();
+            for (const SceneCode& code : piece.read) {
+                for (const PixelPoint& corner : code.corners) {
+                    EXPECT_TRUE(corner.x >= 0 && corner.x <= static_cast<int>(piece.width))
+                        << code.type << ' ' << corner.x << " of " << piece.width;
+                    EXPECT_TRUE(corner.y >= 0 && corner.y <= static_cast<int>(piece.height))
+                        << code.type << ' ' << corner.y << " of " << piece.height;
+                }
+            }
+        }
+    }
+    EXPECT_GT(read, 0U);
+}
+
 TEST(SceneReading, ReadsNothingInNoiseStripesAndChequers) {
     std::mt19937 random(3);
     const auto noise = [&random](int, int) { return random() % 2 == 0; };
