@@ -13,7 +13,7 @@ int main(void) {
         isGood = frame && kstGetFrameInfo(frame, &info) == KST_OK;
         if (isGood) printf("frame %d: %u x %u\n", ++frames, info.width, info.height);
         for (uint32_t i = 0; isGood && i < info.barcodeCount; ++i) {
-            printf("  %-8s %s\n", info.barcodes[i].codeTypeName, info.barcodes[i].codeData);
+            printf("  %-9s %s\n", info.barcodes[i].codeTypeName, info.barcodes[i].codeData);
         }
         kstReleaseHandle(frame);
     }

@@ -12,7 +12,7 @@ int main() {
         if (!frame) return 5;
         std::printf("frame %d: %u x %u\n", ++frames, frame->getWidth(), frame->getHeight());
         for (const auto& code : frame->getBarcodes()) {
-            std::printf("  %-8s %s\n", code->getCodeTypeName().c_str(),
+            std::printf("  %-9s %s\n", code->getCodeTypeName().c_str(),
                         code->getCodeData().c_str());
         }
     }
