@@ -3,9 +3,9 @@
 // Has the first camera's frames delivered to a function: a thread of the library puts them into
 // a queue, the main thread takes three out. With `kestro sim --seed 7` you should see:
 //
-//     block 1: 1280 x 1024, first code: KST-330879-F3
-//     block 2: 1280 x 1024, first code: 00176457715802734413
-//     block 3: 1280 x 1024, first code: BOX 48/907
+//     block 1: 1280 x 1024, first code: P9330.87
+//     block 2: 1280 x 1024, first code: 922281766
+//     block 3: 1280 x 1024, first code: 22385937021451
 #include <kestro/kestro.h>
 
 #include <chrono>

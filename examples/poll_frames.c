@@ -4,18 +4,16 @@
 // in them. With `kestro sim --seed 7` in another terminal you should see:
 //
 //     block 1: 1280 x 1024, codes: 2
-//         CODE128: KST-330879-F3
-//         CODE128: 00349161677105664158
-//     block 2: 1280 x 1024, codes: 3
-//         CODE128: 00176457715802734413
-//         QR: Göteborg 49933
-//         QR: LOT 670434; QTY 54
-//     block 3: 1280 x 1024, codes: 5
-//         CODE128: BOX 48/907
-//         CODE128: KST-617231-50
-//         CODE128: 00138593702145199144
-//         CODE128: 00747148042571570016
-//         QR: LOT 150383; QTY 90
+//         CODE39: P9330.87
+//         PDF417: ORDER 28481263; BOX 1/6
+//     block 2: 1280 x 1024, codes: 5
+//         CODABARAB: 922281766
+//         CODE128: LOT546671
+//         ITF25: 22413652079195
+//         QR: 北京 75810
+//         QR: Σύρος 46704
+//     block 3: 1280 x 1024, codes: 1
+//         ITF25: 22385937021451
 #include <kestro/kestro_c.h>
 
 #include <inttypes.h>
