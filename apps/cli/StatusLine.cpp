@@ -3,6 +3,7 @@
 
 #include "Output.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <cstdlib>
@@ -20,6 +21,9 @@ bool isLogWatched() {
 }
 
 void writeToTerminal(std::string_view text) {
+    // A terminal that takes nothing, because of Ctrl-S for one, must not hold the reading up.
+    pollfd writable{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&writable, 1, 0) <= 0) return;
     // What does not fit into the terminal's buffer now is drawn the next time.
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }

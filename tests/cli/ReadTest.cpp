@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fakes.h"
 #include "Read.h"
+#include "StatusLine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <future>
@@ -258,6 +261,17 @@ TEST_P(StatusLineOfARead, IsThereOnATerminalAloneAndGoneBeforeTheSummary) {
         EXPECT_EQ(summary, 0U) << seen;
     }
     EXPECT_THAT(seen.substr(summary), testing::Not(HasSubstr("\033")));
+}
+
+TEST(StatusLine, DoesNotWaitForATerminalThatIsStopped) {
+    setenv("TERM", "xterm", 1);
+    const TerminalAsStderr terminal;
+    StatusLine line;
+    ASSERT_EQ(tcflow(STDERR_FILENO, TCOOFF), 0);
+    const auto shown = std::async(std::launch::async, [&line] { line.show("12 frames"); });
+    const auto ended = shown.wait_for(std::chrono::seconds(10));
+    tcflow(STDERR_FILENO, TCOON);  // so that it ends in any case
+    EXPECT_EQ(ended, std::future_status::ready);
 }
 
 }  // namespace
