@@ -109,7 +109,7 @@ TEST(SceneReading, FindsWhatWasDrawn) {
 }
 
 TEST(SceneReading, IsPartialWithOneLabelSpoiltAndNoReadWithAll) {
-    for (std::uint32_t number = 0; number < 5; ++number) {
+    for (std::uint32_t number = 0; number < 3; ++number) {
         Scene scene = drawScene(optionsOf(11), number);
         SCOPED_TRACE(scene.drawn.front().type);
         spoil(scene, scene.drawn.front());
@@ -180,7 +180,7 @@ Scene turnedClockwise(const Scene& scene) {
 }
 
 TEST(SceneReading, KeepsACodesOwnUpperLeftWhicheverWayItLies) {
-    for (std::uint32_t number = 0; number < 3; ++number) {
+    for (std::uint32_t number = 0; number < 2; ++number) {
         Scene scene = drawScene(optionsOf(12, 900, 700), number);
         for (int quarters = 1; quarters <= 3; ++quarters) {
             SCOPED_TRACE(testing::Message() << number << " turned by " << quarters);
@@ -216,7 +216,7 @@ TEST(SceneReading, FindsLargeModulesAsWell) {
 }
 
 TEST(SceneReading, LeavesOutACodeThatThePictureCutsThrough) {
-    for (std::uint32_t number = 0; number < 4; ++number) {
+    for (std::uint32_t number = 0; number < 2; ++number) {
         Scene scene = drawScene(optionsOf(11), number);
         const SceneCode cut = scene.drawn.front();
         const int middle = (cut.corners[0].x + cut.corners[2].x) / 2;
