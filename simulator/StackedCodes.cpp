@@ -59,6 +59,8 @@ double patternFit(const std::vector<double>& profile, double module, double last
 int modulesAcross(const std::vector<double>& profile) {
     constexpr int kMostColumns = 30;
     constexpr int kMostTilt = 7;  // times two percent
+    // Tilted enough, a column too many fits, too; patterns that fit well get about 5.
+    constexpr double kCostOfTilt = 2;
     int best = kLeastModules;
     double bestFit = 0;
     for (int columns = 1; columns <= kMostColumns; ++columns) {
@@ -66,7 +68,8 @@ int modulesAcross(const std::vector<double>& profile) {
         const double module = static_cast<double>(profile.size()) / modules;
         for (int tilt = -kMostTilt; tilt <= kMostTilt; ++tilt) {
             const double share = tilt * 0.02;
-            const double fit = patternFit(profile, module * (1 + share), module * (1 - share));
+            const double fit = patternFit(profile, module * (1 + share), module * (1 - share)) -
+                               kCostOfTilt * std::abs(share);
             if (fit <= bestFit) continue;
             best = modules;
             bestFit = fit;
