@@ -38,13 +38,31 @@ std::pair<double, double> extentAlong(Spot axis, const Spots& spots) {
     return {low, high};
 }
 
-/** From a rectangle to the point of an outline that is nearest to its middle. */
-double distanceBetween(const Rect& rect, const Outline& outline) {
-    const Spot spot =
-        nearestPoint(outline, {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2});
+double distanceBetween(const Rect& rect, Spot spot) {
     const double dx = std::max({rect.left - spot.x, spot.x - rect.right, 0.0});
     const double dy = std::max({rect.top - spot.y, spot.y - rect.bottom, 0.0});
     return std::hypot(dx, dy);
+}
+
+/** From a rectangle to the point of an outline that is nearest to its middle. */
+double distanceFromMiddle(const Rect& rect, const Outline& outline) {
+    return distanceBetween(
+        rect, nearestPoint(outline, {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2}));
+}
+
+/** Between a rectangle and an outline beside it: one of the two is nearest with a corner. */
+double clearance(const Rect& rect, const Outline& outline) {
+    double least = std::numeric_limits<double>::max();
+    for (const Spot& corner : outline) least = std::min(least, distanceBetween(rect, corner));
+    for (const Spot& corner : cornersOf(rect)) {
+        const Spot spot = nearestPoint(outline, corner);
+        least = std::min(least, std::hypot(spot.x - corner.x, spot.y - corner.y));
+    }
+    return least;
+}
+
+Rect grown(const Rect& rect, double by) {
+    return {rect.left - by, rect.top - by, rect.right + by, rect.bottom + by};
 }
 
 /** The rectangle moved, by no more than it must be, to where it lies within the picture. */
@@ -121,7 +139,9 @@ class Placement {
         constexpr double kTouching = 3;
         constexpr double kOverCode = 10;
         constexpr double kOverLabel = 20;
-        double cost = distanceBetween(label, codes_[code]) / label.height();
+        constexpr double kNearerToAnother = 1;
+        double cost = distanceFromMiddle(label, codes_[code]) / label.height();
+        if (isNearerToAnother(label, code)) cost += kNearerToAnother;
         for (std::size_t i = 0; i < codes_.size(); ++i) {
             if (overlap(label, bounds_[i]) && kestrocli::overlap(label, codes_[i])) {
                 cost += kTouching + kOverCode * shareCovered(label, bounds_[i]);
@@ -131,6 +151,17 @@ class Placement {
             if (overlap(label, other)) cost += kTouching + kOverLabel * shareCovered(label, other);
         }
         return cost;
+    }
+
+    /** Such a label would seem to be that of the other code. */
+    [[nodiscard]] bool isNearerToAnother(const Rect& label, std::size_t code) const {
+        const double own = clearance(label, codes_[code]);
+        const Rect around = grown(label, own);
+        for (std::size_t i = 0; i < codes_.size(); ++i) {
+            if (i == code || !overlap(around, bounds_[i])) continue;
+            if (clearance(label, codes_[i]) < own) return true;
+        }
+        return false;
     }
 
     Rect room_;

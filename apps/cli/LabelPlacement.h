@@ -24,8 +24,8 @@ struct LabelSize {
 
 /**
  * Finds a place for each code's label, as near to the code as can be without covering that, other
- * codes or other labels. The sizes are one for each code, and each label must fit into the room:
- * that is where all of them end up.
+ * codes or other labels, and without being nearer to another code. The sizes are one for each code,
+ * and each label must fit into the room: that is where all of them end up.
  */
 [[nodiscard]] std::vector<Rect> placeLabels(const Rect& room, const std::vector<Outline>& codes,
                                             const std::vector<LabelSize>& sizes);

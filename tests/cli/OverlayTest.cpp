@@ -126,6 +126,16 @@ TEST(LabelPlacement, KeepsLabelsInsideAndOffCodesAndEachOther) {
     }
 }
 
+TEST(LabelPlacement, LeavesNoDoubtWhoseLabelItIs) {
+    // Below the first, where a label would be otherwise, the second is nearer.
+    const std::vector<Outline> codes = {{{100, 100}, {300, 100}, {300, 140}, {100, 140}},
+                                        {{100, 170}, {300, 170}, {300, 210}, {100, 210}}};
+    const std::vector<Rect> labels =
+        placeLabels({0, 0, 400, 300}, codes, std::vector<LabelSize>(2, {90, 20}));
+    EXPECT_LE(labels[0].bottom, 100);
+    EXPECT_GE(labels[1].top, 210);
+}
+
 FakeFrame picture(std::uint32_t format, std::vector<std::uint8_t> image) {
     FakeFrame frame;
     frame.width = frame.height = 2;
