@@ -32,13 +32,14 @@ std::uint32_t hostAddress(const sockaddr* address) {
 }
 
 [[noreturn]] void failToBind(const Endpoint& local, int reason) {
-    std::string text = addressText(local.address) + ": UDP port " + std::to_string(local.port);
+    std::string text = addressText(local.address) + ": ";
+    const std::string port = "UDP port " + std::to_string(local.port);
     if (reason == EADDRINUSE) {
-        text += " is already in use, perhaps by another simulated camera";
+        text += port + " is already in use, perhaps by another simulated camera";
     } else if (reason == EADDRNOTAVAIL) {
-        text += " cannot be used: no interface of this host has that address";
+        text += "no interface of this host has that address";
     } else {
-        text += std::string(" cannot be used: ") + std::strerror(reason);
+        text += port + " cannot be used: " + std::strerror(reason);
     }
     throw std::runtime_error(text);
 }
