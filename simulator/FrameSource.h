@@ -48,7 +48,9 @@ class JpegFiles {
     std::unordered_map<const Scene*, Kept> kept_;  ///< the latest of each scene
 };
 
-/** What the camera looks at: the scenes, seen through its sensor window and exposure. One thread.
+/**
+ * What the camera looks at: the scenes, seen through its sensor window and exposure.
+ * One thread, but for stop().
  */
 class FrameSource {
  public:
@@ -59,6 +61,8 @@ class FrameSource {
     /** The frame that the settings make of a scene. */
     [[nodiscard]] FramePayload expose(const std::shared_ptr<const Scene>& scene,
                                       const StreamSettings& settings, std::uint64_t timestamp);
+    /** Ends the waiting in scene(), by an exception. Threads: any. */
+    void stop() const { scenes_.stop(); }
 
  private:
     JpegFiles jpegFiles_;

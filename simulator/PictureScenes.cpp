@@ -12,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <stdexcept>
+#include <stop_token>
 #include <thread>
 
 namespace kestrosim {
@@ -35,11 +36,7 @@ class PictureScenes : public SceneSource {
           loading_([this] { run(); }) {}
 
     ~PictureScenes() override {
-        {
-            const std::lock_guard lock(mutex_);
-            stopping_ = true;
-        }
-        changed_.notify_all();
+        PictureScenes::stop();
         loading_.join();
     }
     PictureScenes(const PictureScenes&) = delete;
@@ -59,13 +56,21 @@ class PictureScenes : public SceneSource {
         return found->second;
     }
 
+    void stop() override {
+        stop_.request_stop();
+        const std::lock_guard lock(mutex_);
+        if (!failure_)
+            failure_ = std::make_exception_ptr(std::runtime_error("no more pictures are loaded"));
+        changed_.notify_all();
+    }
+
  private:
     using Pixels = std::vector<std::uint8_t>;
 
     void run() noexcept {
         pthread_setname_np(pthread_self(), "kestro-scenes");
         std::unique_lock lock(mutex_);
-        while (!stopping_ && !failure_) {
+        while (!failure_) {
             if (const auto index = missing()) {
                 load(lock, *index);
             } else {
@@ -101,8 +106,8 @@ class PictureScenes : public SceneSource {
             failure = std::current_exception();
         }
         lock.lock();
-        failure_ = failure;
-        if (scene) loaded_[index] = std::move(scene);
+        if (!failure_) failure_ = failure;
+        if (!failure_) loaded_[index] = std::move(scene);
         std::erase_if(loaded_, [this](const auto& entry) {
             return !isSoon(entry.first) && !awaited_.contains(entry.first);
         });
@@ -120,7 +125,7 @@ class PictureScenes : public SceneSource {
         scene->height = height;
         scene->pixels = pixels ? std::move(*pixels) : Pixels(std::size_t{width} * height, kMidGrey);
         if (reading || !pixels) return scene;
-        readScene(*scene);
+        readScene(*scene, stop_.get_token());
         reading = *scene;
         reading->pixels = {};
         return scene;
@@ -140,6 +145,8 @@ class PictureScenes : public SceneSource {
     const std::function<void(const std::string&)> report_;
     const std::size_t kept_;
 
+    std::stop_source stop_;
+
     // Of the loading thread alone.
     std::vector<std::optional<Scene>> readings_;  // without pixels
     std::set<std::size_t> reported_;
@@ -150,7 +157,6 @@ class PictureScenes : public SceneSource {
     std::multiset<std::size_t> awaited_;  // by those who wait in scene()
     std::map<std::size_t, std::shared_ptr<const Scene>> loaded_;
     std::exception_ptr failure_;  // what ended the loading, out of memory for one
-    bool stopping_ = false;
 
     std::thread loading_;  // the last: it begins when everything else is there
 };

@@ -84,6 +84,8 @@ class SceneSet {
     [[nodiscard]] std::uint32_t count() const;
     /** The scene of that number (modulo count()); waits until it is prepared. Immutable. */
     [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number) const;
+    /** No scene is prepared any more: scene() throws std::runtime_error instead of waiting. */
+    void stop() const;
 
  private:
     std::unique_ptr<SceneSource> source_;

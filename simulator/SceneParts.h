@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stop_token>
 
 #include "Scene.h"
 
@@ -12,8 +13,11 @@ namespace kestrosim {
 /** Draws the scene of that number: pixels and `drawn` are set, nothing is read yet. */
 [[nodiscard]] Scene drawScene(const SceneOptions& options, std::uint32_t number);
 
-/** Reads the codes in the pixels: sets `read`, `status` and `readMilliseconds`. */
-void readScene(Scene& scene);
+/**
+ * Reads the codes in the pixels: sets `read`, `status` and `readMilliseconds`. Asked to stop, it
+ * leaves the rest of the picture.
+ */
+void readScene(Scene& scene, const std::stop_token& stop = {});
 
 /** Where the scenes of a set come from. Threads: any. */
 class SceneSource {
@@ -26,6 +30,8 @@ class SceneSource {
     [[nodiscard]] virtual std::size_t count() const = 0;
     /** Waits until the scene of that number, less than count(), is there. */
     [[nodiscard]] virtual std::shared_ptr<const Scene> scene(std::size_t index) = 0;
+    /** Leaves what is being prepared: scene() throws std::runtime_error where it would wait. */
+    virtual void stop() = 0;
 };
 
 /**

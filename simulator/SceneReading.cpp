@@ -34,11 +34,12 @@ bool isPlausible(const FoundCode& code) {
 /** Reads a picture from the easy codes to the hard ones, then ever smaller for the large ones. */
 class CodeReader {
  public:
-    CodeReader(const Scene& scene, Clock::time_point begin)
+    CodeReader(const Scene& scene, Clock::time_point begin, std::stop_token stop)
         : width_(scene.width),
           height_(scene.height),
           picture_(static_cast<int>(scene.width), static_cast<int>(scene.height)),
-          begin_(begin) {
+          begin_(begin),
+          stop_(std::move(stop)) {
         picture_.pixels = scene.pixels;
     }
 
@@ -46,7 +47,7 @@ class CodeReader {
         constexpr int kLeastSide = 500;  // of a picture that is looked at in half its size as well
         readRegions(Effort::plain);
         readRegions(Effort::more);
-        while (std::min(picture_.width, picture_.height) >= kLeastSide) {
+        while (std::min(picture_.width, picture_.height) >= kLeastSide && !stop_.stop_requested()) {
             picture_ = halved(picture_.view());
             scale_ *= 2;
             readRegions(Effort::plain);
@@ -58,6 +59,7 @@ class CodeReader {
  private:
     void readRegions(Effort effort) {
         for (const CodeRegion& region : findCodeRegions(picture_.view())) {
+            if (stop_.stop_requested()) return;
             readRegion(region, effort);
         }
     }
@@ -67,6 +69,7 @@ class CodeReader {
         constexpr double kMostlyBars = 0.5;
         const bool barsFirst = region.oneWay > kMostlyBars;
         if (barsFirst && readBars(region, effort)) return;
+        if (stop_.stop_requested()) return;
         const UprightCut cut(picture_.view(), region);
         if (keep(readQrCodes(cut)) || keep(readDataMatrixCodes(cut)) ||
             keep(readStackedCodes(cut, effort))) {
@@ -159,6 +162,7 @@ class CodeReader {
     GreyMap picture_;   // what was read is blank in it
     double scale_ = 1;  // of the scene's pixels, of each of its own
     Clock::time_point begin_;
+    std::stop_token stop_;
     std::vector<FoundCode> found_;
     std::vector<SceneCode> codes_;
 };
@@ -184,9 +188,9 @@ ReadStatus statusOf(const Scene& scene) {
 
 }  // namespace
 
-void readScene(Scene& scene) {
+void readScene(Scene& scene, const std::stop_token& stop) {
     const auto begin = Clock::now();
-    scene.read = CodeReader(scene, begin).read();
+    scene.read = CodeReader(scene, begin, stop).read();
     scene.status = statusOf(scene);
     scene.readMilliseconds = millisecondsSince(begin);
 }

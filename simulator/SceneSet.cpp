@@ -2,11 +2,13 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <stdexcept>
+#include <stop_token>
 #include <thread>
+#include <utility>
 
 #include "Scene.h"
 #include "SceneParts.h"
@@ -20,7 +22,7 @@ class DrawnScenes : public SceneSource {
     explicit DrawnScenes(const SceneOptions& options)
         : options_(options), count_(std::max(options.count, 1U)), preparing_([this] { run(); }) {}
     ~DrawnScenes() override {
-        stopping_ = true;
+        DrawnScenes::stop();
         preparing_.join();
     }
     DrawnScenes(const DrawnScenes&) = delete;
@@ -35,26 +37,35 @@ class DrawnScenes : public SceneSource {
         return prepared_[index];
     }
 
+    void stop() override {
+        stop_.request_stop();
+        fail(std::make_exception_ptr(std::runtime_error("no more scenes are prepared")));
+    }
+
  private:
     void prepareOne(std::uint32_t number) {
         auto scene = std::make_shared<Scene>(drawScene(options_, number));
-        readScene(*scene);
+        readScene(*scene, stop_.get_token());
         const std::lock_guard lock(mutex_);
-        prepared_.push_back(std::move(scene));
+        if (!failure_) prepared_.push_back(std::move(scene));
     }
 
     void run() noexcept {
         pthread_setname_np(pthread_self(), "kestro-scenes");
-        for (std::uint32_t i = 0; i < count_ && !stopping_; ++i) {
+        for (std::uint32_t i = 0; i < count_ && !stop_.stop_requested(); ++i) {
             try {
                 prepareOne(i);
             } catch (...) {
-                const std::lock_guard lock(mutex_);
-                failure_ = std::current_exception();
-                stopping_ = true;
+                return fail(std::current_exception());
             }
             changed_.notify_all();
         }
+    }
+
+    void fail(std::exception_ptr why) {
+        const std::lock_guard lock(mutex_);
+        if (!failure_) failure_ = std::move(why);
+        changed_.notify_all();
     }
 
     const SceneOptions options_;
@@ -65,7 +76,7 @@ class DrawnScenes : public SceneSource {
     std::vector<std::shared_ptr<const Scene>> prepared_;
     std::exception_ptr failure_;  // what ended the preparing, out of memory for one
 
-    std::atomic<bool> stopping_{false};
+    std::stop_source stop_;
     std::thread preparing_;  // the last: it begins when everything else is there
 };
 
@@ -86,5 +97,7 @@ std::uint32_t SceneSet::count() const { return static_cast<std::uint32_t>(source
 std::shared_ptr<const Scene> SceneSet::scene(std::uint64_t number) const {
     return source_->scene(static_cast<std::size_t>(number % source_->count()));
 }
+
+void SceneSet::stop() const { source_->stop(); }
 
 }  // namespace kestrosim

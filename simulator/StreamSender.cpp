@@ -118,6 +118,7 @@ StreamSender::~StreamSender() {
         quit_ = true;
         work_.notify_all();
     }
+    source_.stop();
     thread_.join();
 }
 
@@ -232,7 +233,7 @@ void StreamSender::sendFrame(Lock& lock) {
         sent = makeFrame(lock);
     } catch (const std::exception&) {
         // No memory for a picture: a camera that has stopped by itself.
-        if (std::exchange(acquiring_, false)) tell(CameraEvent::acquisitionEnd);
+        if (std::exchange(acquiring_, false) && !quit_) tell(CameraEvent::acquisitionEnd);
     }
     if (!sent) return;
     beginFrame(sent);

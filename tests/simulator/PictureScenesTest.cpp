@@ -193,6 +193,12 @@ TEST_F(LargePictureFolder, KeepsThePixelsOfTheNextPicturesOnly) {
     EXPECT_LE(kept, 5U);
 }
 
+TEST_F(LargePictureFolder, LetsNobodyWaitOnceItIsStopped) {
+    static_cast<void>(pictures_->scene(0));
+    pictures_->stop();
+    EXPECT_THROW(static_cast<void>(pictures_->scene(kCount - 1)), std::runtime_error);
+}
+
 TEST_F(LargePictureFolder, ServesThoseWhoLookAtDifferentEndsOfIt) {
     std::barrier together(2);
     const auto look = [&](std::size_t first) {

@@ -6,6 +6,8 @@
 #include <functional>
 #include <random>
 #include <set>
+#include <stdexcept>
+#include <stop_token>
 #include <string_view>
 
 #include "SceneParts.h"
@@ -232,6 +234,19 @@ TEST(SceneReading, LeavesOutACodeThatThePictureCutsThrough) {
             EXPECT_TRUE(std::any_of(scene.drawn.begin(), scene.drawn.end(), isDrawn)) << read.text;
         }
     }
+}
+
+TEST(SceneReading, LeavesThePictureWhenItIsAskedToStop) {
+    Scene scene = drawScene(optionsOf(7), 0);
+    std::stop_source stop;
+    stop.request_stop();
+    readScene(scene, stop.get_token());
+    EXPECT_TRUE(scene.read.empty());
+    SceneOptions many = optionsOf(7);
+    many.count = 1000;
+    const SceneSet set(many);
+    set.stop();
+    EXPECT_THROW(static_cast<void>(set.scene(999)), std::runtime_error);
 }
 
 /** The piece of the scene that just holds the code, and nothing of what is around it. */
