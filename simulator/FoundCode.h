@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,10 @@ struct FoundCode {
 /** How hard to try; what is more costs more and is for codes that less did not read. */
 enum class Effort { plain, more };
 
-/** The bar codes in the region whose bars are upright in it. */
+/** The bar codes in the region whose bars are upright in it, as far as it is not to stop. */
 [[nodiscard]] std::vector<FoundCode> readLinearCodes(const PictureView& picture,
-                                                     const CodeRegion& region, Effort effort);
+                                                     const CodeRegion& region, Effort effort,
+                                                     const std::stop_token& stop);
 
 /** The region held upright, and what is ink in it. */
 struct UprightCut {

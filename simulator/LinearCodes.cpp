@@ -67,8 +67,9 @@ class LinearReader {
           across_(region.isLarge() ? 1 : 3),
           grey_(cutOut(picture, region.frame, region.width, region.height, across_, 1)) {}
 
-    [[nodiscard]] std::vector<FoundCode> read() {
+    [[nodiscard]] std::vector<FoundCode> read(const std::stop_token& stop) {
         for (int top = 0; top + kBandRows <= grey_.height; top += kBandStep) {
+            if (stop.stop_requested()) return {};
             const GreyMap band = bandOf(grey_, top);
             readBand(band, top);
             if (effort_ == Effort::plain) continue;
@@ -219,8 +220,8 @@ class LinearReader {
 }  // namespace
 
 std::vector<FoundCode> readLinearCodes(const PictureView& picture, const CodeRegion& region,
-                                       Effort effort) {
-    return LinearReader(picture, region, effort).read();
+                                       Effort effort, const std::stop_token& stop) {
+    return LinearReader(picture, region, effort).read(stop);
 }
 
 }  // namespace kestrosim

@@ -79,7 +79,7 @@ class CodeReader {
     }
 
     [[nodiscard]] bool readBars(const CodeRegion& region, Effort effort) {
-        return keep(readLinearCodes(picture_.view(), region, effort));
+        return keep(readLinearCodes(picture_.view(), region, effort, stop_));
     }
 
     /** Whether there was something new among them. */
