@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
+#include <limits>
 #include <optional>
 
 #include "FoundCode.h"
@@ -42,15 +44,30 @@ class FinderSearch {
     explicit FinderSearch(const GreyMap& ink) : ink_(ink) {}
 
     [[nodiscard]] std::vector<Finder> search() {
-        for (int y = 0; y < ink_.height; y += kRowStep) searchRow(y);
-        std::erase_if(finders_, [](const Finder& finder) { return finder.seen < 2; });
-        std::sort(finders_.begin(), finders_.end(),
+        constexpr int kRowsAtOnce = 32;
+        for (int y = 0; y < ink_.height; y += kRowStep) {
+            if (y % kRowsAtOnce == 0) closeAbove(y);
+            searchRow(y);
+        }
+        closeAbove(std::numeric_limits<int>::max());
+        std::sort(closed_.begin(), closed_.end(),
                   [](const Finder& a, const Finder& b) { return a.seen > b.seen; });
-        if (finders_.size() > kMostFinders) finders_.resize(kMostFinders);
-        return finders_;
+        if (closed_.size() > kMostFinders) closed_.resize(kMostFinders);
+        return std::move(closed_);
     }
 
  private:
+    /** Those too far above to be seen again; noise would make ever more of them to look through. */
+    void closeAbove(int y) {
+        const auto open = [y](const Finder& finder) {
+            return finder.middle.y + 8 * finder.module >= y;
+        };
+        for (const Finder& finder : finders_) {
+            if (!open(finder) && finder.seen >= 2) closed_.push_back(finder);
+        }
+        std::erase_if(finders_, std::not_fn(open));
+    }
+
     void searchRow(int y) {
         Runs runs{};
         int run = 0;
@@ -125,7 +142,8 @@ class FinderSearch {
     }
 
     const GreyMap& ink_;
-    std::vector<Finder> finders_;
+    std::vector<Finder> finders_;  // that rows may still cross
+    std::vector<Finder> closed_;
 };
 
 /** The dark and light rings of a finder as the code's eighth row and column, light, close them. */
