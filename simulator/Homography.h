@@ -3,16 +3,9 @@
 
 #include <array>
 
+#include "Geometry.h"
+
 namespace kestrosim {
-
-/** A place on a plane. */
-struct PlanePoint {
-    double x = 0;
-    double y = 0;
-};
-
-/** The outline of what is flat, from its upper left corner on, clockwise as one sees it. */
-using Quad = std::array<PlanePoint, 4>;
 
 /**
  * How a camera sees a flat thing: straight lines stay straight.
@@ -24,12 +17,12 @@ class Homography {
     /** Rows of the matrix that takes (x, y, 1) to (x', y', 1) times some number. */
     explicit Homography(const std::array<double, 9>& rows) : rows_(rows) {}
 
-    [[nodiscard]] PlanePoint at(const PlanePoint& point) const {
+    [[nodiscard]] Point at(const Point& point) const {
         const double scale = rows_[6] * point.x + rows_[7] * point.y + rows_[8];
         return {(rows_[0] * point.x + rows_[1] * point.y + rows_[2]) / scale,
                 (rows_[3] * point.x + rows_[4] * point.y + rows_[5]) / scale};
     }
-    [[nodiscard]] Quad at(const Quad& quad) const {
+    [[nodiscard]] Outline at(const Outline& quad) const {
         return {at(quad[0]), at(quad[1]), at(quad[2]), at(quad[3])};
     }
     [[nodiscard]] const std::array<double, 9>& rows() const { return rows_; }

@@ -73,8 +73,9 @@ bool compress(const Scene& scene, std::uint32_t quality, File& file) {
 std::vector<std::uint8_t> fileOf(const Scene& scene, std::uint32_t quality) {
     File file;
     const bool isDone = compress(scene, quality, file);
-    const std::unique_ptr<unsigned char, decltype(&std::free)> owned(file.data, std::free);
+    // After an error it may be memory that libjpeg has freed already.
     if (!isDone) throw std::runtime_error("the picture cannot become a JPEG file");
+    const std::unique_ptr<unsigned char, decltype(&std::free)> owned(file.data, std::free);
     return {file.data, file.data + file.size};
 }
 

@@ -26,7 +26,7 @@ Homography tilted(const Label& label, const LabelPose& pose) {
         {cosineOf(pose.tiltAcross), 0, 0, 0, cosineOf(pose.tiltDown), 0, across, down, 1 + depth});
 }
 
-Box boundsOf(const Quad& quad) {
+Box boundsOf(const Outline& quad) {
     const auto [left, right] = std::minmax({quad[0].x, quad[1].x, quad[2].x, quad[3].x});
     const auto [top, bottom] = std::minmax({quad[0].y, quad[1].y, quad[2].y, quad[3].y});
     return {static_cast<int>(left) - 1, static_cast<int>(top) - 1, static_cast<int>(right) + 2,
@@ -35,9 +35,9 @@ Box boundsOf(const Quad& quad) {
 
 /** A pixel's middle on the face, and what one pixel to the right and one down make there. */
 struct Spot {
-    PlanePoint at;
-    PlanePoint right;
-    PlanePoint down;
+    Point at;
+    Point right;
+    Point down;
 };
 
 Spot spotOf(const std::array<double, 9>& m, double x, double y) {
@@ -56,7 +56,7 @@ class FaceSampler {
         : width_(label.width), height_(label.height), face_(drawFace(label)) {}
 
     /** Quarters from the face's nearest edge; negative outside. */
-    [[nodiscard]] double depthAt(const PlanePoint& at) const {
+    [[nodiscard]] double depthAt(const Point& at) const {
         return std::min(std::min(at.x, width_ - at.x), std::min(at.y, height_ - at.y));
     }
 
@@ -101,8 +101,8 @@ class FaceSampler {
 /** The ground's grey where the label takes the light from it, softly at the shadow's edge. */
 int shadowed(int ground, const FaceSampler& face, const Spot& spot) {
     static constexpr std::array<int, 4> kPercentLeft{90, 81, 73, 66};
-    const PlanePoint shade{spot.at.x - kShadowPixels * (spot.right.x + spot.down.x),
-                           spot.at.y - kShadowPixels * (spot.right.y + spot.down.y)};
+    const Point shade{spot.at.x - kShadowPixels * (spot.right.x + spot.down.x),
+                      spot.at.y - kShadowPixels * (spot.right.y + spot.down.y)};
     const double depth = face.depthAt(shade);
     if (depth < 0) return ground;
     const int step = std::min(static_cast<int>(depth) / kFine, 3);
@@ -119,15 +119,15 @@ Homography pictureOf(const Label& label, const LabelPose& pose) {
         .after(Homography::moving(-label.width / 2.0, -label.height / 2.0));
 }
 
-Quad quadOf(const Box& box, const Homography& picture) {
+Outline quadOf(const Box& box, const Homography& picture) {
     const double left = box.left;
     const double top = box.top;
     const double right = box.right;
     const double bottom = box.bottom;
-    return picture.at(Quad{{{left, top}, {right, top}, {right, bottom}, {left, bottom}}});
+    return picture.at(Outline{{{left, top}, {right, top}, {right, bottom}, {left, bottom}}});
 }
 
-Quad outlineOf(const Label& label, const LabelPose& pose, int growPixels) {
+Outline outlineOf(const Label& label, const LabelPose& pose, int growPixels) {
     const Box face{0, 0, label.width, label.height};
     return quadOf(face.grownBy(growPixels * kFine), pictureOf(label, pose));
 }

@@ -8,7 +8,7 @@ namespace kestrosim {
 
 /** How a label lies in the picture. */
 struct LabelPose {
-    PlanePoint centre;
+    Point centre;
     int degrees = 0;     ///< clockwise from upright
     int tiltAcross = 0;  ///< degrees, about the label's upright axis: one side recedes
     int tiltDown = 0;    ///< degrees, about its level axis: its head or its foot recedes
@@ -18,10 +18,10 @@ struct LabelPose {
 [[nodiscard]] Homography pictureOf(const Label& label, const LabelPose& pose);
 
 /** The outline of a label of that pose, grown by that many pixels on all sides. */
-[[nodiscard]] Quad outlineOf(const Label& label, const LabelPose& pose, int growPixels);
+[[nodiscard]] Outline outlineOf(const Label& label, const LabelPose& pose, int growPixels);
 
 /** Where the box of the label's face lies in the picture. */
-[[nodiscard]] Quad quadOf(const Box& box, const Homography& picture);
+[[nodiscard]] Outline quadOf(const Box& box, const Homography& picture);
 
 /** Puts the label's face with its shadow on the picture: each pixel as dark as what it covers. */
 void drawLabel(Canvas& canvas, const Label& label, const Homography& picture);

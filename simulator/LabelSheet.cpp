@@ -14,29 +14,29 @@ constexpr int kPlaceUnit = 16;    // labels lie on sixteenths of a pixel
 
 bool isReadAnyWayRound(const std::string& type) { return type == "QR" || type == "DM"; }
 
-double side(const PlanePoint& from, const PlanePoint& to, const PlanePoint& point) {
+double side(const Point& from, const Point& to, const Point& point) {
     return (to.x - from.x) * (point.y - from.y) - (to.y - from.y) * (point.x - from.x);
 }
 
 /** Whether one side of the quad has all of these points beyond it. */
-bool parts(const Quad& quad, const Quad& points) {
+bool parts(const Outline& quad, const Outline& points) {
     for (std::size_t i = 0; i < quad.size(); ++i) {
-        const PlanePoint& from = quad[i];
-        const PlanePoint& to = quad[(i + 1) % quad.size()];
+        const Point& from = quad[i];
+        const Point& to = quad[(i + 1) % quad.size()];
         if (std::all_of(points.begin(), points.end(),
-                        [&](const PlanePoint& point) { return side(from, to, point) < 0; })) {
+                        [&](const Point& point) { return side(from, to, point) < 0; })) {
             return true;
         }
     }
     return false;
 }
 
-double distance(const PlanePoint& a, const PlanePoint& b) {
+double distance(const Point& a, const Point& b) {
     return std::sqrt((a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y));
 }
 
 /** Of the code's narrowest element, as drawn: the mean along the code, of a matrix both ways. */
-double pixelsPerModule(const Label& label, const Quad& code) {
+double pixelsPerModule(const Label& label, const Outline& code) {
     const double across = (distance(code[0], code[1]) + distance(code[3], code[2])) / 2;
     const double perColumn = across / label.modules.width();
     if (!isReadAnyWayRound(label.said.type)) return perColumn;
@@ -113,7 +113,7 @@ bool LabelSheet::findPlace(const Label& label, LabelPose& pose) {
 }
 
 /** Where the middle of such an outline may lie, in units of places, both ends included. */
-Box LabelSheet::centresFor(const Quad& outline) const {
+Box LabelSheet::centresFor(const Outline& outline) const {
     const int edge = std::min({10, room_.width() / 40, room_.height() / 40});
     const Box room = room_.grownBy(-edge);
     const auto [left, right] =
@@ -125,8 +125,8 @@ Box LabelSheet::centresFor(const Quad& outline) const {
             rounded((room.bottom - bottom) * kPlaceUnit)};
 }
 
-bool LabelSheet::isFree(const Quad& outline) const {
-    return std::all_of(taken_.begin(), taken_.end(), [&outline](const Quad& label) {
+bool LabelSheet::isFree(const Outline& outline) const {
+    return std::all_of(taken_.begin(), taken_.end(), [&outline](const Outline& label) {
         return parts(outline, label) || parts(label, outline);
     });
 }
@@ -134,7 +134,7 @@ bool LabelSheet::isFree(const Quad& outline) const {
 void LabelSheet::draw(const Label& label, const LabelPose& pose) {
     const Homography picture = pictureOf(label, pose);
     drawLabel(canvas_, label, picture);
-    const Quad code = quadOf(label.code, picture);
+    const Outline code = quadOf(label.code, picture);
     SceneCode truth{label.said.type, label.said.text, {}, 0, 0};
     for (std::size_t i = 0; i < code.size(); ++i) {
         truth.corners[i] = {rounded(code[i].x), rounded(code[i].y)};

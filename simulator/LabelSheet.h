@@ -42,15 +42,15 @@ class LabelSheet {
     [[nodiscard]] bool isTooLarge(const Label& label) const;
     [[nodiscard]] LabelPose poseOf(const Label& label, bool isUpright);
     [[nodiscard]] bool findPlace(const Label& label, LabelPose& pose);
-    [[nodiscard]] Box centresFor(const Quad& outline) const;
-    [[nodiscard]] bool isFree(const Quad& outline) const;
+    [[nodiscard]] Box centresFor(const Outline& outline) const;
+    [[nodiscard]] bool isFree(const Outline& outline) const;
     void draw(const Label& label, const LabelPose& pose);
 
     Canvas& canvas_;
     Box room_;
     int tiltPercent_;
     SeededRandom& random_;
-    std::vector<Quad> taken_;
+    std::vector<Outline> taken_;
     std::set<std::string> texts_;
     std::vector<SceneCode> codes_;
 };
