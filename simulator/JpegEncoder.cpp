@@ -52,6 +52,9 @@ bool compress(const Scene& scene, std::uint32_t quality, File& file) {
     job.err = jpeg_std_error(&errors);
     errors.error_exit = leave;
     if (setjmp(errors.at) != 0) {
+        // Once it writes, libjpeg may have put another buffer in the place of this one, freed it
+        // and not said so.
+        if (job.next_scanline > 0) file.data = nullptr;
         jpeg_destroy_compress(&job);
         return false;
     }
@@ -73,9 +76,8 @@ bool compress(const Scene& scene, std::uint32_t quality, File& file) {
 std::vector<std::uint8_t> fileOf(const Scene& scene, std::uint32_t quality) {
     File file;
     const bool isDone = compress(scene, quality, file);
-    // After an error it may be memory that libjpeg has freed already.
-    if (!isDone) throw std::runtime_error("the picture cannot become a JPEG file");
     const std::unique_ptr<unsigned char, decltype(&std::free)> owned(file.data, std::free);
+    if (!isDone) throw std::runtime_error("the picture cannot become a JPEG file");
     return {file.data, file.data + file.size};
 }
 
