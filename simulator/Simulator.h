@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "FaultPlan.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -44,7 +46,12 @@ struct CameraOptions {
 
     /** A file whose bytes are served as the GenICam description instead; empty: the built-in one.
      */
-    std::string descriptionFile;
+    std::string descriptionFile = {};
+
+    /** What goes wrong; by itself, nothing does. */
+    FaultPlan faults = {};
+    /** The last 16 bytes of each image are its stamp: see docs/simulator.md. */
+    bool stampsImages = false;
 };
 
 /** What a camera has done since it was switched on; the counters only grow. */

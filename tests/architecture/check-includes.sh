@@ -48,15 +48,17 @@ BEGIN {
     row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
     sim = "simulator"
     scene = sim "/scene"
-    row(sim, sim " " sim "/device =pictures/PictureFolder.h", posix)
+    row(sim, sim " " sim "/device " sim "/faults =pictures/PictureFolder.h", posix)
     row(scene, scene, "pthread\\.h|rapidjson/.*")
     row(sim "/drawing", scene " " sim "/drawing", "ZXing/.*")
     row(sim "/reading", scene " " sim "/reading", "ZXing/.*")
     row(sim "/pictures", scene " " sim "/pictures", posix "|(jerror|jpeglib|png)\\.h")
     row(sim "/wire", sim "/wire", "-")
+    row(sim "/faults", scene " " sim "/faults", "rapidjson/.*")
     row(sim "/results", scene " " sim "/wire " sim "/results", "jpeglib\\.h|rapidjson/.*")
-    row(sim "/device", sim " " scene " " sim "/wire " sim "/results " sim "/device", posix "|zlib\\.h")
-    cli = "apps/cli =simulator/Simulator.h =simulator/scene/Scene.h"
+    row(sim "/device", sim " " scene " " sim "/wire " sim "/results " sim "/faults " sim "/device", \
+        posix "|zlib\\.h")
+    cli = "apps/cli =simulator/Simulator.h =simulator/scene/Scene.h =simulator/faults/FaultPlan.h"
     row("apps/cli", cli, public "|" posix "|(jpeglib|png)\\.h|rapidjson/(writer|stringbuffer)\\.h")
     row("apps/cli/main.cpp", cli, public "|" posix "|CLI/.*")
 }
