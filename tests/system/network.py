@@ -6,6 +6,7 @@ network. A namespace is there as long as a process is in it: each is held by one
 the test ends.
 """
 import contextlib
+import json
 import os
 import subprocess
 
@@ -17,12 +18,13 @@ STREAM = f"udp sport != {GVCP_PORT}"  # what a camera sends that is no answer to
 
 
 class Host:
-    """A machine of its own; also a router, once it forwards()."""
+    """A machine of its own, or, once it forwards() or switches(), what is between two."""
 
     def __init__(self, stack):
         self.stack = stack
         self.devices = []
         self.routes = []
+        self.is_switch = False
         shell = "ip link set lo up && echo here && exec cat"
         holder = subprocess.Popen(["unshare", "--net", "sh", "-c", shell], stdin=subprocess.PIPE,
                                   stdout=subprocess.PIPE)
@@ -74,11 +76,28 @@ class Host:
         self.ip("route", "replace", *words)
 
     def add_address(self, device, address):
-        """`address` with its prefix: 192.0.2.1/24."""
         self.ip("addr", "add", address, "broadcast", "+", "dev", device)
 
     def forwards(self):
+        """Makes a router of the host."""
         self.set("ip_forward", 1)
+
+    def switches(self):
+        """Makes a switch of the host: what is plugged in then needs no address at this end."""
+        self.ip("link", "add", "bridge", "type", "bridge")
+        self.ip("link", "set", "bridge", "up")
+        self.is_switch = True
+
+    def plug(self, device, address):
+        """Takes a device into use, with an address and its prefix: 192.0.2.1/24."""
+        if self.is_switch:
+            self.ip("link", "set", device, "master", "bridge")
+        else:
+            self.add_address(device, address)
+        self.ip("link", "set", device, "up")
+
+    def received_bytes(self, device):
+        return json.loads(self.ip("-json", "-statistics", "link", "show", device))[0]["stats64"]["rx"]["bytes"]
 
     def drop(self, match):
         """Drops what comes in and matches, as nftables writes it; accept() ends that."""
@@ -138,8 +157,7 @@ class Network:
         """Joins two (host, address) with a cable whose ends have these MTU; the second is the one to be pulled."""
         cable = Cable(one[0], other[0], mtu)
         for (host, address), device in ((one, cable.near), (other, cable.far)):
-            host.add_address(device, address)
-            host.ip("link", "set", device, "up")
+            host.plug(device, address)
         return cable
 
     def camera(self, *options, serial="FAR", subnet="192.0.2", mtu=(9000, 9000)):
