@@ -121,7 +121,7 @@ class Placement {
             double liked = 0;
             for (const Rect& wish : placesAround(around, size.width, size.height, gap)) {
                 const Rect place = movedInto(room_, wish);
-                const double cost = costOf(place, code) + liked;
+                const double cost = costOf(place, code, least - liked) + liked;
                 liked += 0.02;
                 if (cost >= least) continue;
                 least = cost;
@@ -134,14 +134,14 @@ class Placement {
     [[nodiscard]] const std::vector<Rect>& labels() const { return labels_; }
 
  private:
-    [[nodiscard]] double costOf(const Rect& label, std::size_t code) const {
+    /** Not less than the limit, and no more exact than that, where the cost is not below it. */
+    [[nodiscard]] double costOf(const Rect& label, std::size_t code, double limit) const {
         // Touching counts by itself: a code that is covered a little is not to be seen whole.
         constexpr double kTouching = 3;
         constexpr double kOverCode = 10;
         constexpr double kOverLabel = 20;
         constexpr double kNearerToAnother = 1;
         double cost = distanceFromMiddle(label, codes_[code]) / label.height();
-        if (isNearerToAnother(label, code)) cost += kNearerToAnother;
         for (std::size_t i = 0; i < codes_.size(); ++i) {
             if (overlap(label, bounds_[i]) && kestrocli::overlap(label, codes_[i])) {
                 cost += kTouching + kOverCode * shareCovered(label, bounds_[i]);
@@ -150,6 +150,8 @@ class Placement {
         for (const Rect& other : labels_) {
             if (overlap(label, other)) cost += kTouching + kOverLabel * shareCovered(label, other);
         }
+        // Last, for among very many codes it is the dearest question.
+        if (cost < limit && isNearerToAnother(label, code)) cost += kNearerToAnother;
         return cost;
     }
 
