@@ -8,6 +8,7 @@ the test ends.
 import contextlib
 import json
 import os
+import re
 import subprocess
 
 import harness
@@ -165,3 +166,8 @@ class Network:
         host, there = self.host(), self.host()
         cable = self.cable((host, subnet + ".1/24"), (there, subnet + ".2/24"), mtu)
         return host, cable, there.camera(serial, subnet + ".2", *options)
+
+
+def counted(text, name):
+    """Of what a reader says at its end: "stream: frames delivered 12, frames lost 0"."""
+    return int(re.search(rf"^stream: .*\b{name} (\d+)", text, re.M)[1])
