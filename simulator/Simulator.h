@@ -54,7 +54,7 @@ struct CameraOptions {
     bool stampsImages = false;
 };
 
-/** What a camera has done since it was switched on; the counters only grow. */
+/** What a camera has done since it was switched on first; the counters only grow. */
 struct CameraStatistics {
     std::uint64_t framesSent = 0;
     std::uint64_t packetsSent = 0;  ///< GVSP packets, resent ones included
@@ -67,6 +67,7 @@ struct CameraStatistics {
     std::uint64_t commandsRefused = 0;   ///< with another status than success
     std::uint64_t eventsSent = 0;        ///< each once, however often it was repeated
     std::uint64_t eventsAcknowledged = 0;
+    std::uint64_t incidents = 0;    ///< of the fault plan that have begun
     std::uint64_t blockId = 0;      ///< of the latest frame
     std::uint64_t leaderBytes = 0;  ///< UDP payload of the latest leader
     std::uint32_t pixelFormat = 0;  ///< as the latest leader said; 0: it said none

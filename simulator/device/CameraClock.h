@@ -16,6 +16,12 @@ class CameraClock {
 
     [[nodiscard]] std::uint64_t ticks() const { return hostTicks() - origin_.load(); }
     void reset() { origin_.store(hostTicks()); }
+    /** Goes on that much later, or earlier; not earlier than 0. */
+    void jump(std::chrono::nanoseconds by) {
+        const auto origin = origin_.load() - static_cast<std::uint64_t>(by.count());
+        const bool isBefore0 = by.count() < 0 && ticks() < static_cast<std::uint64_t>(-by.count());
+        origin_.store(isBefore0 ? hostTicks() : origin);
+    }
 
  private:
     static std::uint64_t hostTicks() {

@@ -41,6 +41,8 @@ class GvcpCommands {
     [[nodiscard]] std::vector<std::uint8_t> answer(Bytes datagram, const Endpoint& from);
     /** Takes control back from an application that has been silent too long. */
     void expireControl(Clock::time_point now);
+    /** Takes control back from the application that has it, and ends what it set going. */
+    void loseControl();
     /** When expireControl() has something to do at the earliest; empty while nothing can expire. */
     [[nodiscard]] std::optional<Clock::time_point> controlExpiry() const;
     /** The address that a FORCEIP gave the camera since the last call. */
@@ -83,7 +85,6 @@ class GvcpCommands {
                               std::span<std::uint8_t> to);
     [[nodiscard]] Status write(const Endpoint& from, std::uint32_t address, Bytes bytes);
     [[nodiscard]] Status writeControl(const Endpoint& from, std::uint32_t value);
-    void loseControl();
     void publishControl();
 
     NetworkIdentity identity_;

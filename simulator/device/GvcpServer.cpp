@@ -25,10 +25,11 @@ constexpr int kDatagramsInARow = 64;
 }  // namespace
 
 GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
-                       MessageSender& messages)
+                       MessageSender& messages, const Cable& cable)
     : registers_(registers),
       stream_(stream),
       messages_(messages),
+      cable_(cable),
       wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     try {
@@ -49,13 +50,15 @@ GvcpServer::~GvcpServer() {
 // Each camera of a host has broadcast sockets of its own: the kernel gives every one of them a
 // copy.
 UdpSocket GvcpServer::listenAt(std::uint32_t address) {
-    UdpSocket own({address, kGvcpPort}, UdpSocket::Sharing::exclusive);
+    UdpSocket own({address, kGvcpPort}, UdpSocket::Sharing::exclusive, cable_);
     const HostInterface network = interfaceOf(address).value_or(HostInterface{});
     std::vector<UdpSocket> broadcasts;
-    broadcasts.emplace_back(Endpoint{kLimitedBroadcast, kGvcpPort}, UdpSocket::Sharing::shared);
+    broadcasts.emplace_back(Endpoint{kLimitedBroadcast, kGvcpPort}, UdpSocket::Sharing::shared,
+                            cable_);
     const std::uint32_t subnetBroadcast = address | ~network.mask;
     if (subnetBroadcast != address && subnetBroadcast != kLimitedBroadcast) {
-        broadcasts.emplace_back(Endpoint{subnetBroadcast, kGvcpPort}, UdpSocket::Sharing::shared);
+        broadcasts.emplace_back(Endpoint{subnetBroadcast, kGvcpPort}, UdpSocket::Sharing::shared,
+                                cable_);
     }
     std::swap(own_, own);
     broadcasts_ = std::move(broadcasts);
@@ -67,6 +70,11 @@ void GvcpServer::start(GvcpCommands& commands) {
     thread_ = std::thread([this, &commands] { run(commands); });
 }
 
+void GvcpServer::loseControl() {
+    losesControl_ = true;
+    ::eventfd_write(wakeDescriptor_, 1);
+}
+
 void GvcpServer::run(GvcpCommands& commands) {
     ::pthread_setname_np(::pthread_self(), "sim-control");
     while (!quit_) {
@@ -76,6 +84,9 @@ void GvcpServer::run(GvcpCommands& commands) {
             waiting.push_back({socket.descriptor(), POLLIN, 0});
         }
         ::poll(waiting.data(), waiting.size(), pollTimeoutMs(commands));
+        eventfd_t ignored = 0;
+        ::eventfd_read(wakeDescriptor_, &ignored);
+        if (losesControl_.exchange(false)) commands.loseControl();
         serveAll(commands);
         commands.expireControl(GvcpCommands::Clock::now());
     }

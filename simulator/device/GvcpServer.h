@@ -22,13 +22,15 @@ class GvcpServer {
  public:
     /** Takes the sockets; throws std::runtime_error when a port is taken. */
     GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
-               MessageSender& messages);
+               MessageSender& messages, const Cable& cable);
     ~GvcpServer();
     GvcpServer(const GvcpServer&) = delete;
     GvcpServer& operator=(const GvcpServer&) = delete;
 
     /** Begins to answer. */
     void start(GvcpCommands& commands);
+    /** The application that controls the camera does so no more. */
+    void loseControl();
     [[nodiscard]] std::uint64_t commandsAnswered() const { return commandsAnswered_; }
 
  private:
@@ -43,11 +45,13 @@ class GvcpServer {
     RegisterMap& registers_;
     StreamSender& stream_;
     MessageSender& messages_;
+    const Cable& cable_;
     UdpSocket own_;
     std::vector<UdpSocket> broadcasts_;
     int interfaceIndex_ = 0;
     int wakeDescriptor_;
     std::atomic<bool> quit_{false};
+    std::atomic<bool> losesControl_{false};
     std::atomic<std::uint64_t> commandsAnswered_{0};
     std::thread thread_;
 };

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -18,6 +19,9 @@ namespace kestrosim {
 namespace {
 
 constexpr std::size_t kMostWaiting = 256;
+constexpr std::uint64_t kFloodAtOnce = 64;
+constexpr std::array kEvents = {CameraEvent::acquisitionStart, CameraEvent::acquisitionEnd,
+                                CameraEvent::frameTrigger, CameraEvent::readingDone};
 
 /** Acknowledge: 0 status16 | 2 command16 | 4 length16 | 6 request id16; any status ends it. */
 bool isAcknowledgeOf(const std::vector<std::uint8_t>& message, const std::uint8_t* answer) {
@@ -27,9 +31,12 @@ bool isAcknowledgeOf(const std::vector<std::uint8_t>& message, const std::uint8_
 
 }  // namespace
 
-MessageSender::MessageSender(std::uint32_t address, RegisterMap& registers)
+MessageSender::MessageSender(std::uint32_t address, RegisterMap& registers,
+                             const CameraClock& clock, const Cable& cable)
     : registers_(registers),
-      socket_({address, 0}, UdpSocket::Sharing::exclusive),
+      clock_(clock),
+      cable_(cable),
+      socket_({address, 0}, UdpSocket::Sharing::exclusive, cable_),
       wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     publishPort(socket_);
@@ -48,16 +55,17 @@ Endpoint MessageSender::destination() const {
             static_cast<std::uint16_t>(registers_.word(reg::kMessagePort))};
 }
 
+bool MessageSender::isWanted(CameraEvent event) const {
+    return registers_.word(reg::kEventNotification + 4 * static_cast<std::uint32_t>(event)) != 0;
+}
+
 void MessageSender::publishPort(const UdpSocket& socket) {
     registers_.setWord(reg::kMessageSourcePort, socket.local().port);
 }
 
 void MessageSender::raise(const Happening& happening) {
-    const auto index = static_cast<std::uint32_t>(happening.event);
     const Endpoint to = destination();
-    if (to.port == 0 || to.address == 0 ||
-        registers_.word(reg::kEventNotification + 4 * index) == 0)
-        return;
+    if (to.port == 0 || to.address == 0 || !isWanted(happening.event)) return;
     {
         const std::lock_guard lock(mutex_);
         if (waiting_.size() >= kMostWaiting) return;
@@ -66,8 +74,13 @@ void MessageSender::raise(const Happening& happening) {
     ::eventfd_write(wakeDescriptor_, 1);
 }
 
+void MessageSender::flood(std::uint32_t events) {
+    flood_ += events;
+    ::eventfd_write(wakeDescriptor_, 1);
+}
+
 void MessageSender::moveTo(std::uint32_t address) {
-    UdpSocket socket({address, 0}, UdpSocket::Sharing::exclusive);
+    UdpSocket socket({address, 0}, UdpSocket::Sharing::exclusive, cable_);
     publishPort(socket);
     {
         const std::lock_guard lock(mutex_);
@@ -87,6 +100,7 @@ void MessageSender::run() {
         changeSocket();
         takeAcknowledges();
         advance();
+        if (flood_ != 0) sendFlood();
     }
 }
 
@@ -126,16 +140,40 @@ bool MessageSender::sendNext() {
         waiting_.pop_front();
     }
     if (next.to != destination()) return true;
-    lastId_ = static_cast<std::uint16_t>(lastId_ == 0xffff ? 1 : lastId_ + 1);
     const std::chrono::milliseconds patience(registers_.word(reg::kMessageTimeout));
     const bool wantsAcknowledge = patience.count() > 0;
-    Sent sent{encodeEvent(next.happening, lastId_, wantsAcknowledge), next.to,
+    Sent sent{encodeEvent(next.happening, nextId(), wantsAcknowledge), next.to,
               registers_.word(reg::kMessageRetries), patience, Clock::now() + patience};
     // One that cannot be delivered is like one lost on the way.
     static_cast<void>(socket_.sendTo(sent.to, sent.datagram));
     ++eventsSent_;
     if (wantsAcknowledge) sent_ = std::move(sent);
     return true;
+}
+
+std::uint16_t MessageSender::nextId() {
+    lastId_ = static_cast<std::uint16_t>(lastId_ == 0xffff ? 1 : lastId_ + 1);
+    return lastId_;
+}
+
+// Events that the application wants, in turns; each is about a frame of its own.
+void MessageSender::sendFlood() {
+    std::vector<CameraEvent> wanted;
+    std::copy_if(kEvents.begin(), kEvents.end(), std::back_inserter(wanted),
+                 [this](CameraEvent event) { return isWanted(event); });
+    const Endpoint to = destination();
+    if (wanted.empty() || to.port == 0 || to.address == 0) {
+        flood_ = 0;
+        return;
+    }
+    const std::uint64_t count = std::min(flood_.load(), kFloodAtOnce);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::uint64_t left = flood_--;
+        const Happening happening{
+            .event = wanted[left % wanted.size()], .timestamp = clock_.ticks(), .blockId = left};
+        static_cast<void>(socket_.sendTo(to, encodeEvent(happening, nextId(), false)));
+        ++eventsSent_;
+    }
 }
 
 void MessageSender::sendAgain() {
@@ -146,6 +184,7 @@ void MessageSender::sendAgain() {
 }
 
 int MessageSender::pollTimeoutMs() const {
+    if (flood_ != 0) return 0;
     if (!sent_) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(sent_->giveUpAt - Clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Cable.h"
+#include "CameraClock.h"
 #include "EventMessage.h"
 #include "RegisterMap.h"
 #include "UdpSocket.h"
@@ -23,7 +25,8 @@ namespace kestrosim {
 class MessageSender {
  public:
     /** Throws std::runtime_error when there is no socket for that address. */
-    MessageSender(std::uint32_t address, RegisterMap& registers);
+    MessageSender(std::uint32_t address, RegisterMap& registers, const CameraClock& clock,
+                  const Cable& cable);
     ~MessageSender();
     MessageSender(const MessageSender&) = delete;
     MessageSender& operator=(const MessageSender&) = delete;
@@ -33,6 +36,11 @@ class MessageSender {
      * very many still to be told it is dropped.
      */
     void raise(const Happening& happening);
+    /**
+     * Tells of so many events at once and waits for no acknowledge. It takes turns with those that
+     * the application wants to be told of; one that wants none is told nothing.
+     */
+    void flood(std::uint32_t events);
     /** Sends from another address of this host from now on. Throws as the constructor. */
     void moveTo(std::uint32_t address);
     [[nodiscard]] std::uint64_t eventsSent() const { return eventsSent_; }
@@ -60,14 +68,20 @@ class MessageSender {
     void changeSocket();
     void takeAcknowledges();
     void advance();
+    [[nodiscard]] bool isWanted(CameraEvent event) const;
+    [[nodiscard]] std::uint16_t nextId();
+    void sendFlood();
     [[nodiscard]] bool sendNext();
     void sendAgain();
     [[nodiscard]] int pollTimeoutMs() const;
 
     RegisterMap& registers_;
+    const CameraClock& clock_;
+    const Cable& cable_;
     UdpSocket socket_;  ///< the thread's
     int wakeDescriptor_;
     std::atomic<bool> quit_{false};
+    std::atomic<std::uint64_t> flood_{0};  ///< events of it that are still to be told
     std::atomic<std::uint64_t> eventsSent_{0};
     std::atomic<std::uint64_t> eventsAcknowledged_{0};
 

@@ -103,13 +103,14 @@ class Burst {
 
 StreamSender::StreamSender(const CameraOptions& options, std::uint32_t address,
                            RegisterMap& registers, const CameraClock& clock,
-                           MessageSender& messages)
+                           MessageSender& messages, const Cable& cable)
     : linkMbits_(options.linkMbits),
       registers_(registers),
       clock_(clock),
       messages_(messages),
+      cable_(cable),
       source_(options),
-      socket_({address, 0}, UdpSocket::Sharing::exclusive),
+      socket_({address, 0}, UdpSocket::Sharing::exclusive, cable_),
       thread_([this] { run(); }) {}
 
 StreamSender::~StreamSender() {
@@ -133,11 +134,16 @@ void StreamSender::start() {
     schedule_.start(Clock::now(), framesWanted(registers_));
     acquiring_ = true;
     ++runs_;
+    beginBlockIds();
+    tell(CameraEvent::acquisitionStart);
+    work_.notify_all();
+}
+
+// What was sent under the ids before cannot be asked for any more.
+void StreamSender::beginBlockIds() {
     blockId_ = 1;
     resends_.clear();
     history_.clear();
-    tell(CameraEvent::acquisitionStart);
-    work_.notify_all();
 }
 
 void StreamSender::stop() {
@@ -180,8 +186,18 @@ void StreamSender::sendTestPacket() {
     socket_.setDontFragment(settings.dontFragment);  // a frame may be on its way
 }
 
+void StreamSender::restartBlockIds() {
+    const std::lock_guard lock(mutex_);
+    restartsBlockIds_ = true;
+}
+
+void StreamSender::tellWhenSent(std::function<void()> afterFrame) {
+    const std::lock_guard lock(mutex_);
+    afterFrame_ = std::move(afterFrame);
+}
+
 void StreamSender::moveTo(std::uint32_t address) {
-    UdpSocket socket({address, 0}, UdpSocket::Sharing::exclusive);
+    UdpSocket socket({address, 0}, UdpSocket::Sharing::exclusive, cable_);
     Lock lock(mutex_);
     idle_.wait(lock, [this] { return !sending_; });
     socket_ = std::move(socket);
@@ -239,10 +255,14 @@ void StreamSender::sendFrame(Lock& lock) {
     beginFrame(sent);
     transmit(lock, *sent);
     finishFrame(*sent);
+    if (!afterFrame_ || sent->packetsSent != sent->frame.packetCount()) return;
+    const Unlocked unlocked(lock);
+    afterFrame_();
 }
 
 // The picture is taken and encoded with the lock open; empty when acquisition ended meanwhile.
 std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
+    if (std::exchange(restartsBlockIds_, false)) beginBlockIds();
     const std::uint64_t run = runs_;
     const std::uint64_t blockId = blockId_;
     std::shared_ptr<SentFrame> sent;
@@ -394,6 +414,7 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::find(std::uint64_t blockI
 
 std::uint32_t StreamSender::sendBurst(const SentFrame& sent, std::uint32_t firstPacket,
                                       std::uint32_t packets, Status status) const {
+    if (!socket_.isPlugged()) return 0;
     Burst burst(sent.settings.destination);
     for (std::uint32_t i = 0; i < packets; ++i) {
         burst.add(sent.frame.packet(firstPacket + i, status));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Cable.h"
 #include "CameraClock.h"
 #include "FrameSchedule.h"
 #include "FrameSource.h"
@@ -14,6 +15,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -37,7 +39,7 @@ struct ResendRequest {
 class StreamSender {
  public:
     StreamSender(const CameraOptions& options, std::uint32_t address, RegisterMap& registers,
-                 const CameraClock& clock, MessageSender& messages);
+                 const CameraClock& clock, MessageSender& messages, const Cable& cable);
     ~StreamSender();
     StreamSender(const StreamSender&) = delete;
     StreamSender& operator=(const StreamSender&) = delete;
@@ -57,6 +59,10 @@ class StreamSender {
     void resend(const ResendRequest& request);
     /** Sends one packet of the packet size that the registers say. */
     void sendTestPacket();
+    /** The next frame that is taken has block id 1, whatever went before it. */
+    void restartBlockIds();
+    /** Is called after each whole frame, before the next one, by the stream's thread. */
+    void tellWhenSent(std::function<void()> afterFrame);
     /** Sends from another address of this host from now on. Needs: not acquiring. */
     void moveTo(std::uint32_t address);
     [[nodiscard]] std::uint16_t sourcePort() const;
@@ -85,6 +91,7 @@ class StreamSender {
     void finishFrame(const SentFrame& sent);
     void tell(CameraEvent event);
     void tell(const StreamFrame& frame);
+    void beginBlockIds();
     void advanceBlockId(bool extendedIds);
     [[nodiscard]] bool mustAbandon(Clock::time_point now) const;
     [[nodiscard]] bool mustLeaveResends() const;
@@ -101,6 +108,7 @@ class StreamSender {
     RegisterMap& registers_;
     const CameraClock& clock_;
     MessageSender& messages_;
+    const Cable& cable_;
     FrameSource source_;  ///< the thread's
 
     mutable std::mutex mutex_;  ///< guards all that follows but the thread
@@ -113,6 +121,8 @@ class StreamSender {
     bool sending_ = false;       ///< a packet may leave at any moment
     std::uint64_t runs_ = 0;     ///< how often acquisition started
     std::uint64_t blockId_ = 1;  ///< of the next frame
+    bool restartsBlockIds_ = false;
+    std::function<void()> afterFrame_;
     FrameSchedule schedule_;
     Clock::time_point abandonAt_;  ///< when a frame under way is left, once stopped
     std::deque<ResendRequest> resends_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "UdpSocket.h"
 
+#include "Cable.h"
+
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
@@ -67,6 +69,12 @@ std::optional<std::uint32_t> parseAddress(const std::string& text) {
     return ntohl(address.s_addr);
 }
 
+std::uint32_t requireAddress(const std::string& text) {
+    const auto address = parseAddress(text);
+    if (!address || *address == 0) throw std::runtime_error(text + " is no IPv4 address");
+    return *address;
+}
+
 std::string addressText(std::uint32_t address) {
     const in_addr network{htonl(address)};
     std::array<char, INET_ADDRSTRLEN> text{};
@@ -96,8 +104,8 @@ sockaddr_in socketAddress(const Endpoint& endpoint) {
     return address;
 }
 
-UdpSocket::UdpSocket(const Endpoint& local, Sharing sharing)
-    : descriptor_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+UdpSocket::UdpSocket(const Endpoint& local, Sharing sharing, const Cable& cable)
+    : descriptor_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), cable_(&cable) {
     if (descriptor_ < 0) failToBind(local, errno);
     if (sharing == Sharing::shared) setOption(descriptor_, SOL_SOCKET, SO_REUSEADDR, 1);
     setOption(descriptor_, SOL_SOCKET, SO_BROADCAST, 1);
@@ -114,10 +122,11 @@ UdpSocket::~UdpSocket() {
 }
 
 UdpSocket::UdpSocket(UdpSocket&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), cable_(other.cable_) {}
 
 UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
+    std::swap(cable_, other.cable_);
     return *this;
 }
 
@@ -128,7 +137,10 @@ Endpoint UdpSocket::local() const {
     return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
 }
 
+bool UdpSocket::isPlugged() const { return cable_ != nullptr && cable_->isPlugged(); }
+
 bool UdpSocket::sendTo(const Endpoint& to, std::span<const std::uint8_t> datagram) const {
+    if (!isPlugged()) return false;
     const sockaddr_in address = socketAddress(to);
     const ssize_t sent = ::sendto(descriptor_, datagram.data(), datagram.size(), MSG_NOSIGNAL,
                                   generic(address), sizeof address);
@@ -148,7 +160,7 @@ std::optional<Arrival> UdpSocket::receive(std::span<std::uint8_t> buffer) const 
     message.msg_controllen = control.size();
     const ssize_t bytes = ::recvmsg(descriptor_, &message, MSG_DONTWAIT);
     if (bytes < 0) return std::nullopt;
-    return Arrival{static_cast<std::size_t>(bytes),
+    return Arrival{isPlugged() ? static_cast<std::size_t>(bytes) : 0,
                    {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)},
                    arrivalInterface(message)};
 }

@@ -82,10 +82,10 @@ struct FaultPlan {
 };
 
 /**
- * The plan that a scenario file describes: a JSON object, see docs/simulator.md. Throws
- * std::runtime_error with a text that names the member that is wrong.
+ * The plan with all that a scenario file says: a JSON object, see docs/simulator.md. Throws
+ * std::runtime_error with a text that names what is wrong and says what would be right.
  */
-[[nodiscard]] FaultPlan parseScenario(const std::string& text);
+[[nodiscard]] FaultPlan parseScenario(const std::string& text, FaultPlan plan = {});
 /** Adds one fault as the command line writes it: "loss=0.01", "disconnect@100=2s". Throws as above.
  */
 void addFault(FaultPlan& plan, const std::string& fault);
