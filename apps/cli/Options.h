@@ -50,6 +50,9 @@ struct SimOptions {
     std::string userName;
     std::string descriptionFile;
     std::string statisticsFile;
+    std::string faultFile;                   ///< a scenario; empty: none
+    std::vector<std::string> faults;         ///< "loss=0.01", on top of the scenario
+    std::optional<std::uint64_t> faultSeed;  ///< empty: the scenario's, or `seed`
 };
 
 struct FeaturesOptions {

@@ -14,7 +14,9 @@
 #include <array>
 #include <charconv>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <stdexcept>
 
 namespace kestrocli {
 namespace {
@@ -52,6 +54,41 @@ std::string claimAfter(const std::string& claim, std::uint32_t steps) {
 void checkWritable(const std::string& path) {
     if (path.empty()) return;
     if (!std::ofstream(path, std::ios::app)) throw Failure("cannot write " + path);
+}
+
+std::string textOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (!file) throw Failure("cannot read " + path, ExitCode::usage);
+    return text;
+}
+
+kestrosim::FaultPlan withScenario(const kestrosim::FaultPlan& plan, const std::string& path) {
+    const std::string text = textOf(path);
+    try {
+        return kestrosim::parseScenario(text, plan);
+    } catch (const std::runtime_error& error) {
+        throw Failure(path + ": " + error.what(), ExitCode::usage);
+    }
+}
+
+/** The plan of one of several cameras: a seed of its own, and addresses that follow each other. */
+kestrosim::FaultPlan planAfter(kestrosim::FaultPlan plan, std::uint32_t steps) {
+    plan.seed += steps;
+    for (kestrosim::Incident& incident : plan.incidents) {
+        if (!incident.address.empty()) incident.address = addressAfter(incident.address, steps);
+    }
+    return plan;
+}
+
+bool hasFaults(const SimOptions& options) {
+    return !options.faultFile.empty() || !options.faults.empty();
+}
+
+void sayFaultSeed(const SimOptions& options, const Plans& plans) {
+    if (!hasFaults(options)) return;
+    const std::string seed = std::to_string(plans.front().faults.seed);
+    say("faults: seed " + seed + " (repeat with --fault-seed " + seed + ")");
 }
 
 struct NamedFormat {
@@ -133,7 +170,21 @@ std::string addressAfter(const std::string& address, std::uint32_t steps) {
     return text.data();
 }
 
+kestrosim::FaultPlan planFaults(const SimOptions& options) {
+    kestrosim::FaultPlan plan;
+    plan.seed = options.seed;
+    if (!options.faultFile.empty()) plan = withScenario(plan, options.faultFile);
+    try {
+        for (const std::string& fault : options.faults) kestrosim::addFault(plan, fault);
+    } catch (const std::runtime_error& error) {
+        throw Failure(std::string("--fault ") + error.what(), ExitCode::usage);
+    }
+    plan.seed = options.faultSeed.value_or(plan.seed);
+    return plan;
+}
+
 Plans planCameras(const SimOptions& options) {
+    const kestrosim::FaultPlan faults = planFaults(options);
     Plans plans;
     for (std::uint32_t i = 0; i < options.count; ++i) {
         kestrosim::CameraOptions plan;
@@ -153,6 +204,7 @@ Plans planCameras(const SimOptions& options) {
         plan.report = [](const std::string& text) { complain(text); };
         plan.truthFile = options.truthFile;
         plan.descriptionFile = options.descriptionFile;
+        plan.faults = planAfter(faults, i);
         checkName(plan.serial, "the serial number");
         checkName(plan.userName, "the name");
         plans.push_back(plan);
@@ -164,6 +216,7 @@ ExitCode runSim(const SimOptions& options, Output& output) {
     const Plans plans = planCameras(options);
     checkWritable(options.truthFile);
     checkWritable(options.statisticsFile);
+    sayFaultSeed(options, plans);
     const Wake wake;
     const StopSignal stopSignal(wake);
     const Cameras cameras = switchOn(plans, output);

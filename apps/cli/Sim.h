@@ -17,6 +17,9 @@ namespace kestrocli {
  */
 [[nodiscard]] std::vector<kestrosim::CameraOptions> planCameras(const SimOptions& options);
 
+/** What goes wrong with the first camera. Throws Failure (usage). */
+[[nodiscard]] kestrosim::FaultPlan planFaults(const SimOptions& options);
+
 /** What --format takes. */
 [[nodiscard]] std::vector<std::string> formatNames();
 

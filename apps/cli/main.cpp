@@ -197,6 +197,24 @@ void addSimStream(CLI::App& command, SimOptions& options) {
         ->capture_default_str();
 }
 
+void addSimFaults(CLI::App& command, SimOptions& options) {
+    command
+        .add_option("--faults", options.faultFile,
+                    "What goes wrong, a JSON file: see the page on the simulated reader")
+        ->type_name("FILE");
+    command
+        .add_option("--fault", options.faults,
+                    "Something more that goes wrong: loss=0.01, disconnect@100=2s; repeatable")
+        ->type_name("FAULT")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command
+        .add_option("--fault-seed", options.faultSeed,
+                    "Which of all packets and answers it meets; several get the following ones")
+        ->type_name("N")
+        ->check(wholeNumber(0));
+}
+
 void addSim(CLI::App& app, SimOptions& options) {
     CLI::App* command = app.add_subcommand("sim", "Run simulated cameras, until Ctrl-C");
     command->add_option("--count", options.count, "Number of cameras")
@@ -210,6 +228,7 @@ void addSim(CLI::App& app, SimOptions& options) {
     command->add_option("--name", options.userName, "User-given name");
     addSimScenes(*command, options);
     addSimStream(*command, options);
+    addSimFaults(*command, options);
     command->add_option("--truth", options.truthFile, "Append what is drawn, a JSON line a scene")
         ->type_name("FILE");
     command->add_option("--claim", options.claim, "Pretend to have another address, and its subnet")
