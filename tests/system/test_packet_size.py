@@ -6,6 +6,9 @@ import harness
 import network
 
 
+SMALL = ("--width", 320, "--height", 240, "--scenes", 1)
+
+
 class PacketSize(unittest.TestCase):
     def read(self, host, *options, **environment):
         """Reads frames; what the log says of the packet size, and the camera's register after it."""
@@ -27,7 +30,7 @@ class PacketSize(unittest.TestCase):
     def test_is_what_the_narrowest_part_takes(self):
         for mtu, size in ((9000, 9000), (1500, 1500), (1400, 576)):
             with self.subTest(mtu=mtu), network.Network() as net:
-                host, _, _ = net.camera(mtu=(9000, mtu))
+                host, _, _ = net.camera(*SMALL, mtu=(9000, mtu))
                 self.check_found(size, host)
 
     def test_is_what_a_router_between_passes_on(self):
@@ -38,20 +41,20 @@ class PacketSize(unittest.TestCase):
             host.route("default", "via", "192.0.2.254")
             there.route("default", "via", "198.51.100.254")
             router.forwards()
-            there.camera("FAR", "198.51.100.2")
+            there.camera("FAR", "198.51.100.2", *SMALL)
             self.assertEqual(host.kestro("list").stdout, "")
             self.check_found(1500, host, KESTRO_DISCOVERY_ADDRESSES="198.51.100.2")
 
     def test_is_what_the_reader_sets(self):
         with network.Network() as net:
-            host, _, _ = net.camera()
+            host, _, _ = net.camera(*SMALL)
             said, register = self.read(host, "--set", "GevSCPSPacketSize=1400")
         self.assertEqual(said, ["1400 bytes: as the application set it"])
         self.assertEqual(register, 0x40000000 + 1400)
 
     def test_may_lose_every_frame_when_it_is_set_wrong(self):
         with network.Network() as net:
-            host, _, _ = net.camera(mtu=(9000, 1500))
+            host, _, _ = net.camera(*SMALL, mtu=(9000, 1500))
             run = host.kestro("read", "FAR", "-n", 1, "--timeout", 1, "--set", "GevSCPSPacketSize=9000")
             self.assertEqual(run.returncode, 5, run.stderr)
 
