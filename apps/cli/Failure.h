@@ -14,7 +14,8 @@ enum class ExitCode : int {
     notFound = 3,
     inUse = 4,
     timedOut = 5,
-    lost = 6
+    lost = 6,
+    unwell = 7  ///< `kestro doctor` saw something that does not work
 };
 
 /** Ends the command: the text for the user and the exit code. */

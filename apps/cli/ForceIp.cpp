@@ -2,10 +2,9 @@
 #include "ForceIp.h"
 
 #include "Find.h"
+#include "Ipv4Text.h"
 #include "Output.h"
 #include "Text.h"
-
-#include <arpa/inet.h>
 
 #include <charconv>
 #include <chrono>
@@ -17,20 +16,6 @@ namespace {
 // A camera takes its new address at once but may first have to bring its network up again.
 constexpr std::chrono::seconds kLongestSearch{10};
 
-std::optional<std::uint32_t> addressOf(const std::string& text) {
-    in_addr address{};
-    if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
-    return ntohl(address.s_addr);
-}
-
-std::string dotted(std::uint32_t address) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += (text.empty() ? "" : ".") + std::to_string((address >> shift) & 0xFFU);
-    }
-    return text;
-}
-
 /** "24" or "255.255.255.0"; empty for anything else. */
 std::optional<std::uint32_t> maskOf(const std::string& text) {
     constexpr unsigned kMostBits = 30;  // fewer than two host bits leave no address for a camera
@@ -41,7 +26,7 @@ std::optional<std::uint32_t> maskOf(const std::string& text) {
         if (bits < 1 || bits > kMostBits) return std::nullopt;
         return ~std::uint32_t{0} << (32 - bits);
     }
-    const auto mask = addressOf(text);
+    const auto mask = addressFrom(text);
     const bool isWhole = mask && *mask != 0 && ((~*mask + 1) & ~*mask) == 0;
     return isWhole ? mask : std::nullopt;
 }
@@ -72,7 +57,7 @@ void requireFree(const FoundCamera& found) {
 
 AddressPlan planAddress(const ForceIpOptions& options) {
     const std::size_t slash = options.address.find('/');
-    const auto address = addressOf(options.address.substr(0, slash));
+    const auto address = addressFrom(options.address.substr(0, slash));
     if (slash == std::string::npos || !address) {
         throw Failure("\"" + visible(options.address) +
                           "\" is no address with a mask, such as 192.168.1.7/24",
@@ -89,7 +74,7 @@ AddressPlan planAddress(const ForceIpOptions& options) {
         throw Failure(dotted(*address) + " names the whole subnet, not a camera in it",
                       ExitCode::usage);
     }
-    const auto gateway = options.gateway.empty() ? std::uint32_t{0} : addressOf(options.gateway);
+    const auto gateway = options.gateway.empty() ? std::uint32_t{0} : addressFrom(options.gateway);
     if (!gateway) {
         throw Failure("\"" + visible(options.gateway) + "\" is no gateway's address",
                       ExitCode::usage);

@@ -9,6 +9,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -228,6 +229,18 @@ std::string connectionLine(std::chrono::system_clock::time_point time, bool onli
     json.member("time", isoTime(time));
     json.member("event", "connection");
     json.member("state", online ? "online" : "offline");
+    return json.finish();
+}
+
+std::string findingLine(const std::string& cameraKey, const Finding& finding) {
+    std::string check = finding.check;
+    std::replace(check.begin(), check.end(), ' ', '_');
+    ObjectWriter json;
+    json.textOrNull("camera", cameraKey);
+    json.member("check", check);
+    json.member("verdict", verdictName(finding.verdict));
+    json.member("seen", finding.seen);
+    json.textOrNull("mend", finding.mend);
     return json.finish();
 }
 

@@ -4,6 +4,7 @@
 #include "CameraRecord.h"
 #include "FeatureFile.h"
 #include "FeatureValue.h"
+#include "Finding.h"
 
 #include <Simulator.h>
 #include <kestro/Frame.h>
@@ -44,6 +45,8 @@ struct FrameContext {
                                      const std::string& name,
                                      const std::optional<FeatureValue>& value);
 [[nodiscard]] std::string connectionLine(std::chrono::system_clock::time_point time, bool online);
+/** What a check saw; an empty key stands for this host. */
+[[nodiscard]] std::string findingLine(const std::string& cameraKey, const Finding& finding);
 [[nodiscard]] std::string statisticsLine(const kestrosim::CameraOptions& camera,
                                          const kestrosim::CameraStatistics& statistics);
 

@@ -113,6 +113,13 @@ struct ForceIpOptions {
     std::string gateway;  ///< empty: none
 };
 
+struct DoctorOptions {
+    std::string camera;    ///< as in InfoOptions; empty: the only one that is found
+    double seconds = 3;    ///< how long the camera streams
+    bool freeRun = false;  ///< switch triggers off meanwhile
+    bool json = false;
+};
+
 struct DemoOptions {
     std::string folder = "demo-output";
 };
@@ -121,6 +128,7 @@ ExitCode runList(const ListOptions& options, Output& output);
 ExitCode runInfo(const InfoOptions& options, Output& output);
 ExitCode runRead(const ReadOptions& options, Output& output);
 ExitCode runSim(const SimOptions& options, Output& output);
+ExitCode runDoctor(const DoctorOptions& options, Output& output);
 ExitCode runDemo(const DemoOptions& options, Output& output);
 ExitCode runFeatures(const FeaturesOptions& options, Output& output);
 ExitCode runGet(const GetOptions& options, Output& output);

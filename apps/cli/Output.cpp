@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -81,6 +82,13 @@ std::string Output::bold(std::string_view text) const {
 
 std::string Output::faint(std::string_view text) const {
     return colours_ ? "\033[2m" + std::string(text) + "\033[0m" : std::string(text);
+}
+
+std::string Output::tinted(std::string_view text, Tint tint) const {
+    constexpr std::array<const char*, 3> kCodes = {"32", "33", "31"};
+    const char* code = kCodes.at(static_cast<std::size_t>(tint));
+    return colours_ ? "\033[" + std::string(code) + "m" + std::string(text) + "\033[0m"
+                    : std::string(text);
 }
 
 std::size_t Output::columns() const {

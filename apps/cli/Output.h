@@ -11,6 +11,9 @@ namespace kestrocli {
 /** Nobody reads our output any more; not an error, but there is no point in going on. */
 class OutputClosed : public std::exception {};
 
+/** Colours with a meaning. */
+enum class Tint { green, yellow, red };
+
 /** Where data goes: stdout, unbuffered, so that a reader has each line as soon as it is written. */
 class Output {
  public:
@@ -25,9 +28,11 @@ class Output {
      */
     void write(std::string_view text);
 
-    /** Bold, faint: as the terminal allows; the text itself where output is no terminal. */
+    /** Bold, faint, coloured: as the terminal allows; the text itself where output is no terminal.
+     */
     [[nodiscard]] std::string bold(std::string_view text) const;
     [[nodiscard]] std::string faint(std::string_view text) const;
+    [[nodiscard]] std::string tinted(std::string_view text, Tint tint) const;
 
     /** How wide the terminal is; 0 where output is none. */
     [[nodiscard]] std::size_t columns() const;

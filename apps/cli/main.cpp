@@ -31,6 +31,7 @@ constexpr const char* kFooter =
     "  4  the camera is in use by another program\n"
     "  5  time-out: no frame came\n"
     "  6  the connection to the camera was lost\n"
+    "  7  kestro doctor saw something that does not work\n"
     "\n"
     "KESTRO_INTERFACES limits the search to some interfaces (\"lo\", \"eth0,eth1\").";
 
@@ -334,6 +335,21 @@ void addForceIp(CLI::App& app, ForceIpOptions& options) {
     command->add_option("GATEWAY", options.gateway, "The gateway's address");
 }
 
+void addDoctor(CLI::App& app, DoctorOptions& options) {
+    CLI::App* command =
+        app.add_subcommand("doctor", "Check this host and a camera, and say what mends them");
+    command->add_option("CAMERA", options.camera,
+                        "Key, serial number, user-given name, IP or MAC address; none: the only "
+                        "camera that is found");
+    command->add_option("--seconds", options.seconds, "How long the camera streams")
+        ->type_name("SECONDS")
+        ->check(number(0.1, 3600, "0.1..3600"))
+        ->capture_default_str();
+    command->add_flag("--free-run", options.freeRun,
+                      "Switch the camera's triggers off meanwhile, so that it sends frames");
+    command->add_flag("--json", options.json, "One JSON object a check and line");
+}
+
 struct AllOptions {
     ListOptions list;
     InfoOptions info;
@@ -350,6 +366,7 @@ struct AllOptions {
     RegOptions reg;
     EventsOptions events;
     ForceIpOptions forceIp;
+    DoctorOptions doctor;
     SimOptions sim;
     DemoOptions demo;
     int verbosity = 0;
@@ -384,6 +401,7 @@ void define(CLI::App& app, AllOptions& options) {
     addRead(app, options.read);
     defineFeatureCommands(app, options);
     addForceIp(app, options.forceIp);
+    addDoctor(app, options.doctor);
     addSim(app, options.sim);
     addDemo(app, options.demo);
 }
@@ -412,6 +430,7 @@ Commands commandsOf(const AllOptions& options) {
             {"reg", bound(runReg, options.reg)},
             {"events", bound(runEvents, options.events)},
             {"force-ip", bound(runForceIp, options.forceIp)},
+            {"doctor", bound(runDoctor, options.doctor)},
             {"sim", bound(runSim, options.sim)},
             {"demo", bound(runDemo, options.demo)}};
 }

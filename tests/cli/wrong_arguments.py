@@ -13,6 +13,7 @@ WRONG = (
     "features", "features A --visibility all", "get A", "set A", "set A Width", "set A =5", "set A @/nowhere/x", "exec A",
     "trigger", "save A", "load A /nowhere/x", "diff A /nowhere/x", "xml A", "reg A", "reg A zz", "reg A -4",
     "reg A 0 4294967296", "reg A 0=", "reg A 0 1 --length 8", "reg A 0 --length 0", "events A -n 0", "force-ip A",
+    "doctor A B", "doctor --seconds 0", "doctor --seconds -1", "doctor A --seconds nan", "doctor --seconds 1e9",
     "force-ip A 1.2.3.4", "force-ip A 1.2.3.4/33",
 )
 

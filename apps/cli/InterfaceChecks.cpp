@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "HostChecks.h"
+#include "Ipv4Text.h"
+#include "Text.h"
+
+#include <algorithm>
+
+namespace kestrocli {
+namespace {
+
+constexpr const char* kCards = "/sys/class/net/";
+
+bool hasAddress(const Host& host, const std::string& name) {
+    return std::any_of(host.addresses.begin(), host.addresses.end(),
+                       [&name](const HostAddress& each) { return each.interface == name; });
+}
+
+/** Cards with a link on which nothing is asked, because they have no address. */
+std::vector<std::string> cardsWithoutAddress(const Host& host) {
+    std::vector<std::string> found;
+    const std::vector<std::string> chosen = host.chosenNames();
+    for (const auto& name : host.names(kCards)) {
+        const bool isChosen =
+            chosen.empty() || std::find(chosen.begin(), chosen.end(), name) != chosen.end();
+        const bool isCard = host.exists(kCards + name + "/device");
+        const bool hasLink = host.number(kCards + name + "/carrier") == 1;
+        if (isChosen && isCard && hasLink && !hasAddress(host, name)) found.push_back(name);
+    }
+    return found;
+}
+
+std::string addressList(const std::vector<HostAddress>& addresses) {
+    std::string text;
+    for (const auto& each : addresses) {
+        text += (text.empty() ? "" : ", ") + visible(each.interface) + " " +
+                dotted(each.address, each.mask);
+    }
+    return text;
+}
+
+/** Names of interfaces, each once, that the library uses; those of cables only. */
+std::vector<std::string> usedCards(const Host& host) {
+    std::vector<std::string> names;
+    for (const auto& each : host.usedAddresses()) {
+        const bool isNew = std::find(names.begin(), names.end(), each.interface) == names.end();
+        if (!each.isLoopback && isNew) names.push_back(each.interface);
+    }
+    return names;
+}
+
+std::string addressMend(const std::string& card) {
+    return "sudo ip addr add 192.168.1.1/24 dev " + visible(card);
+}
+
+Finding checkAddresses(const Host& host) {
+    const std::string name = "interfaces";
+    const std::vector<HostAddress> used = host.usedAddresses();
+    const std::string limit =
+        host.chosenNames().empty() ? "" : "KESTRO_INTERFACES=" + visible(host.chosenInterfaces);
+    const std::vector<std::string> bare = cardsWithoutAddress(host);
+    const std::string bareMend = addressMend(bare.empty() ? "eth1" : bare.front());
+    if (used.empty() && host.addresses.empty()) {
+        return {Verdict::fail, name, "none is up that has an IPv4 address", bareMend};
+    }
+    if (used.empty()) {
+        return {Verdict::fail, name, limit + " names none that is up and has an IPv4 address",
+                "unset KESTRO_INTERFACES, or name one of: " + addressList(host.addresses)};
+    }
+    for (const auto& chosen : host.chosenNames()) {
+        if (hasAddress(host, chosen)) continue;
+        return {Verdict::warn, name,
+                addressList(used) + "; " + limit + " names " + visible(chosen) +
+                    ", which is not up or has no IPv4 address",
+                bare.empty() ? "ip -br -4 addr shows what is there" : bareMend};
+    }
+    if (!bare.empty()) {
+        return {Verdict::warn, name,
+                addressList(used) + "; " + visible(bare.front()) +
+                    " has a link but no IPv4 address, nothing is asked there",
+                bareMend};
+    }
+    if (limit.empty() && usedCards(host).empty()) {
+        return {Verdict::warn, name,
+                addressList(used) + ": no network card is up that has an IPv4 address", bareMend};
+    }
+    return {Verdict::pass, name, addressList(used) + (limit.empty() ? "" : " (" + limit + ")"), {}};
+}
+
+Finding checkPacketSizes(const Host& host) {
+    constexpr std::int64_t kEthernet = 1500;
+    std::string text;
+    std::string small;
+    for (const auto& card : usedCards(host)) {
+        const auto bytes = host.number(kCards + card + "/mtu");
+        if (!bytes) continue;
+        text += (text.empty() ? "" : ", ") + visible(card) + " " + std::to_string(*bytes);
+        if (*bytes < kEthernet && small.empty()) small = card;
+    }
+    if (text.empty()) return {Verdict::skip, "mtu", "no network card is used", {}};
+    if (small.empty()) return {Verdict::pass, "mtu", text + " bytes", {}};
+    return {Verdict::warn, "mtu", text + " bytes: less than Ethernet takes means more packets",
+            "sudo ip link set " + visible(small) + " mtu 1500"};
+}
+
+/** What a card tells of its link; empty for one that tells nothing. */
+std::string linkText(const Host& host, const std::string& card) {
+    const auto speed = host.number(kCards + card + "/speed");
+    if (speed.value_or(0) <= 0) return {};
+    const auto duplex = host.line(kCards + card + "/duplex");
+    const bool isTold = duplex == "half" || duplex == "full";
+    return visible(card) + " " + std::to_string(*speed) + " Mb/s" +
+           (isTold ? " " + *duplex + " duplex" : "");
+}
+
+Finding checkLinks(const Host& host) {
+    constexpr std::int64_t kGigabit = 1000;
+    std::string text;
+    std::string slow;
+    for (const auto& card : usedCards(host)) {
+        const std::string link = linkText(host, card);
+        if (link.empty()) continue;
+        text += (text.empty() ? "" : ", ") + link;
+        const bool isSlow = host.number(kCards + card + "/speed").value_or(0) < kGigabit ||
+                            host.line(kCards + card + "/duplex") == "half";
+        if (isSlow && slow.empty()) slow = card;
+    }
+    if (usedCards(host).empty()) return {Verdict::skip, "link", "no network card is used", {}};
+    if (text.empty()) {
+        return {Verdict::skip, "link", "no card tells its speed (a virtual one does not)", {}};
+    }
+    if (slow.empty()) return {Verdict::pass, "link", text, {}};
+    return {
+        Verdict::warn, "link", text + ": cameras send at a gigabit a second",
+        "another cable or switch port; ethtool " + visible(slow) + " shows what was negotiated"};
+}
+
+std::int64_t counter(const Host& host, const std::string& card, const char* name) {
+    return host.number(kCards + card + "/statistics/" + name).value_or(0);
+}
+
+Finding checkDrops(const Host& host) {
+    // Fewer are the price of a start, or packets of protocols that nobody here speaks.
+    constexpr std::int64_t kOneIn = 10'000;
+    std::string text;
+    std::string mend;
+    for (const auto& card : usedCards(host)) {
+        const std::int64_t all = counter(host, card, "rx_packets");
+        const std::int64_t missed =
+            counter(host, card, "rx_missed_errors") + counter(host, card, "rx_fifo_errors");
+        const std::int64_t dropped = counter(host, card, "rx_dropped");
+        const std::int64_t bad = counter(host, card, "rx_crc_errors");
+        if ((missed + dropped + bad) * kOneIn <= all) continue;
+        text += (text.empty() ? "" : "; ") + visible(card) + " received " + std::to_string(all) +
+                " packets, dropped " + std::to_string(dropped) + ", missed " +
+                std::to_string(missed) + ", damaged " + std::to_string(bad);
+        if (!mend.empty()) continue;
+        mend = bad > missed + dropped
+                   ? "another cable: " + visible(card) + " received damaged packets"
+                   : "sudo ethtool -G " + visible(card) + " rx 4096";
+    }
+    if (usedCards(host).empty()) return {Verdict::skip, "drops", "no network card is used", {}};
+    if (!text.empty()) return {Verdict::warn, "drops", text + " (since it is up)", mend};
+    return {Verdict::pass, "drops", "none to speak of", {}};
+}
+
+}  // namespace
+
+Findings checkInterfaces(const Host& host) {
+    return {checkAddresses(host), checkPacketSizes(host), checkLinks(host), checkDrops(host)};
+}
+
+}  // namespace kestrocli
