@@ -33,7 +33,8 @@ BEGIN {
     common = "src/devsdk " gige "/common"
     row(gige, common " src/devsdk/gige =control/ControlChannel.h =control/Discovery.h" \
         " =control/Environment.h =control/Gvcp.h =control/MessageChannel.h =description/Description.h" \
-        " =payload/PayloadLayout.h =features/Features.h =features/FeaturePoller.h =config/DeviceConfig.h" \
+        " =payload/PayloadLayout.h =features/Features.h =features/FeaturePoller.h" \
+        " =features/AppliedSettings.h =config/DeviceConfig.h" \
         " =stream/CameraLink.h =stream/StreamSource.h", "-")
     row(gige "/common", common, posix)
     row(gige "/control", common " " gige "/control", posix)
@@ -43,7 +44,8 @@ BEGIN {
     row(gige "/features", common " " gige "/features =description/DescriptionCheck.h" \
         " =description/DescriptionTree.h =description/AravisNodes.h =description/FormulaGuard.h" \
         " =payload/PayloadLayout.h", "-")
-    row(gige "/config", common " " gige "/config =features/Features.h", "-")
+    row(gige "/config", common " " gige "/config =features/Features.h" \
+        " =features/AppliedSettings.h =features/ConnectionFeatures.h =features/SelectorPosition.h", "-")
     row(gige "/stream", common " " gige "/stream =payload/PayloadLayout.h", posix)
     row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
     sim = "simulator"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Features.h"
 
+#include "AppliedSettings.h"
 #include "Descriptions.h"
 #include "LastError.h"
 #include "MemoryPort.h"
@@ -248,6 +249,8 @@ TEST_F(FeaturesOfACamera, AreLockedWithTheTransport) {
 TEST_F(FeaturesOfACamera, CostOneRequestAndNoMoreThanTheirConditions) {
     camera->setNumber(kHasBinning, 1);
     camera->setNumber(kHasMono10, 1);
+    sources.settings = std::make_shared<AppliedSettings>("Acme:1");  // they cost nothing
+    make();
     std::string unused;
     const auto cost = [&](const std::function<bool()>& operation) {
         EXPECT_TRUE(operation()) << lastErrorMessage();
@@ -273,7 +276,13 @@ TEST_F(FeaturesOfACamera, CostOneRequestAndNoMoreThanTheirConditions) {
     EXPECT_EQ(2, set("PixelFormat", "Mono10"));  // and whether that one is available
     EXPECT_EQ(2, set("OffsetX", "2"));           // and the lock
     EXPECT_EQ(4, set("Width", "640"));           // and the lock and the two of the maximum
+    EXPECT_EQ(2, set("Gain", "3"));              // and which one is selected
+    EXPECT_EQ(1, set("Gamma", "3"));             // and that is known by now
     EXPECT_EQ(2, cost([&] { return features->execute("AcquisitionStart"); }));
+    EXPECT_EQ(2, set("Gamma", "3"));  // what a command has moved is asked for again, once
+    EXPECT_EQ(1, set("Gamma", "4"));
+    EXPECT_EQ(1, set("GainSelector", "Blue"));
+    EXPECT_EQ(1, set("Gamma", "3"));
     EXPECT_EQ(0, cost([&] {
                   FeatureRange<double> range;
                   return features->getRange("ExposureTime", range) &&

@@ -106,6 +106,11 @@ std::string lastErrorMessage() {
     return text ? text : "";
 }
 
+bool isConnectionGone() {
+    const auto error = static_cast<Error>(lastError.number);
+    return error == Error::connectionLost || error == Error::notConnected;
+}
+
 KeepLastError::KeepLastError()
     : number_(static_cast<Error>(Infra::getLastError())), text_(lastErrorMessage()) {}
 

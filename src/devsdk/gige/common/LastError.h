@@ -36,6 +36,9 @@ void setLastError(Error number, std::string text);
 /** The calling thread's last error text; the general one's when it has none of its own. */
 std::string lastErrorMessage();
 
+/** True when the last error leaves nothing more to try with a camera. */
+[[nodiscard]] bool isConnectionGone();
+
 /** Keeps the thread's last error over work whose own failures are nobody's business. */
 class KeepLastError {
  public:

@@ -3,10 +3,10 @@
 // Loading a configuration. The lines are applied in their order; what the camera refuses is tried
 // again after the rest, for the range of one feature may hang on the value of another. A selected
 // feature keeps to the position that its selectors have in the file, whenever it is applied.
-#include "ConfigurableFeatures.h"
 #include "DeviceConfig.h"
 #include "DeviceConfigText.h"
 #include "LastError.h"
+#include "SelectorPosition.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,19 +60,11 @@ bool isBefore(const Setting* left, const Setting* right) {
                                                 &ConfigurationEntry::value);
 }
 
-/** "LineMode Output (LineSelector Line2): why" from "LineMode Output: why". */
 std::string sentenceFor(const Setting& setting, const std::string& reason) {
-    std::string where;
-    for (const ConfigurationEntry* position : setting.positions)
-        where += (where.empty() ? " (" : ", ") + position->name + " " + position->value;
-    if (where.empty()) return reason;
-    where += ")";
-    const ConfigurationEntry& entry = *setting.entry;
-    for (const std::string& subject : {entry.name + " " + entry.value, entry.name}) {
-        if (reason.starts_with(subject + ":"))
-            return subject + where + reason.substr(subject.size());
-    }
-    return entry.name + where + ": " + reason;
+    std::vector<SelectorPosition> positions;
+    for (const ConfigurationEntry* each : setting.positions)
+        positions.push_back({each->name, each->value});
+    return refusalAt(positions, setting.entry->name, setting.entry->value, reason);
 }
 
 class Loader {
@@ -122,7 +114,7 @@ Loader::Loader(Features& features, const ConfigurationText& text) : features_(fe
 const Loader::Known& Loader::known(const std::string& name) {
     const auto [place, isNew] = known_.try_emplace(name);
     if (isNew) {
-        place->second.selectors = allSelectorsOf(features_, name);
+        place->second.selectors = features_.allSelectors(name);
         place->second.isSelector = !features_.selected(name).empty();
     }
     return place->second;
@@ -176,7 +168,7 @@ bool Loader::apply(const std::vector<Setting*>& settings) {
 
 bool Loader::apply(const Setting& setting) {
     const auto isInPlace = [this](const ConfigurationEntry* entry) {
-        return ensure(features_, entry->name, entry->value);
+        return features_.ensure(entry->name, entry->value);
     };
     return std::ranges::all_of(setting.positions, isInPlace) && isInPlace(setting.entry);
 }

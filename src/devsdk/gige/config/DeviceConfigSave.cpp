@@ -2,7 +2,8 @@
 //
 // Saving a configuration. A feature that others select has a value for each of their positions: the
 // camera is taken through all of them, and back to where it was.
-#include "ConfigurableFeatures.h"
+#include "AppliedSettings.h"
+#include "ConnectionFeatures.h"
 #include "DeviceConfig.h"
 #include "DeviceConfigText.h"
 #include "DeviceLog.h"
@@ -20,14 +21,6 @@ constexpr std::uint64_t kMostNumbers = 256;
 /** Of all selectors of a group together. */
 constexpr std::size_t kMostPositions = 65'536;
 
-/**
- * What the connection and its streams set for themselves. Put back by a later connection it would
- * send that one's data elsewhere, or end it.
- */
-constexpr const char* kOfTheConnection[] = {"TLParamsLocked", "GevCCP",  "GevHeartbeatTimeout",
-                                            "GevSCPHostPort", "GevSCDA", "GevMCPHostPort",
-                                            "GevMCDA"};
-
 /** Features that have the same selectors. */
 struct Group {
     std::vector<std::string> selectors;  ///< the outermost first
@@ -44,12 +37,12 @@ class MovedSelector {
     MovedSelector& operator=(const MovedSelector&) = delete;
     ~MovedSelector() {
         const KeepLastError kept;
-        if (!isKnown_ || ensure(features_, name_, origin_)) return;
+        if (!isKnown_ || features_.ensure(name_, origin_)) return;
         GIGE_LOG(kWarning, "a selector is not where it was before saving: %s",
                  lastErrorMessage().c_str());
     }
     [[nodiscard]] bool moveTo(const std::string& position) {
-        return ensure(features_, name_, position);
+        return features_.ensure(name_, position);
     }
     [[nodiscard]] bool isKnown() const { return isKnown_; }
     [[nodiscard]] const std::string& origin() const { return origin_; }
@@ -92,7 +85,7 @@ class Saver {
 };
 
 bool Saver::isSetting(const std::string& name) const {
-    if (std::ranges::count(kOfTheConnection, name) != 0) return false;
+    if (isOfConnection(name)) return false;
     const FeatureKind kind = features_.kind(name);
     return kind != FeatureKind::unknown && kind != FeatureKind::command &&
            kind != FeatureKind::category;
@@ -104,7 +97,7 @@ std::vector<Group> Saver::groups() const {
     std::vector<std::string> selectors;
     for (const std::string& name : features_.persistent()) {
         if (!isSetting(name)) continue;
-        auto own = allSelectorsOf(features_, name);
+        auto own = features_.allSelectors(name);
         selectors.insert(selectors.end(), own.begin(), own.end());
         const auto same = std::ranges::find(all, own, &Group::selectors);
         if (same != all.end())
@@ -254,6 +247,7 @@ void Saver::leaveOut(const std::string& name, const std::string& reason) const {
 bool saveConfiguration(Features& features, const std::string& device, const std::string& path) {
     if (path.empty())
         return fail(Error::invalidArgument, "there is no path to save the configuration to");
+    const UnnotedWrites moves;
     Saver saver(features, device);
     if (!saver.run()) return false;
     // What could not be loaded is not worth saving.

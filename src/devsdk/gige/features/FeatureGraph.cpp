@@ -10,6 +10,9 @@
 namespace Vorda::Gige {
 namespace {
 
+/** Selectors of selectors of selectors: no camera has more, and a circle has no end. */
+constexpr int kDeepestSelectors = 8;
+
 bool isText(NodeKind kind) { return kind == NodeKind::text || kind == NodeKind::textRegister; }
 
 bool isFormula(NodeKind kind) { return kind == NodeKind::formula || kind == NodeKind::intFormula; }
@@ -161,6 +164,22 @@ std::vector<NodeId> FeatureGraph::features(NodeId category) const {
             found.push_back(property.target);
     }
     return found;
+}
+
+std::vector<NodeId> FeatureGraph::allSelectors(NodeId id) const {
+    std::vector<NodeId> all;
+    addSelectors(id, 1, all);
+    std::erase(all, id);
+    return all;
+}
+
+void FeatureGraph::addSelectors(NodeId id, int depth, std::vector<NodeId>& all) const {
+    if (depth > kDeepestSelectors) return;
+    for (const NodeId selector : selectors(id)) {
+        if (std::ranges::count(all, selector) != 0) continue;
+        addSelectors(selector, depth + 1, all);
+        if (std::ranges::count(all, selector) == 0) all.push_back(selector);
+    }
 }
 
 std::vector<NodeId> FeatureGraph::selected(NodeId id) const {

@@ -34,6 +34,8 @@ class FeatureGraph {
     [[nodiscard]] const std::vector<NodeId>& selectors(NodeId id) const {
         return selectors_[at(id)];
     }
+    /** Those and theirs, the outermost first. */
+    [[nodiscard]] std::vector<NodeId> allSelectors(NodeId id) const;
     [[nodiscard]] std::vector<NodeId> selected(NodeId id) const;
     /** The features that lead from "Root", in the order in which one comes upon them. */
     [[nodiscard]] const std::vector<NodeId>& listed() const { return listed_; }
@@ -67,6 +69,7 @@ class FeatureGraph {
 
     [[nodiscard]] static std::size_t at(NodeId id) { return static_cast<std::size_t>(id); }
     void collectReaders(NodeId id);
+    void addSelectors(NodeId id, int depth, std::vector<NodeId>& all) const;
     void list(NodeId category, Marks& seen);
     [[nodiscard]] const Needs& needs(NodeId id);
     void follow(Needs& found, NodeId id, NodeId needed);

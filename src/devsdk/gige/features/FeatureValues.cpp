@@ -23,6 +23,13 @@ std::optional<bool> parseBoolean(std::string text) {
     return std::nullopt;
 }
 
+/** Others write 10.0 where we write 10. */
+bool means(FeatureKind kind, const std::string& held, const std::string& wanted) {
+    if (held == wanted) return true;
+    const auto number = parseNumber<double>(held);
+    return kind == FeatureKind::floating && number && number == parseNumber<double>(wanted);
+}
+
 template <typename T>
 std::optional<T> numberOf(const PayloadValue& value) {
     if (const auto* whole = std::get_if<std::int64_t>(&value)) return static_cast<T>(*whole);
@@ -201,34 +208,43 @@ bool Features::execute(const std::string& name) {
     });
 }
 
-bool Features::getText(const std::string& name, std::string& text) const {
+Refusal Features::Impl::getAsText(const Feature& feature, std::string& text) {
     std::int64_t integer = 0;
     double number = 0;
-    bool boolean = false;
-    switch (kind(name)) {
-        case FeatureKind::integer:
-            if (!getInteger(name, integer)) return false;
-            text = numberText(integer);
-            return true;
-        case FeatureKind::floating:
-            if (!getFloat(name, number)) return false;
-            text = numberText(number);
-            return true;
-        case FeatureKind::enumeration:
-            return impl_->ask(name, FeatureKind::enumeration, [&](const Feature& feature) {
-                Refusal refusal = impl_->getNumber(feature, integer);
-                return refusal ? refusal : impl_->rules->getSymbol(feature.id, integer, text);
-            });
-        case FeatureKind::boolean:
-            if (!getBoolean(name, boolean)) return false;
-            text = valueText(boolean);
-            return true;
+    Refusal refusal;
+    switch (feature.kind) {
         case FeatureKind::text:
-            return getString(name, text);
+            return getText(feature, text);
+        case FeatureKind::floating:
+            refusal = getNumber(feature, number);
+            if (!refusal) text = numberText(number);
+            return refusal;
+        case FeatureKind::enumeration:
+            refusal = getNumber(feature, integer);
+            return refusal ? refusal : rules->getSymbol(feature.id, integer, text);
+        default:
+            refusal = getNumber(feature, integer);
+            if (!refusal)
+                text = feature.kind == FeatureKind::boolean ? valueText(integer != 0)
+                                                            : numberText(integer);
+            return refusal;
+    }
+}
+
+bool Features::getText(const std::string& name, std::string& text) const {
+    const FeatureKind held = kind(name);
+    switch (held) {
+        case FeatureKind::integer:
+        case FeatureKind::floating:
+        case FeatureKind::enumeration:
+        case FeatureKind::boolean:
+        case FeatureKind::text:
+            return impl_->get(name, held, text, [this](const Feature& feature, auto& found) {
+                return impl_->getAsText(feature, found);
+            });
         default:
             if (!has(name)) return failUnknown(name);
-            return fail(Error::feature,
-                        name + ": is " + kindText(kind(name)) + ", without a value");
+            return fail(Error::feature, name + ": is " + kindText(held) + ", without a value");
     }
 }
 
@@ -258,6 +274,16 @@ bool Features::setText(const std::string& name, const std::string& text) {
             return fail(Error::feature,
                         name + ": is " + kindText(kind(name)) + ", without a value");
     }
+}
+
+bool Features::ensure(const std::string& name, const std::string& text) {
+    std::string held;
+    if (!getText(name, held) || !means(kind(name), held, text)) return setText(name, text);
+    // A packet size that was set is one that a stream does not replace by what it finds best.
+    const KeepLastError locked;
+    if (name != kPacketSizeFeature || !setText(name, text))
+        impl_->keepSetting(*impl_->find(name), text);
+    return true;
 }
 
 }  // namespace Vorda::Gige

@@ -159,6 +159,15 @@ bool Features::getSelectors(const std::string& name, std::vector<std::string>& n
     return true;
 }
 
+std::vector<std::string> Features::allSelectors(const std::string& name) const {
+    std::vector<std::string> names;
+    const Feature* const feature = impl_->find(name);
+    if (!feature || feature->isOurs()) return names;
+    for (const NodeId id : impl_->graph.allSelectors(feature->id))
+        names.push_back(impl_->tree[id].name);
+    return names;
+}
+
 std::vector<std::string> Features::selected(const std::string& name) const {
     std::vector<std::string> names;
     const Feature* const feature = impl_->find(name);

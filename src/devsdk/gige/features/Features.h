@@ -17,6 +17,8 @@
 
 namespace Vorda::Gige {
 
+class AppliedSettings;
+
 /** What the features of a camera are made of. */
 struct FeatureSources {
     std::shared_ptr<RegisterPort> camera;
@@ -24,6 +26,8 @@ struct FeatureSources {
     std::shared_ptr<const PayloadLayout> layout;
     std::shared_ptr<const EventData> events;
     std::shared_ptr<const StreamCounters> stream;
+    /** Told what is set, with where its selectors stand; may be empty. */
+    std::shared_ptr<AppliedSettings> settings;
     /** Told which features changed, in order; called with no lock held. */
     std::function<void(const std::vector<std::string>&)> onChanged;
     /** Told once, when "Root" is first listed: from then on someone wants to know what changes. */
@@ -60,6 +64,9 @@ class Features {
     [[nodiscard]] bool getChildren(const std::string& name, std::vector<std::string>& names) const;
     /** The features that select `name`. */
     [[nodiscard]] bool getSelectors(const std::string& name, std::vector<std::string>& names) const;
+    /** What decides which value `name` stands for: its selectors and theirs, the outermost first.
+     */
+    [[nodiscard]] std::vector<std::string> allSelectors(const std::string& name) const;
     /** The features that `name` selects; empty for one that is no selector. */
     [[nodiscard]] std::vector<std::string> selected(const std::string& name) const;
     /**
@@ -111,6 +118,11 @@ class Features {
     [[nodiscard]] bool getText(const std::string& name, std::string& text) const;
     /** The reverse, with all checks; of a boolean also "true" and "false", in any case. */
     [[nodiscard]] bool setText(const std::string& name, const std::string& text);
+    /**
+     * Sees to it that a feature has a value, by writing it only if it has another: what is
+     * read-only at this moment may well have the right one.
+     */
+    [[nodiscard]] bool ensure(const std::string& name, const std::string& text);
 
     /**
      * Sets TLParamsLocked, where the camera has it, around an acquisition: the camera, and the

@@ -3,6 +3,7 @@
 // What is behind Features; for its own .cpp files.
 #pragma once
 
+#include "AppliedSettings.h"
 #include "DescriptionTree.h"
 #include "FeatureGraph.h"
 #include "FeatureRules.h"
@@ -17,6 +18,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -73,6 +75,16 @@ struct Features::Impl {
     template <typename T>
     Refusal getNumber(const Feature& feature, T& value);
     Refusal getText(const Feature& feature, std::string& value);
+    /** A value of any kind as Features::getText() gives it. */
+    Refusal getAsText(const Feature& feature, std::string& text);
+    template <typename T>
+    [[nodiscard]] std::string settingText(const Feature& feature, const T& value);
+    [[nodiscard]] bool isNoted(const Feature& feature) const;
+    /** What is going to be set; without a name when it is not noted. */
+    [[nodiscard]] AppliedSetting beginSetting(const Feature& feature);
+    void addPosition(const std::string& selector, std::vector<SelectorPosition>& all);
+    void endSetting(const Feature& feature, AppliedSetting setting, std::string text);
+    void keepSetting(const Feature& feature, const std::string& text);
     Refusal checkArrival(const Feature& feature);
     Refusal checkReadable(const Feature& feature);
     Refusal eventValue(const Feature& feature, PayloadValue& value) const;
@@ -90,6 +102,7 @@ struct Features::Impl {
     FeatureGraph graph;
     std::unique_ptr<NodeMap> nodes;
     std::optional<FeatureRules> rules;
+    std::unordered_map<std::string, std::string> positions;  ///< of selectors, where known
 };
 
 template <typename Do>
@@ -113,6 +126,17 @@ bool Features::Impl::get(const std::string& name, FeatureKind kind, T& result, D
     return true;
 }
 
+template <typename T>
+std::string Features::Impl::settingText(const Feature& feature, const T& value) {
+    if constexpr (std::is_same_v<T, std::int64_t>) {
+        std::string symbol;
+        if (feature.kind == FeatureKind::enumeration &&
+            !rules->getSymbol(feature.id, value, symbol))
+            return symbol;
+    }
+    return valueText(value);
+}
+
 template <typename T, typename Do>
 bool Features::Impl::tell(const std::string& name, FeatureKind kind, const T& value, Do what) {
     const Feature* const feature = find(name, kind);
@@ -123,11 +147,14 @@ bool Features::Impl::tell(const std::string& name, FeatureKind kind, const T& va
         const std::lock_guard lock(mutex);
         const auto snapshot = nodes->snapshot();
         if (Refusal closed = rules->checkWritable(feature->id)) return closed;
+        AppliedSetting setting = beginSetting(*feature);
         if (Refusal refused = what(feature->id)) return refused;
+        endSetting(*feature, std::move(setting), settingText(*feature, value));
         dependents = &graph.dependents(feature->id);
         return {};
     }();
     if (refusal) return failWith(refusal, name, value);
+    if (sources.settings) sources.settings->warnIfFull();
     changed(*dependents);
     return true;
 }
