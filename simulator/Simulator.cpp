@@ -38,6 +38,7 @@ CameraStatistics sum(const CameraStatistics& before, CameraStatistics since) {
         since.pixelFormat = before.pixelFormat;
     }
     since.framesSent += before.framesSent;
+    since.framesStamped += before.framesStamped;
     since.packetsSent += before.packetsSent;
     since.packetsResent += before.packetsResent;
     since.commandsAnswered += before.commandsAnswered;
@@ -48,10 +49,25 @@ CameraStatistics sum(const CameraStatistics& before, CameraStatistics since) {
     since.commandsRefused += before.commandsRefused;
     since.eventsSent += before.eventsSent;
     since.eventsAcknowledged += before.eventsAcknowledged;
+    since.packetFaults += before.packetFaults;
+    since.resultsCut += before.resultsCut;
+    since.resultsCorrupted += before.resultsCorrupted;
     return since;
 }
 
 }  // namespace
+
+PacketFaultCounts& PacketFaultCounts::operator+=(const PacketFaultCounts& more) {
+    lost += more.lost;
+    reordered += more.reordered;
+    duplicated += more.duplicated;
+    delayed += more.delayed;
+    truncated += more.truncated;
+    wrongSize += more.wrongSize;
+    foreign += more.foreign;
+    tooLarge += more.tooLarge;
+    return *this;
+}
 
 /** The camera and what becomes of it: the cable is pulled, the power fails. */
 struct SimulatedCamera::State {

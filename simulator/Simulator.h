@@ -54,10 +54,25 @@ struct CameraOptions {
     bool stampsImages = false;
 };
 
+/** Packets that something was made to happen to; each counts among those sent, too, once. */
+struct PacketFaultCounts {
+    std::uint64_t lost = 0;
+    std::uint64_t reordered = 0;
+    std::uint64_t duplicated = 0;
+    std::uint64_t delayed = 0;
+    std::uint64_t truncated = 0;
+    std::uint64_t wrongSize = 0;
+    std::uint64_t foreign = 0;   ///< that had a foreign packet sent before them
+    std::uint64_t tooLarge = 0;  ///< for the path: vanished
+
+    PacketFaultCounts& operator+=(const PacketFaultCounts& more);
+};
+
 /** What a camera has done since it was switched on first; the counters only grow. */
 struct CameraStatistics {
-    std::uint64_t framesSent = 0;
-    std::uint64_t packetsSent = 0;  ///< GVSP packets, resent ones included
+    std::uint64_t framesSent = 0;     ///< whole, whatever became of their packets on the way
+    std::uint64_t framesStamped = 0;  ///< of those, with a stamp in their image
+    std::uint64_t packetsSent = 0;    ///< GVSP packets, resent ones included
     std::uint64_t packetsResent = 0;
     std::uint64_t commandsAnswered = 0;  ///< GVCP commands
     std::uint64_t registersRead = 0;     ///< words, by READREG
@@ -71,6 +86,9 @@ struct CameraStatistics {
     std::uint64_t blockId = 0;      ///< of the latest frame
     std::uint64_t leaderBytes = 0;  ///< UDP payload of the latest leader
     std::uint32_t pixelFormat = 0;  ///< as the latest leader said; 0: it said none
+    PacketFaultCounts packetFaults = {};
+    std::uint64_t resultsCut = 0;        ///< frames whose results were
+    std::uint64_t resultsCorrupted = 0;  ///< frames whose results were
 };
 
 /**

@@ -250,6 +250,7 @@ std::string statisticsLine(const kestrosim::CameraOptions& camera,
     json.member("serial_number", camera.serial);
     json.member("ip", camera.address);
     json.member("frames_sent", statistics.framesSent);
+    json.member("frames_stamped", statistics.framesStamped);
     json.member("packets_sent", statistics.packetsSent);
     json.member("packets_resent", statistics.packetsResent);
     json.member("commands_answered", statistics.commandsAnswered);
@@ -264,6 +265,17 @@ std::string statisticsLine(const kestrosim::CameraOptions& camera,
     json.member("block_id", statistics.blockId);
     json.member("leader_bytes", statistics.leaderBytes);
     json.member("pixel_format", std::uint64_t{statistics.pixelFormat});
+    const kestrosim::PacketFaultCounts& faults = statistics.packetFaults;
+    json.member("packets_lost", faults.lost);
+    json.member("packets_reordered", faults.reordered);
+    json.member("packets_duplicated", faults.duplicated);
+    json.member("packets_delayed", faults.delayed);
+    json.member("packets_truncated", faults.truncated);
+    json.member("packets_of_wrong_size", faults.wrongSize);
+    json.member("packets_too_large", faults.tooLarge);
+    json.member("packets_foreign", faults.foreign);
+    json.member("results_cut", statistics.resultsCut);
+    json.member("results_corrupted", statistics.resultsCorrupted);
     return json.finish();
 }
 

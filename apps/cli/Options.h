@@ -53,6 +53,7 @@ struct SimOptions {
     std::string faultFile;                   ///< a scenario; empty: none
     std::vector<std::string> faults;         ///< "loss=0.01", on top of the scenario
     std::optional<std::uint64_t> faultSeed;  ///< empty: the scenario's, or `seed`
+    bool stampsImages = false;
 };
 
 struct FeaturesOptions {

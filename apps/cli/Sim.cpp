@@ -17,6 +17,7 @@
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace kestrocli {
 namespace {
@@ -122,6 +123,27 @@ Cameras switchOn(const Plans& plans, Output& output) {
     return cameras;
 }
 
+/** What was made to go wrong; empty when nothing was. */
+std::string faultsText(const kestrosim::CameraStatistics& did) {
+    const kestrosim::PacketFaultCounts& packets = did.packetFaults;
+    const std::pair<const char*, std::uint64_t> counts[] = {
+        {" packets lost", packets.lost},
+        {" out of order", packets.reordered},
+        {" twice", packets.duplicated},
+        {" delayed", packets.delayed},
+        {" cut", packets.truncated},
+        {" of wrong size", packets.wrongSize},
+        {" too large", packets.tooLarge},
+        {" foreign", packets.foreign},
+        {" frames' results cut", did.resultsCut},
+        {" corrupted", did.resultsCorrupted}};
+    std::string text;
+    for (const auto& [what, count] : counts) {
+        if (count != 0) text += (text.empty() ? "" : ", ") + std::to_string(count) + what;
+    }
+    return text;
+}
+
 std::string statisticsTable(const Plans& plans, const Cameras& cameras) {
     std::vector<std::vector<std::string>> rows = {
         {"SERIAL", "FRAMES", "PACKETS", "RESENT", "COMMANDS", "BLOCK", "LEADER", "PIXELS"}};
@@ -134,6 +156,10 @@ std::string statisticsTable(const Plans& plans, const Cameras& cameras) {
                         did.pixelFormat == 0 ? "-" : pixelFormatName(did.pixelFormat)});
     }
     std::string text = table(rows);
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        const std::string faults = faultsText(cameras[i]->statistics());
+        if (!faults.empty()) text += plans[i].serial + " faults: " + faults + "\n";
+    }
     text.pop_back();
     return text;
 }
@@ -205,6 +231,7 @@ Plans planCameras(const SimOptions& options) {
         plan.truthFile = options.truthFile;
         plan.descriptionFile = options.descriptionFile;
         plan.faults = planAfter(faults, i);
+        plan.stampsImages = options.stampsImages;
         checkName(plan.serial, "the serial number");
         checkName(plan.userName, "the name");
         plans.push_back(plan);

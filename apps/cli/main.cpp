@@ -196,6 +196,8 @@ void addSimStream(CLI::App& command, SimOptions& options) {
         ->type_name("N")
         ->check(number(1, 100000, "1..100000"))
         ->capture_default_str();
+    command.add_flag("--stamp", options.stampsImages,
+                     "Put a block id and a checksum into the last bytes of each image");
 }
 
 void addSimFaults(CLI::App& command, SimOptions& options) {

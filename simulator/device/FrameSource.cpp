@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FrameSource.h"
 
+#include "ImageStamp.h"
 #include "JpegEncoder.h"
 #include "ResultChunks.h"
 #include "SceneView.h"
@@ -61,6 +62,24 @@ Bytes encode(const Scene& view, const StreamSettings& settings, std::uint64_t ti
     return view.pixels;
 }
 
+/** The pixels of an encoded frame; none where there are none. */
+std::span<std::uint8_t> pixelsIn(Bytes& encoded, const Scene& view, ResultFormat format) {
+    const std::span<std::uint8_t> bytes(encoded);
+    switch (format) {
+        case ResultFormat::none:
+        case ResultFormat::chunk:
+            return bytes.first(view.pixels.size());
+        case ResultFormat::container:
+        case ResultFormat::raw:
+            return bytes.subspan(kContainerImageOffset, view.pixels.size());
+        case ResultFormat::containerJpeg:
+        case ResultFormat::jpeg:
+        case ResultFormat::chunkOnly:
+            break;
+    }
+    return {};
+}
+
 }  // namespace
 
 TruthFile::TruthFile(const std::string& path) {
@@ -91,7 +110,8 @@ void TruthFile::append(std::string line) const {
 }
 
 FrameSource::FrameSource(const CameraOptions& options)
-    : camera_(options.serial),
+    : stampsImages_(options.stampsImages),
+      camera_(options.serial),
       truth_(options.truthFile),
       scenes_({options.width, options.height, options.seed, options.scenes, options.difficulty,
                options.imageFolder, options.report}),
@@ -122,7 +142,8 @@ JpegFiles::File JpegFiles::fileOf(const std::shared_ptr<const Scene>& scene, con
 }
 
 FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
-                                 const StreamSettings& settings, std::uint64_t timestamp) {
+                                 const StreamSettings& settings, std::uint64_t blockId,
+                                 std::uint64_t timestamp) {
     const std::shared_ptr<const Scene> view = viewOf(scene, settings);
     FramePayload frame;
     frame.width = view->width;
@@ -135,15 +156,19 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
     frame.type = payloadTypeOf(settings.format);
     frame.hasChunks =
         settings.format == ResultFormat::chunk || settings.format == ResultFormat::jpeg;
-    if (settings.format == ResultFormat::none) {
+    if (settings.format == ResultFormat::none && !stampsImages_) {
         // The picture stays alive with the scene that it belongs to.
         frame.bytes = {view, &view->pixels};
         return frame;
     }
     const JpegFiles::File jpeg =
         isCompressed(settings.format) ? jpegFiles_.fileOf(scene, *view, settings) : nullptr;
-    frame.bytes = std::make_shared<const Bytes>(
-        encode(*view, settings, timestamp, jpeg ? *jpeg : std::span<const std::uint8_t>()));
+    Bytes bytes =
+        encode(*view, settings, timestamp, jpeg ? *jpeg : std::span<const std::uint8_t>());
+    if (stampsImages_) {
+        frame.isStamped = stampImage(pixelsIn(bytes, *view, settings.format), blockId);
+    }
+    frame.bytes = std::make_shared<const Bytes>(std::move(bytes));
     return frame;
 }
 

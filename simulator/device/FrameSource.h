@@ -60,11 +60,13 @@ class FrameSource {
     [[nodiscard]] std::shared_ptr<const Scene> scene(std::uint64_t number);
     /** The frame that the settings make of a scene. */
     [[nodiscard]] FramePayload expose(const std::shared_ptr<const Scene>& scene,
-                                      const StreamSettings& settings, std::uint64_t timestamp);
+                                      const StreamSettings& settings, std::uint64_t blockId,
+                                      std::uint64_t timestamp);
     /** Ends the waiting in scene(), by an exception. Threads: any. */
     void stop() const { scenes_.stop(); }
 
  private:
+    const bool stampsImages_;
     JpegFiles jpegFiles_;
     std::string camera_;
     TruthFile truth_;

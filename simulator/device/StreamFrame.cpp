@@ -148,6 +148,10 @@ void StreamFrame::addTrailer(StreamPacket& packet) const {
     appendWord(packet, kUntoldLayout);
 }
 
+std::size_t headerBytesOf(const StreamPacket& packet) {
+    return headerBytes((packet.head[4] & kExtendedIdBit) != 0);
+}
+
 StreamPacket statusPacket(std::uint64_t blockId, std::uint32_t packetId, bool extendedIds,
                           Status status) {
     return makeHead(blockId, packetId, extendedIds, PacketFormat::payload, status);

@@ -24,6 +24,7 @@ struct FramePayload {
     std::uint64_t timestamp = 0;
     PayloadType type = PayloadType::image;
     bool hasChunks = false;  ///< image or JPEG file are the first of several chunks
+    bool isStamped = false;
     ReadingSummary reading;
 };
 
@@ -47,6 +48,7 @@ class StreamFrame {
     [[nodiscard]] std::uint64_t blockId() const { return blockId_; }
     [[nodiscard]] std::uint64_t timestamp() const { return payload_.timestamp; }
     [[nodiscard]] const ReadingSummary& reading() const { return payload_.reading; }
+    [[nodiscard]] bool isStamped() const { return payload_.isStamped; }
     [[nodiscard]] std::uint32_t packetCount() const;
     [[nodiscard]] std::size_t leaderBytes() const;
     /** As the leader tells it; 0 where it tells none. */
@@ -66,6 +68,9 @@ class StreamFrame {
     bool extendedIds_;
     std::size_t pieceBytes_;
 };
+
+/** Of the GVSP header that the head begins with. */
+[[nodiscard]] std::size_t headerBytesOf(const StreamPacket& packet);
 
 /** A packet without content: a head that carries only a status. */
 [[nodiscard]] StreamPacket statusPacket(std::uint64_t blockId, std::uint32_t packetId,

@@ -4,14 +4,10 @@
 #include "Pacer.h"
 #include "ResultWords.h"
 
-#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -21,7 +17,6 @@ namespace {
 
 constexpr std::size_t kFramesKept = 8;
 constexpr std::size_t kResendsKept = 256;
-constexpr std::uint32_t kBurstMaxPackets = 32;
 constexpr auto kStopGrace = std::chrono::milliseconds(150);
 constexpr std::uint64_t kBlockIdEnd = 0x10000;  // of 16-bit ids
 
@@ -60,45 +55,6 @@ class Unlocked {
     std::unique_lock<std::mutex>& lock_;
 };
 
-/** Up to kBurstMaxPackets packets to one receiver as one system call takes them. */
-class Burst {
- public:
-    explicit Burst(const Endpoint& to) : to_(socketAddress(to)) {}
-
-    void add(const StreamPacket& packet) {
-        packets_[count_] = packet;
-        StreamPacket& own = packets_[count_];
-        pieces_[count_] = {iovec{own.head.data(), own.headBytes},
-                           iovec{const_cast<std::uint8_t*>(own.body.data()), own.body.size()}};
-        msghdr& header = messages_[count_].msg_hdr;
-        header.msg_name = &to_;
-        header.msg_namelen = sizeof to_;
-        header.msg_iov = pieces_[count_].data();
-        header.msg_iovlen = own.body.empty() ? 1 : 2;
-        ++count_;
-    }
-
-    /** How many packets the kernel took; one that it refuses is left out. */
-    [[nodiscard]] std::uint32_t send(int descriptor) {
-        std::uint32_t done = 0;
-        std::uint32_t taken = 0;
-        while (done < count_) {
-            const int sent = ::sendmmsg(descriptor, messages_.data() + done, count_ - done, 0);
-            if (sent < 0 && errno == EINTR) continue;
-            taken += static_cast<std::uint32_t>(std::max(sent, 0));
-            done += static_cast<std::uint32_t>(std::max(sent, 1));
-        }
-        return taken;
-    }
-
- private:
-    sockaddr_in to_;
-    std::array<StreamPacket, kBurstMaxPackets> packets_{};
-    std::array<std::array<iovec, 2>, kBurstMaxPackets> pieces_{};
-    std::array<mmsghdr, kBurstMaxPackets> messages_{};
-    std::uint32_t count_ = 0;
-};
-
 }  // namespace
 
 StreamSender::StreamSender(const CameraOptions& options, std::uint32_t address,
@@ -110,6 +66,7 @@ StreamSender::StreamSender(const CameraOptions& options, std::uint32_t address,
       messages_(messages),
       cable_(cable),
       source_(options),
+      path_(options.faults, address, cable_),
       socket_({address, 0}, UdpSocket::Sharing::exclusive, cable_),
       thread_([this] { run(); }) {}
 
@@ -151,6 +108,7 @@ void StreamSender::stop() {
     const bool wasAcquiring = std::exchange(acquiring_, false);
     abandonAt_ = Clock::now() + kStopGrace;
     stopping_ = true;
+    work_.notify_all();  // packets that are held back are not waited for
     idle_.wait(lock, [this] { return !sending_; });
     stopping_ = false;
     if (wasAcquiring) tell(CameraEvent::acquisitionEnd);
@@ -181,6 +139,11 @@ void StreamSender::sendTestPacket() {
     const StreamPacket head = statusPacket(0, 0, settings.extendedIds, Status::success);
     std::copy_n(head.head.begin(), head.headBytes, datagram.begin());
     const std::lock_guard lock(mutex_);
+    if (!path_.carries(datagram.size())) {
+        ++statistics_.packetsSent;
+        ++statistics_.packetFaults.tooLarge;
+        return;
+    }
     socket_.setDontFragment(true);
     if (socket_.sendTo(settings.destination, datagram)) ++statistics_.packetsSent;
     socket_.setDontFragment(settings.dontFragment);  // a frame may be on its way
@@ -201,6 +164,7 @@ void StreamSender::moveTo(std::uint32_t address) {
     Lock lock(mutex_);
     idle_.wait(lock, [this] { return !sending_; });
     socket_ = std::move(socket);
+    path_.moveTo(address);
 }
 
 std::uint16_t StreamSender::sourcePort() const {
@@ -219,7 +183,9 @@ void StreamSender::run() {
     Lock lock(mutex_);
     while (!quit_) {
         const auto due = frameDue();
-        if (!resends_.empty()) {
+        if (heldDue() <= Clock::now()) {
+            sendHeld();
+        } else if (!resends_.empty()) {
             Pacer pacer = pacerFor(registers_.streamSettings());
             serveResends(lock, pacer);
         } else if (due && *due <= Clock::now()) {
@@ -235,9 +201,22 @@ std::optional<StreamSender::Clock::time_point> StreamSender::frameDue() const {
     return schedule_.due(registers_.streamSettings());
 }
 
+/** When a packet that is held back has to go on; the stop does not wait. */
+StreamSender::Clock::time_point StreamSender::heldDue() const {
+    const auto due = path_.due();
+    if (!due) return Clock::time_point::max();
+    return stopping_ ? Clock::time_point::min() : *due;
+}
+
+void StreamSender::sendHeld() {
+    path_.sendHeld(socket_, stopping_ ? Clock::time_point::max() : Clock::now());
+    settle();
+}
+
 void StreamSender::waitForWork(Lock& lock) {
-    if (const auto due = frameDue()) {
-        work_.wait_until(lock, *due);
+    const auto due = std::min(frameDue().value_or(Clock::time_point::max()), heldDue());
+    if (due != Clock::time_point::max()) {
+        work_.wait_until(lock, due);
     } else {
         work_.wait(lock);
     }
@@ -271,7 +250,7 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::makeFrame(Lock& lock) {
         const std::shared_ptr<const Scene> scene = source_.scene(blockId - 1);
         const Clock::time_point takenAt = Clock::now();  // it may have had to be drawn first
         const StreamSettings settings = registers_.streamSettings();
-        FramePayload payload = source_.expose(scene, settings, clock_.ticks());
+        FramePayload payload = source_.expose(scene, settings, blockId, clock_.ticks());
         StreamFrame frame(blockId, std::move(payload), settings.packetBytes, settings.extendedIds);
         sent = std::make_shared<SentFrame>(SentFrame{std::move(frame), settings, takenAt});
     }
@@ -320,25 +299,27 @@ void StreamSender::transmit(Lock& lock, SentFrame& sent) {
         const std::uint32_t first = sent.packetsSent;
         const std::uint32_t packets =
             std::min(count - first, static_cast<std::uint32_t>(pacer.burstPackets()));
-        std::uint32_t taken = 0;
-        {
-            const Unlocked unlocked(lock);
-            taken = sendBurst(sent, first, packets, Status::success);
-            pacer.waitAfter(packets);
-        }
+        sendBurst(lock, pacer, sent, {first, packets, Status::success});
         sent.packetsSent += packets;
-        statistics_.packetsSent += taken;
         serveResends(lock, pacer);
     }
 }
 
 void StreamSender::finishFrame(const SentFrame& sent) {
     registers_.setWord(reg::kLastReading, wordOf(sent.frame.reading()));
-    if (sent.packetsSent == sent.frame.packetCount()) ++statistics_.framesSent;
+    if (sent.packetsSent == sent.frame.packetCount()) {
+        ++statistics_.framesSent;
+        if (sent.frame.isStamped()) ++statistics_.framesStamped;
+    }
     registers_.setWord(reg::kFramesSent, static_cast<std::uint32_t>(statistics_.framesSent));
-    sending_ = false;
+    settle();
     if (schedule_.isOver() && std::exchange(acquiring_, false)) tell(CameraEvent::acquisitionEnd);
-    idle_.notify_all();
+}
+
+/** Nothing is sent any more but what is held back. */
+void StreamSender::settle() {
+    sending_ = path_.due().has_value();
+    if (!sending_) idle_.notify_all();
 }
 
 bool StreamSender::mustAbandon(Clock::time_point now) const {
@@ -361,8 +342,7 @@ void StreamSender::serveResends(Lock& lock, Pacer& pacer) {
         resends_.pop_front();
         serveResend(lock, pacer, request);
     }
-    sending_ = wasSending;
-    if (!sending_) idle_.notify_all();
+    if (!wasSending) settle();
 }
 
 void StreamSender::serveResend(Lock& lock, Pacer& pacer, const ResendRequest& request) {
@@ -383,15 +363,9 @@ void StreamSender::sendAgain(Lock& lock, Pacer& pacer, SentFrame& sent,
     while (next <= last && !mustLeaveResends()) {
         const std::uint32_t packets =
             std::min(last - next + 1, static_cast<std::uint32_t>(pacer.burstPackets()));
-        std::uint32_t taken = 0;
-        {
-            const Unlocked unlocked(lock);
-            taken = sendBurst(sent, next, packets, Status::packetResend);
-            pacer.waitAfter(packets);
-        }
+        statistics_.packetsResent +=
+            sendBurst(lock, pacer, sent, {next, packets, Status::packetResend});
         next += packets;
-        statistics_.packetsSent += taken;
-        statistics_.packetsResent += taken;
     }
 }
 
@@ -400,9 +374,7 @@ void StreamSender::sendStatus(const ResendRequest& request, Status status) {
     if (settings.destination.port == 0) return;
     const StreamPacket packet =
         statusPacket(request.blockId, request.firstPacket, settings.extendedIds, status);
-    if (socket_.sendTo(settings.destination, {packet.head.data(), packet.headBytes})) {
-        ++statistics_.packetsSent;
-    }
+    count(path_.send(socket_, settings.destination, packet));
 }
 
 std::shared_ptr<StreamSender::SentFrame> StreamSender::find(std::uint64_t blockId) const {
@@ -412,14 +384,23 @@ std::shared_ptr<StreamSender::SentFrame> StreamSender::find(std::uint64_t blockI
     return found == history_.end() ? nullptr : *found;
 }
 
-std::uint32_t StreamSender::sendBurst(const SentFrame& sent, std::uint32_t firstPacket,
-                                      std::uint32_t packets, Status status) const {
-    if (!socket_.isPlugged()) return 0;
-    Burst burst(sent.settings.destination);
-    for (std::uint32_t i = 0; i < packets; ++i) {
-        burst.add(sent.frame.packet(firstPacket + i, status));
+/** How many packets the kernel took. */
+std::uint64_t StreamSender::sendBurst(Lock& lock, Pacer& pacer, const SentFrame& sent,
+                                      const PacketRun& run) {
+    SentPackets result;
+    {
+        const Unlocked unlocked(lock);
+        result = path_.send(socket_, sent.settings.destination, sent.frame, run);
+        pacer.waitAfter(run.count);
     }
-    return burst.send(socket_.descriptor());
+    if (heldDue() <= Clock::now()) path_.sendHeld(socket_, Clock::now());
+    count(result);
+    return result.packets;
+}
+
+void StreamSender::count(const SentPackets& sent) {
+    statistics_.packetsSent += sent.packets;
+    statistics_.packetFaults += sent.faults;
 }
 
 Pacer StreamSender::pacerFor(const StreamSettings& settings) const {

@@ -9,6 +9,7 @@
 #include "RegisterMap.h"
 #include "Simulator.h"
 #include "StreamFrame.h"
+#include "StreamPath.h"
 #include "UdpSocket.h"
 
 #include <chrono>
@@ -83,12 +84,15 @@ class StreamSender {
 
     void run();
     [[nodiscard]] std::optional<Clock::time_point> frameDue() const;
+    [[nodiscard]] Clock::time_point heldDue() const;
+    void sendHeld();
     void waitForWork(Lock& lock);
     void sendFrame(Lock& lock);
     [[nodiscard]] std::shared_ptr<SentFrame> makeFrame(Lock& lock);
     void beginFrame(const std::shared_ptr<SentFrame>& sent);
     void transmit(Lock& lock, SentFrame& sent);
     void finishFrame(const SentFrame& sent);
+    void settle();
     void tell(CameraEvent event);
     void tell(const StreamFrame& frame);
     void beginBlockIds();
@@ -100,8 +104,8 @@ class StreamSender {
     void sendAgain(Lock& lock, Pacer& pacer, SentFrame& sent, const ResendRequest& request);
     void sendStatus(const ResendRequest& request, Status status);
     [[nodiscard]] std::shared_ptr<SentFrame> find(std::uint64_t blockId) const;
-    [[nodiscard]] std::uint32_t sendBurst(const SentFrame& sent, std::uint32_t firstPacket,
-                                          std::uint32_t packets, Status status) const;
+    std::uint64_t sendBurst(Lock& lock, Pacer& pacer, const SentFrame& sent, const PacketRun& run);
+    void count(const SentPackets& sent);
     [[nodiscard]] Pacer pacerFor(const StreamSettings& settings) const;
 
     const double linkMbits_;
@@ -110,6 +114,7 @@ class StreamSender {
     MessageSender& messages_;
     const Cable& cable_;
     FrameSource source_;  ///< the thread's
+    StreamPath path_;     ///< the thread's, but while nothing is sent
 
     mutable std::mutex mutex_;  ///< guards all that follows but the thread
     std::condition_variable work_;

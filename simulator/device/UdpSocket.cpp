@@ -96,6 +96,21 @@ std::optional<HostInterface> interfaceOf(std::uint32_t address) {
     return std::nullopt;
 }
 
+std::vector<std::uint32_t> neighboursOf(std::uint32_t address) {
+    // All of 127/8 is this host's, listed or not.
+    if (address >> 24 == IN_LOOPBACKNET) return {address ^ 0x00ff0000};
+    std::vector<std::uint32_t> found;
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) return found;
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(list, &::freeifaddrs);
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        const std::uint32_t other = hostAddress(entry->ifa_addr);
+        if (other != address && other >> 24 != IN_LOOPBACKNET) found.push_back(other);
+    }
+    return found;
+}
+
 sockaddr_in socketAddress(const Endpoint& endpoint) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

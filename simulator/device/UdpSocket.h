@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 struct sockaddr_in;
 
@@ -33,6 +34,8 @@ struct HostInterface {
 [[nodiscard]] std::string addressText(std::uint32_t address);
 /** The interface whose subnet holds the address; 127.0.0.2 is on lo though it is not listed. */
 [[nodiscard]] std::optional<HostInterface> interfaceOf(std::uint32_t address);
+/** Addresses of this host that packets to the same receivers could come from as well. */
+[[nodiscard]] std::vector<std::uint32_t> neighboursOf(std::uint32_t address);
 [[nodiscard]] sockaddr_in socketAddress(const Endpoint& endpoint);
 
 /** A datagram's sender and how it came. */

@@ -22,6 +22,7 @@ constexpr std::size_t kTableOffset = 24;
 constexpr std::size_t kEntryBytes = 64;
 constexpr std::size_t kHeadBytes = 576;
 constexpr std::size_t kBlockAlignment = 64;
+static_assert(kContainerImageOffset == kHeadBytes && kHeadBytes % kBlockAlignment == 0);
 // For all but the image block: fixed, so that the largest container does not depend on what will
 // be read.
 constexpr std::size_t kRoomBytes = 65536;

@@ -101,6 +101,9 @@ class SceneSet {
 [[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp,
                                                         std::span<const std::uint8_t> jpeg = {});
 
+/** Where encodeContainer() has the image block. */
+inline constexpr std::size_t kContainerImageOffset = 576;
+
 /** The most that encodeContainer() makes of an image block of so many bytes. */
 [[nodiscard]] std::size_t mostContainerBytes(std::size_t imageBytes);
 
