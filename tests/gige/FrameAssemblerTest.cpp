@@ -308,6 +308,25 @@ TEST(FrameAssembler, AsksForGapsAfterAShortTime) {
     EXPECT_EQ(bench.counters.resendRequests.get(), 3u);
 }
 
+TEST(FrameAssembler, AsksACameraAgainSoonWhereItAnswersSoon) {
+    constexpr int kBlocks = 20;
+    constexpr auto kAnswer = milliseconds(1);
+    Bench bench;
+    for (std::uint16_t id = 1; id <= kBlocks; ++id) {
+        const auto packets = PacketWriter{.blockId = id}.block(content(450, id));
+        bench.feed(packets, {0, 1, 3, 4, 5, 6});
+        bench.pass(milliseconds(2) + kAnswer);
+        bench.feed(packets, {2});
+    }
+    const auto packets = PacketWriter{.blockId = kBlocks + 1}.block(content(450, 1));
+    bench.feed(packets, {0, 1, 3, 4, 5, 6});
+    const std::size_t before = bench.requests.size();
+    bench.pass(milliseconds(12));
+    EXPECT_GE(bench.requests.size() - before, 2u);
+    bench.pass(milliseconds(84));
+    EXPECT_LE(bench.requests.size() - before, 8u);  // but not ever so often when it does not
+}
+
 TEST(FrameAssembler, AsksForLeaderAndTrailer) {
     Bench bench;
     bench.feedAll(PacketWriter{.blockId = 1}.block(content(250, 1)));

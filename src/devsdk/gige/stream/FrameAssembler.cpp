@@ -5,6 +5,7 @@
 #include "DeviceLog.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Vorda::Gige {
 
@@ -154,7 +155,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.id = id;
     block.wireId = packet.blockId;
     block.lastPacket = now;
-    block.gapSince = block.tailSince = block.repeatAt = kNever;
+    block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
     block.askedEnd = 0;
     block.rounds = 0;
     block.resend = setup_.canResend;
@@ -186,6 +187,7 @@ void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time n
     if (packet.packetId < block.askedEnd) {
         counters_.resentPackets.add();
         block.rounds = 0;  // asking helps
+        noteAnswer(block, now);
     }
     noteProgress(block, missingBefore, now);
     if (block.part.complete()) finish(block);
@@ -361,7 +363,21 @@ void FrameAssembler::askForMissing(OpenBlock& block, Time now) {
     requestGaps(block, repeat ? 0 : block.askedEnd, end);
     block.askedEnd = std::max(block.askedEnd, end);
     block.gapSince = kNever;
-    if (repeat || block.repeatAt == kNever) block.repeatAt = now + kRepeatRequestAfter;
+    block.askedAt = now;
+    if (repeat || block.repeatAt == kNever) block.repeatAt = now + repeatAfter(block.rounds);
+}
+
+/** A slow answer counts at once, a quick one little by little. */
+void FrameAssembler::noteAnswer(OpenBlock& block, Time now) {
+    if (block.askedAt == kNever) return;
+    const Clock::duration took = now - std::exchange(block.askedAt, kNever);
+    answerTime_ = std::max(took, answerTime_ - (answerTime_ - took) / 4);
+}
+
+FrameAssembler::Clock::duration FrameAssembler::repeatAfter(unsigned rounds) const {
+    constexpr int kPatience = 4;  // answers may be this much slower than they were
+    const auto first = std::max<Clock::duration>(kPatience * answerTime_, kSoonestRepeat);
+    return std::min<Clock::duration>(first * (1U << rounds), kRepeatRequestAfter);
 }
 
 std::uint32_t FrameAssembler::endToAskFor(const OpenBlock& block, Time now) const {

@@ -54,10 +54,15 @@ class FrameAssembler {
     static constexpr std::size_t kMaxOpenBlocks = 4;
     /** A gap is asked for after this time: reordered packets fill it by themselves. */
     static constexpr auto kFirstRequestAfter = std::chrono::milliseconds(1);
+    /**
+     * What was asked for and has not come is asked for again after this time, or sooner, and then
+     * less and less so, where the camera has shown to answer sooner: newer frames wait behind it.
+     */
     static constexpr auto kRepeatRequestAfter = std::chrono::milliseconds(20);
+    static constexpr auto kSoonestRepeat = std::chrono::milliseconds(4);
     /** The end of a frame is asked for when nothing came for this long and no newer one began. */
     static constexpr auto kTailRequestAfter = std::chrono::milliseconds(40);
-    static constexpr unsigned kMaxRequestRounds = 5;
+    static constexpr unsigned kMaxRequestRounds = 7;
     /** An incomplete frame is given up when nothing new came for it for this long. */
     static constexpr auto kRetention = std::chrono::milliseconds(100);
 
@@ -90,6 +95,7 @@ class FrameAssembler {
         Time gapSince = kNever;   ///< of the gaps not yet asked for
         Time tailSince = kNever;  ///< since when the end is overdue
         Time repeatAt = kNever;
+        Time askedAt = kNever;       ///< the latest request that nothing has answered yet
         std::uint32_t askedEnd = 0;  ///< packets below were asked for once, or came
         unsigned rounds = 0;
         bool resend = false;  ///< asking again still makes sense
@@ -122,6 +128,8 @@ class FrameAssembler {
     [[nodiscard]] Time dueAt(const OpenBlock& block) const;
     [[nodiscard]] Time tailDueAt(const OpenBlock& block) const;
     void askForMissing(OpenBlock& block, Time now);
+    void noteAnswer(OpenBlock& block, Time now);
+    [[nodiscard]] Clock::duration repeatAfter(unsigned rounds) const;
     void requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end);
     [[nodiscard]] std::uint32_t endToAskFor(const OpenBlock& block, Time now) const;
     [[nodiscard]] std::uint32_t expectedEnd(const OpenBlock& block) const;
@@ -148,6 +156,7 @@ class FrameAssembler {
     std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start
     std::uint64_t lastClosedId_ = 0;  ///< 0: none
     Time lastProgress_{};             ///< when a packet last made a difference
+    Clock::duration answerTime_ = kRepeatRequestAfter;  ///< from a request to its first packet
     std::array<ClosedBlock, 64> closed_{};
     std::size_t closedNext_ = 0;
 };
