@@ -47,7 +47,6 @@ CameraStatistics sum(const CameraStatistics& before, CameraStatistics since) {
     since.memoryReads += before.memoryReads;
     since.memoryWrites += before.memoryWrites;
     since.commandsRefused += before.commandsRefused;
-    since.answerFaults += before.answerFaults;
     since.eventsSent += before.eventsSent;
     since.eventsAcknowledged += before.eventsAcknowledged;
     since.packetFaults += before.packetFaults;

@@ -15,6 +15,8 @@
 namespace kestrocli {
 namespace {
 
+constexpr const char* kDescription = "description";
+
 std::string interfacesAsked(const Host& host) {
     std::set<std::string> names;
     for (const auto& each : host.usedAddresses()) names.insert(visible(each.interface));
@@ -78,6 +80,24 @@ std::string someOf(const std::vector<std::string>& names) {
     return names.size() > kMost ? text + " ..." : text;
 }
 
+/** Throws Failure when the tree cannot be walked. */
+Finding describe(const Control& control) {
+    const std::uintmax_t bytes = descriptionBytes(control);
+    if (bytes == 0) {
+        return {Verdict::fail, kDescription, "it cannot be downloaded",
+                "kestro -v xml " + nameOf(control.record()) + " - tells more"};
+    }
+    const Readability found = readAll(control);
+    const std::string seen = sizeText(bytes) + ", " + counted(found.features, "feature");
+    if (found.unread.empty())
+        return {Verdict::pass, kDescription, seen + ", all that can be read were", {}};
+    return {Verdict::warn, kDescription,
+            seen + ", of which " + std::to_string(found.unread.size()) +
+                " cannot be read: " + someOf(found.unread),
+            "kestro -v get " + nameOf(control.record()) + " " + visible(found.unread.front()) +
+                " tells why"};
+}
+
 }  // namespace
 
 Finding checkSearch(const Host& host, const std::vector<CameraRecord>& cameras) {
@@ -139,49 +159,41 @@ Findings checkPlace(const Host& host, const CameraRecord& camera, const CameraSt
     return findings;
 }
 
+bool isControlled(const CameraState& state) {
+    return state.access == kestro::DeviceInfo::Exclusive ||
+           state.access == kestro::DeviceInfo::Control ||
+           state.access == kestro::DeviceInfo::ControlSwitchover;
+}
+
 Finding checkAccess(const CameraRecord& camera, const CameraState& state) {
-    switch (state.access) {
-        case kestro::DeviceInfo::Open:
-            return {Verdict::pass, "control", "nobody controls it", {}};
-        case kestro::DeviceInfo::Exclusive:
-        case kestro::DeviceInfo::Control:
-        case kestro::DeviceInfo::ControlSwitchover:
-            return {
-                Verdict::fail, "control",
-                "another program controls it (access: " + std::string(accessName(state.access)) +
-                    ")",
-                "end that program, the log line names its host; after a crash the camera is free "
-                "when its heartbeat time-out is over"};
-        default:
-            return {Verdict::fail, "control", "it was found, but does not answer at " + camera.ip,
-                    "two devices with one address? sudo arping -I " +
-                        visible(camera.interfaceName) + " " + camera.ip +
-                        " shows whether two MAC addresses answer"};
+    if (state.access == kestro::DeviceInfo::Open) {
+        return {Verdict::pass, "control", "nobody controls it", {}};
     }
+    if (isControlled(state)) {
+        return {
+            Verdict::fail, "control",
+            "another program controls it (access: " + std::string(accessName(state.access)) + ")",
+            "end that program, the log line names its host; after a crash the camera is free "
+            "when its heartbeat time-out is over"};
+    }
+    return {Verdict::fail, "control", "it was found, but does not answer at " + camera.ip,
+            "two devices with one address? sudo arping -I " + visible(camera.interfaceName) + " " +
+                camera.ip + " shows whether two MAC addresses answer"};
 }
 
 Finding checkDescription(const Control& control) {
-    const std::string name = "description";
-    const std::uintmax_t bytes = descriptionBytes(control);
-    if (bytes == 0) {
-        return {Verdict::fail, name, "it cannot be downloaded",
-                "kestro -v xml " + nameOf(control.record()) + " - tells more"};
+    try {
+        return describe(control);
+    } catch (const Failure& failure) {
+        return {Verdict::fail, kDescription, firstLine(failure.what()),
+                "kestro -v features " + nameOf(control.record()) + " tells more"};
     }
-    const Readability found = readAll(control);
-    const std::string seen = sizeText(bytes) + ", " + counted(found.features, "feature");
-    if (found.unread.empty())
-        return {Verdict::pass, name, seen + ", all that can be read were", {}};
-    return {Verdict::warn, name,
-            seen + ", of which " + std::to_string(found.unread.size()) +
-                " cannot be read: " + someOf(found.unread),
-            "kestro -v get " + nameOf(control.record()) + " " + visible(found.unread.front()) +
-                " tells why"};
 }
 
-Finding checkHeartbeat(const Control& control) {
+Finding checkHeartbeat(const Control& control, bool wasLost) {
     const std::string name = "heartbeat";
     const std::string camera = nameOf(control.record());
-    if (!control.camera()->isConnected()) {
+    if (wasLost || !control.camera()->isConnected()) {
         return {Verdict::fail, name, "the connection was lost meanwhile",
                 "cable, power supply, energy saving of the card: ip -s link show " +
                     visible(control.record().interfaceName)};

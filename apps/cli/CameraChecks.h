@@ -21,6 +21,8 @@ namespace kestrocli {
                                   const CameraState& state,
                                   const std::vector<CameraRecord>& others);
 
+/** True when some program has the control of it. */
+[[nodiscard]] bool isControlled(const CameraState& state);
 /** Who controls it, as it says before it is connected. */
 [[nodiscard]] Finding checkAccess(const CameraRecord& camera, const CameraState& state);
 
@@ -28,7 +30,7 @@ namespace kestrocli {
 [[nodiscard]] Finding checkDescription(const Control& control);
 
 /** Whether the connection held, and what becomes of the camera if this program dies. */
-[[nodiscard]] Finding checkHeartbeat(const Control& control);
+[[nodiscard]] Finding checkHeartbeat(const Control& control, bool wasLost);
 
 /** The address of the host that the camera was found from; null when it is gone. */
 [[nodiscard]] const HostAddress* addressTowards(const Host& host, const CameraRecord& camera);

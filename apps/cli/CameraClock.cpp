@@ -40,7 +40,7 @@ std::optional<ClockReading> readClock(const Control& control) {
             frequency == nullptr ? kNanoseconds : wholeNumber(control, frequency);
         if (reading.ticksPerSecond <= 0) continue;
         const auto before = Clock::now();
-        Feature(control, latch).execute();
+        if (kestro::ParameterCommand(control.camera(), latch).execute().isFailure()) continue;
         const auto after = Clock::now();
         reading.doubt = (after - before) / 2;
         reading.host = before + reading.doubt;

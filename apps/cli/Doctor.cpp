@@ -11,6 +11,7 @@
 #include "Text.h"
 
 #include <cstdlib>
+#include <optional>
 
 namespace kestrocli {
 namespace {
@@ -87,22 +88,26 @@ class Doctor {
         const CameraState state = stateOf(found.camera);
         report_.add(checkPlace(host_, found.record, state, records_));
         if (!state.ipValid) return;
-        const Finding access = checkAccess(found.record, state);
-        report_.add(access);
-        if (access.verdict == Verdict::fail) {
+        report_.add(checkAccess(found.record, state));
+        if (isControlled(state)) {
             // In vain, but the library then logs which host has it.
             [[maybe_unused]] const auto refused = found.camera->connect();
             found.camera->disconnect();
-            return;
+        } else if (state.access == kestro::DeviceInfo::Open) {
+            connect(found);
         }
+    }
+
+    void connect(const FoundCamera& found) {
         const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
         const StopSignal stopSignal(mailbox->wake());
+        std::optional<Grab> grab;
         try {
-            Grab grab(found, 0, mailbox);
-            examineConnected(grab, *mailbox);
+            grab.emplace(found, 0, mailbox);
         } catch (const Failure& failure) {
-            report_.add(failed(failure));
+            return report_.add(failed(failure));
         }
+        examineConnected(*grab, *mailbox);
     }
 
     void examineConnected(Grab& grab, Mailbox& mailbox) {
@@ -114,17 +119,19 @@ class Doctor {
         const StreamFacts facts =
             tryStream(grab, mailbox, host_, {options_.seconds, options_.freeRun});
         if (facts.isStopped) return;
-        report_.add(checkStream(host_, facts));
-        if (!facts.isLost) report_.add(checkCameraClock(before, readClock(control)));
-        report_.add(checkHeartbeat(control));
+        if (!facts.isLost) {
+            report_.add(checkStream(host_, facts));
+            report_.add(checkCameraClock(before, readClock(control)));
+        }
+        report_.add(checkHeartbeat(control, facts.isLost));
     }
 
     /** A refusal in the words of the other commands, whose further lines say what to do. */
     static Finding failed(const Failure& failure) {
         const std::string text = failure.what();
-        const std::size_t end = text.find('\n');
-        return {Verdict::fail, "connection", text.substr(0, end),
-                end == std::string::npos ? "" : text.substr(end + 1)};
+        const std::string seen = firstLine(text);
+        return {Verdict::fail, "connection", seen,
+                seen == text ? "" : firstLine(text.substr(seen.size() + 1))};
     }
 
     const DoctorOptions& options_;

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Host.h"
 
+#include "Text.h"
+
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <netpacket/packet.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/timex.h>
 #include <unistd.h>
@@ -13,11 +17,15 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <set>
 #include <utility>
 
 namespace kestrocli {
 namespace {
+
+constexpr const char* kCards = "/sys/class/net/";
 
 struct FreeAddresses {
     void operator()(ifaddrs* list) const { freeifaddrs(list); }
@@ -30,19 +38,61 @@ std::uint32_t numberOf(const sockaddr* address) {
     return ntohl(internet.sin_addr.s_addr);
 }
 
-std::vector<HostAddress> addressesNow() {
+using AddressList = std::unique_ptr<ifaddrs, FreeAddresses>;
+
+AddressList listAddresses() {
+    ifaddrs* first = nullptr;
+    return AddressList(getifaddrs(&first) == 0 ? first : nullptr);
+}
+
+std::int64_t mtuOf(const char* name) {
+    ifreq request{};
+    std::strncpy(request.ifr_name, name, sizeof request.ifr_name - 1);
+    const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) return 0;
+    const bool isTold = ioctl(descriptor, SIOCGIFMTU, &request) == 0;  // NOLINT(*-vararg)
+    close(descriptor);
+    return isTold ? request.ifr_mtu : 0;
+}
+
+std::string macOf(const sockaddr* address) {
+    sockaddr_ll link{};
+    std::memcpy(&link, address, sizeof link);
+    std::string text;
+    for (unsigned i = 0; i < link.sll_halen && i < std::size(link.sll_addr); ++i) {
+        text += (text.empty() ? "" : ":") + hexDigits({&link.sll_addr[i], 1});
+    }
+    return text;
+}
+
+/** A program that was put into another network namespace may still have the /sys of the first. */
+bool isSysOurs(const Host& host, const AddressList& list) {
+    std::set<std::string> there;
+    for (const auto& name : host.names(kCards)) {
+        if (host.exists(std::string(kCards) + name + "/ifindex")) there.insert(name);
+    }
+    std::set<std::string> here;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_PACKET) continue;
+        const std::string name = entry->ifa_name;
+        here.insert(name);
+        const std::string mac = macOf(entry->ifa_addr);
+        if (host.line(std::string(kCards) + name + "/address").value_or("") != mac) return false;
+    }
+    return here == there;
+}
+
+std::vector<HostAddress> addressesOf(const AddressList& list) {
     constexpr unsigned kRunning = IFF_UP | IFF_RUNNING;
     std::vector<HostAddress> found;
-    ifaddrs* first = nullptr;
-    if (getifaddrs(&first) != 0) return found;
-    const std::unique_ptr<ifaddrs, FreeAddresses> list(first);
-    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
         if ((entry->ifa_flags & kRunning) != kRunning) continue;
         // A second address may bear a label, "eth0:1".
         const std::string name = entry->ifa_name;
         found.push_back({name.substr(0, name.find(':')), numberOf(entry->ifa_addr),
-                         numberOf(entry->ifa_netmask), (entry->ifa_flags & IFF_LOOPBACK) != 0});
+                         numberOf(entry->ifa_netmask), (entry->ifa_flags & IFF_LOOPBACK) != 0,
+                         mtuOf(entry->ifa_name)});
     }
     return found;
 }
@@ -102,6 +152,15 @@ std::vector<std::string> Host::names(const std::string& folder) const {
     return found;
 }
 
+std::optional<std::string> Host::cardText(const std::string& card, const std::string& what) const {
+    return isSysOurs ? line(std::string(kCards) + card + "/" + what) : std::nullopt;
+}
+
+std::optional<std::int64_t> Host::cardNumber(const std::string& card,
+                                             const std::string& what) const {
+    return isSysOurs ? number(std::string(kCards) + card + "/" + what) : std::nullopt;
+}
+
 bool Host::exists(const std::string& path) const {
     std::error_code error;
     return std::filesystem::exists(root + path, error);
@@ -136,7 +195,9 @@ std::vector<HostAddress> Host::usedAddresses() const {
 Host thisHost() {
     const char* chosen = std::getenv("KESTRO_INTERFACES");
     Host host;
-    host.addresses = addressesNow();
+    const AddressList list = listAddresses();
+    host.addresses = addressesOf(list);
+    host.isSysOurs = isSysOurs(host, list);
     host.chosenInterfaces = chosen == nullptr ? "" : chosen;
     host.grantedBuffer = grantedBuffer();
     host.isClockSynchronised = isClockSynchronised();

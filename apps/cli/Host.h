@@ -14,6 +14,7 @@ struct HostAddress {
     std::uint32_t address = 0;
     std::uint32_t mask = 0;
     bool isLoopback = false;
+    std::int64_t mtuBytes = 0;  ///< of the interface
 
     [[nodiscard]] bool holds(std::uint32_t other) const { return ((address ^ other) & mask) == 0; }
 };
@@ -22,7 +23,8 @@ struct HostAddress {
 struct Host {
     std::string root;  ///< the folder that stands for "/"; empty: "/" itself
     std::vector<HostAddress> addresses;
-    std::string chosenInterfaces;     ///< KESTRO_INTERFACES
+    bool isSysOurs = true;         ///< /sys/class/net is of this network namespace, not of another
+    std::string chosenInterfaces;  ///< KESTRO_INTERFACES
     std::uint64_t grantedBuffer = 0;  ///< bytes of kMostStreamBuffer that the kernel gives a socket
     bool isClockSynchronised = true;
 
@@ -37,6 +39,12 @@ struct Host {
 
     /** Those that the library uses: all, or those that KESTRO_INTERFACES names. */
     [[nodiscard]] std::vector<HostAddress> usedAddresses() const;
+    /** What /sys tells of a card; empty when it tells nothing, or nothing of ours. */
+    [[nodiscard]] std::optional<std::string> cardText(const std::string& card,
+                                                      const std::string& what) const;
+    [[nodiscard]] std::optional<std::int64_t> cardNumber(const std::string& card,
+                                                         const std::string& what) const;
+
     /** The names in KESTRO_INTERFACES. */
     [[nodiscard]] std::vector<std::string> chosenNames() const;
 };

@@ -4,6 +4,8 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <locale>
+#include <sstream>
 
 namespace kestrocli {
 namespace {
@@ -19,11 +21,12 @@ bool hasAddress(const Host& host, const std::string& name) {
 std::vector<std::string> cardsWithoutAddress(const Host& host) {
     std::vector<std::string> found;
     const std::vector<std::string> chosen = host.chosenNames();
+    if (!host.isSysOurs) return found;
     for (const auto& name : host.names(kCards)) {
         const bool isChosen =
             chosen.empty() || std::find(chosen.begin(), chosen.end(), name) != chosen.end();
         const bool isCard = host.exists(kCards + name + "/device");
-        const bool hasLink = host.number(kCards + name + "/carrier") == 1;
+        const bool hasLink = host.cardNumber(name, "carrier") == 1;
         if (isChosen && isCard && hasLink && !hasAddress(host, name)) found.push_back(name);
     }
     return found;
@@ -86,15 +89,22 @@ Finding checkAddresses(const Host& host) {
     return {Verdict::pass, name, addressList(used) + (limit.empty() ? "" : " (" + limit + ")"), {}};
 }
 
+std::int64_t mtuOf(const Host& host, const std::string& card) {
+    for (const auto& each : host.addresses) {
+        if (each.interface == card) return each.mtuBytes;
+    }
+    return 0;
+}
+
 Finding checkPacketSizes(const Host& host) {
     constexpr std::int64_t kEthernet = 1500;
     std::string text;
     std::string small;
     for (const auto& card : usedCards(host)) {
-        const auto bytes = host.number(kCards + card + "/mtu");
-        if (!bytes) continue;
-        text += (text.empty() ? "" : ", ") + visible(card) + " " + std::to_string(*bytes);
-        if (*bytes < kEthernet && small.empty()) small = card;
+        const std::int64_t bytes = mtuOf(host, card);
+        if (bytes == 0) continue;
+        text += (text.empty() ? "" : ", ") + visible(card) + " " + std::to_string(bytes);
+        if (bytes < kEthernet && small.empty()) small = card;
     }
     if (text.empty()) return {Verdict::skip, "mtu", "no network card is used", {}};
     if (small.empty()) return {Verdict::pass, "mtu", text + " bytes", {}};
@@ -104,9 +114,9 @@ Finding checkPacketSizes(const Host& host) {
 
 /** What a card tells of its link; empty for one that tells nothing. */
 std::string linkText(const Host& host, const std::string& card) {
-    const auto speed = host.number(kCards + card + "/speed");
+    const auto speed = host.cardNumber(card, "speed");
     if (speed.value_or(0) <= 0) return {};
-    const auto duplex = host.line(kCards + card + "/duplex");
+    const auto duplex = host.cardText(card, "duplex");
     const bool isTold = duplex == "half" || duplex == "full";
     return visible(card) + " " + std::to_string(*speed) + " Mb/s" +
            (isTold ? " " + *duplex + " duplex" : "");
@@ -120,13 +130,17 @@ Finding checkLinks(const Host& host) {
         const std::string link = linkText(host, card);
         if (link.empty()) continue;
         text += (text.empty() ? "" : ", ") + link;
-        const bool isSlow = host.number(kCards + card + "/speed").value_or(0) < kGigabit ||
-                            host.line(kCards + card + "/duplex") == "half";
+        const bool isSlow = host.cardNumber(card, "speed").value_or(0) < kGigabit ||
+                            host.cardText(card, "duplex") == "half";
         if (isSlow && slow.empty()) slow = card;
     }
     if (usedCards(host).empty()) return {Verdict::skip, "link", "no network card is used", {}};
     if (text.empty()) {
-        return {Verdict::skip, "link", "no card tells its speed (a virtual one does not)", {}};
+        return {Verdict::skip,
+                "link",
+                host.isSysOurs ? "no card tells its speed (a virtual one does not)"
+                               : "/sys is of another network namespace",
+                {}};
     }
     if (slow.empty()) return {Verdict::pass, "link", text, {}};
     return {
@@ -134,8 +148,29 @@ Finding checkLinks(const Host& host) {
         "another cable or switch port; ethtool " + visible(slow) + " shows what was negotiated"};
 }
 
-std::int64_t counter(const Host& host, const std::string& card, const char* name) {
-    return host.number(kCards + card + "/statistics/" + name).value_or(0);
+/** What the kernel counted of a card since it is there. */
+struct Received {
+    std::int64_t packets = 0;
+    std::int64_t damaged = 0;
+    std::int64_t dropped = 0;
+    std::int64_t missed = 0;  ///< the card had no room
+};
+
+/** From lines "eth1: bytes packets errs drop fifo frame ...", below two lines of titles. */
+Received receivedBy(const Host& host, const std::string& card) {
+    Received received;
+    for (const auto& line : host.lines("/proc/net/dev")) {
+        std::istringstream fields(line);
+        fields.imbue(std::locale::classic());
+        std::string name;
+        std::int64_t bytes = 0;
+        std::int64_t errors = 0;
+        std::getline(fields >> std::ws, name, ':');
+        if (name != card) continue;
+        fields >> bytes >> received.packets >> errors >> received.dropped >> received.missed >>
+            received.damaged;
+    }
+    return received;
 }
 
 Finding checkDrops(const Host& host) {
@@ -144,11 +179,7 @@ Finding checkDrops(const Host& host) {
     std::string text;
     std::string mend;
     for (const auto& card : usedCards(host)) {
-        const std::int64_t all = counter(host, card, "rx_packets");
-        const std::int64_t missed =
-            counter(host, card, "rx_missed_errors") + counter(host, card, "rx_fifo_errors");
-        const std::int64_t dropped = counter(host, card, "rx_dropped");
-        const std::int64_t bad = counter(host, card, "rx_crc_errors");
+        const auto [all, bad, dropped, missed] = receivedBy(host, card);
         if ((missed + dropped + bad) * kOneIn <= all) continue;
         text += (text.empty() ? "" : "; ") + visible(card) + " received " + std::to_string(all) +
                 " packets, dropped " + std::to_string(dropped) + ", missed " +

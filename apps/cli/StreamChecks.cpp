@@ -12,8 +12,6 @@
 namespace kestrocli {
 namespace {
 
-constexpr const char* kCards = "/sys/class/net/";
-
 /** What lets the camera's packets in. */
 std::string firewallMend(const Host& host, const CameraRecord& camera) {
     const HostAddress* const here = addressTowards(host, camera);
@@ -58,9 +56,8 @@ Finding checkArrival(const Host& host, const StreamFacts& facts) {
 
 /** What the way could take: the smaller of card and camera; 0 when one is not known. */
 std::int64_t possibleBytes(const Host& host, const StreamFacts& facts) {
-    const auto mtu = host.number(kCards + facts.camera.interfaceName + "/mtu");
-    if (!mtu || facts.mostPacketBytes == 0) return 0;
-    return std::min(*mtu, facts.mostPacketBytes);
+    const HostAddress* const here = addressTowards(host, facts.camera);
+    return here == nullptr ? 0 : std::min(here->mtuBytes, facts.mostPacketBytes);
 }
 
 Finding checkPacketSize(const Host& host, const StreamFacts& facts) {
@@ -101,8 +98,7 @@ Finding checkBufferFor(const Host& host, const StreamFacts& facts) {
 std::string lossMend(const Host& host, const StreamFacts& facts) {
     constexpr std::int64_t kGigabit = 1000;
     const std::string card = visible(facts.camera.interfaceName);
-    const std::int64_t speed =
-        host.number(kCards + facts.camera.interfaceName + "/speed").value_or(0);
+    const std::int64_t speed = host.cardNumber(facts.camera.interfaceName, "speed").value_or(0);
     if (facts.hostDrops > 0 && host.grantedBuffer < wantedBuffer(facts.payloadBytes)) {
         return bufferMend();
     }

@@ -24,6 +24,11 @@ std::optional<double> numberOf(const Control& control, const char* name) {
     return std::nullopt;
 }
 
+std::int64_t wholeOf(const std::optional<FeatureValue>& value) {
+    const auto* number = value ? std::get_if<std::int64_t>(&*value) : nullptr;
+    return number == nullptr ? 0 : *number;
+}
+
 std::uint64_t countOf(const Control& control, const char* name) {
     return static_cast<std::uint64_t>(std::max(numberOf(control, name).value_or(0), 0.0));
 }
@@ -90,26 +95,22 @@ std::uint64_t bufferDrops(const Host& host) {
     return 0;
 }
 
-double frameRateOf(const Control& control) {
-    const auto resulting = numberOf(control, "AcquisitionResultingFrameRate");
-    return resulting ? *resulting : numberOf(control, "AcquisitionFrameRate").value_or(0);
-}
-
 /** How long the first frame may take: two periods of a slow camera, and time to get going. */
-double patience(double framesPerSecond, double seconds) {
+double patienceFor(const Control& control, double seconds) {
     constexpr double kStart = 2;
     constexpr double kLongest = 30;
-    const double periods = framesPerSecond > 0 ? 2 / framesPerSecond : 0;
+    const auto resulting = numberOf(control, "AcquisitionResultingFrameRate");
+    const double rate =
+        resulting ? *resulting : numberOf(control, "AcquisitionFrameRate").value_or(0);
+    const double periods = rate > 0 ? 2 / rate : 0;
     return std::max(std::min(kStart + periods, kLongest), seconds);
 }
 
-void stream(Mailbox& mailbox, const TrialOptions& options, StreamFacts& facts) {
+/** Waits `patience` seconds for the first frame. */
+void stream(Mailbox& mailbox, const TrialOptions& options, double patience, StreamFacts& facts) {
     const auto start = Clock::now();
-    const double wait = facts.trigger.empty()
-                            ? patience(static_cast<double>(facts.frameRate), options.seconds)
-                            : options.seconds;
     Deadlines first;
-    first.firstFrame = after(start, wait);
+    first.firstFrame = after(start, patience);
     // What a frame holds does not matter here.
     End end = pump(mailbox, first, [](const Delivery&) { return false; });
     if (end == End::done) {
@@ -134,10 +135,11 @@ void readCounters(const Control& control, StreamFacts& facts) {
 void readSettings(const Control& control, StreamFacts& facts) {
     constexpr const char* kPacketSize = "GevSCPSPacketSize";
     facts.payloadBytes = countOf(control, "PayloadSize");
+    facts.frameRate = std::llround(numberOf(control, "AcquisitionFrameRate").value_or(0));
     if (!hasFeature(control, kPacketSize)) return;
     const FeatureRecord size = Feature(control, kPacketSize).record();
-    if (size.value) facts.packetBytes = std::get<std::int64_t>(*size.value);
-    if (size.most) facts.mostPacketBytes = std::get<std::int64_t>(*size.most);
+    facts.packetBytes = wholeOf(size.value);
+    facts.mostPacketBytes = wholeOf(size.most);
 }
 
 }  // namespace
@@ -150,18 +152,19 @@ StreamFacts tryStream(Grab& grab, Mailbox& mailbox, const Host& host, const Tria
     for (const char* name : {"GevSCPSPacketSize", "GevSCPSDoNotFragment"}) kept.keep(name);
     try {
         facts.trigger = Triggers(control, kept, options.freeRun).find();
-        facts.frameRate = std::llround(frameRateOf(control));
+        const double patience =
+            facts.trigger.empty() ? patienceFor(control, options.seconds) : options.seconds;
         const std::uint64_t dropsBefore = bufferDrops(host);
         grab.start();
         readSettings(control, facts);
-        stream(mailbox, options, facts);
+        stream(mailbox, options, patience, facts);
         grab.stop();
         readCounters(control, facts);
         facts.hostDrops = bufferDrops(host) - dropsBefore;
     } catch (const Failure& failure) {
         grab.stop();
         facts.isLost = !control.camera()->isConnected();
-        facts.startError = failure.what();
+        facts.startError = firstLine(failure.what());
     }
     return facts;
 }

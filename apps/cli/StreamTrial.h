@@ -32,7 +32,7 @@ struct StreamFacts {
     std::uint64_t payloadBytes = 0;  ///< 0: not told, here and below
     std::int64_t packetBytes = 0;
     std::int64_t mostPacketBytes = 0;  ///< that the camera can send
-    std::int64_t frameRate = 0;        ///< whole frames a second that it is set to
+    std::int64_t frameRate = 0;        ///< whole AcquisitionFrameRate
 };
 
 struct TrialOptions {

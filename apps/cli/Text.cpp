@@ -229,6 +229,10 @@ std::string fixed(double value, int decimals) {
     return end.ec == std::errc() ? std::string(text.data(), end.ptr) : "-";
 }
 
+std::string firstLine(std::string_view text) {
+    return std::string(text.substr(0, text.find('\n')));
+}
+
 std::string counted(std::uint64_t count, const char* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }

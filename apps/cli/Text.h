@@ -40,6 +40,8 @@ namespace kestrocli {
 
 /** "2026-01-31T23:59:59.000001Z" */
 [[nodiscard]] std::string isoTime(std::chrono::system_clock::time_point time);
+/** What stands before the first newline. */
+[[nodiscard]] std::string firstLine(std::string_view text);
 /** "1 frame", "2 frames" */
 [[nodiscard]] std::string counted(std::uint64_t count, const char* what);
 /** The number with a fixed count of decimals, whatever the locale. */

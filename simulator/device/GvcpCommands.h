@@ -33,7 +33,7 @@ class GvcpCommands {
     using Bytes = std::span<const std::uint8_t>;
 
     GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers, CameraClock& clock,
-                 StreamSender& stream, bool ignoresHeartbeat);
+                 StreamSender& stream);
 
     /** Whether a datagram may be meant for every camera at once. */
     [[nodiscard]] static bool mayBeBroadcast(Bytes datagram);
@@ -70,7 +70,6 @@ class GvcpCommands {
         Answer answer;
     };
 
-    [[nodiscard]] bool isSignOfLife(const Request& request) const;
     [[nodiscard]] Answer carryOutOnce(const Request& request, Bytes datagram);
     [[nodiscard]] Answer carryOut(const Request& request);
     [[nodiscard]] Answer discovery() const;
@@ -93,7 +92,6 @@ class GvcpCommands {
     StreamSender& stream_;
     CameraActions actions_;
     ControlPrivilege privilege_;
-    const bool ignoresHeartbeat_;
     std::optional<std::uint32_t> forcedAddress_;
     Write lastWrite_;
     CommandCounts counts_;
