@@ -32,7 +32,7 @@ class DoctorTest : public testing::Test {
     DoctorTest() {
         host.root = folder.path();
         host.addresses = {{"lo", 0x7F000001, 0xFF000000, true},
-                          {"eth1", 0xC0A80101, kClassC, false}};
+                          {"eth1", 0xC0A80101, kClassC, false, 1500}};
         host.grantedBuffer = 32 * kMebi;
         addCard("eth1");
         write({"/proc/sys/net/core/rmem_max", "33554432"});
@@ -62,15 +62,13 @@ class DoctorTest : public testing::Test {
         const std::string card = "/sys/class/net/" + name;
         write({(card + "/device/vendor").c_str(), "0x8086"});
         write({(card + "/carrier").c_str(), "1"});
-        write({(card + "/mtu").c_str(), "1500"});
         write({(card + "/speed").c_str(), "1000"});
         write({(card + "/duplex").c_str(), "full"});
-        write({(card + "/statistics/rx_packets").c_str(), "1000000"});
     }
 
     void addSecondCard(std::uint32_t address) {
         addCard("eth2");
-        host.addresses.push_back({"eth2", address, kClassC, false});
+        host.addresses.push_back({"eth2", address, kClassC, false, 1500});
     }
 
     [[nodiscard]] Findings ofHost() const {
@@ -129,17 +127,10 @@ TEST_F(DoctorTest, SeesWhatOneFileTells) {
         const char* mend;
     };
     const Case cases[] = {
-        {{"/sys/class/net/eth1/mtu", "1400"}, "mtu", "eth1 1400", "ip link set eth1 mtu 1500"},
         {{"/sys/class/net/eth1/speed", "100"}, "link", "100 Mb/s", "ethtool eth1"},
         {{"/sys/class/net/eth1/duplex", "half"}, "link", "half duplex", "ethtool eth1"},
-        {{"/sys/class/net/eth1/statistics/rx_missed_errors", "5000"},
-         "drops",
-         "missed 5000",
-         "ethtool -G eth1"},
-        {{"/sys/class/net/eth1/statistics/rx_crc_errors", "5000"},
-         "drops",
-         "damaged 5000",
-         "cable"},
+        {{"/proc/net/dev", "  eth1: 9 1000000 5 0 5000 0 0 0"}, "drops", "missed 5000", "-G eth1"},
+        {{"/proc/net/dev", "  eth1: 9 1000000 5 0 0 5000 0 0"}, "drops", "damaged 5000", "cable"},
     };
     for (const auto& [file, check, seen, mend] : cases) {
         const auto before = host.line(file.path);
@@ -147,10 +138,14 @@ TEST_F(DoctorTest, SeesWhatOneFileTells) {
         expect(ofHost(check), Verdict::warn, seen, mend);
         write({file.path, before ? before->c_str() : "0"});
     }
-    write({"/sys/class/net/eth1/statistics/rx_dropped", "10"});
+    write({"/proc/net/dev", "  eth1: 9 1000000 5 10 0 0 0 0"});
     expect(ofHost("drops"), Verdict::pass, "", "");
     write({"/sys/class/net/eth1/speed", "-1"});
-    expect(ofHost("link"), Verdict::skip, "", "");
+    expect(ofHost("link"), Verdict::skip, "virtual", "");
+    host.isSysOurs = false;
+    expect(ofHost("link"), Verdict::skip, "another network namespace", "");
+    host.addresses[1].mtuBytes = 1400;
+    expect(ofHost("mtu"), Verdict::warn, "eth1 1400", "ip link set eth1 mtu 1500");
 }
 
 TEST_F(DoctorTest, SaysWhichInterfacesAreUsed) {
@@ -263,7 +258,7 @@ TEST_F(DoctorTest, TellsAStreamThatIsKeptAwayFromOneThatWaits) {
 
 TEST_F(DoctorTest, SeesThatTheWayTakesSmallerPacketsThanItsEnds) {
     expect(ofStream("packet size"), Verdict::pass, "1500 bytes", "");
-    write({"/sys/class/net/eth1/mtu", "9000"});
+    host.addresses[1].mtuBytes = 9000;
     expect(ofStream("packet size"), Verdict::warn, "take 9000", "ping -M do -s 8972 192.168.1.7");
     facts.packetBytes = 8996;  // a camera may count in steps
     expect(ofStream("packet size"), Verdict::pass, "8996 bytes", "");

@@ -60,7 +60,7 @@ class OnOneMachine(unittest.TestCase):
         self.assertEqual((visit.code, visit.failed()), (NOT_FOUND, ["found"]))
 
     def test_connects_none_of_several(self):
-        with simulator("--count", 2, cameras=2):
+        with simulator(cameras=2):
             visit = doctor()
         self.assertEqual(visit.code, OK)
         found = [finding["camera"] for finding in visit.findings if finding["check"] == "found"]
@@ -107,11 +107,13 @@ class OnOneMachine(unittest.TestCase):
         kestro("set", "SIM001", "TriggerSelector=FrameStart")
 
     def test_sees_packets_that_get_lost(self):
-        for loss, verdict in ((0.05, "warn"), (0.9, "fail")):
+        # Of a twentieth, most comes again; how much not, is a matter of chance.
+        for loss, verdicts in ((0.05, ("warn", "fail")), (0.9, ("fail",))):
             with self.subTest(loss), simulator("--fps", 30, "--fault", f"loss={loss}"):
                 visit = doctor("SIM001", seconds=0.6)
-                self.assertEqual(visit.verdict("losses"), verdict, visit.of["losses"])
-                self.assertEqual(visit.code, UNWELL if verdict == "fail" else OK)
+                self.assertIn(visit.verdict("losses"), verdicts)
+                self.assertIn("came only after", visit.of["losses"]["seen"])
+                self.assertEqual(visit.code, UNWELL if visit.verdict("losses") == "fail" else OK)
                 self.assertIn("AcquisitionFrameRate=15", visit.of["losses"]["mend"])
 
 
