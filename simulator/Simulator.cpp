@@ -47,6 +47,7 @@ CameraStatistics sum(const CameraStatistics& before, CameraStatistics since) {
     since.memoryReads += before.memoryReads;
     since.memoryWrites += before.memoryWrites;
     since.commandsRefused += before.commandsRefused;
+    since.answerFaults += before.answerFaults;
     since.eventsSent += before.eventsSent;
     since.eventsAcknowledged += before.eventsAcknowledged;
     since.packetFaults += before.packetFaults;

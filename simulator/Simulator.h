@@ -80,6 +80,7 @@ struct CameraStatistics {
     std::uint64_t memoryReads = 0;       ///< READMEM commands that were carried out
     std::uint64_t memoryWrites = 0;      ///< WRITEMEM commands that were carried out
     std::uint64_t commandsRefused = 0;   ///< with another status than success
+    std::uint64_t answerFaults = 0;      ///< answers that were lost, late or pending by plan
     std::uint64_t eventsSent = 0;        ///< each once, however often it was repeated
     std::uint64_t eventsAcknowledged = 0;
     std::uint64_t incidents = 0;    ///< of the fault plan that have begun

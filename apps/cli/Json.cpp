@@ -261,6 +261,7 @@ std::string statisticsLine(const kestrosim::CameraOptions& camera,
     json.member("commands_refused", statistics.commandsRefused);
     json.member("events_sent", statistics.eventsSent);
     json.member("events_acknowledged", statistics.eventsAcknowledged);
+    json.member("answer_faults", statistics.answerFaults);
     json.member("incidents", statistics.incidents);
     json.member("block_id", statistics.blockId);
     json.member("leader_bytes", statistics.leaderBytes);

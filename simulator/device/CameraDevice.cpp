@@ -63,8 +63,9 @@ CameraDevice::CameraDevice(const CameraOptions& options, std::uint32_t address,
     : registers_(requireSpeed(options), identityOf(options, address), text.bytes, text.fileName),
       messages_(address, registers_, clock_, cable_),
       stream_(options, address, registers_, clock_, messages_, cable_),
-      commands_(identityOf(options, address), registers_, clock_, stream_),
-      control_(address, registers_, stream_, messages_, cable_) {
+      commands_(identityOf(options, address), registers_, clock_, stream_,
+                options.faults.control.ignoresHeartbeat),
+      control_(address, registers_, stream_, messages_, cable_, options.faults) {
     registers_.setWord(reg::kStreamSourcePort, stream_.sourcePort());
     if (afterFrame) {
         stream_.tellWhenSent([this, tell = std::move(afterFrame)] { tell(*this); });
@@ -74,7 +75,8 @@ CameraDevice::CameraDevice(const CameraOptions& options, std::uint32_t address,
 
 CameraStatistics CameraDevice::statistics() const {
     CameraStatistics statistics = stream_.statistics();
-    statistics.commandsAnswered = control_.commandsAnswered();
+    statistics.commandsAnswered = control_.answers().sent();
+    statistics.answerFaults = control_.answers().faults();
     const CommandCounts& counts = commands_.counts();
     statistics.registersRead = counts.registersRead;
     statistics.registersWritten = counts.registersWritten;

@@ -40,11 +40,12 @@ bool isAligned(std::uint32_t address, std::size_t bytes) {
 }  // namespace
 
 GvcpCommands::GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers,
-                           CameraClock& clock, StreamSender& stream)
+                           CameraClock& clock, StreamSender& stream, bool ignoresHeartbeat)
     : identity_(identity),
       registers_(registers),
       stream_(stream),
-      actions_(registers, clock, stream) {}
+      actions_(registers, clock, stream),
+      ignoresHeartbeat_(ignoresHeartbeat) {}
 
 bool GvcpCommands::mayBeBroadcast(Bytes datagram) {
     if (datagram.size() < kGvcpHeaderBytes) return false;
@@ -60,7 +61,7 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     Answer answer;
     if (isConsistent) {
         const auto now = Clock::now();
-        privilege_.heard(from, now);
+        if (isSignOfLife(request)) privilege_.heard(from, now);
         actions_.catchUp(now);
         answer = carryOutOnce(request, datagram);
     } else {
@@ -70,6 +71,13 @@ std::vector<std::uint8_t> GvcpCommands::answer(Bytes datagram, const Endpoint& f
     if (answer.silent || (request.flags & kFlagAcknowledge) == 0) return {};
     return acknowledge(answer.status, static_cast<std::uint16_t>(request.command), request.id,
                        answer.payload);
+}
+
+// A camera that is wrong about it takes orders for one, but no questions.
+bool GvcpCommands::isSignOfLife(const Request& request) const {
+    const bool isQuestion =
+        request.command == Command::readRegister || request.command == Command::readMemory;
+    return !(ignoresHeartbeat_ && isQuestion);
 }
 
 GvcpCommands::Answer GvcpCommands::carryOutOnce(const Request& request, Bytes datagram) {

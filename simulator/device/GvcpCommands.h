@@ -33,7 +33,7 @@ class GvcpCommands {
     using Bytes = std::span<const std::uint8_t>;
 
     GvcpCommands(const NetworkIdentity& identity, RegisterMap& registers, CameraClock& clock,
-                 StreamSender& stream);
+                 StreamSender& stream, bool ignoresHeartbeat);
 
     /** Whether a datagram may be meant for every camera at once. */
     [[nodiscard]] static bool mayBeBroadcast(Bytes datagram);
@@ -70,6 +70,7 @@ class GvcpCommands {
         Answer answer;
     };
 
+    [[nodiscard]] bool isSignOfLife(const Request& request) const;
     [[nodiscard]] Answer carryOutOnce(const Request& request, Bytes datagram);
     [[nodiscard]] Answer carryOut(const Request& request);
     [[nodiscard]] Answer discovery() const;
@@ -92,6 +93,7 @@ class GvcpCommands {
     StreamSender& stream_;
     CameraActions actions_;
     ControlPrivilege privilege_;
+    const bool ignoresHeartbeat_;
     std::optional<std::uint32_t> forcedAddress_;
     Write lastWrite_;
     CommandCounts counts_;

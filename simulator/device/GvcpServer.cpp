@@ -25,12 +25,13 @@ constexpr int kDatagramsInARow = 64;
 }  // namespace
 
 GvcpServer::GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
-                       MessageSender& messages, const Cable& cable)
+                       MessageSender& messages, const Cable& cable, const FaultPlan& faults)
     : registers_(registers),
       stream_(stream),
       messages_(messages),
       cable_(cable),
-      wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+      wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      answers_(faults) {
     if (wakeDescriptor_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     try {
         static_cast<void>(listenAt(address));
@@ -88,15 +89,17 @@ void GvcpServer::run(GvcpCommands& commands) {
         ::eventfd_read(wakeDescriptor_, &ignored);
         if (losesControl_.exchange(false)) commands.loseControl();
         serveAll(commands);
+        answers_.sendDue(own_, AnswerSender::Clock::now());
         commands.expireControl(GvcpCommands::Clock::now());
     }
 }
 
-int GvcpServer::pollTimeoutMs(const GvcpCommands& commands) {
-    const auto expiry = commands.controlExpiry();
-    if (!expiry) return -1;
+int GvcpServer::pollTimeoutMs(const GvcpCommands& commands) const {
+    std::optional<GvcpCommands::Clock::time_point> next = commands.controlExpiry();
+    if (const auto answer = answers_.nextDue(); answer && (!next || *answer < *next)) next = answer;
+    if (!next) return -1;
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(*expiry - GvcpCommands::Clock::now());
+        std::chrono::ceil<std::chrono::milliseconds>(*next - GvcpCommands::Clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
 }
 
@@ -120,12 +123,10 @@ bool GvcpServer::serve(GvcpCommands& commands, const UdpSocket& socket) {
         const bool isForUs = !isBroadcast || (arrival->interfaceIndex == interfaceIndex_ &&
                                               GvcpCommands::mayBeBroadcast(datagram));
         if (!isForUs) continue;
-        const auto answer = commands.answer(datagram, arrival->from);
+        auto answer = commands.answer(datagram, arrival->from);
         const auto previous = followForcedAddress(commands);
         if (!answer.empty()) {
-            ++commandsAnswered_;
-            // One that cannot be delivered is like one lost on the way.
-            static_cast<void>((previous ? *previous : own_).sendTo(arrival->from, answer));
+            answers_.send(previous ? *previous : own_, arrival->from, std::move(answer));
         }
         if (previous) return false;
     }

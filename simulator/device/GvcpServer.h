@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "AnswerSender.h"
 #include "GvcpCommands.h"
 #include "UdpSocket.h"
 
@@ -22,7 +23,7 @@ class GvcpServer {
  public:
     /** Takes the sockets; throws std::runtime_error when a port is taken. */
     GvcpServer(std::uint32_t address, RegisterMap& registers, StreamSender& stream,
-               MessageSender& messages, const Cable& cable);
+               MessageSender& messages, const Cable& cable, const FaultPlan& faults);
     ~GvcpServer();
     GvcpServer(const GvcpServer&) = delete;
     GvcpServer& operator=(const GvcpServer&) = delete;
@@ -31,13 +32,14 @@ class GvcpServer {
     void start(GvcpCommands& commands);
     /** The application that controls the camera does so no more. */
     void loseControl();
-    [[nodiscard]] std::uint64_t commandsAnswered() const { return commandsAnswered_; }
+    /** What was sent in answer; threads: any. */
+    [[nodiscard]] const AnswerSender& answers() const { return answers_; }
 
  private:
     /** Takes the sockets of an address and returns the control socket of the one before. */
     [[nodiscard]] UdpSocket listenAt(std::uint32_t address);
     void run(GvcpCommands& commands);
-    [[nodiscard]] static int pollTimeoutMs(const GvcpCommands& commands);
+    [[nodiscard]] int pollTimeoutMs(const GvcpCommands& commands) const;
     void serveAll(GvcpCommands& commands);
     [[nodiscard]] bool serve(GvcpCommands& commands, const UdpSocket& socket);
     [[nodiscard]] std::optional<UdpSocket> followForcedAddress(GvcpCommands& commands);
@@ -52,7 +54,7 @@ class GvcpServer {
     int wakeDescriptor_;
     std::atomic<bool> quit_{false};
     std::atomic<bool> losesControl_{false};
-    std::atomic<std::uint64_t> commandsAnswered_{0};
+    AnswerSender answers_;
     std::thread thread_;
 };
 

@@ -266,7 +266,7 @@ void setDetail(Incident& incident, Detail kind, std::string_view fault, std::str
 /** "disconnect@100=2s": what, when, and more of it. */
 void addIncident(FaultPlan& plan, std::string_view fault) {
     const std::size_t at = fault.find('@');
-    const std::string_view word = fault.substr(0, at);
+    const std::string_view word = fault.substr(0, fault.find_first_of("@="));
     const IncidentWord* const known = find(kIncidents, word);
     if (known == nullptr) {
         refuse(fault, "there is no incident " + quoted(word) + "; there are " + listOf(kIncidents));
@@ -326,7 +326,7 @@ class ScenarioHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, S
         return take({text, bytes}, Form::number);
     }
     bool Bool(bool value) { return take(value ? "true" : "false", Form::boolean); }
-    bool Default() { refuseForm("null"); }
+    bool Null() { refuseForm("null"); }
 
  private:
     static constexpr std::string_view kIncidentsMember = "incidents";

@@ -17,6 +17,12 @@ class SeededRandom {
 
     [[nodiscard]] std::uint64_t next() { return engine_(); }
 
+    /** A number from 0 to 1, without 1. */
+    [[nodiscard]] double share() {
+        constexpr double kStep = 1.0 / (std::uint64_t{1} << 53);
+        return static_cast<double>(engine_() >> 11) * kStep;
+    }
+
     /** A number from low to high, both included; low <= high. */
     [[nodiscard]] int between(int low, int high) {
         const auto span = static_cast<std::uint64_t>(high - low) + 1;
