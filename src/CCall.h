@@ -10,6 +10,7 @@
 #include "CHandles.h"
 #include "LogLine.h"
 #include "ResultCodes.h"
+#include "VordaInfra.h"
 
 #include <memory>
 
@@ -20,7 +21,7 @@ template <typename Returned>
 struct Refusals {
     Returned badArgument;
     Returned unknownHandle;
-    Returned exception;
+    Returned exception;  ///< also in a forked child
 };
 
 inline constexpr Refusals<int> kCode{kInvalidArgument, kUnknownHandle, kSdkFailure};
@@ -65,6 +66,7 @@ class CCall {
     /** `work()` returns the function's result. */
     template <typename Work>
     Returned run(const Work& work) const {
+        if (Vorda::Infra::isForkedChild()) return refusals_.exception;  // without a line
         return guarded([&] {
             System::getInstance();  // configures the log, so it comes before the first line
             if (!complaint_) return work();

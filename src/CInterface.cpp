@@ -140,6 +140,7 @@ void* kstCreateDevice(const char* identifier, int type) {
 }
 
 void kstReleaseHandle(void* handle) {
+    if (Vorda::Infra::isForkedChild()) return;
     try {
         if (handle && !cameraHandles().release(handle)) frameHandles().release(handle);
     } catch (...) {  // of the registries' making; what is released does not throw
@@ -250,6 +251,7 @@ void* kstGetFrame(void* handle, unsigned int timeout) {
 }
 
 int kstIsFrameValid(void* frame) {
+    if (Vorda::Infra::isForkedChild()) return 0;
     try {
         return frameHandles().find(frame).object ? 1 : 0;
     } catch (...) {

@@ -28,6 +28,7 @@ using Vorda::GenICam::SConnectArg;
 using Vorda::GenICam::SParamsUpdateArg;
 using Vorda::Infra::CString;
 using Vorda::Infra::CTime;
+using Vorda::Infra::isForkedChild;
 using Vorda::Memory::TSharedPtr;
 
 namespace {
@@ -64,7 +65,7 @@ TSharedPtr<ICamera> deviceOf(const std::shared_ptr<Camera>& camera) {
 
 std::shared_ptr<CameraImpl> CameraImpl::create(const TSharedPtr<ICamera>& device) {
     if (!device) return nullptr;
-    return std::make_shared<CameraImpl>(device);
+    return Vorda::Memory::makeForThisProcess<CameraImpl>(device);
 }
 
 CameraImpl::CameraImpl(const TSharedPtr<ICamera>& device)
@@ -75,6 +76,7 @@ const char* CameraImpl::getKey() const { return key_.c_str(); }
 // Connection
 
 Result CameraImpl::connect() {
+    if (isForkedChild()) return kSdkFailure;
     if (camera_->isConnected()) {
         KESTRO_LOG_WARNING("device has been connected! [%s]", key_.c_str());
         return 0;
@@ -112,6 +114,7 @@ Result CameraImpl::connect() {
 }
 
 void CameraImpl::disconnect() {
+    if (isForkedChild()) return;
     if (isGrabbing()) stopGrabbing();
     frameCalls_.waitUntilOver();
     if (eventSubscribe_) {
@@ -123,7 +126,7 @@ void CameraImpl::disconnect() {
     connected_ = false;
 }
 
-bool CameraImpl::isConnected() const { return camera_->isConnected(); }
+bool CameraImpl::isConnected() const { return !isForkedChild() && camera_->isConnected(); }
 
 ConnectBinding CameraImpl::connectBinding() {
     return ConnectBinding::toMember<&CameraImpl::onConnectEvent>(shared_from_this());
@@ -141,11 +144,13 @@ TSharedPtr<IStreamSource> CameraImpl::streamSource() const {
 }
 
 bool CameraImpl::isGrabbing() const {
+    if (isForkedChild()) return false;
     const TSharedPtr<IStreamSource> source = streamSource();
     return source && source->isGrabbing();
 }
 
 Result CameraImpl::startGrabbing(std::int32_t bufferCount) {
+    if (isForkedChild()) return kSdkFailure;
     if (isGrabbing()) {
         KESTRO_LOG_DEBUG("the camera is already grabbing.");
         return kAlreadyGrabbing;
@@ -181,6 +186,7 @@ Result CameraImpl::startGrabbing(std::int32_t bufferCount) {
 }
 
 void CameraImpl::stopGrabbing() {
+    if (isForkedChild()) return;
     TSharedPtr<IStreamSource> source;
     {
         // Taken out before the device is stopped, so that others see at once that it is over.
@@ -198,6 +204,7 @@ void CameraImpl::stopGrabbing() {
 }
 
 std::shared_ptr<Frame> CameraImpl::getFrame(std::uint32_t timeoutMs) {
+    if (isForkedChild()) return nullptr;
     const TSharedPtr<IStreamSource> source = streamSource();
     if (!source) {
         KESTRO_LOG_ERROR("camera is not grabbing, streamSource is null");
@@ -212,6 +219,7 @@ std::shared_ptr<Frame> CameraImpl::getFrame(std::uint32_t timeoutMs) {
 }
 
 Result CameraImpl::clearFrameBuffer() {
+    if (isForkedChild()) return kSdkFailure;
     const TSharedPtr<IStreamSource> source = streamSource();
     if (!source) {
         KESTRO_LOG_ERROR("camera is not grabbing, streamSource is null");
@@ -231,6 +239,7 @@ FrameBinding CameraImpl::frameBinding() {
 // Information and control
 
 std::shared_ptr<DeviceInfo> CameraImpl::getDeviceInfo() {
+    if (isForkedChild()) return nullptr;
     const int type = camera_->getType();
     if (type != kGigECamera) {
         KESTRO_LOG_ERROR("error camera type: [%d]", type);
@@ -240,6 +249,7 @@ std::shared_ptr<DeviceInfo> CameraImpl::getDeviceInfo() {
 }
 
 std::shared_ptr<InterfaceInfo> CameraImpl::getInterfaceInfo() {
+    if (isForkedChild()) return nullptr;
     const int type = camera_->getInterfaceType();
     if (type != kNetworkInterface) {
         KESTRO_LOG_ERROR("error interface type: [%d]", type);
@@ -249,6 +259,7 @@ std::shared_ptr<InterfaceInfo> CameraImpl::getInterfaceInfo() {
 }
 
 std::shared_ptr<Parameter> CameraImpl::getParameter(const char* name) {
+    if (isForkedChild()) return nullptr;
     if (!name || !*name) return nullptr;
     const std::shared_ptr<Camera> self = shared_from_this();
     const ParameterType type = Parameter(self, name).getType();
@@ -275,6 +286,7 @@ std::shared_ptr<Parameter> CameraImpl::getParameter(const char* name) {
 }
 
 Result CameraImpl::forceIpAddress(const char* ip, const char* mask, const char* gateway) {
+    if (isForkedChild()) return kSdkFailure;
     const TSharedPtr<IGigECamera> gige = IGigECamera::getInstance(camera_);
     if (!gige) {
         KESTRO_LOG_ERROR("can not get gige camera ptr. [%s]", lastErrorText().c_str());
@@ -288,10 +300,12 @@ Result CameraImpl::forceIpAddress(const char* ip, const char* mask, const char* 
 }
 
 Result CameraImpl::downloadGenICamXML(const char* path) {
+    if (isForkedChild()) return kSdkFailure;
     return camera_->downloadGenICamXML(orEmpty(path)) ? 0 : kSdkFailure;
 }
 
 Result CameraImpl::saveDeviceConfig(const char* path) {
+    if (isForkedChild()) return kSdkFailure;
     const int ret = camera_->saveDeviceConfig(orEmpty(path));
     if (ret != 0) {
         KESTRO_LOG_ERROR("save device config error, ret: [%d]", ret);
@@ -301,6 +315,7 @@ Result CameraImpl::saveDeviceConfig(const char* path) {
 }
 
 Result CameraImpl::loadDeviceConfig(const char* path) {
+    if (isForkedChild()) return kSdkFailure;
     CString errors;  // the device SDK logs them itself, one line a feature
     const int ret = camera_->loadDeviceConfig(orEmpty(path), errors);
     if (ret != 0) {
@@ -314,6 +329,7 @@ Result CameraImpl::loadDeviceConfig(const char* path) {
 
 Result CameraImpl::registerFrameCallback(
     std::function<void(const std::shared_ptr<Frame>&)> callback) {
+    if (isForkedChild()) return kSdkFailure;
     const bool isRemoval = !callback;
     frameCallback_.set(std::move(callback));
     // Without a stream the next start binds the handler.
@@ -333,12 +349,14 @@ void CameraImpl::bindFrames(IStreamSource& source) {
 }
 
 Result CameraImpl::registerConnectCallback(std::function<void(const ConnectEventArg&)> callback) {
+    if (isForkedChild()) return kSdkFailure;
     connectCallback_.set(std::move(callback));
     return 0;
 }
 
 Result CameraImpl::registerParamUpdateCallback(
     std::function<void(const ParamUpdateEventArg&)> callback) {
+    if (isForkedChild()) return kSdkFailure;
     if (callback && connected_ && !featureTreeWalked_) walkFeatureTree();
     paramUpdateCallback_.set(std::move(callback));
     if (connected_) walkIfListenedTo();  // a connect() that ended meanwhile saw no callback

@@ -39,9 +39,10 @@ class DeviceInfoGEVImpl final : public DeviceInfoImpl {
         defaultGateway = view->getGateway();
     }
 
-    /** Empty for a camera of another kind. */
+    /** Empty for a camera of another kind, and in a forked child. */
     [[nodiscard]] Vorda::Memory::TSharedPtr<Vorda::GenICam::IGigECamera> gigeView() const {
-        return device ? Vorda::GenICam::IGigECamera::getInstance(device) : nullptr;
+        if (!device || Vorda::Infra::isForkedChild()) return nullptr;
+        return Vorda::GenICam::IGigECamera::getInstance(device);
     }
 
     // The addresses as they were at construction.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ImageBufferPool.h"
 
+#include "VordaInfra.h"
+
 #include <algorithm>
 #include <bit>
 #include <utility>
@@ -41,6 +43,7 @@ std::uint8_t* ImageBufferPool::take(std::size_t size) {
 }
 
 void ImageBufferPool::giveBack(std::uint8_t* buffer) noexcept {
+    if (Vorda::Infra::isForkedChild()) return;
     Buffer oldest;  // freed after the lock is gone
     const std::lock_guard lock(mutex_);
     const auto found = inUse_.find(buffer);

@@ -16,7 +16,7 @@ class InterfaceInfoImpl {
  public:
     explicit InterfaceInfoImpl(const std::shared_ptr<Camera>& camera) {
         const auto device = deviceOf(camera);
-        if (!device) return;
+        if (!device || Vorda::Infra::isForkedChild()) return;
         type = device->getInterfaceType();
         const auto source = Vorda::GenICam::IGigEInterface::getInstance(device);
         if (!source) return;
@@ -37,7 +37,7 @@ class InterfaceInfoNICImpl final : public InterfaceInfoImpl {
     explicit InterfaceInfoNICImpl(const std::shared_ptr<Camera>& camera)
         : InterfaceInfoImpl(camera) {
         const auto device = deviceOf(camera);
-        if (!device) return;
+        if (!device || Vorda::Infra::isForkedChild()) return;
         const auto source = Vorda::GenICam::IGigEInterface::getInstance(device);
         if (!source) return;
         ipAddress = source->getIpAddress();

@@ -17,6 +17,7 @@ namespace kestro {
 
 using Vorda::GenICam::CInternalParameterNode;
 using Vorda::Infra::CString;
+using Vorda::Infra::isForkedChild;
 using Vorda::Infra::TVector;
 using Vorda::Memory::TSharedPtr;
 
@@ -336,6 +337,7 @@ bool ParameterRegister::isValid() const {
 
 Result ParameterRegister::getValue(int& value) const {
     const ParameterRegisterImpl& own = registerOf(impl_);
+    if (isForkedChild()) return kSdkFailure;
     if (!own.assistant) return kObjectAbsent;
     std::int64_t bytes = 0;
     std::uint32_t length = 0;
@@ -349,6 +351,7 @@ Result ParameterRegister::getValue(int& value) const {
 
 Result ParameterRegister::setValue(int value) {
     const ParameterRegisterImpl& own = registerOf(impl_);
+    if (isForkedChild()) return kSdkFailure;
     if (!own.assistant) return kObjectAbsent;
     const auto bytes =
         static_cast<std::int32_t>(__builtin_bswap32(static_cast<std::uint32_t>(value)));
@@ -360,6 +363,7 @@ Result ParameterRegister::setValue(int value) {
 
 Result ParameterRegister::getValue(std::uint8_t* buffer, unsigned length) const {
     const ParameterRegisterImpl& own = registerOf(impl_);
+    if (isForkedChild()) return kSdkFailure;
     if (!own.assistant) return kObjectAbsent;
     if (!buffer && length > 0) {
         KESTRO_LOG_ERROR("The buffer is NULL!");
@@ -388,6 +392,7 @@ Result ParameterRegister::getValue(std::uint8_t* buffer, unsigned length) const 
 
 Result ParameterRegister::setValue(const std::uint8_t* buffer, unsigned length) {
     const ParameterRegisterImpl& own = registerOf(impl_);
+    if (isForkedChild()) return kSdkFailure;
     if (!own.assistant) return kObjectAbsent;
     if (!buffer && length > 0) {
         KESTRO_LOG_ERROR("The buffer is NULL!");

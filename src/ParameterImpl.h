@@ -21,9 +21,12 @@ class ParameterImpl {
     ParameterImpl& operator=(const ParameterImpl&) = delete;
     virtual ~ParameterImpl() = default;
 
-    /** A fresh node; it is closed when it goes out of scope. */
+    /**
+     * A fresh node; it is closed when it goes out of scope. In a forked child it is of no camera,
+     * and so refuses everything without asking anybody.
+     */
     [[nodiscard]] Vorda::GenICam::CInternalParameterNode open() const {
-        return {device, Vorda::Infra::CString(name)};
+        return {Vorda::Infra::isForkedChild() ? nullptr : device, Vorda::Infra::CString(name)};
     }
 
     const Vorda::Memory::TSharedPtr<Vorda::GenICam::ICamera> device;

@@ -15,6 +15,7 @@ namespace kestro {
 
 using Vorda::GenICam::CSystem;
 using Vorda::GenICam::ICamera;
+using Vorda::Infra::isForkedChild;
 using Vorda::Infra::TVector;
 using Vorda::Memory::TSharedPtr;
 using VXlog4cpp::CVxLog;
@@ -55,11 +56,16 @@ struct System::State {
 };
 
 System& System::getInstance() {
+    if (isForkedChild()) {  // what another thread was just making at the fork is never finished
+        static System childs;
+        return childs;
+    }
     static System system;
     return system;
 }
 
 System::System() : state_(new State) {
+    if (isForkedChild()) return;
     if (!CVxLog::isConfigloaded()) {
         if (CVxLog::LoadConfig(kLogConfigurationFile)) {
             KESTRO_LOG_DEBUG("use log configuration file");
@@ -73,6 +79,7 @@ System::System() : state_(new State) {
 
 // The cameras end with the process; the state does not, as what runs after this may still call.
 System::~System() {
+    if (isForkedChild()) return;
     std::vector<std::shared_ptr<Camera>> last;  // before the lock: what it takes over dies after it
     const std::lock_guard<std::mutex> lock(state_->mutex);
     last.swap(state_->cameras);
@@ -81,6 +88,7 @@ System::~System() {
 const char* System::getVersion() const { return kVersion; }
 
 Result System::discovery(std::vector<std::shared_ptr<Camera>>& cameras, unsigned int typeMask) {
+    if (isForkedChild()) return kSdkFailure;
     if (typeMask == 0) typeMask = kAllTypes;
     TVector<TSharedPtr<ICamera>> devices;
     CSystem::_DiscoveryModeInfo modeInfo{};
@@ -106,11 +114,13 @@ Result System::discovery(unsigned int typeMask) {
 }
 
 std::vector<std::shared_ptr<Camera>> System::getCameraList() const {
+    if (isForkedChild()) return {};
     const std::lock_guard<std::mutex> lock(state_->mutex);
     return state_->cameras;
 }
 
 std::shared_ptr<Camera> System::getCamera(const char* data, CameraDataType type) const {
+    if (isForkedChild()) return nullptr;
     if (!data || !*data) {
         KESTRO_LOG_ERROR("invalid input param, data error");
         return nullptr;

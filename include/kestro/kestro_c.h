@@ -38,6 +38,12 @@
  * and kstLoadDeviceConfig() must not run at the same time. A thread must not be cancelled
  * (pthread_cancel) while it is in the library.
  *
+ * @par Processes
+ * In a child that fork() made of a process that has called Kestro, every function fails at once and
+ * writes no line: KST_ERROR_SDK, NULL or 0; kstReleaseHandle() does nothing. The camera stays the
+ * parent's, which grabs on. The child may exec(), _exit() or exit(), but not return from a callback
+ * in which the fork was made. A process that forks before its first call may call in both.
+ *
  * @par Callbacks
  * They run on threads of the library (that of kstEnumFeatureChildren() on the caller's), with no
  * lock held, one at a time for each kind and camera; only a frame callback that starts its camera

@@ -124,6 +124,15 @@ int getLastError();
  */
 const char* getErrMsg(int number);
 
+/**
+ * True in a child that a process made by fork() after it had asked this for the first time.
+ *
+ * There is only one thread there, whatever others held at the fork they hold for ever, and the
+ * sockets are the parent's. So nothing of the device SDK may be used: whoever asks does so before
+ * he takes a lock. Threads: any; takes none itself.
+ */
+bool isForkedChild();
+
 class CTime {
  public:
     /** Microseconds of a monotonic clock. */

@@ -415,6 +415,24 @@ TEST(CInterfaceMatrix, ExceptionsBecomeAnAnswerAndALine) {
     EXPECT_EQ(caught.size(), 37U);  // the others ask nothing of the device, or catch by themselves
 }
 
+// There, whatever a call would wait for may be held by a thread that does not exist.
+TEST(CInterfaceMatrix, AForkedChildIsRefusedAtOnce) {
+    forEachRow([](const Row& row) {
+        RowScene scene(row);
+        scene.log.setEnabledLevel(800);
+        scene.sdk.setForkedChild(true);
+        const std::intptr_t answer = row.call(row.values(scene.goodHandle()));
+        scene.sdk.setForkedChild(false);
+        if (row.function == "kstGetVersion") {
+            EXPECT_NE(answer, 0);
+        } else {
+            EXPECT_EQ(answer, row.refusal(2));
+        }
+        scene.expectRefusal("");
+        EXPECT_EQ(kstIsFrameValid(scene.frame), row.stage == Stage::kGrabbing ? 1 : 0);
+    });
+}
+
 // Whatever runs meanwhile, a line's sink or the device, other threads are served.
 TEST(CInterfaceMatrix, NoLockIsHeldWhileLoggingOrAskingTheDevice) {
     forEachRow([](const Row& row) {

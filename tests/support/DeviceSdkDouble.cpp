@@ -94,6 +94,7 @@ void DeviceSdkDouble::reset() {
     const std::lock_guard lock(mutex_);
     devices.swap(devices_);
     hooks.swap(hooks_);
+    forkedChild_ = false;
     journal_.clear();
     failures_.clear();
     frameHandlers_.clear();
@@ -437,6 +438,8 @@ const char* getErrMsg(int number) {
     const auto& error = kestro::test::lastError();
     return number == error.number && error.text ? error.text->c_str() : nullptr;
 }
+
+bool isForkedChild() { return kestro::test::sdk().isForkedChild(); }
 
 std::uint64_t CTime::getCurrentMicroSecond() {
     kestro::test::sdk().enter("getCurrentMicroSecond");

@@ -190,6 +190,9 @@ class DeviceSdkDouble {
     /** Called at the start of each call of the operation, with no lock held. */
     void before(const std::string& operation, std::function<void()> hook);
     void advanceClock(std::uint64_t microseconds);
+    /** Whether this process passes for a forked child, until the next reset. */
+    void setForkedChild(bool isChild) { forkedChild_ = isChild; }
+    bool isForkedChild() const { return forkedChild_; }
 
     /** The calls so far, such as "connect(2)"; handlers as "handler 1", equal ones alike. */
     std::vector<std::string> journal() const;
@@ -216,6 +219,8 @@ class DeviceSdkDouble {
     std::string nameOf(const Vorda::GenICam::TBinding<Arg>& handler);
     template <typename Arg>
     std::vector<Vorda::GenICam::TBinding<Arg>>& known();
+
+    std::atomic<bool> forkedChild_{false};
 
     mutable std::mutex mutex_;  // guards all below
     std::vector<std::string> journal_;

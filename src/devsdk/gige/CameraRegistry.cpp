@@ -44,7 +44,7 @@ std::vector<std::shared_ptr<GigeCamera>> CameraRegistry::update(
             auto camera = entry.lock();
             if (!camera) {
                 const bool needsMac = each.device.serial.empty() || taken.contains(namedKey(each));
-                camera = std::make_shared<GigeCamera>(
+                camera = Memory::makeForThisProcess<GigeCamera>(
                     each, needsMac ? each.device.mac.text() : namedKey(each));
                 entry = camera;
             }

@@ -240,7 +240,7 @@ std::shared_ptr<GenICam::IEventSubscribe> EventDispatcher::subscribe() {
             return nullptr;
         started_ = true;
     }
-    return std::make_shared<Subscription>(core_);
+    return Memory::makeForThisProcess<Subscription>(core_);
 }
 
 void EventDispatcher::postConnection(bool isOnline) { core_->postConnection({isOnline ? 1 : 0}); }

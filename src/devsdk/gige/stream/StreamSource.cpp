@@ -254,7 +254,7 @@ bool StreamSource::clearFrameBuffer() {
 
 Memory::TSharedPtr<GenICam::IStreamSource> makeStreamSource(
     std::shared_ptr<CameraLink> link, std::shared_ptr<StreamCounters> counters) {
-    return std::make_shared<StreamSource>(std::move(link), std::move(counters));
+    return Memory::makeForThisProcess<StreamSource>(std::move(link), std::move(counters));
 }
 
 }  // namespace Vorda::Gige
