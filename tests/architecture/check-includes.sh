@@ -47,7 +47,7 @@ BEGIN {
     row(gige "/config", common " " gige "/config =features/Features.h" \
         " =features/AppliedSettings.h =features/ConnectionFeatures.h =features/SelectorPosition.h", "-")
     row(gige "/stream", common " " gige "/stream =payload/PayloadLayout.h", posix)
-    row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*")
+    row("src/devsdk/logging", "src/devsdk/logging src/devsdk", "log4cplus/.*|(pthread|unistd)\\.h")
     sim = "simulator"
     scene = sim "/scene"
     row(sim, sim " " sim "/device " sim "/faults =pictures/PictureFolder.h", posix)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "VXlog4cpp.h"
 
+#include "ForkGate.h"
 #include "FormatText.h"
 
 #include <log4cplus/configurator.h>
@@ -13,13 +14,17 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace VXlog4cpp {
 
 class Category {
  public:
-    explicit Category(const char* name) : logger(log4cplus::Logger::getInstance(name)) {}
+    explicit Category(const char* name) {
+        const auto passage = ForkGate::enter();
+        logger = log4cplus::Logger::getInstance(name);
+    }
     log4cplus::Logger logger;
 };
 
@@ -65,11 +70,13 @@ namespace VXlog4cpp {
 
 // The categories are never destroyed: threads may log until the process ends.
 Category* CVxLog::Logger_vxsdk() {
+    if (ForkGate::isForkedChild()) return nullptr;
     static Category* const category = new Category(kLibraryLogger);
     return category;
 }
 
 Category* CVxLog::Logger_device() {
+    if (ForkGate::isForkedChild()) return nullptr;
     static Category* const category = new Category(kDeviceLogger);
     return category;
 }
@@ -79,13 +86,15 @@ void CVxLog::Log(Category* category, int level, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     try {
-        category->logger.log(toLogLevel(level), formatText(format, arguments));
+        const std::string text = formatText(format, arguments);
+        if (const auto passage = ForkGate::enter()) category->logger.log(toLogLevel(level), text);
     } catch (...) {  // NOLINT(bugprone-empty-catch): a line that cannot be written is lost
     }
     va_end(arguments);
 }
 
 bool CVxLog::isLevelEnabled(Category* category, int level) {
+    if (ForkGate::isForkedChild()) return false;
     try {
         return category->logger.isEnabledFor(toLogLevel(level));
     } catch (...) {
@@ -94,7 +103,8 @@ bool CVxLog::isLevelEnabled(Category* category, int level) {
 }
 
 bool CVxLog::isConfigloaded() {
-    if (configLoaded) return true;
+    const auto passage = ForkGate::enter();
+    if (configLoaded || !passage) return configLoaded;
     // A host application that uses log4cplus itself has given appenders to the root logger, or to
     // ours alone.
     return hasAppender(log4cplus::Logger::getRoot()) ||
@@ -103,6 +113,8 @@ bool CVxLog::isConfigloaded() {
 
 bool CVxLog::LoadConfig(const char* path) {
     try {
+        const auto passage = ForkGate::enter();
+        if (!passage) return false;
         // The configurator would take a missing file for an empty one.
         if (!path || !std::ifstream(path)) return false;
         log4cplus::PropertyConfigurator::doConfigure(path);
@@ -117,6 +129,8 @@ bool CVxLog::LoadConfig(const char* path) {
 
 void CVxLog::LoadDefault() {
     try {
+        const auto passage = ForkGate::enter();
+        if (!passage) return;
         constexpr bool kToStderr = true;
         constexpr bool kFlushEachLine = true;
         log4cplus::SharedAppenderPtr console(
