@@ -51,42 +51,52 @@ std::vector<std::string> usedCards(const Host& host) {
     return names;
 }
 
-std::string addressMend(const std::string& card) {
-    return "sudo ip addr add 192.168.1.1/24 dev " + visible(card);
+std::string limitText(const Host& host) {
+    return host.chosenNames().empty() ? "" : "KESTRO_INTERFACES=" + visible(host.chosenInterfaces);
+}
+
+/** What keeps the search from cards that are there; empty when nothing does. */
+std::string missedCards(const Host& host, const std::vector<std::string>& bare) {
+    for (const auto& chosen : host.chosenNames()) {
+        if (hasAddress(host, chosen)) continue;
+        return "; " + limitText(host) + " names " + visible(chosen) +
+               ", which is not up or has no IPv4 address";
+    }
+    if (!bare.empty()) {
+        return "; " + visible(bare.front()) +
+               " has a link but no IPv4 address, nothing is asked there";
+    }
+    const bool isLimited = !host.chosenNames().empty();
+    return isLimited || !usedCards(host).empty()
+               ? ""
+               : ": no network card is up that has an IPv4 address";
 }
 
 Finding checkAddresses(const Host& host) {
     const std::string name = "interfaces";
+    const std::string limit = limitText(host);
     const std::vector<HostAddress> used = host.usedAddresses();
-    const std::string limit =
-        host.chosenNames().empty() ? "" : "KESTRO_INTERFACES=" + visible(host.chosenInterfaces);
     const std::vector<std::string> bare = cardsWithoutAddress(host);
-    const std::string bareMend = addressMend(bare.empty() ? "eth1" : bare.front());
-    if (used.empty() && host.addresses.empty()) {
-        return {Verdict::fail, name, "none is up that has an IPv4 address", bareMend};
+    const std::string mend =
+        "sudo ip addr add 192.168.1.1/24 dev " + (bare.empty() ? "eth1" : visible(bare.front()));
+    if (host.addresses.empty()) {
+        return {Verdict::fail, name, "none is up that has an IPv4 address", mend};
     }
     if (used.empty()) {
         return {Verdict::fail, name, limit + " names none that is up and has an IPv4 address",
                 "unset KESTRO_INTERFACES, or name one of: " + addressList(host.addresses)};
     }
-    for (const auto& chosen : host.chosenNames()) {
-        if (hasAddress(host, chosen)) continue;
-        return {Verdict::warn, name,
-                addressList(used) + "; " + limit + " names " + visible(chosen) +
-                    ", which is not up or has no IPv4 address",
-                bare.empty() ? "ip -br -4 addr shows what is there" : bareMend};
-    }
-    if (!bare.empty()) {
-        return {Verdict::warn, name,
-                addressList(used) + "; " + visible(bare.front()) +
-                    " has a link but no IPv4 address, nothing is asked there",
-                bareMend};
-    }
-    if (limit.empty() && usedCards(host).empty()) {
-        return {Verdict::warn, name,
-                addressList(used) + ": no network card is up that has an IPv4 address", bareMend};
+    if (const std::string missed = missedCards(host, bare); !missed.empty()) {
+        const bool isUnknown = !limit.empty() && bare.empty();
+        return {Verdict::warn, name, addressList(used) + missed,
+                isUnknown ? "ip -br -4 addr shows what is there" : mend};
     }
     return {Verdict::pass, name, addressList(used) + (limit.empty() ? "" : " (" + limit + ")"), {}};
+}
+
+/** Tunnels, bridges of containers: what they are is for others to decide. */
+bool isVirtual(const Host& host, const std::string& card) {
+    return host.isSysOurs && !host.exists(kCards + card + "/device");
 }
 
 std::int64_t mtuOf(const Host& host, const std::string& card) {
@@ -104,7 +114,7 @@ Finding checkPacketSizes(const Host& host) {
         const std::int64_t bytes = mtuOf(host, card);
         if (bytes == 0) continue;
         text += (text.empty() ? "" : ", ") + visible(card) + " " + std::to_string(bytes);
-        if (bytes < kEthernet && small.empty()) small = card;
+        if (bytes < kEthernet && small.empty() && !isVirtual(host, card)) small = card;
     }
     if (text.empty()) return {Verdict::skip, "mtu", "no network card is used", {}};
     if (small.empty()) return {Verdict::pass, "mtu", text + " bytes", {}};

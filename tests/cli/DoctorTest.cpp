@@ -145,7 +145,11 @@ TEST_F(DoctorTest, SeesWhatOneFileTells) {
     host.isSysOurs = false;
     expect(ofHost("link"), Verdict::skip, "another network namespace", "");
     host.addresses[1].mtuBytes = 1400;
-    expect(ofHost("mtu"), Verdict::warn, "eth1 1400", "ip link set eth1 mtu 1500");
+    host.addresses.push_back({"tun0", 0x0A080001, kClassC, false, 1300});
+    expect(ofHost("mtu"), Verdict::warn, "eth1 1400, tun0 1300", "ip link set eth1 mtu 1500");
+    host.isSysOurs = true;
+    host.addresses[1].mtuBytes = 1500;
+    expect(ofHost("mtu"), Verdict::pass, "tun0 1300", "");
 }
 
 TEST_F(DoctorTest, SaysWhichInterfacesAreUsed) {
