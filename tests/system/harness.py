@@ -74,8 +74,8 @@ class Program:
     def __init__(self, *command, **options):
         self.out = tempfile.NamedTemporaryFile("w+", prefix="out-")
         self.err = tempfile.NamedTemporaryFile("w+", prefix="err-")
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.out,
-                                        stderr=self.err, **options)
+        options.setdefault("stdin", subprocess.DEVNULL)
+        self.process = subprocess.Popen(command, stdout=self.out, stderr=self.err, **options)
 
     def stdout(self):
         return content(self.out.name)
