@@ -31,7 +31,8 @@ BEGIN {
     row("src/devsdk", "src/devsdk", "-")
     gige = "src/devsdk/gige"
     common = "src/devsdk " gige "/common"
-    row(gige, common " src/devsdk/gige =control/ControlChannel.h =control/Discovery.h" \
+    row(gige, common " src/devsdk/gige =control/CameraSearch.h =control/ControlChannel.h" \
+        " =control/Discovery.h" \
         " =control/Environment.h =control/Gvcp.h =control/MessageChannel.h =description/Description.h" \
         " =payload/PayloadLayout.h =features/Features.h =features/FeaturePoller.h" \
         " =features/AppliedSettings.h =config/DeviceConfig.h" \

@@ -496,10 +496,10 @@ TEST(GigeCamera, SetsUpItsStreamChannel) {
     const auto camera = cameraFor(scripted);
     QuietInlet inlet(50000);
     StreamSetup setup;
-    EXPECT_FALSE(camera->openStreamChannel(inlet, setup));
+    EXPECT_FALSE(camera->openStreamChannel(inlet, setup, {}));
     EXPECT_EQ(Error::notConnected, lastError());
     ASSERT_TRUE(camera->connect(2));
-    ASSERT_TRUE(camera->openStreamChannel(inlet, setup)) << lastErrorMessage();
+    ASSERT_TRUE(camera->openStreamChannel(inlet, setup, {})) << lastErrorMessage();
     EXPECT_EQ(307200u, setup.payloadBytes);
     EXPECT_EQ(1400u, setup.packetBytes);
     EXPECT_TRUE(setup.canResend);
@@ -583,12 +583,12 @@ TEST(GigeCamera, ClosesTheStreamChannelThatItCannotSetUp) {
     ASSERT_TRUE(camera->connect(2));
     QuietInlet inlet(50000);
     StreamSetup setup;
-    EXPECT_FALSE(camera->openStreamChannel(inlet, setup));
+    EXPECT_FALSE(camera->openStreamChannel(inlet, setup, {}));
     EXPECT_EQ(Error::badAnswer, lastError());
     EXPECT_EQ(0u, scripted.registerAt(0xd00));
     scripted.setRegister(kestro::test::kPayloadSizeRegister, 1000);
     const Variable packetByPacket("KESTRO_GRO", "0");
-    EXPECT_TRUE(camera->openStreamChannel(inlet, setup));
+    EXPECT_TRUE(camera->openStreamChannel(inlet, setup, {}));
     EXPECT_FALSE(setup.inBatches);
 }
 
@@ -599,12 +599,12 @@ TEST(GigeCamera, HasOneStreamAtATime) {
     QuietInlet inlet(50000);
     QuietInlet other(50001);
     StreamSetup setup;
-    ASSERT_TRUE(camera->openStreamChannel(inlet, setup));
-    EXPECT_FALSE(camera->openStreamChannel(other, setup));
+    ASSERT_TRUE(camera->openStreamChannel(inlet, setup, {}));
+    EXPECT_FALSE(camera->openStreamChannel(other, setup, {}));
     EXPECT_EQ(Error::alreadyGrabbing, lastError());
     EXPECT_EQ(50000u, scripted.registerAt(0xd00));
     camera->closeStreamChannel();
-    EXPECT_TRUE(camera->openStreamChannel(other, setup));
+    EXPECT_TRUE(camera->openStreamChannel(other, setup, {}));
 }
 
 TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {

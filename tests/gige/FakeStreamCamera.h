@@ -115,8 +115,9 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     Vorda::Gige::Ipv4 cameraAddress() const override { return {address}; }
     Vorda::Gige::Ipv4 hostAddress() const override { return {host}; }
     bool isOnline() const override { return online; }
-    bool openStreamChannel(Vorda::Gige::StreamInlet& inlet,
-                           Vorda::Gige::StreamSetup& setup) override {
+    bool openStreamChannel(Vorda::Gige::StreamInlet& inlet, Vorda::Gige::StreamSetup& setup,
+                           const std::weak_ptr<Vorda::Gige::LinkedStream>& opener = {}) override {
+        stream = opener;
         if (failOpen) return Vorda::Gige::fail(Vorda::Gige::Error::refused, "open refused");
         const std::lock_guard lock(mutex_);
         port_ = inlet.port();
@@ -158,6 +159,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     bool failOpen = false;
     bool failStart = false;
     std::function<void()> onStart;
+    std::weak_ptr<Vorda::Gige::LinkedStream> stream;  ///< the latest that opened the channel
     bool failStop = false;
     std::atomic<int> channelsOpen{0};
     std::atomic<int> acquiring{0};

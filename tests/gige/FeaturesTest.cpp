@@ -505,7 +505,8 @@ TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
                 ElementsAre("StreamAnnouncedBufferCount", "StreamInputBufferCount",
                             "StreamOutputBufferCount", "StreamDeliveredFrameCount",
                             "StreamLostFrameCount", "StreamLostPacketCount",
-                            "StreamResendRequestCount", "StreamResentPacketCount"));
+                            "StreamResendRequestCount", "StreamResentPacketCount",
+                            "StreamReconnectCount"));
     EXPECT_EQ("12", text("StreamDeliveredFrameCount"));
     EXPECT_EQ("5", text("StreamLostFrameCount"));
     EXPECT_EQ("7", text("StreamLostPacketCount"));

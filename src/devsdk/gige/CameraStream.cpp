@@ -25,25 +25,47 @@ bool sendsChunks(const Features& features) {
 
 }  // namespace
 
+/** A stream is resumed before the application sees the connection that it is resumed on. */
+std::shared_ptr<GigeCamera::Connection> GigeCamera::streamConnection() const {
+    const std::lock_guard lock(mutex_);
+    return restoring_ ? restoring_ : connection_;
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::onlineStreamConnection() const {
+    return ifOnline(streamConnection());
+}
+
 Ipv4 GigeCamera::cameraAddress() const {
-    const auto current = connection();
+    const auto current = streamConnection();
     return current ? current->location.address : location().address;
 }
 
 Ipv4 GigeCamera::hostAddress() const {
-    const auto current = connection();
+    const auto current = streamConnection();
     return current ? current->location.via.address : location().via.address;
 }
 
-bool GigeCamera::openStreamChannel(StreamInlet& inlet, StreamSetup& setup) {
-    const auto current = onlineConnection();
+bool GigeCamera::openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
+                                   const std::weak_ptr<LinkedStream>& stream) {
+    const auto current = onlineStreamConnection();
     if (!current) return false;
-    // Two objects of one camera share the connection, and with it the one channel.
-    if (current->streamOpen.exchange(true))
+    // Two objects of one camera share the connection, and with it the one channel; a stream keeps
+    // it while the camera is away.
+    if (hasOtherStream(stream) || current->streamOpen.exchange(true))
         return fail(Error::alreadyGrabbing, "another stream of this camera is grabbing");
-    if (setUpStream(*current, inlet, setup)) return true;
-    closeStreamChannel();
-    return false;
+    if (!setUpStream(*current, inlet, setup)) {
+        shutStreamChannel(*current);
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
+    stream_ = stream;
+    return true;
+}
+
+bool GigeCamera::hasOtherStream(const std::weak_ptr<LinkedStream>& stream) const {
+    const std::lock_guard lock(mutex_);
+    const bool isSame = !stream_.owner_before(stream) && !stream.owner_before(stream_);
+    return !isSame && !stream_.expired();
 }
 
 bool GigeCamera::setUpStream(const Connection& connection, StreamInlet& inlet, StreamSetup& setup) {
@@ -96,14 +118,21 @@ bool GigeCamera::sizePackets(const Connection& connection, StreamInlet& inlet,
 
 void GigeCamera::closeStreamChannel() {
     const KeepLastError quiet;
-    const auto current = onlineConnection();
-    if (!current || !current->streamOpen.exchange(false)) return;
-    [[maybe_unused]] const bool closed =
-        current->channel->writeRegister(Gvcp::Register::kStreamPort, 0);
+    {
+        const std::lock_guard lock(mutex_);
+        stream_.reset();
+    }
+    if (const auto current = onlineStreamConnection()) shutStreamChannel(*current);
+}
+
+void GigeCamera::shutStreamChannel(Connection& connection) {
+    const KeepLastError quiet;
+    if (!connection.streamOpen.exchange(false)) return;
+    static_cast<void>(connection.channel->writeRegister(Gvcp::Register::kStreamPort, 0));
 }
 
 bool GigeCamera::startAcquisition() {
-    const auto current = onlineConnection();
+    const auto current = onlineStreamConnection();
     if (!current) return false;
     current->features->lockTransport(true);
     if (current->features->execute("AcquisitionStart")) return true;
@@ -113,16 +142,19 @@ bool GigeCamera::startAcquisition() {
 }
 
 bool GigeCamera::stopAcquisition() {
-    const auto current = onlineConnection();
-    if (!current) return false;
-    const bool stopped = current->features->execute("AcquisitionStop");
+    const auto current = onlineStreamConnection();
+    return current && stopAcquisition(*current);
+}
+
+bool GigeCamera::stopAcquisition(const Connection& connection) {
+    const bool stopped = connection.features->execute("AcquisitionStop");
     const KeepLastError why;
-    current->features->lockTransport(false);
+    connection.features->lockTransport(false);
     return stopped;
 }
 
 void GigeCamera::requestResend(const ResendRequest& request) {
-    if (const auto current = connection()) current->channel->requestResend(request);
+    if (const auto current = streamConnection()) current->channel->requestResend(request);
 }
 
 }  // namespace Vorda::Gige

@@ -63,6 +63,7 @@ GigeCamera::GigeCamera(const FoundDevice& found, std::string key)
     : texts_(found.device), key_(std::move(key)), location_(locationOf(found)) {}
 
 GigeCamera::~GigeCamera() {
+    endSession();
     if (const auto last = exchangeConnection(nullptr)) last->close();
 }
 
@@ -95,7 +96,10 @@ std::shared_ptr<GigeCamera::Connection> GigeCamera::connection() const {
 }
 
 std::shared_ptr<GigeCamera::Connection> GigeCamera::onlineConnection() const {
-    auto current = connection();
+    return ifOnline(connection());
+}
+
+std::shared_ptr<GigeCamera::Connection> GigeCamera::ifOnline(std::shared_ptr<Connection> current) {
     if (!current) {
         setLastError(Error::notConnected, "the camera is not connected");
         return nullptr;
@@ -119,37 +123,62 @@ bool GigeCamera::isOnline() const {
 bool GigeCamera::connect(int access) {
     if (access != kControlAccess)
         return fail(Error::notSupported, "cameras are connected with control access (2) only");
+    Aftermath after;
     const std::lock_guard lock(connectMutex_);
     if (isOnline()) return true;
-    if (const auto lost = exchangeConnection(nullptr)) lost->close();
-    auto made = makeConnection();
-    if (!made) return false;
-    const std::lock_guard stored(mutex_);
-    connection_ = std::move(made);
-    return true;
+    const auto wanted = session();
+    return wanted && wanted->reconnects ? recover(*wanted, after) : connectAnew();
 }
 
-std::shared_ptr<GigeCamera::Connection> GigeCamera::makeConnection() {
+bool GigeCamera::connectAnew() {
+    endSession();
+    if (const auto lost = exchangeConnection(nullptr)) lost->close();
     auto made = std::make_shared<Connection>();
     made->location = location();
-    if (!made->location.isValid()) {
-        setLastError(Error::notReachable, made->location.validity());
-        return nullptr;
-    }
+    if (!made->location.isValid()) return fail(Error::notReachable, made->location.validity());
     made->channel = ControlChannel::open(made->location.via.address, made->location.address);
-    if (!made->channel) return nullptr;
-    made->port = std::make_shared<ApplicationPort>(made->channel);
-    const auto onLost = [self = weak_from_this()] {
-        if (const auto camera = self.lock()) camera->reportLoss();
-    };
-    if (made->channel->takeControl(onLost) && learn(made)) return made;
+    if (!made->channel) return false;
+    if (!reconnector_) {
+        reconnector_ = std::make_unique<Reconnector>([self = weak_from_this()] {
+            const auto camera = self.lock();
+            return !camera || camera->recoverIfWanted();
+        });
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        session_ = std::make_shared<Session>(identityOf(texts_));
+    }
+    if (takeControl(made) && learn(made) && announce(made)) return true;
+    endSession();
     made->close();
-    return nullptr;
+    return false;
 }
 
-void GigeCamera::reportLoss() {
-    GIGE_LOG(kWarning, "the connection to the camera is lost, key=[%s]", getKey());
-    events_.postConnection(false);
+bool GigeCamera::takeControl(const std::shared_ptr<Connection>& made) {
+    made->port = std::make_shared<ApplicationPort>(made->channel);
+    const auto onLost = [self = weak_from_this(), kept = std::weak_ptr(made)] {
+        const auto camera = self.lock();
+        const auto lost = kept.lock();
+        if (camera && lost) camera->reportLoss(*lost);
+    };
+    return made->channel->takeControl(onLost);
+}
+
+/**
+ * From here on the application sees the connection, and hears when it is lost: never before it has
+ * heard that it was made again.
+ */
+bool GigeCamera::announce(const std::shared_ptr<Connection>& made) {
+    const std::lock_guard lock(mutex_);
+    if (!made->channel->isOnline() || session_->ended.isRaised())
+        return fail(Error::connectionLost, "the connection to the camera is lost");
+    made->isAnnounced = true;
+    restoring_ = nullptr;
+    attempted_ = nullptr;
+    const bool isBack = connection_ != nullptr;
+    connection_ = made;
+    if (isBack) events_.postConnection(true);
+    return true;
 }
 
 bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
@@ -222,7 +251,9 @@ std::shared_ptr<RegisterPort> GigeCamera::registers() const {
 }
 
 bool GigeCamera::disConnect() {
+    interruptRecovery();
     const std::lock_guard lock(connectMutex_);
+    endSession();
     if (const auto last = exchangeConnection(nullptr)) last->close();
     return true;
 }

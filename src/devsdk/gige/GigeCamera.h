@@ -3,18 +3,23 @@
 
 #include "ApplicationPort.h"
 #include "CameraLink.h"
+#include "CameraSearch.h"
 #include "ControlChannel.h"
 #include "Discovery.h"
+#include "Environment.h"
 #include "EventData.h"
 #include "EventDispatcher.h"
 #include "FeaturePoller.h"
 #include "Features.h"
 #include "MessageChannel.h"
 #include "PayloadLayout.h"
+#include "Reconnector.h"
+#include "Signal.h"
 #include "StreamCounters.h"
 #include "VordaGenICam.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -38,6 +43,9 @@ struct CameraLocation {
 /**
  * A GigE Vision camera: what it said of itself, its control connection while there is one, and its
  * events. One object stands for a device as long as anyone holds it.
+ *
+ * What the application connected stays connected until it disconnects: a lost connection is made
+ * again (CameraRecovery.cpp).
  */
 class GigeCamera final : public GenICam::ICamera,
                          public CameraLink,
@@ -90,14 +98,15 @@ class GigeCamera final : public GenICam::ICamera,
     Ipv4 cameraAddress() const override;
     Ipv4 hostAddress() const override;
     bool isOnline() const override;
-    bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup) override;
+    bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
+                           const std::weak_ptr<LinkedStream>& stream) override;
     void closeStreamChannel() override;
     bool startAcquisition() override;
     bool stopAcquisition() override;
     void requestResend(const ResendRequest& request) override;
 
  private:
-    /** A control connection and what was learnt through it; constant once made, but for the flag.
+    /** A control connection and what was learnt through it; constant once made, but for the flags.
      */
     struct Connection {
         CameraLocation location;
@@ -113,12 +122,39 @@ class GigeCamera final : public GenICam::ICamera,
         std::atomic<bool> streamOpen{false};  ///< the stream channel is in use
         /** The features were listed, so someone wants to know what changes. */
         std::atomic<bool> isWatched{false};
+        std::atomic<bool> lossReported{false};
+        bool isAnnounced = false;  ///< the application knows of it; guarded by mutex_
 
-        /** Ends its threads and gives the control back. */
+        /** Ends its threads and gives the control back. May be repeated. */
         void close();
     };
 
-    [[nodiscard]] std::shared_ptr<Connection> makeConnection();
+    /** From an application's connect() to its disConnect(), over all losses between them. */
+    struct Session {
+        explicit Session(DeviceIdentity camera) : search(std::move(camera)) {}
+
+        const bool reconnects = Environment::reconnects();
+        Signal ended;  ///< ends what waits for the camera's return
+
+        // Of the outage that there is, or of the next one. Guarded by connectMutex_.
+        CameraSearch search;
+        std::shared_ptr<ControlChannel> latest;  ///< of the latest attempt that came so far
+        unsigned attempts = 0;
+        std::string complaint;  ///< the latest that was logged
+    };
+
+    /** What is left to do once connectMutex_ is free again. */
+    struct Aftermath {
+        std::shared_ptr<LinkedStream> stream;  ///< to be let go, if nobody else holds it
+        std::vector<std::string> errors;       ///< to be logged
+        std::vector<std::string> warnings;     ///< likewise
+
+        ~Aftermath();
+    };
+
+    [[nodiscard]] bool connectAnew();
+    [[nodiscard]] bool announce(const std::shared_ptr<Connection>& made);
+    [[nodiscard]] bool takeControl(const std::shared_ptr<Connection>& made);
     [[nodiscard]] bool learn(const std::shared_ptr<Connection>& connection);
     [[nodiscard]] std::shared_ptr<Features> makeFeatures(
         const std::shared_ptr<Connection>& connection);
@@ -129,10 +165,31 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] static bool pointStream(const Connection& connection, StreamInlet& inlet);
     [[nodiscard]] bool sizePackets(const Connection& connection, StreamInlet& inlet,
                                    std::uint32_t& packetBytes);
-    void reportLoss();
+    static void shutStreamChannel(Connection& connection);
+    [[nodiscard]] static bool stopAcquisition(const Connection& connection);
+    [[nodiscard]] bool hasOtherStream(const std::weak_ptr<LinkedStream>& stream) const;
+
+    void reportLoss(Connection& connection);
+    [[nodiscard]] bool recoverIfWanted();
+    [[nodiscard]] bool recover(Session& session, Aftermath& after);
+    [[nodiscard]] std::shared_ptr<Connection> reach(Session& session);
+    [[nodiscard]] bool find(Session& session);
+    [[nodiscard]] bool restore(Session& session, const std::shared_ptr<Connection>& made,
+                               const Connection& lost, Aftermath& after);
+    void withdraw(Connection& made);
+    void complain(Session& session, std::vector<std::string>& lines) const;
+    [[nodiscard]] std::string backAgainText(const Connection& made, unsigned attempts) const;
+    void endSession();
+    void interruptRecovery();
+
+    [[nodiscard]] std::shared_ptr<Session> session() const;
     [[nodiscard]] std::shared_ptr<Connection> connection() const;
+    /** The connection that streams use. */
+    [[nodiscard]] std::shared_ptr<Connection> streamConnection() const;
     /** The connection while it is online; else empty, with the last error. */
     [[nodiscard]] std::shared_ptr<Connection> onlineConnection() const;
+    [[nodiscard]] std::shared_ptr<Connection> onlineStreamConnection() const;
+    [[nodiscard]] static std::shared_ptr<Connection> ifOnline(std::shared_ptr<Connection> current);
     [[nodiscard]] std::shared_ptr<Connection> exchangeConnection(std::shared_ptr<Connection> next);
 
     const Gvcp::Announcement texts_;  ///< its addresses are those of the first answer
@@ -140,10 +197,18 @@ class GigeCamera final : public GenICam::ICamera,
     const std::shared_ptr<StreamCounters> streamCounters_ = std::make_shared<StreamCounters>();
     EventDispatcher events_;
 
-    std::mutex connectMutex_;   // connecting and disconnecting, one at a time
+    std::mutex connectMutex_;  // connecting, also again, and disconnecting, one at a time
+    /** Made at the first connect(), before anything can be lost. */
+    std::unique_ptr<Reconnector> reconnector_;
+
     mutable std::mutex mutex_;  // guards what follows
     CameraLocation location_;
-    std::shared_ptr<Connection> connection_;
+    std::shared_ptr<Session> session_;           ///< while the application wants to be connected
+    std::shared_ptr<Connection> connection_;     ///< also a lost one, until there is another
+    std::shared_ptr<Connection> restoring_;      ///< the next one, on which a stream is resumed
+    std::shared_ptr<ControlChannel> attempted_;  ///< of an attempt under way
+    std::weak_ptr<LinkedStream> stream_;         ///< that has the stream channel
+    std::chrono::steady_clock::time_point lostAt_{};
 };
 
 }  // namespace Vorda::Gige

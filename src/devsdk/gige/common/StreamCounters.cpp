@@ -32,6 +32,7 @@ constexpr Entry kEntries[] = {
     {"packets from other addresses", &StreamCounters::strayPackets},
     {"packets dropped by a full receive buffer", &StreamCounters::hostDrops},
     {"camera restarts", &StreamCounters::cameraRestarts},
+    {"reconnects", &StreamCounters::reconnects},
 };
 static_assert(sizeof kEntries / sizeof kEntries[0] * sizeof(Counter) ==
                   sizeof(StreamCounters) - sizeof(StreamBuffers),

@@ -73,6 +73,7 @@ struct StreamCounters {
     Counter strayPackets;      ///< from another address
     Counter hostDrops;         ///< datagrams that found the socket's receive buffer full
     Counter cameraRestarts;    ///< block ids began anew
+    Counter reconnects;        ///< resumed, because the camera was lost and is back
 
     /** Sets the counters to 0; the buffers stay what they are. */
     void reset();

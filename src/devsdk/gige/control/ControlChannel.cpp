@@ -117,11 +117,13 @@ bool failAddress(std::uint64_t address, std::size_t bytes) {
 class ControlChannel::Core {
  public:
     [[nodiscard]] bool open(Ipv4 host, Ipv4 camera);
+    [[nodiscard]] bool reopen(const Core& previous, Ipv4 host, Ipv4 camera);
     [[nodiscard]] bool transact(Request request, Answer& answer);
     [[nodiscard]] bool readBlock(std::uint32_t address, std::span<std::uint8_t> data);
     [[nodiscard]] bool writeBlock(std::uint32_t address, ByteView data);
     void requestResend(const ResendRequest& request);
 
+    [[nodiscard]] bool mayTakeControl();
     [[nodiscard]] bool takeControl(std::function<void()> onLost);
     void keepAlive();
     void stop() { stopped_.raise(); }
@@ -140,12 +142,13 @@ class ControlChannel::Core {
     [[nodiscard]] bool meansLoss(const Answer& failure);
     [[nodiscard]] bool failedBecause(const Request& request, const Answer& answer) const;
     [[nodiscard]] bool failDenied();
+    [[nodiscard]] bool mayBeOurs();
     void chooseHeartbeat();
     [[nodiscard]] bool beat();
     void lose() { lost_.raise(); }
     std::uint16_t nextId();
 
-    UdpSocket socket_;
+    std::shared_ptr<UdpSocket> socket_ = std::make_shared<UdpSocket>();
     Ipv4 camera_;
     Signal stopped_;
     std::atomic<bool> controlled_{false};
@@ -163,7 +166,18 @@ bool ControlChannel::Core::open(Ipv4 host, Ipv4 camera) {
     camera_ = camera;
     if (stopped_.fd() < 0 || lost_.fd() < 0)
         return fail(Error::system, "there is no descriptor left for a control channel");
-    return socket_.open({host, 0}) && socket_.connect({camera, Gvcp::kPort});
+    return socket_->open({host, 0}) && socket_->connect({camera, Gvcp::kPort});
+}
+
+/** The socket goes from the one to the other, for nothing else would surely get its port. */
+bool ControlChannel::Core::reopen(const Core& previous, Ipv4 host, Ipv4 camera) {
+    if (previous.socket_->local().address != host) return open(host, camera);
+    camera_ = camera;
+    socket_ = previous.socket_;
+    lastId_ = previous.lastId_.load();  // a late answer to the previous one's is no answer to ours
+    if (stopped_.fd() < 0 || lost_.fd() < 0)
+        return fail(Error::system, "there is no descriptor left for a control channel");
+    return socket_->connect({camera, Gvcp::kPort});
 }
 
 std::uint16_t ControlChannel::Core::nextId() {
@@ -176,7 +190,7 @@ bool ControlChannel::Core::waitReadable(Clock::time_point deadline, bool mayStop
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (left <= 0ms) return false;
-        pollfd waiting[] = {{socket_.fd(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}};
+        pollfd waiting[] = {{socket_->fd(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}};
         const int ready = ::poll(waiting, mayStop ? 2 : 1, static_cast<int>(left.count()));
         // A signal of the application, a profiler's say, is no reason to ask the camera again.
         if (ready >= 0 || errno != EINTR) return ready > 0;
@@ -190,7 +204,7 @@ void ControlChannel::Core::exchange(Request& request, int attempts, Answer& answ
     request.packet[7] = static_cast<std::uint8_t>(id);
     answer.outcome = Outcome::silent;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (!socket_.send(request.packet)) {
+        if (!socket_->send(request.packet)) {
             answer.outcome = Outcome::notSent;
             // A route may come back; a cable that is out for a moment is no reason to give up.
             if (waitReadable(Clock::now() + kAnswerWait, mayStop) && stopped_.isRaised()) break;
@@ -212,7 +226,7 @@ void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id,
             answer.outcome = Outcome::stopped;
             return;
         }
-        const auto datagram = socket_.receive(buffer);
+        const auto datagram = socket_->receive(buffer);
         if (!datagram) continue;
         const auto received = Gvcp::decodeAcknowledge(*datagram);
         if (!received || received->id != id) continue;
@@ -331,7 +345,28 @@ bool ControlChannel::Core::writeBlock(std::uint32_t address, ByteView data) {
 
 void ControlChannel::Core::requestResend(const ResendRequest& request) {
     if (lost_.isRaised()) return;
-    [[maybe_unused]] const bool sent = socket_.send(Gvcp::encodeResend(nextId(), 0, request));
+    [[maybe_unused]] const bool sent = socket_->send(Gvcp::encodeResend(nextId(), 0, request));
+}
+
+bool ControlChannel::Core::mayTakeControl() {
+    Answer answer;
+    if (!transact(readRegisterRequest(Gvcp::Register::kControlPrivilege), answer)) return false;
+    if ((answer.firstWord() & kAnyControl) == 0) return true;
+    return mayBeOurs() || failDenied();
+}
+
+/** False when the camera says that its controller is not this very socket. */
+bool ControlChannel::Core::mayBeOurs() {
+    const KeepLastError none;
+    const Endpoint local = socket_->local();
+    Answer answer;
+    const auto address = Gvcp::Register::kPrimaryApplicationAddress;
+    // Not every camera says who it is. To ask for the control is all that is left then.
+    if (!transact(readRegisterRequest(address), answer) || answer.firstWord() == 0) return true;
+    if (answer.firstWord() != local.address.value) return false;
+    const auto port = Gvcp::Register::kPrimaryApplicationPort;
+    return transact(readRegisterRequest(port), answer) &&
+           (answer.firstWord() & 0xffff) == local.port;
 }
 
 bool ControlChannel::Core::takeControl(std::function<void()> onLost) {
@@ -416,6 +451,13 @@ std::shared_ptr<ControlChannel> ControlChannel::open(Ipv4 host, Ipv4 camera) {
     return std::shared_ptr<ControlChannel>(new ControlChannel(std::move(core)));
 }
 
+std::shared_ptr<ControlChannel> ControlChannel::reopen(const ControlChannel& previous, Ipv4 host,
+                                                       Ipv4 camera) {
+    auto core = std::make_shared<Core>();
+    if (!core->reopen(*previous.core_, host, camera)) return nullptr;
+    return std::shared_ptr<ControlChannel>(new ControlChannel(std::move(core)));
+}
+
 bool ControlChannel::readRegister(std::uint64_t address, std::uint32_t& value) {
     if (!inAddressSpace(address, kWordBytes)) return failAddress(address, kWordBytes);
     Answer answer;
@@ -466,6 +508,8 @@ bool ControlChannel::writeMemory(std::uint64_t address, ByteView data) {
 
 void ControlChannel::requestResend(const ResendRequest& request) { core_->requestResend(request); }
 
+bool ControlChannel::mayTakeControl() { return core_->mayTakeControl(); }
+
 bool ControlChannel::takeControl(std::function<void()> onLost) {
     if (!core_->takeControl(std::move(onLost))) return false;
     if (heartbeat_.start("kst-control", [core = core_] { core->keepAlive(); })) return true;
@@ -474,6 +518,8 @@ bool ControlChannel::takeControl(std::function<void()> onLost) {
 }
 
 bool ControlChannel::isOnline() const { return core_->isOnline(); }
+
+void ControlChannel::cancel() { core_->stop(); }
 
 void ControlChannel::close() {
     core_->stop();

@@ -23,6 +23,13 @@ class ControlChannel final : public RegisterPort {
     /** Binds to `host` and talks to `camera`; empty, with the last error, when that is impossible.
      */
     [[nodiscard]] static std::shared_ptr<ControlChannel> open(Ipv4 host, Ipv4 camera);
+    /**
+     * The same in the place of `previous`, which is lost or closed for good: where the host's
+     * address is the same, so is the port. A camera knows its controller by both, and may not have
+     * noticed yet that it was gone.
+     */
+    [[nodiscard]] static std::shared_ptr<ControlChannel> reopen(const ControlChannel& previous,
+                                                                Ipv4 host, Ipv4 camera);
     /** Closes. */
     ~ControlChannel() override;
 
@@ -34,12 +41,19 @@ class ControlChannel final : public RegisterPort {
     void requestResend(const ResendRequest& request);
 
     /**
+     * False, with the last error, when another program is known to control the camera. Asks only:
+     * an order to hand over the control would be refused, but is not for a stranger to give.
+     */
+    [[nodiscard]] bool mayTakeControl();
+    /**
      * Takes the control and starts the heartbeat. `onLost` is called at most once, on the thread
      * that notices, with no lock held.
      */
     [[nodiscard]] bool takeControl(std::function<void()> onLost);
     /** True while the control is held. */
     [[nodiscard]] bool isOnline() const;
+    /** Ends requests in flight and fails later ones; never waits. The control is not given back. */
+    void cancel();
     /**
      * Ends the heartbeat and requests in flight, and releases the control where the camera still
      * answers. May be repeated, also from onLost.

@@ -17,10 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// The id in an answer tells which kind of question it answers, also in a late one.
-constexpr std::uint16_t kBroadcastId = 0xffff;
-constexpr std::uint16_t kAddressedId = 0xfffe;
-constexpr std::uint16_t kForceIpId = 0xfffd;
+constexpr std::uint16_t kForceIpId = 0xfffd;  // neither of those in questions
 
 /** After the last new answer, time for a straggler. */
 constexpr auto kQuietTime = 250ms;
@@ -46,17 +43,6 @@ void waitForAnswer(std::span<const BroadcastPort> ports, Clock::time_point deadl
         for (const int fd : port.fds()) waiting.push_back({fd, POLLIN, 0});
     }
     ::poll(waiting.data(), waiting.size(), static_cast<int>(until(deadline).count()));
-}
-
-/** The camera in a DISCOVERY answer; empty for any other datagram. */
-std::optional<FoundDevice> decodeAnswer(ByteView datagram, const HostInterface& via) {
-    const auto answer = Gvcp::decodeAcknowledge(datagram);
-    if (!answer || answer->status != Gvcp::kStatusSuccess) return std::nullopt;
-    if (answer->command != Gvcp::acknowledgeOf(Gvcp::Command::discovery)) return std::nullopt;
-    if (answer->id != kBroadcastId && answer->id != kAddressedId) return std::nullopt;
-    auto device = Gvcp::decodeAnnouncement(answer->payload);
-    if (!device) return std::nullopt;
-    return FoundDevice{std::move(*device), via, answer->id == kAddressedId};
 }
 
 /** The status in a FORCEIP answer; empty for any other datagram. */
@@ -101,6 +87,23 @@ Ipv4 sourceAddressFor(Ipv4 address) {
 
 DeviceIdentity identityOf(const Gvcp::Announcement& device) {
     return {device.mac, device.manufacturer, device.serial};
+}
+
+std::optional<FoundDevice> decodeAnswer(ByteView datagram, const HostInterface& via) {
+    const auto answer = Gvcp::decodeAcknowledge(datagram);
+    if (!answer || answer->status != Gvcp::kStatusSuccess) return std::nullopt;
+    if (answer->command != Gvcp::acknowledgeOf(Gvcp::Command::discovery)) return std::nullopt;
+    if (answer->id != kBroadcastQuestion && answer->id != kAddressedQuestion) return std::nullopt;
+    auto device = Gvcp::decodeAnnouncement(answer->payload);
+    if (!device) return std::nullopt;
+    return FoundDevice{std::move(*device), via, answer->id == kAddressedQuestion};
+}
+
+const BroadcastPort* portTowards(const std::vector<BroadcastPort>& ports, Ipv4 address) {
+    const Ipv4 source = sourceAddressFor(address);
+    const auto port = std::ranges::find_if(
+        ports, [=](const BroadcastPort& each) { return each.via().address == source; });
+    return port == ports.end() ? nullptr : &*port;
 }
 
 std::optional<BroadcastPort> BroadcastPort::open(const HostInterface& via) {
@@ -234,7 +237,7 @@ void Discovery::forgetOldAnswers() {
 }
 
 void Discovery::ask(Search& search) {
-    const Bytes question = Gvcp::encodeDiscovery(kBroadcastId, true);
+    const Bytes question = Gvcp::encodeDiscovery(kBroadcastQuestion, true);
     for (const BroadcastPort& port : ports_) {
         if (!port.via().canBroadcast) continue;
         if (port.broadcast(question))
@@ -243,12 +246,10 @@ void Discovery::ask(Search& search) {
             search.warnings.push_back("no broadcast through " + port.via().description() + ": " +
                                       lastErrorMessage());
     }
-    const Bytes addressed = Gvcp::encodeDiscovery(kAddressedId, false);
+    const Bytes addressed = Gvcp::encodeDiscovery(kAddressedQuestion, false);
     for (const Ipv4 address : search.addresses) {
-        const Ipv4 source = sourceAddressFor(address);
-        const auto port = std::ranges::find_if(
-            ports_, [=](const BroadcastPort& each) { return each.via().address == source; });
-        if (port == ports_.end() || !port->sendTo(addressed, address))
+        const BroadcastPort* const port = portTowards(ports_, address);
+        if (port == nullptr || !port->sendTo(addressed, address))
             search.warnings.push_back("KESTRO_DISCOVERY_ADDRESSES: no way to " + address.text());
     }
 }
@@ -276,7 +277,7 @@ std::optional<FoundDevice> findAgain(const HostInterface& via, const DeviceIdent
     constexpr auto kAskAgain = 200ms;
     const auto port = BroadcastPort::open(via);
     if (!port) return std::nullopt;
-    const Bytes question = Gvcp::encodeDiscovery(kBroadcastId, true);
+    const Bytes question = Gvcp::encodeDiscovery(kBroadcastQuestion, true);
     const auto end = Clock::now() + timeout;
     while (Clock::now() < end) {
         if (!port->broadcast(question)) return std::nullopt;

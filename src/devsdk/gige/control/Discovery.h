@@ -50,6 +50,18 @@ class BroadcastPort {
     UdpSocket broadcast_;
 };
 
+/** The id in an answer tells which kind of question it answers, also in a late one. */
+inline constexpr std::uint16_t kBroadcastQuestion = 0xffff;
+inline constexpr std::uint16_t kAddressedQuestion = 0xfffe;
+
+/** The camera in an answer to either question; empty for any other datagram. */
+[[nodiscard]] std::optional<FoundDevice> decodeAnswer(ByteView datagram, const HostInterface& via);
+
+/** The port of the interface through which the system sends to `address`; null when there is none.
+ */
+[[nodiscard]] const BroadcastPort* portTowards(const std::vector<BroadcastPort>& ports,
+                                               Ipv4 address);
+
 /**
  * Finds cameras. The sockets stay open from call to call, so that an answer that came too late for
  * one call is there for the next. Threads: any; calls run one after the other.

@@ -40,6 +40,15 @@ std::vector<std::string> entries(const char* name) {
     return found;
 }
 
+/** Unless it is set to 0. */
+bool isOn(const char* name) {
+    const std::string_view text = trimmed(value(name));
+    if (text == "0") return false;
+    if (!text.empty() && text != "1")
+        warnOnce(std::string(name) + ": neither 0 nor 1: [" + std::string(text) + "]");
+    return true;
+}
+
 }  // namespace
 
 void warnOnce(const std::string& text) {
@@ -80,12 +89,8 @@ std::chrono::milliseconds discoveryTimeout() {
     return std::chrono::milliseconds(kDefaultTimeoutMs);
 }
 
-bool receivesBatches() {
-    const std::string_view text = trimmed(value("KESTRO_GRO"));
-    if (text == "0") return false;
-    if (!text.empty() && text != "1")
-        warnOnce("KESTRO_GRO: neither 0 nor 1: [" + std::string(text) + "]");
-    return true;
-}
+bool receivesBatches() { return isOn("KESTRO_GRO"); }
+
+bool reconnects() { return isOn("KESTRO_RECONNECT"); }
 
 }  // namespace Vorda::Gige::Environment

@@ -55,6 +55,7 @@ inline constexpr std::uint32_t kMessageChannelCount = 0x0900;
 inline constexpr std::uint32_t kCapability = 0x0934;
 inline constexpr std::uint32_t kHeartbeatTimeoutMs = 0x0938;
 inline constexpr std::uint32_t kControlPrivilege = 0x0a00;
+inline constexpr std::uint32_t kPrimaryApplicationPort = 0x0a04;
 inline constexpr std::uint32_t kPrimaryApplicationAddress = 0x0a14;
 inline constexpr std::uint32_t kMessagePort = 0x0b00;
 inline constexpr std::uint32_t kMessageDestination = 0x0b10;

@@ -27,6 +27,7 @@ constexpr StreamFeature kFeatures[] = {
      [](const StreamCounters& stream) { return stream.resendRequests.get(); }},
     {"StreamResentPacketCount",
      [](const StreamCounters& stream) { return stream.resentPackets.get(); }},
+    {"StreamReconnectCount", [](const StreamCounters& stream) { return stream.reconnects.get(); }},
 };
 
 }  // namespace

@@ -42,6 +42,19 @@ class StreamInlet {
         std::chrono::steady_clock::time_point until) = 0;
 };
 
+/** A stream as its camera sees it. */
+class LinkedStream {
+ public:
+    virtual ~LinkedStream() = default;
+
+    /**
+     * Goes on after the camera was lost and found again: opens its channel and starts the
+     * acquisition as at the start. True also when there is nothing to go on with, because it was
+     * stopped meanwhile. False with the last error set; may then be called again.
+     */
+    [[nodiscard]] virtual bool resume() = 0;
+};
+
 /**
  * What a stream needs of its camera. The control side implements it; tests of the stream fake it.
  *
@@ -62,10 +75,13 @@ class CameraLink {
     /**
      * Points the camera's stream channel 0 at the inlet, on hostAddress(), has the firewall opened
      * before anything is sent, sees to a packet size that gets through, and reports what the camera
-     * will send.
+     * will send. From then on the channel is that of `stream`, which is resumed when the camera
+     * was lost and is back.
      */
-    [[nodiscard]] virtual bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup) = 0;
-    /** Stops the camera's stream channel 0; quiet on a camera that is gone. */
+    [[nodiscard]] virtual bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
+                                                 const std::weak_ptr<LinkedStream>& stream) = 0;
+    /** Stops the camera's stream channel 0 and forgets the stream; quiet on a camera that is gone.
+     */
     virtual void closeStreamChannel() = 0;
     /** Locks the transport layer (TLParamsLocked) and executes AcquisitionStart. */
     [[nodiscard]] virtual bool startAcquisition() = 0;

@@ -129,11 +129,15 @@ bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time 
     });
 }
 
-void FrameAssembler::restart(bool extendedIds) {
+void FrameAssembler::abandon() {
     while (openCount_ != 0) {
         if (order_[0]->state == State::gathering) giveUp(*order_[0]);
         closeFront();
     }
+}
+
+void FrameAssembler::restart(bool extendedIds) {
+    abandon();
     extendedIds_ = extendedIds;
     stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
     if (stride_ == 0) stride_ = kUnknownStride;

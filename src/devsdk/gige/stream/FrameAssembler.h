@@ -75,6 +75,8 @@ class FrameAssembler {
     void take(ByteView datagram, Time now);
     /** Asks for missing packets and gives frames up, as far as it is time. */
     void tick(Time now);
+    /** Gives up the frames under way: nothing more will come for them. */
+    void abandon();
     /** When tick() has something to do next; Time::max() when nothing is under way. */
     [[nodiscard]] Time deadline() const;
     /** True while a frame is under way. */

@@ -155,12 +155,21 @@ bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool>
 }
 
 void StreamReceiver::stop() {
-    if (thread_.joinable()) {
-        stopped_.raise();
-        thread_.join();
-        countHostDrops();
-    }
+    endThread();
     assembler_.reset();
+}
+
+void StreamReceiver::breakOff() {
+    endThread();
+    if (assembler_) assembler_->abandon();
+    assembler_.reset();
+}
+
+void StreamReceiver::endThread() {
+    if (!thread_.joinable()) return;
+    stopped_.raise();
+    thread_.join();
+    countHostDrops();
 }
 
 void StreamReceiver::enlargeReceiveBuffer(std::uint32_t payloadBytes) {

@@ -42,7 +42,10 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
      * False with the last error set.
      */
     [[nodiscard]] bool start(const StreamSetup& setup, std::shared_ptr<BufferPool> pool);
+    /** The frames under way are nobody's concern any more. */
     void stop();
+    /** Stops because the camera was lost: the frames under way are lost with it. */
+    void breakOff();
 
  private:
     struct Batch;
@@ -59,6 +62,7 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     void takeBatch(int count, FrameAssembler::Time now);
     void takeDatagram(ByteView datagram, std::size_t segmentBytes, FrameAssembler::Time now);
     [[nodiscard]] bool isFromCamera(const sockaddr_in& source, FrameAssembler::Time now);
+    void endThread();
     void waitForPackets(bool frameUnderWay);
     void countHostDrops();
 

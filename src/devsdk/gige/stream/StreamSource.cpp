@@ -26,7 +26,9 @@ constexpr std::uint32_t kMostBuffers = 1024;
 /** No camera's image is larger; a larger number is a description gone wrong. */
 constexpr std::uint32_t kLargestPayload = std::uint32_t{1} << 30;
 
-class StreamSource final : public GenICam::IStreamSource {
+class StreamSource final : public GenICam::IStreamSource,
+                           public LinkedStream,
+                           public std::enable_shared_from_this<StreamSource> {
  public:
     StreamSource(std::shared_ptr<CameraLink> link, std::shared_ptr<StreamCounters> counters)
         : link_(std::move(link)),
@@ -42,14 +44,18 @@ class StreamSource final : public GenICam::IStreamSource {
     bool detachGrabbing(const FrameBinding& handler) override;
     bool setBufferCount(std::uint32_t count) override;
     bool clearFrameBuffer() override;
+    bool resume() override;
 
  private:
-    /** Starting and stopping belong to the one thread that made the transition. */
-    enum class State { stopped, starting, grabbing, stopping };
+    /** All but stopped and grabbing belong to the one thread that made the transition. */
+    enum class State { stopped, starting, grabbing, resuming, stopping };
 
     [[nodiscard]] bool start(std::uint64_t maxImages);
     [[nodiscard]] bool startReceiver(const StreamSetup& setup, std::uint64_t maxImages);
     void undoStart();
+    [[nodiscard]] bool beginResume();
+    [[nodiscard]] bool goOn();
+    [[nodiscard]] bool isStopAsked() const;
     [[nodiscard]] bool preparePool(std::uint32_t payloadBytes);
     void watchBuffers();
     [[nodiscard]] bool stop();
@@ -61,12 +67,13 @@ class StreamSource final : public GenICam::IStreamSource {
     const std::shared_ptr<StreamCounters> counters_;
     const std::shared_ptr<FrameDelivery> delivery_;
 
-    mutable std::mutex mutex_;  ///< guards state_ and bufferCount_
+    mutable std::mutex mutex_;  ///< guards these
     std::condition_variable stateChanged_;
     State state_ = State::stopped;
+    bool stopAsked_ = false;  ///< by a thread that waits for the end of a start or resume
     std::uint32_t bufferCount_ = kDefaultBuffers;
 
-    // Used only by the thread that starts or stops.
+    // Used only by the thread that starts, resumes or stops.
     std::shared_ptr<BufferPool> pool_;
     std::unique_ptr<StreamReceiver> receiver_;
     bool channelOpen_ = false;  ///< ours to close
@@ -101,7 +108,8 @@ bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
 bool StreamSource::start(std::uint64_t maxImages) {
     receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
     StreamSetup setup;
-    channelOpen_ = receiver_->open() && link_->openStreamChannel(*receiver_, setup);
+    channelOpen_ =
+        receiver_->open() && link_->openStreamChannel(*receiver_, setup, weak_from_this());
     if (!channelOpen_) return false;
     counters_->reset();  // not before: until then they may be those of another, running stream
     return startReceiver(setup, maxImages) && link_->startAcquisition();
@@ -126,6 +134,52 @@ void StreamSource::undoStart() {
     delivery_->join();
     if (std::exchange(channelOpen_, false)) link_->closeStreamChannel();
     receiver_.reset();
+}
+
+/**
+ * To the application the stream has never stopped: its handlers, its waits for a frame and its
+ * counters go on. What was under way when the camera was lost will not be completed.
+ */
+bool StreamSource::resume() {
+    if (!beginResume()) return true;
+    bool resumed = false;
+    try {
+        resumed = goOn();
+    } catch (const std::exception& error) {
+        setLastError(Error::system, std::string("resuming the stream: ") + error.what());
+    }
+    setState(State::grabbing);
+    return resumed;
+}
+
+bool StreamSource::beginResume() {
+    std::unique_lock lock(mutex_);
+    stateChanged_.wait(lock, [this] { return state_ != State::starting; });
+    if (state_ != State::grabbing || stopAsked_) return false;
+    state_ = State::resuming;
+    return true;
+}
+
+/** A receiver of its own: the camera may now be behind another interface of this host. */
+bool StreamSource::goOn() {
+    if (receiver_) receiver_->breakOff();
+    receiver_ = std::make_unique<StreamReceiver>(*link_, *delivery_, *counters_);
+    StreamSetup setup;
+    if (!receiver_->open() || !link_->openStreamChannel(*receiver_, setup, weak_from_this()))
+        return false;
+    if (isStopAsked()) return true;
+    if (!preparePool(setup.payloadBytes)) return false;
+    watchBuffers();
+    if (!receiver_->start(setup, pool_)) return false;
+    if (isStopAsked()) return true;
+    if (!link_->startAcquisition()) return false;
+    counters_->reconnects.add();
+    return true;
+}
+
+bool StreamSource::isStopAsked() const {
+    const std::lock_guard lock(mutex_);
+    return stopAsked_;
 }
 
 bool StreamSource::preparePool(std::uint32_t payloadBytes) {
@@ -159,10 +213,12 @@ bool StreamSource::stopGrabbing() {
     return stop();
 }
 
-/** True when this thread is the one to stop; waits while another starts. */
+/** True when this thread is the one to stop; waits while another starts or resumes. */
 bool StreamSource::beginStop() {
     std::unique_lock lock(mutex_);
-    stateChanged_.wait(lock, [this] { return state_ != State::starting; });
+    stopAsked_ = state_ == State::grabbing || state_ == State::resuming;
+    stateChanged_.wait(lock,
+                       [this] { return state_ != State::starting && state_ != State::resuming; });
     if (state_ != State::grabbing) return false;
     state_ = State::stopping;
     return true;
@@ -176,7 +232,6 @@ bool StreamSource::stop() {
         const KeepLastError kept;
         channelOpen_ = false;
         link_->closeStreamChannel();
-        receiver_->stop();
         receiver_.reset();
         logSummary();
         delivery_->join();
@@ -189,6 +244,7 @@ bool StreamSource::stop() {
 void StreamSource::setState(State state) {
     const std::lock_guard lock(mutex_);
     state_ = state;
+    if (state == State::stopped) stopAsked_ = false;
     stateChanged_.notify_all();
 }
 
@@ -205,7 +261,7 @@ void StreamSource::logSummary() const {
 
 bool StreamSource::isGrabbing() const {
     const std::lock_guard lock(mutex_);
-    return state_ == State::grabbing;
+    return state_ == State::grabbing || state_ == State::resuming;
 }
 
 bool StreamSource::getFrame(CFrame& frame, std::uint32_t timeoutMs) {

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A camera that goes away and comes back while the application does nothing about it.
+#include "RoadFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kestro::test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/** The same device at another address. */
+kestrosim::CameraOptions moved(kestrosim::CameraOptions options) {
+    options.address.replace(0, options.address.find('.'), "126");
+    options.address.replace(0, 3, "127");
+    options.address.replace(options.address.rfind('.') + 1, std::string::npos, "254");
+    return options;
+}
+
+/** A camera that is switched off and on, and the library's connection to it. */
+class Outage : public testing::Test {
+ protected:
+    void SetUp() override {
+        ::setenv("KESTRO_INTERFACES", "lo", 1);
+        ::setenv("KESTRO_DISCOVERY_TIMEOUT_MS", "200", 1);
+        RecordingLogger::instance().reset();
+        switchOn(options_);
+        std::vector<std::shared_ptr<Camera>> found;
+        ASSERT_TRUE(System::getInstance().discovery(found, 0));
+        camera_ = System::getInstance().getCamera(options_.serial.c_str(), System::SerialNumber);
+        ASSERT_TRUE(camera_);
+        camera_->registerConnectCallback([this](const ConnectEventArg& event) {
+            const std::lock_guard lock(mutex_);
+            events_.push_back(event.state == 1);
+        });
+        ASSERT_TRUE(camera_->connect());
+    }
+    void TearDown() override {
+        if (camera_) camera_->disconnect();
+    }
+
+    void switchOn(const kestrosim::CameraOptions& options) { device_.emplace(options); }
+    void switchOff() { device_.reset(); }
+    std::vector<bool> events() {
+        const std::lock_guard lock(mutex_);
+        return events_;
+    }
+    bool awaitEvents(std::size_t count) {
+        return eventually([&] { return events().size() >= count; });
+    }
+    /** Until the loss and the return were both reported. */
+    void goAndComeBack(const kestrosim::CameraOptions& as) {
+        switchOff();
+        ASSERT_TRUE(awaitEvents(1));
+        switchOn(as);
+        ASSERT_TRUE(awaitEvents(2));
+        EXPECT_THAT(events(), ElementsAre(false, true));
+    }
+    std::int64_t reconnectCount() {
+        std::int64_t count = -1;
+        EXPECT_TRUE(ParameterInt(camera_, "StreamReconnectCount").getValue(count));
+        return count;
+    }
+
+    const kestrosim::CameraOptions options_ = roadOptions();
+    std::optional<kestrosim::SimulatedCamera> device_;
+    std::shared_ptr<Camera> camera_;
+    std::mutex mutex_;
+    std::vector<bool> events_;  // guarded by mutex_
+};
+
+TEST_F(Outage, EndsByItselfAndTheStreamGoesOn) {
+    std::atomic<int> frames{0};
+    camera_->registerFrameCallback([&](const auto&) { ++frames; });
+    ASSERT_TRUE(camera_->startGrabbing(8));
+    ASSERT_TRUE(eventually([&] { return frames > 2; }));
+    switchOff();
+    ASSERT_TRUE(awaitEvents(1));
+    EXPECT_FALSE(camera_->isConnected());
+    EXPECT_TRUE(camera_->isGrabbing());
+    const int before = frames;
+    switchOn(options_);
+    ASSERT_TRUE(awaitEvents(2));
+    EXPECT_THAT(events(), ElementsAre(false, true));
+    EXPECT_TRUE(camera_->isConnected());
+    EXPECT_TRUE(eventually([&] { return frames > before + 2; }));
+    EXPECT_EQ(1, reconnectCount());
+    camera_->stopGrabbing();
+    ASSERT_TRUE(camera_->startGrabbing(8));
+    EXPECT_EQ(0, reconnectCount());
+    EXPECT_THAT(RecordingLogger::instance().lines(400, 400),
+                Contains(AllOf(HasSubstr("the camera is back"), HasSubstr(options_.address))));
+}
+
+TEST_F(Outage, EndsAtAnotherAddress) {
+    ASSERT_TRUE(camera_->startGrabbing(8));
+    const auto elsewhere = moved(options_);
+    goAndComeBack(elsewhere);
+    const auto frame = camera_->getFrame(5000);
+    EXPECT_TRUE(frame);
+}
+
+}  // namespace
+}  // namespace kestro::test
