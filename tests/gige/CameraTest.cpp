@@ -6,6 +6,7 @@
 #include "FakeStreamCamera.h"
 #include "GigeCamera.h"
 #include "LastError.h"
+#include "PlatedCamera.h"
 #include "RecordingLogger.h"
 #include "ScriptedCamera.h"
 #include "StreamSource.h"
@@ -43,72 +44,12 @@ constexpr std::uint32_t kPrivilege = 0xa00;
 
 Error lastError() { return static_cast<Error>(Infra::getLastError()); }
 
-/** Sets an environment variable as long as it lives. */
-class Variable {
- public:
-    Variable(const char* name, const std::string& value) : name_(name) {
-        const char* before = std::getenv(name);
-        if (before != nullptr) before_ = before;
-        ::setenv(name, value.c_str(), 1);
-    }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-    ~Variable() {
-        if (before_)
-            ::setenv(name_, before_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-    }
-
- private:
-    const char* name_;
-    std::optional<std::string> before_;
-};
-
 /** However the program is started, it broadcasts on loopback only. */
 class LoopbackOnly : public testing::Environment {
     void SetUp() override { ::setenv("KESTRO_INTERFACES", "lo", 1); }
 };
 [[maybe_unused]] const auto* const kLoopbackOnly =
     testing::AddGlobalTestEnvironment(new LoopbackOnly);
-
-/** A serial number that no other test program running at the same time has. */
-std::string uniqueSerial() {
-    static int count = 0;
-    return "S" + std::to_string(::getpid()) + "-" + std::to_string(count++);
-}
-
-/** Likewise for the MAC address. */
-MacAddress uniqueMac() {
-    static std::uint8_t count = 0;
-    const auto process = static_cast<unsigned>(::getpid());
-    MacAddress mac{{2, 0, 0, 0, 0, ++count}};
-    for (std::size_t i = 0; i < 3; ++i)
-        mac.bytes[2 + i] = static_cast<std::uint8_t>(process >> (8 * i));
-    return mac;
-}
-
-/** A scripted camera with a name plate and a description. */
-struct PlatedCamera : ScriptedCamera {
-    explicit PlatedCamera(std::string serialNumber = uniqueSerial())
-        : ScriptedCamera(Hears::broadcastsToo), serial(std::move(serialNumber)) {
-        setMemory(0x0a, std::string(mac.bytes.begin(), mac.bytes.end()));
-        setRegister(0x34, 0xff000000);
-        setRegister(0x44, 0x7f000001);
-        setMemory(0x48, "Acme");
-        setMemory(0x68, "Reader");
-        setMemory(0x88, "1.2");
-        setMemory(0xa8, "Info");
-        setMemory(0xd8, serial);
-        setMemory(0xe8, "Line 1");
-        setRegister(0x934, 4);
-        setRegister(0xd04, 1400);
-        setRegister(kestro::test::kPayloadSizeRegister, 307200);
-        setDescription("camera.xml", smallDescription());
-    }
-    std::string serial;
-    MacAddress mac = uniqueMac();
-};
 
 /** The answer of the camera with this serial number, of one discovery. */
 std::optional<FoundDevice> find(Discovery& discovery, const std::string& serial) {
@@ -118,20 +59,6 @@ std::optional<FoundDevice> find(Discovery& discovery, const std::string& serial)
         *found, [&serial](const FoundDevice& each) { return each.device.serial == serial; });
     if (device == found->end()) return std::nullopt;
     return *device;
-}
-
-FoundDevice loopbackDevice(const PlatedCamera& camera) {
-    FoundDevice found;
-    found.device.address = Ipv4{camera.address()};
-    found.device.mac = camera.mac;
-    found.device.manufacturer = "Acme";
-    found.device.serial = camera.serial;
-    found.via = {"lo", Ipv4{0x7f000001}, Ipv4{0xff000000}, {}, {}, 65536, true};
-    return found;
-}
-
-std::shared_ptr<GigeCamera> cameraFor(const PlatedCamera& camera) {
-    return std::make_shared<GigeCamera>(loopbackDevice(camera), "Acme:1");
 }
 
 TEST(Discovery, ReadsTheNamePlate) {
@@ -432,35 +359,6 @@ TEST(GigeCamera, ReadsTheAccessPermissionWithoutTakingControl) {
     EXPECT_EQ(255, view->getAccessPermission());
 }
 
-/** Counts connection events. */
-struct ConnectionListener {
-    void onConnect(const GenICam::SConnectArg& argument) {
-        if (argument.state == 0) ++offline;
-        if (hook) hook();
-    }
-    std::atomic<int> offline{0};
-    std::function<void()> hook;
-};
-
-TEST(GigeCamera, ReportsItsLossOnceAndConnectsAgain) {
-    PlatedCamera scripted;
-    const auto camera = cameraFor(scripted);
-    ASSERT_TRUE(camera->connect(2));
-    const auto listener = std::make_shared<ConnectionListener>();
-    const auto subscription = camera->events().subscribe();
-    ASSERT_TRUE(subscription->subscribeConnectArgs(
-        GenICam::ConnectBinding::toMember<&ConnectionListener::onConnect>(listener)));
-    scripted.setSilent(true);
-    ASSERT_TRUE(eventually([&] { return listener->offline == 1; }, 3s));
-    EXPECT_FALSE(camera->isConnected());
-    EXPECT_FALSE(camera->startAcquisition());
-    EXPECT_EQ(Error::connectionLost, lastError());
-    scripted.setSilent(false);
-    ASSERT_TRUE(camera->connect(2)) << lastErrorMessage();
-    EXPECT_TRUE(camera->isConnected());
-    EXPECT_EQ(1, listener->offline);
-}
-
 TEST(GigeCamera, MayBeDroppedByTheHandlerOfItsLoss) {
     PlatedCamera scripted;
     auto camera = cameraFor(scripted);
@@ -478,17 +376,6 @@ TEST(GigeCamera, MayBeDroppedByTheHandlerOfItsLoss) {
     scripted.setRegister(kPrivilege, 0);
     EXPECT_TRUE(eventually([&] { return dropped.load(); }));
 }
-
-/** The host's end of a stream that nothing arrives at. */
-struct QuietInlet final : StreamInlet {
-    explicit QuietInlet(std::uint16_t port) : hostPort(port) {}
-    std::uint16_t port() const override { return hostPort; }
-    void openFirewall(std::uint16_t port) override { cameraPort = port; }
-    std::uint32_t awaitPacket(Clock::time_point) override { return 0; }
-
-    std::uint16_t hostPort;
-    std::uint16_t cameraPort = 0;
-};
 
 TEST(GigeCamera, SetsUpItsStreamChannel) {
     PlatedCamera scripted;

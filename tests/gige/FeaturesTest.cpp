@@ -501,12 +501,12 @@ TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
     stream->lostPackets.add(7);
     stream->buffers.watch([] { return StreamBuffers::Count{8, 5, 2}; });
     EXPECT_EQ("BufferHandlingControl", children("Root").back());
-    EXPECT_THAT(children("BufferHandlingControl"),
-                ElementsAre("StreamAnnouncedBufferCount", "StreamInputBufferCount",
-                            "StreamOutputBufferCount", "StreamDeliveredFrameCount",
-                            "StreamLostFrameCount", "StreamLostPacketCount",
-                            "StreamResendRequestCount", "StreamResentPacketCount",
-                            "StreamReconnectCount"));
+    EXPECT_THAT(
+        children("BufferHandlingControl"),
+        ElementsAre("StreamAnnouncedBufferCount", "StreamInputBufferCount",
+                    "StreamOutputBufferCount", "StreamDeliveredFrameCount", "StreamLostFrameCount",
+                    "StreamLostPacketCount", "StreamResendRequestCount", "StreamResentPacketCount",
+                    "StreamReconnectCount"));
     EXPECT_EQ("12", text("StreamDeliveredFrameCount"));
     EXPECT_EQ("5", text("StreamLostFrameCount"));
     EXPECT_EQ("7", text("StreamLostPacketCount"));

@@ -147,6 +147,7 @@ void ScriptedCamera::State::receive(int fd) {
     request.id = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
     request.payload.assign(bytes.begin() + 8, bytes.begin() + count);
     request.wasBroadcast = fd == broadcast;
+    request.port = ntohs(from.sin_port);
     std::function<Reaction(const ControlRequest&)> scripted;
     {
         const std::lock_guard lock(mutex);

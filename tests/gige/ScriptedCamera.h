@@ -26,6 +26,7 @@ struct ControlRequest {
     std::uint16_t id = 0;
     Octets payload;
     bool wasBroadcast = false;
+    std::uint16_t port = 0;  ///< that it came from
 
     /** The 32-bit number at `offset` of the payload. */
     [[nodiscard]] std::uint32_t word(std::size_t offset) const;

@@ -121,6 +121,8 @@ class StreamSource : public testing::Test {
         CFrame frame;
         return source->getFrame(frame, timeoutMs) ? frame.getBlockId() : 0;
     }
+    /** As the camera does it that is back. */
+    bool resume() { return camera->stream.lock()->resume(); }
     bool waitForComplete(std::uint64_t count) {
         return eventually([&] { return counters->completeFrames.get() >= count; });
     }
@@ -595,6 +597,75 @@ TEST_F(StreamSource, TheHandlersObjectMayDieWithTheStreamInsideAHandler) {
     EXPECT_EQ(camera.use_count(), 1);
 }
 
+TEST_F(StreamSource, GoesOnWhereItWasWhenItsCameraIsBack) {
+    ASSERT_TRUE(source->attachGrabbing(handler()));
+    start();
+    for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFrames(3));
+    const std::uint16_t port = camera->hostPort();
+    // The frame that was under way when the cable went out.
+    camera->socket().sendTo(
+        port, kestro::test::PacketWriter{.blockId = 4, .stride = 1000}.block(content(2500, 1))[0]);
+    ASSERT_TRUE(eventually([&] { return counters->packets.get() == 3 * 5 + 1; }));
+    ASSERT_TRUE(resume()) << lastErrorMessage();
+    EXPECT_NE(port, camera->hostPort());
+    EXPECT_TRUE(source->isGrabbing());
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(application->waitForFrames(4));
+    EXPECT_THAT(application->ids, ElementsAre(1, 2, 3, 1));
+    EXPECT_EQ(counters->lostFrames.get(), 1u);
+    EXPECT_EQ(counters->reconnects.get(), 1u);
+}
+
+TEST_F(StreamSource, AWaitForAFrameAndTheImagesAskedForOutlastAnOutage) {
+    ASSERT_TRUE(source->startGrabbing(2, 0));
+    camera->send(content(2500, 1));
+    EXPECT_EQ(nextId(), 1u);
+    std::uint64_t id = 0;
+    std::thread waiting([&] { id = nextId(); });
+    ASSERT_TRUE(resume());
+    camera->send(content(2500, 1));
+    waiting.join();
+    EXPECT_EQ(id, 1u);
+    camera->send(content(2500, 1));
+    ASSERT_TRUE(waitForComplete(3));
+    EXPECT_EQ(nextId(0), 0u);
+}
+
+TEST_F(StreamSource, TakesLargerFramesOfACameraThatCameBackOtherwise) {
+    start(1);
+    CFrame held;
+    camera->send(content(4000, 1));
+    ASSERT_TRUE(source->getFrame(held, kLongMs));
+    camera->payloadBytes = 9000;
+    ASSERT_TRUE(resume());
+    camera->send(content(9000, 2));
+    CFrame frame;
+    ASSERT_TRUE(source->getFrame(frame, kLongMs)) << counters->text();
+    EXPECT_EQ(bytesOf(frame), content(9000, 2));
+    EXPECT_EQ(bytesOf(held), content(4000, 1));
+}
+
+TEST_F(StreamSource, ResumesAgainAfterAFailureAndNotOnceItIsStopped) {
+    start();
+    for (bool* const failure : {&camera->failOpen, &camera->failStart}) {
+        *failure = true;
+        EXPECT_FALSE(resume());
+        EXPECT_EQ(lastError(), Error::refused);
+        EXPECT_TRUE(source->isGrabbing());
+        *failure = false;
+    }
+    ASSERT_TRUE(resume());
+    camera->send(content(2500, 1));
+    EXPECT_EQ(nextId(), 1u);
+    camera->failOpen = true;
+    EXPECT_FALSE(resume());
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_TRUE(resume());
+    EXPECT_FALSE(source->isGrabbing());
+    EXPECT_EQ(counters->reconnects.get(), 1u);
+}
+
 TEST_F(StreamSource, StartsAndStopsAThousandTimes) {
     const std::size_t threads = countEntries("/proc/self/task");
     const std::size_t files = countEntries("/proc/self/fd");
@@ -631,9 +702,12 @@ TEST_F(StreamSource, EndsCleanlyWhileEveryoneUsesIt) {
                 EXPECT_TRUE(source->attachGrabbing(handler()));
             }
         });
+        std::thread resumer([&, stream = camera->stream.lock()] {
+            for (int i = 0; i < 5; ++i) EXPECT_TRUE(stream->resume()) << lastErrorMessage();
+        });
         std::thread other([&] { static_cast<void>(source->stopGrabbing()); });
         static_cast<void>(source->stopGrabbing());
-        for (std::thread* thread : {&sender, &poller, &binder, &other}) thread->join();
+        for (std::thread* thread : {&sender, &poller, &binder, &resumer, &other}) thread->join();
         EXPECT_FALSE(source->isGrabbing());
         EXPECT_TRUE(source->detachGrabbing(handler()));
     }

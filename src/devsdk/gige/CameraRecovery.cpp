@@ -135,8 +135,13 @@ bool GigeCamera::restore(Session& session, const std::shared_ptr<Connection>& ma
         else
             made->features->lockTransport(false);
     }
-    static_cast<void>(session);
     made->port->carryOver(*lost.port);
+    std::vector<std::string> refusals;
+    const bool isRestored = session.settings->restore(*made->features, refusals);
+    for (const std::string& refusal : refusals)
+        after.warnings.push_back(std::string("the camera does not take a setting again, key=[") +
+                                 getKey() + "]: " + refusal);
+    if (!isRestored) return false;
     {
         const std::lock_guard lock(mutex_);
         restoring_ = made;

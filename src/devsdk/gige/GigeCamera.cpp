@@ -146,7 +146,7 @@ bool GigeCamera::connectAnew() {
     }
     {
         const std::lock_guard lock(mutex_);
-        session_ = std::make_shared<Session>(identityOf(texts_));
+        session_ = std::make_shared<Session>(identityOf(texts_), key_);
     }
     if (takeControl(made) && learn(made) && announce(made)) return true;
     endSession();
@@ -211,6 +211,7 @@ std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connect
     sources.layout = connection->layout;
     sources.events = connection->eventData;
     sources.stream = streamCounters_;
+    if (const auto current = session()) sources.settings = current->settings;
     const std::weak_ptr<Connection> kept = connection;
     // Writing is what applications do most: nobody's thread is woken for nothing.
     sources.onChanged = [self = weak_from_this(), kept](const std::vector<std::string>& names) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ApplicationPort.h"
+#include "AppliedSettings.h"
 #include "CameraLink.h"
 #include "CameraSearch.h"
 #include "ControlChannel.h"
@@ -131,10 +132,12 @@ class GigeCamera final : public GenICam::ICamera,
 
     /** From an application's connect() to its disConnect(), over all losses between them. */
     struct Session {
-        explicit Session(DeviceIdentity camera) : search(std::move(camera)) {}
+        Session(const DeviceIdentity& camera, const std::string& key)
+            : settings(std::make_shared<AppliedSettings>(key)), search(camera) {}
 
         const bool reconnects = Environment::reconnects();
         Signal ended;  ///< ends what waits for the camera's return
+        const std::shared_ptr<AppliedSettings> settings;
 
         // Of the outage that there is, or of the next one. Guarded by connectMutex_.
         CameraSearch search;
