@@ -50,7 +50,7 @@ class CameraRecovery : public testing::Test {
     void beTaken() {
         scripted.setRegister(kController, 0x7f00004d);
         scripted.script([this](const ControlRequest& request) {
-            const bool isPrivilege = request.word(0) == kPrivilege;
+            const bool isPrivilege = !request.payload.empty() && request.word(0) == kPrivilege;
             if (isPrivilege && request.command == kWriteRegister) {
                 ++refusedOrders;
                 return Reaction{{{ScriptedCamera::acknowledge(0x8006, 0x0083, request.id)}}};
