@@ -9,7 +9,9 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace kestro::test {
@@ -119,6 +121,63 @@ TEST(PowerCycle, EndsAtAnotherAddress) {
     EXPECT_TRUE(ParameterFloat(road.camera(), "ExposureTime").getValue(exposure));
     EXPECT_EQ(1234.5, exposure);
     EXPECT_TRUE(eventually([&] { return hasLoggedReturnTo(incident.address); }));
+}
+
+TEST_F(Outage, IsNothingToALoopThatTakesFrames) {
+    ASSERT_TRUE(camera_->startGrabbing(8));
+    std::atomic<bool> isOver{false};
+    std::atomic<int> frames{0};
+    std::thread loop([&] {
+        while (!isOver)
+            if (camera_->getFrame(20)) ++frames;
+    });
+    EXPECT_TRUE(eventually([&] { return frames > 2; }));
+    for (std::size_t outage = 1; outage <= 2; ++outage) {
+        switchOff();
+        EXPECT_TRUE(awaitEvents(2 * outage - 1));
+        const int before = frames;
+        switchOn(options_);
+        EXPECT_TRUE(eventually([&] { return frames > before + 2; }));
+        EXPECT_TRUE(awaitEvents(2 * outage));
+    }
+    isOver = true;
+    loop.join();
+    EXPECT_EQ(2, reconnectCount());
+}
+
+/** What an application may do at any moment of an outage, and of its end. */
+TEST_F(Outage, MayBeLeftAtAnyMoment) {
+    const auto seed = static_cast<unsigned>(std::random_device{}());
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const auto pick = [&random](int most) {
+        return std::uniform_int_distribution<int>(0, most)(random);
+    };
+    for (int round = 0; round < 6; ++round) {
+        const int way = pick(2);
+        SCOPED_TRACE("round " + std::to_string(round) + ", way " + std::to_string(way));
+        std::atomic<int> frames{0};
+        camera_->registerFrameCallback([&](const auto&) { ++frames; });
+        ASSERT_TRUE(camera_->startGrabbing(8));
+        ASSERT_TRUE(eventually([&] { return frames > 0; }));
+        const std::size_t seen = events().size();
+        switchOff();
+        if (pick(1) == 0) ASSERT_TRUE(awaitEvents(seen + 1));
+        // A moment is a time, whatever the camera is at then.
+        std::thread power([this, after = std::chrono::milliseconds(pick(400))] {
+            std::this_thread::sleep_for(after);
+            switchOn(options_);
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(pick(900)));
+        if (way != 1) camera_->stopGrabbing();
+        if (way != 0) camera_->disconnect();
+        const int delivered = frames;
+        power.join();
+        EXPECT_EQ(delivered, frames);
+        EXPECT_FALSE(camera_->isGrabbing());
+        if (way == 0) camera_->disconnect();
+        ASSERT_TRUE(eventually([&] { return !camera_->connect().isFailure(); }));
+    }
 }
 
 }  // namespace

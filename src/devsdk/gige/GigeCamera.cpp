@@ -144,9 +144,10 @@ bool GigeCamera::connectAnew() {
             return !camera || camera->recoverIfWanted();
         });
     }
+    auto begun = std::make_shared<Session>(identityOf(texts_), key_);
     {
         const std::lock_guard lock(mutex_);
-        session_ = std::make_shared<Session>(identityOf(texts_), key_);
+        session_ = std::move(begun);
     }
     if (takeControl(made) && learn(made) && announce(made)) return true;
     endSession();
