@@ -162,7 +162,9 @@ TEST_F(Outage, MayBeLeftAtAnyMoment) {
         ASSERT_TRUE(eventually([&] { return frames > 0; }));
         const std::size_t seen = events().size();
         switchOff();
-        if (pick(1) == 0) ASSERT_TRUE(awaitEvents(seen + 1));
+        if (pick(1) == 0) {
+            ASSERT_TRUE(awaitEvents(seen + 1));
+        }
         // A moment is a time, whatever the camera is at then.
         std::thread power([this, after = std::chrono::milliseconds(pick(400))] {
             std::this_thread::sleep_for(after);
