@@ -107,7 +107,7 @@ class Losses(unittest.TestCase):
             if percent:
                 host.lose(percent)
             # The camera ends by itself, so that no frame is cut off by the end of the reader.
-            run = host.kestro("read", "FAR", "--json", "-d", 5, "--save", folder, "--set", "AcquisitionMode=MultiFrame",
+            run = host.kestro("read", "FAR", "--json", "-d", 6, "--save", folder, "--set", "AcquisitionMode=MultiFrame",
                               "--set", f"AcquisitionFrameCount={self.FRAMES}")
             self.assertEqual(run.returncode, OK, run.stderr)
             sim.end(signal.SIGINT)
