@@ -3,6 +3,7 @@
 #include "Find.h"
 #include "Json.h"
 #include "Options.h"
+#include "Outages.h"
 #include "Output.h"
 #include "Pump.h"
 #include "Text.h"
@@ -24,12 +25,13 @@ using EventMailbox = MailboxOf<Event>;
 /** Has the camera's callbacks write to the mailbox, as long as it lives. */
 class Subscription {
  public:
-    Subscription(const Control& control, const std::shared_ptr<EventMailbox>& mailbox)
+    Subscription(const Control& control, const std::shared_ptr<EventMailbox>& mailbox,
+                 WhenLost whenLost)
         : control_(control), mailbox_(mailbox) {
         kestro::Camera& camera = *control.camera();
-        camera.registerConnectCallback([mailbox](const kestro::ConnectEventArg& event) {
+        camera.registerConnectCallback([mailbox, whenLost](const kestro::ConnectEventArg& event) {
             mailbox->put({std::chrono::system_clock::now(), "", event.state != 0});
-            if (event.state == 0) mailbox->reportLost();
+            if (event.state == 0 && whenLost == WhenLost::end) mailbox->reportLost();
         });
         camera.registerParamUpdateCallback([mailbox](const kestro::ParamUpdateEventArg& event) {
             mailbox->put({std::chrono::system_clock::now(), event.name, true});
@@ -78,8 +80,9 @@ std::optional<FeatureValue> valueNow(const Control& control, const std::string& 
 ExitCode runEvents(const EventsOptions& options, Output& output) {
     const auto mailbox = std::make_shared<EventMailbox>(kMailboxEvents);
     const StopSignal stopSignal(mailbox->wake());
+    const WhenLost whenLost = kestrocli::whenLost(options.noReconnect);
     const Control control(findCamera(options.camera));
-    const Subscription subscription(control, mailbox);
+    const Subscription subscription(control, mailbox, whenLost);
     if (options.acquire) startAcquisition(control);
     const bool endsByItself = options.seconds > 0 || options.events > 0;
     say("watching camera " + nameOf(control.record()) + (endsByItself ? "" : ", until Ctrl-C"));
@@ -88,12 +91,14 @@ ExitCode runEvents(const EventsOptions& options, Output& output) {
         deadlines.end = after(std::chrono::steady_clock::now(), options.seconds);
     }
     std::uint64_t written = 0;
+    bool isAway = false;
     const End end = pump(*mailbox, deadlines, [&](const Event& event) {
+        if (event.feature.empty()) isAway = !event.online;
         const auto value = valueNow(control, event.feature);
         output.write((options.json ? eventJson(event, value) : eventText(event, value)) + "\n");
         return options.events == 0 || ++written < options.events;
     });
-    if (end == End::lost) throw lostFailure(control.record());
+    if (end == End::lost || (end == End::time && isAway)) throw lostFailure(control.record());
     return ExitCode::ok;
 }
 

@@ -12,8 +12,12 @@ constexpr std::int32_t kDefaultBufferCount = 0;
 
 }  // namespace
 
-Grab::Grab(FoundCamera found, std::size_t source, std::shared_ptr<Mailbox> mailbox)
-    : control_(std::move(found)), source_(source), mailbox_(std::move(mailbox)) {}
+Grab::Grab(FoundCamera found, std::size_t source, std::shared_ptr<Mailbox> mailbox,
+           WhenLost whenLost)
+    : control_(std::move(found)),
+      source_(source),
+      mailbox_(std::move(mailbox)),
+      whenLost_(whenLost) {}
 
 Grab::~Grab() { stop(); }
 
@@ -24,8 +28,15 @@ void Grab::start() {
             mailbox->put({source, frame, std::chrono::system_clock::now(),
                           std::chrono::steady_clock::now()});
         });
-    camera.registerConnectCallback([mailbox = mailbox_](const kestro::ConnectEventArg& event) {
-        if (event.state == 0) mailbox->reportLost();
+    camera.registerConnectCallback([mailbox = mailbox_, source = source_,
+                                    whenLost = whenLost_](const kestro::ConnectEventArg& event) {
+        const bool online = event.state != 0;
+        if (whenLost == WhenLost::wait) {
+            mailbox->put({source, nullptr, std::chrono::system_clock::now(),
+                          std::chrono::steady_clock::now(), online});
+        } else if (!online) {
+            mailbox->reportLost();
+        }
     });
     started_ = true;
     const kestro::Result result = camera.startGrabbing(kDefaultBufferCount);

@@ -3,17 +3,22 @@
 
 #include "Control.h"
 #include "Mailbox.h"
+#include "Outages.h"
 
 #include <cstddef>
 #include <memory>
 
 namespace kestrocli {
 
-/** One camera under control, whose frames go to a mailbox; given back when destroyed. */
+/**
+ * One camera under control, whose frames go to a mailbox; given back when destroyed. When it goes
+ * away, the mailbox is told that it is lost, or, to wait for it, gets that and its return.
+ */
 class Grab {
  public:
     /** Connects; throws Failure with what is wrong and what to do about it. */
-    Grab(FoundCamera found, std::size_t source, std::shared_ptr<Mailbox> mailbox);
+    Grab(FoundCamera found, std::size_t source, std::shared_ptr<Mailbox> mailbox,
+         WhenLost whenLost = WhenLost::end);
     ~Grab();
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
@@ -30,6 +35,7 @@ class Grab {
     Control control_;
     std::size_t source_;
     std::shared_ptr<Mailbox> mailbox_;
+    WhenLost whenLost_;
     bool started_ = false;
 };
 

@@ -16,12 +16,13 @@
 
 namespace kestrocli {
 
-/** A frame as it came out of the library. */
+/** A frame as it came out of the library, or, without one, a change of the connection. */
 struct Delivery {
     std::size_t source = 0;  ///< which of the command's cameras
     std::shared_ptr<kestro::Frame> frame;
     std::chrono::system_clock::time_point hostTime;
     std::chrono::steady_clock::time_point arrival;
+    bool online = true;  ///< without a frame: whether the camera is there from now on
 };
 
 /**

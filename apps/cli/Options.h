@@ -27,6 +27,7 @@ struct ReadOptions {
     std::uint64_t frames = 0;              ///< end after so many; 0: no limit
     double seconds = 0;                    ///< end after this time; 0: no limit
     double timeoutSeconds = 5;             ///< longest wait for the first frame; 0: for ever
+    bool noReconnect = false;              ///< a lost camera is the end
     bool json = false;
     std::string saveFolder;     ///< empty: pictures are not saved
     std::string overlayFolder;  ///< empty: nothing is drawn on them; else not the saveFolder
@@ -105,6 +106,7 @@ struct EventsOptions {
     double seconds = 0;        ///< end after this time; 0: no limit
     std::uint64_t events = 0;  ///< end after so many; 0: no limit
     bool acquire = false;      ///< run the acquisition meanwhile
+    bool noReconnect = false;  ///< a lost camera is the end
     bool json = false;
 };
 

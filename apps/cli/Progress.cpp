@@ -54,19 +54,26 @@ std::string clockTime(double seconds) {
 
 /** What there is to say, in order. */
 std::vector<Field> fieldsOf(const ProgressNow& now) {
-    const auto& [frames, codes, missed] = now.counts;
+    const auto& [frames, codes, missed, reconnects] = now.counts;
     const bool hasEnd = now.goal.seconds > 0;
     const std::string time =
         clockTime(now.seconds) + (hasEnd ? " of " + clockTime(std::ceil(now.goal.seconds)) : "");
-    if (frames == 0) return {{"waiting for the first frame", kMost}, {time, 4, Ink::faint}};
+    if (frames == 0) {
+        const char* awaited = now.isAway ? "waiting for the camera" : "waiting for the first frame";
+        return {{awaited, kMost}, {time, 4, Ink::faint}};
+    }
     const std::string all =
         now.goal.frames > 0 ? std::to_string(frames) + " of " + counted(now.goal.frames, "frame")
                             : counted(frames, "frame");
     std::vector<Field> fields = {{all, kMost}, {time, hasEnd ? 4 : 1, Ink::faint}};
-    if (now.perSecond) fields.push_back({fixed(*now.perSecond, 1) + " frames/s", 2});
+    if (now.isAway)
+        fields.push_back({"camera away", 4, Ink::alarming});
+    else if (now.perSecond)
+        fields.push_back({fixed(*now.perSecond, 1) + " frames/s", 2});
     fields.push_back({counted(codes, "code"), 0});
     fields.push_back(
         {std::to_string(missed) + " missed", 3, missed > 0 ? Ink::alarming : Ink::faint});
+    if (reconnects > 0) fields.push_back({counted(reconnects, "reconnect"), 2, Ink::alarming});
     return fields;
 }
 
@@ -170,7 +177,7 @@ Progress::Time Progress::update() {
 void Progress::draw(Time now) {
     nextDraw_ = now + kRedraw;
     const std::chrono::duration<double> elapsed = now - start_;
-    line_.show(progressLine({goal_, counts_, elapsed.count(), framesPerSecond(now)},
+    line_.show(progressLine({goal_, counts_, elapsed.count(), framesPerSecond(now), isAway_},
                             StatusLine::columns(), style_));
 }
 

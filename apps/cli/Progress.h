@@ -23,6 +23,7 @@ struct Counts {
     std::uint64_t frames = 0;
     std::uint64_t codes = 0;
     std::uint64_t missed = 0;
+    std::uint64_t reconnects = 0;
 };
 
 /** How a terminal wants to be written to. */
@@ -36,6 +37,7 @@ struct ProgressNow {
     Counts counts;
     double seconds = 0;               ///< since the start
     std::optional<double> perSecond;  ///< frames; empty before that is known
+    bool isAway = false;              ///< the camera is
 };
 
 /**
@@ -54,6 +56,8 @@ class Progress {
 
     /** Shows the counts, but a few times a second only. */
     void update(const Counts& counts);
+    /** While the camera is away, that is on the line. */
+    void setAway(bool isAway) { isAway_ = isAway; }
     /** Keeps the time on the line running; when it wants to be called again. */
     Time update();
 
@@ -70,6 +74,7 @@ class Progress {
     TerminalStyle style_;
     StatusLine line_;
     Counts counts_;
+    bool isAway_ = false;
     Time start_;
     Time nextDraw_;
     std::deque<Sample> samples_;  // of the last seconds

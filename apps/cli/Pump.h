@@ -31,6 +31,13 @@ struct Deadlines {
            std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(seconds));
 }
 
+/** True of what the wait for a first one is for. */
+template <typename Item>
+[[nodiscard]] bool isAwaited(const Item&) {
+    return true;
+}
+[[nodiscard]] inline bool isAwaited(const Delivery& delivery) { return delivery.frame != nullptr; }
+
 /** What there is to do while nothing arrives: nothing, ever. */
 inline std::chrono::steady_clock::time_point doNothing() {
     return std::chrono::steady_clock::time_point::max();
@@ -50,7 +57,7 @@ template <typename Item, typename Handler, typename Idle = decltype(&doNothing)>
         const auto now = std::chrono::steady_clock::now();
         if (now >= deadlines.end) return End::time;
         if (const auto item = mailbox.take()) {
-            firstFrame = Deadlines().firstFrame;
+            if (isAwaited(*item)) firstFrame = Deadlines().firstFrame;
             if (!handler(*item)) return End::done;
             continue;
         }

@@ -8,6 +8,7 @@
 #include "ImageFile.h"
 #include "Json.h"
 #include "Options.h"
+#include "Outages.h"
 #include "Output.h"
 #include "OverlayFolder.h"
 #include "Progress.h"
@@ -32,6 +33,7 @@ class Reading {
         : options_(options),
           camera_(camera),
           output_(output),
+          outages_(camera),
           progress_({options.frames, options.seconds}) {
         if (!options.saveFolder.empty()) folder_.emplace(options.saveFolder);
         if (!options.overlayFolder.empty()) overlays_.emplace(options.overlayFolder);
@@ -40,6 +42,7 @@ class Reading {
     /** Writes a frame; false when it was the last one wanted. */
     bool take(const Delivery& delivery) {
         if (isComplete()) return false;
+        if (!delivery.frame) return takeConnection(delivery);
         const kestro::Frame& frame = *delivery.frame;
         const std::uint64_t number = blocks_.next(frame.getBlockId());
         const std::string& serial =
@@ -50,7 +53,7 @@ class Reading {
         output_.write(options_.json
                           ? resultLine(frame, {camera_.key, delivery.hostTime, image}) + "\n"
                           : codeLines(frame, output_));
-        progress_.update({tally_.frames(), tally_.codes(), tally_.missed()});
+        showProgress();
         return !isComplete();
     }
 
@@ -58,10 +61,27 @@ class Reading {
     Progress::Time idle() { return progress_.update(); }
 
     [[nodiscard]] const Tally& tally() const { return tally_; }
+    [[nodiscard]] bool isAway() const { return outages_.isAway(); }
 
  private:
     [[nodiscard]] bool isComplete() const {
         return options_.frames != 0 && tally_.frames() >= options_.frames;
+    }
+
+    [[nodiscard]] bool takeConnection(const Delivery& change) {
+        // Frames of before may still come after the news, and the first new ones before it.
+        blocks_.restart();
+        if (!change.online)
+            outages_.begin(change.hostTime, change.arrival);
+        else if (outages_.end(change.arrival))
+            tally_.addReconnect();
+        progress_.setAway(outages_.isAway());
+        showProgress();
+        return true;
+    }
+
+    void showProgress() {
+        progress_.update({tally_.frames(), tally_.codes(), tally_.missed(), tally_.reconnects()});
     }
 
     const ReadOptions& options_;
@@ -71,6 +91,7 @@ class Reading {
     std::optional<OverlayFolder> overlays_;
     BlockCounter blocks_;
     Tally tally_;
+    Outages outages_;
     Progress progress_;
 };
 
@@ -82,12 +103,18 @@ Deadlines deadlinesOf(const ReadOptions& options) {
     return deadlines;
 }
 
-ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options) {
+ExitCode endWithoutFrame(const CameraRecord& camera, const ReadOptions& options, bool isAway) {
     const double waited = options.seconds > 0 && options.seconds < options.timeoutSeconds
                               ? options.seconds
                               : options.timeoutSeconds;
-    complain("no frame from camera " + nameOf(camera) + " within " + fixed(waited, 1) +
-             " s. Likely causes:\n"
+    const std::string what =
+        "no frame from camera " + nameOf(camera) + " within " + fixed(waited, 1) + " s";
+    if (isAway) {
+        complain(what + ": the connection to it was lost, and it did not come back");
+        return ExitCode::timedOut;
+    }
+    complain(what +
+             ". Likely causes:\n"
              "  the camera waits for a trigger (wait longer with --timeout, 0 waits for ever)\n"
              "  a firewall on this host drops the camera's UDP packets\n"
              "  packets larger than the network between takes (MTU), or too fast for it");
@@ -123,11 +150,12 @@ ExitCode conclude(End end, const Reading& reading, const CameraRecord& camera,
                   const ReadOptions& options) {
     const bool silent = reading.tally().frames() == 0;
     if (silent && (end == End::noFrame || (end == End::time && options.timeoutSeconds > 0))) {
-        return endWithoutFrame(camera, options);
+        return endWithoutFrame(camera, options, reading.isAway());
     }
     say(reading.tally().summary());
     if (const std::string text = reading.tally().intervals(); !text.empty()) say(text);
-    if (end != End::lost) return ExitCode::ok;
+    const bool isLost = end == End::lost || (end == End::time && reading.isAway());
+    if (!isLost) return ExitCode::ok;
     const Failure lost = lostFailure(camera);
     complain(lost.what());
     return lost.code();
@@ -150,7 +178,7 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options,
     Reading reading(options, found.record, output);
     const auto mailbox = std::make_shared<Mailbox>(kMailboxFrames);
     const StopSignal stopSignal(mailbox->wake());
-    Grab grab(found, 0, mailbox);
+    Grab grab(found, 0, mailbox, whenLost(options.noReconnect));
     const auto take = [&reading](const Delivery& delivery) { return reading.take(delivery); };
     for (const auto& [name, text] : assignments) Feature(grab.control(), name).set(text);
     grab.start();
@@ -162,7 +190,8 @@ ExitCode readCamera(const FoundCamera& found, const ReadOptions& options,
     } catch (const OutputClosed&) {
         if (!StopSignal::requested()) throw;
     }
-    const std::string stream = end == End::lost ? "" : streamSummary(grab.control());
+    const bool isGone = end == End::lost || reading.isAway();
+    const std::string stream = isGone ? "" : streamSummary(grab.control());
     const ExitCode code = conclude(end, reading, found.record, options);
     if (!stream.empty()) say(stream);
     return code;

@@ -3,6 +3,8 @@
 
 #include "Text.h"
 
+#include <utility>
+
 namespace kestrocli {
 namespace {
 
@@ -23,7 +25,9 @@ std::uint64_t BlockCounter::next(std::uint64_t blockId) {
         return running_ = std::max<std::uint64_t>(blockId, 1);
     }
     std::uint64_t step = blockId - previousId_;
-    if (blockId <= previousId_) {
+    if (std::exchange(restarts_, false)) {
+        step = 1;
+    } else if (blockId <= previousId_) {
         const bool wrapped = previousId_ <= kShortIds && previousId_ - blockId > kShortIds / 2;
         step = wrapped ? blockId + kShortIds - previousId_ : 1;
     }
@@ -39,8 +43,9 @@ void Tally::add(const kestro::Frame& frame, std::chrono::steady_clock::time_poin
         first_ = arrival;
     } else {
         bytesAfterFirst_ += frame.getImageSize();
-        intervals_.add(arrival - last_);
+        if (!wasAway_) intervals_.add(arrival - last_);
     }
+    wasAway_ = false;
     last_ = arrival;
     ++frames_;
     missed_ = missed;
@@ -52,6 +57,11 @@ void Tally::add(const kestro::Frame& frame, std::chrono::steady_clock::time_poin
     toldOfReading_ = toldOfReading_ || !silent || codes > 0;
     const bool complete = status == kComplete || status == kPhaseComplete;
     if (complete || (silent && codes > 0)) ++complete_;
+}
+
+void Tally::addReconnect() {
+    ++reconnects_;
+    wasAway_ = true;
 }
 
 std::optional<double> Tally::readRate() const {
@@ -74,7 +84,8 @@ std::string Tally::summary() const {
     const auto rate = readRate();
     return counted(frames_, "frame") + ", " + orDash(framesPerSecond()) + " frames/s, " +
            orDash(megabytesPerSecond()) + " MB/s, " + counted(codes_, "code") + ", read rate " +
-           (rate ? fixed(*rate, 1) + " %" : "-") + ", " + std::to_string(missed_) + " missed";
+           (rate ? fixed(*rate, 1) + " %" : "-") + ", " + std::to_string(missed_) + " missed" +
+           (reconnects_ > 0 ? ", " + counted(reconnects_, "reconnect") : "");
 }
 
 std::string Tally::intervals() const {

@@ -23,6 +23,8 @@ class BlockCounter {
  public:
     /** Takes the next id; the running number. */
     std::uint64_t next(std::uint64_t blockId);
+    /** The next id is one of a stream that began anew: what is between does not count as missed. */
+    void restart() { restarts_ = true; }
     /** Frames that did not arrive since the first, so far. */
     [[nodiscard]] std::uint64_t missed() const { return missed_; }
 
@@ -30,6 +32,7 @@ class BlockCounter {
     std::uint64_t previousId_ = 0;
     std::uint64_t running_ = 0;
     std::uint64_t missed_ = 0;
+    bool restarts_ = false;
 };
 
 /** Counts for the summary of a reading. */
@@ -37,10 +40,13 @@ class Tally {
  public:
     void add(const kestro::Frame& frame, std::chrono::steady_clock::time_point arrival,
              std::uint64_t missed);
+    /** The camera was away: the time until its next frame is no interval between frames. */
+    void addReconnect();
 
     [[nodiscard]] std::uint64_t frames() const { return frames_; }
     [[nodiscard]] std::uint64_t codes() const { return codes_; }
     [[nodiscard]] std::uint64_t missed() const { return missed_; }
+    [[nodiscard]] std::uint64_t reconnects() const { return reconnects_; }
     /**
      * The share of frames whose reading was complete, in percent; where the camera sends no status,
      * the share with a code. Empty when no frame told anything of a reading.
@@ -49,7 +55,10 @@ class Tally {
     /** Frames a second between the first and the last arrival; empty with fewer than two. */
     [[nodiscard]] std::optional<double> framesPerSecond() const;
     [[nodiscard]] std::optional<double> megabytesPerSecond() const;
-    /** "40 frames, 10.0 frames/s, 13.1 MB/s, 120 codes, read rate 100.0 %, 0 missed" */
+    /**
+     * "40 frames, 10.0 frames/s, 13.1 MB/s, 120 codes, read rate 100.0 %, 0 missed"; and how
+     * often the camera was lost and came back, if it was.
+     */
     [[nodiscard]] std::string summary() const;
     /**
      * "frame interval: p50 100.0 ms, p95 100.4 ms, p99 102.1 ms", between arrivals.
@@ -66,6 +75,8 @@ class Tally {
     bool toldOfReading_ = false;
     std::uint64_t complete_ = 0;
     std::uint64_t missed_ = 0;
+    std::uint64_t reconnects_ = 0;
+    bool wasAway_ = false;
     IntervalHistogram intervals_;
     std::chrono::steady_clock::time_point first_;
     std::chrono::steady_clock::time_point last_;

@@ -30,7 +30,7 @@ constexpr const char* kFooter =
     "  3  no such camera\n"
     "  4  the camera is in use by another program\n"
     "  5  time-out: no frame came\n"
-    "  6  the connection to the camera was lost\n"
+    "  6  the connection to the camera was lost, and it did not come back\n"
     "  7  kestro doctor saw something that does not work\n"
     "\n"
     "KESTRO_INTERFACES limits the search to some interfaces (\"lo\", \"eth0,eth1\").";
@@ -103,6 +103,11 @@ void addCamera(CLI::App& command, std::string& camera) {
         ->required();
 }
 
+void addNoReconnect(CLI::App& command, bool& option) {
+    command.add_flag("--no-reconnect", option,
+                     "End with code 6 when the camera is lost, instead of waiting for it");
+}
+
 void addList(CLI::App& app, ListOptions& options) {
     CLI::App* command = app.add_subcommand("list", "List the cameras on the network");
     command->add_flag("--json", options.json, "One JSON object a camera and line");
@@ -134,6 +139,7 @@ void addRead(CLI::App& app, ReadOptions& options) {
                      "Set a feature before the start; @FILE: the lines of a file, each NAME=VALUE")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
+    addNoReconnect(*command, options.noReconnect);
     command->add_flag("--json", options.json, "One JSON object a frame and line");
     command->add_option("--save", options.saveFolder, "Save each picture in this folder")
         ->type_name("DIR");
@@ -325,6 +331,7 @@ void addEvents(CLI::App& app, EventsOptions& options) {
         ->type_name("N")
         ->check(wholeNumber(1));
     command->add_flag("--acquire", options.acquire, "Run the acquisition, throw its frames away");
+    addNoReconnect(*command, options.noReconnect);
     command->add_flag("--json", options.json, "One JSON object an event and line");
 }
 

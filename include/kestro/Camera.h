@@ -18,7 +18,7 @@ class Parameter;
 
 /** A change of a camera's connection; passed to the connection callback. */
 struct ConnectEventArg {
-    std::int32_t state;         ///< 1 online, 0 offline
+    std::int32_t state;         ///< 1 online again, 0 offline
     std::uint8_t reserved[64];  ///< zero
 };
 static_assert(sizeof(ConnectEventArg) == 68, "the record's layout is part of the interface");
@@ -146,10 +146,20 @@ class KESTRO_API Camera {
     virtual Result registerFrameCallback(
         std::function<void(const std::shared_ptr<Frame>&)> callback) = 0;
     /**
-     * Sets the function that is told when the camera goes offline or online; an empty one removes
-     * it. Always 0. Offline is one that no longer answers or takes our orders. Nothing connects it
-     * again by itself, so that online is not told yet: disconnect it, search, connect and start it
-     * anew.
+     * Sets the function that is told when the camera goes offline, and when it is online again; an
+     * empty one removes it. Always 0. What connect() and disconnect() bring about is not told.
+     *
+     * Offline is one that no longer answers or takes our orders. Until disconnect(), the library
+     * searches it, also at another address, and connects it again; sets again what was set through
+     * Parameter and loadDeviceConfig(), in that order, and leaves selectors where they were left;
+     * and starts the acquisition again if it ran. Only then it is online. Not repeated are
+     * commands, but for UserSetLoad, and what was written to registers by their addresses. Objects
+     * stay what they were: this one, its Parameters, delivered frames. While it is offline, what
+     * needs the camera fails, and getFrame() waits. With KESTRO_RECONNECT=0 in the environment it
+     * stays offline until disconnect() and connect().
+     *
+     * It runs on the same thread as the feature-update callback. A frame may come before the call
+     * that says online.
      */
     virtual Result registerConnectCallback(
         std::function<void(const ConnectEventArg&)> callback) = 0;

@@ -39,7 +39,10 @@ class KESTRO_API Frame {
     virtual std::uint32_t getPixelFormat() const = 0;
     /** True when the image bytes are a JPEG file. */
     virtual bool getPayloadFlag() const = 0;
-    /** The stream's block id: consecutive from 1; a gap is a frame that did not arrive. */
+    /**
+     * The stream's block id: consecutive from 1; a gap is a frame that did not arrive. It begins
+     * anew when a camera that was lost is back.
+     */
     virtual std::uint64_t getBlockId() const = 0;
     /** The trigger's timestamp in ticks of the camera's clock; 0 when the results carried none. */
     virtual std::uint64_t getTimestamp() const = 0;

@@ -207,7 +207,8 @@ typedef struct kstBarcodeInfo {
 
 /** An image with what the camera read in it. How long it is valid says the function it is from. */
 typedef struct kstFrameInfo {
-    uint64_t blockId;      /**< consecutive, from 1 at each start; a gap is a frame that was lost */
+    uint64_t blockId;      /**< consecutive, from 1 at each start, also one after
+                            the camera was lost; a gap is a frame that did not arrive */
     uint64_t timestamp;    /**< of the trigger, in ticks of the camera's clock; 0 when not sent */
     uint32_t width;        /**< in pixels */
     uint32_t height;       /**< in pixels */
@@ -223,7 +224,7 @@ typedef struct kstFrameInfo {
 
 /** A change of a camera's connection. */
 typedef struct kstConnectionEvent {
-    int32_t state;        /**< 1 online, 0 offline */
+    int32_t state;        /**< 1 online again, 0 offline */
     uint8_t reserved[64]; /**< 0 */
 } kstConnectionEvent;
 
@@ -434,10 +435,19 @@ KESTRO_API int kstGetFrameInfo(void* frame, kstFrameInfo* info);
 KESTRO_API int kstRegisterFrameCallback(void* handle, kstFrameCallback proc, void* user);
 
 /**
- * Sets the function that is told when the camera goes offline or online; NULL removes it.
+ * Sets the function that is told when the camera goes offline, and when it is online again; NULL
+ * removes it. What kstOpenDevice() and kstCloseDevice() bring about is not told.
  *
- * Offline is one that no longer answers or takes our orders. Nothing opens it again by itself, so
- * that online is not told yet: close it, enumerate, open and start it anew.
+ * Offline is one that no longer answers or takes our orders. Until kstCloseDevice(), the library
+ * searches it, also at another address, and opens it again; sets again the features that
+ * were set, also by kstLoadDeviceConfig(), in that order, and leaves selectors where they were
+ * left; and starts the acquisition again if it ran. Only then it is online. Not repeated are
+ * commands, but for UserSetLoad. The handle stays the same, and frames stay good. While the camera
+ * is offline, what needs it fails, and kstGetFrame() waits. With KESTRO_RECONNECT=0 in the
+ * environment it stays offline until kstCloseDevice() and kstOpenDevice().
+ *
+ * It runs on the same thread as the feature-update callback. A frame may come before the call that
+ * says online.
  *
  * @return 0, 20.
  */

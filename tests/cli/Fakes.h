@@ -72,7 +72,9 @@ inline std::shared_ptr<FakeFrame> frameWithCode(std::uint64_t blockId, const std
 struct FakeCamera : kestro::Camera {
     std::vector<std::shared_ptr<kestro::Frame>> frames;
     bool goesOffline = false;  ///< after the last frame
-    bool endless = false;      ///< goes on with the last frame, under following block ids
+    /** Delivered when it is back; empty: it does not come back. */
+    std::vector<std::shared_ptr<kestro::Frame>> framesAfter;
+    bool endless = false;  ///< goes on with the last frame, under following block ids
     int connectCode = 0;
 
     bool connected = false;
@@ -134,6 +136,11 @@ struct FakeCamera : kestro::Camera {
             frame(frameWithCode(id, "more"));
         }
         if (goesOffline) connection(kestro::ConnectEventArg{});
+        if (framesAfter.empty()) return;
+        kestro::ConnectEventArg online{};
+        online.state = 1;
+        connection(online);
+        for (const auto& one : framesAfter) frame(one);
     }
 
     std::thread delivery_;

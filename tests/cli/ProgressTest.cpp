@@ -21,6 +21,16 @@ TEST(ProgressLine, SaysHowFarTheReadingIs) {
     EXPECT_EQ(progressLine({{}, {}, 3, {}}, 79, {}), "  waiting for the first frame  0:03");
 }
 
+TEST(ProgressLine, SaysThatTheCameraIsAway) {
+    ProgressNow now = halfWay();
+    now.isAway = true;
+    now.counts.reconnects = 2;
+    const std::string line = progressLine(now, 100, {});
+    EXPECT_THAT(line, testing::EndsWith("  1:05  camera away  57 codes  3 missed  2 reconnects"));
+    EXPECT_THAT(progressLine(now, 40, {}), HasSubstr("camera away"));
+    EXPECT_EQ(progressLine({{}, {}, 3, {}, true}, 79, {}), "  waiting for the camera  0:03");
+}
+
 TEST(ProgressLine, FitsAnyTerminal) {
     for (std::size_t columns = 2; columns < 200; ++columns) {
         for (const ProgressNow& now : {halfWay(), ProgressNow{{}, {}, 1, {}},

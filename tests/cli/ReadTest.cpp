@@ -68,6 +68,7 @@ class ReadCommand : public testing::Test {
     ReadCommand() {
         prepareStandardStreams();
         options_.timeoutSeconds = 10;
+        unsetenv("KESTRO_RECONNECT");
     }
 
     ExitCode run() {
@@ -141,13 +142,44 @@ TEST_F(ReadCommand, SaysSoWhenNoFrameComes) {
     EXPECT_THAT(stderr_, HasSubstr("0 frames"));
 }
 
-TEST_F(ReadCommand, PrintsWhatCameBeforeTheCameraWasLost) {
+class ReadCommandWithoutReconnect : public ReadCommand, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(, ReadCommandWithoutReconnect, testing::Bool());
+
+TEST_P(ReadCommandWithoutReconnect, PrintsWhatCameBeforeTheCameraWasLost) {
     give({1, 2, 3});
     camera_->goesOffline = true;
+    options_.noReconnect = GetParam();
+    if (!options_.noReconnect) setenv("KESTRO_RECONNECT", "0", 1);
     EXPECT_EQ(run(), ExitCode::lost);
+    EXPECT_STREQ(getenv("KESTRO_RECONNECT"), "0") << "the library goes by it";
     EXPECT_THAT(pipe_.readAll(), EndsWith("text3\n"));
     EXPECT_THAT(stderr_, HasSubstr("3 frames"));
     EXPECT_THAT(stderr_, HasSubstr("lost"));
+}
+
+TEST_F(ReadCommand, GoesOnWhenTheCameraIsBack) {
+    give({1, 2, 4});
+    camera_->goesOffline = true;
+    // Its ids start anew; the first of them, or more, may be lost on the way.
+    for (const std::uint64_t id : {60'000U, 60'001U})
+        camera_->framesAfter.push_back(frameWithCode(id, "back"));
+    options_.frames = 5;
+    EXPECT_EQ(run(), ExitCode::ok);
+    EXPECT_THAT(pipe_.readAll(), HasSubstr("60001  CODE128     back\n"));
+    EXPECT_THAT(stderr_, testing::ContainsRegex("^camera F1 lost at 20[-0-9T:.]*Z, waiting for it\n"
+                                                "camera F1 is back after [0-9]*\\.[0-9] s\n"
+                                                "5 frames, .* 1 missed, 1 reconnect\n"));
+}
+
+TEST_F(ReadCommand, DoesNotTakeAnEndlessAbsenceForSuccess) {
+    camera_->goesOffline = true;
+    options_.timeoutSeconds = 0.05;
+    EXPECT_EQ(run(), ExitCode::timedOut) << "the wait for the first frame is no longer for that";
+    EXPECT_THAT(stderr_, HasSubstr("did not come back"));
+    give({1});
+    options_.seconds = 0.05;
+    EXPECT_EQ(run(), ExitCode::lost);
+    EXPECT_THAT(stderr_, HasSubstr("1 frame,"));
 }
 
 class ReadCommandSignal : public ReadCommand, public testing::WithParamInterface<int> {};
@@ -162,6 +194,18 @@ TEST_P(ReadCommandSignal, EndsItWithTheSummaryThoughTheReaderHasStoppedReading) 
     EXPECT_EQ(run(), ExitCode::ok);
     EXPECT_EQ(killed.get(), 0);
     EXPECT_THAT(stderr_, HasSubstr("frames/s"));
+}
+
+TEST_P(ReadCommandSignal, EndsItWhileTheCameraIsAway) {
+    give({1});
+    camera_->goesOffline = true;
+    auto killed = std::async(std::launch::async, [this] {
+        pipe_.readSome();
+        return kill(getpid(), GetParam());
+    });
+    EXPECT_EQ(run(), ExitCode::ok) << "the user wanted no more";
+    EXPECT_EQ(killed.get(), 0);
+    EXPECT_THAT(stderr_, HasSubstr("1 frame,"));
 }
 
 TEST_F(ReadCommand, StopsTheCameraWhenTheReaderIsGone) {

@@ -67,6 +67,17 @@ TEST(Tally, GivesRatesBetweenTheFirstAndTheLastFrame) {
               "11 frames, 10.0 frames/s, 20.0 MB/s, 0 codes, read rate 100.0 %, 0 missed");
 }
 
+TEST(Tally, DoesNotTakeAnOutageForAnIntervalBetweenFrames) {
+    Tally tally;
+    for (int i = 0; i <= 100; ++i) {
+        if (i > 0 && i % 24 == 0) tally.addReconnect();
+        tally.add(*frameWithStatus(2),
+                  kStart + i * std::chrono::milliseconds(8) + i / 24 * std::chrono::seconds(9), 0);
+    }
+    EXPECT_THAT(tally.summary(), testing::EndsWith("0 missed, 4 reconnects"));
+    EXPECT_THAT(tally.intervals(), testing::MatchesRegex(".* p95 (7.9|8.0). ms"));
+}
+
 TEST(Tally, CountsCompleteReadings) {
     Tally tally;
     for (const std::uint32_t status : {2U, 7U, 3U, 4U})

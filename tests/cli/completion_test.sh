@@ -49,7 +49,7 @@ expect() {
 expect 'fe' 'features'
 expect 'l' 'list load'
 expect '--v' '--version'
-expect 'read --' '--help --json --overlay --save --set --timeout'
+expect 'read --' '--help --json --no-reconnect --overlay --save --set --timeout'
 expect 'read -n ' ''
 expect 'features CAM1 --visibility ' 'beginner expert guru invisible'
 expect 'sim --format c' "$("$real" sim --help | grep -oE 'c(ontainer(-jpeg)?|hunk(-only)?)\b' | sort -u | tr '\n' ' ' | sed 's/ $//')"

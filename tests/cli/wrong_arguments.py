@@ -6,7 +6,7 @@ import sys
 WRONG = (
     "", "nonsense", "list extra", "info", "read", "read A B", "read A -n", "read A -n 0", "read A -n -3",
     "read A -n 1.5", "read A -n 99999999999999999999999", "read A -d 0", "read A -d nan", "read A -d inf",
-    "read A --timeout -1", "read A --save /tmp/new --overlay /tmp/./new/", "sim --count 0", "sim --count 251", "sim --count -1", "sim --width 99999999999",
+    "read A --timeout -1", "read A --reconnect", "read A --save /tmp/new --overlay /tmp/./new/", "sim --count 0", "sim --count 251", "sim --count -1", "sim --width 99999999999",
     "sim --format gif", "sim --difficulty 11", "sim --difficulty 2.5", "sim --fps nan", "sim --link 0.5", "read A --set X", "sim --scenes 0", "sim --images /nowhere", "sim --images . --seed 1",
     "sim --seed -1", "sim --address 300.1.1.1", "sim --claim 1.2.3.4", "sim --claim 1.2.3.4/33",
     "sim --serial 0123456789ABCDEF", "demo --output",

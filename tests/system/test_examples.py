@@ -98,7 +98,7 @@ class Examples(unittest.TestCase):
             with tempfile.NamedTemporaryFile() as truth, drawing("--seed", 3, "--format", form, "--truth", truth.name):
                 self.for_each(check, ["poll_frames"])
 
-    def test_start_anew_with_a_camera_that_was_lost(self):
+    def test_go_on_with_a_camera_that_was_lost(self):
         def check(name, language):
             with drawing() as sim, harness.Program(program(name, language)) as example:
                 wait_until(lambda: "switch it off" in example.stdout(), what="the camera")

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Bad input and bad days: each ends in a clear error, and nothing is lost on the way."""
+import contextlib
 import os
 import signal
 import socket
@@ -21,6 +22,17 @@ class Reader(harness.Program):
 
     def __init__(self, camera, *arguments):
         super().__init__(harness.KESTRO, "read", camera, "--json", *map(str, arguments))
+
+    @classmethod
+    @contextlib.contextmanager
+    def of_a_camera_that_is_gone(cls, *arguments):
+        """Has read some frames of GONE, and knows that it is away."""
+        with simulator("--serial", "GONE") as sim, cls("GONE", *arguments) as reader:
+            reader.wait_for_frames(3)
+            sim.process.kill()
+            sim.process.wait()
+            wait_until(lambda: "waiting for it" in reader.stderr(), what="the loss")
+            yield reader
 
     def frames(self):
         return harness.json_lines(self.stdout().rpartition("\n")[0])
@@ -178,12 +190,41 @@ class Faults(unittest.TestCase):
                 self.assertLess(time.monotonic() - started, 10, "it hung")
 
     def test_camera_gone_while_reading(self):
-        with simulator("--serial", "GONE") as sim, Reader("GONE") as reader:
+        with simulator("--serial", "GONE") as sim, Reader("GONE", "--no-reconnect") as reader:
             reader.wait_for_frames(3)
             sim.process.kill()
             self.assertEqual(reader.wait(10), LOST)
             self.assertIn("lost", reader.stderr())
             self.assertTrue(consecutive(reader.frames()))
+
+    def test_reading_goes_on_when_the_camera_is_back(self):
+        with Reader.of_a_camera_that_is_gone("--set", "ExposureTime=2345") as reader:
+            before = len(reader.frames())
+            with simulator("--serial", "GONE"):
+                reader.wait_for_frames(before + 3)
+                wait_until(lambda: "is back after" in reader.stderr(), what="the news")
+                self.assertEqual(reader.end(), OK, reader.stderr())
+                self.assertTrue(consecutive(reader.frames()[before:]))
+                self.assertRegex(reader.stderr(), " 0 missed, 1 reconnect\n")
+                self.assertEqual(kestro("get", "GONE", "ExposureTime").stdout, "2345\n")
+
+    def test_reading_ends_while_the_camera_is_away(self):
+        with Reader.of_a_camera_that_is_gone() as reader:
+            self.assertEqual(reader.end(), OK, reader.stderr())
+            self.assertRegex(reader.stderr(), "[0-9] frames, .* 0 missed\n")
+
+    def test_events_go_on_when_the_camera_is_back(self):
+        def states():
+            events = harness.json_lines(watcher.stdout().rpartition("\n")[0])
+            return [event["state"] for event in events if event["event"] == "connection"]
+        with contextlib.ExitStack() as stack:
+            with simulator("--serial", "GONE"):
+                watcher = stack.enter_context(harness.Program(harness.KESTRO, "events", "GONE", "--json"))
+                wait_until(lambda: "watching" in watcher.stderr(), what="the watcher")
+            wait_until(lambda: states() == ["offline"], what="the loss")
+            with simulator("--serial", "GONE"):
+                wait_until(lambda: states() == ["offline", "online"], what="the return")
+                self.assertEqual(watcher.end(), OK, watcher.stderr())
 
     def test_packets_from_a_stranger_change_nothing(self):
         with simulator("--serial", "CALM", "--fps", 20), Reader("CALM", "-n", 60) as reader:
