@@ -125,6 +125,7 @@ class OverACable(unittest.TestCase):
             self.assertEqual((visit.code, visit.verdict("packet_size")), (OK, "warn"), visit.findings)
             self.assertIn("1500 bytes", visit.of["packet_size"]["seen"])
             self.assertEqual([visit.verdict(check) for check in ("subnets", "routes")], ["pass", "pass"])
+            self.assertIn("another network namespace", visit.of["link"]["seen"])  # only the network is another
             host.drop(network.STREAM)
             visit = doctor(run=host.kestro)
             self.assertEqual((visit.code, visit.failed()), (UNWELL, ["stream"]))
