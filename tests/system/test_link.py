@@ -40,28 +40,43 @@ class Link(unittest.TestCase):
                 self.assertLess(outage.frame, SOON, outage)
                 self.assertEqual(outage.features, outages.SETTINGS)
 
-    def test_outage_of_a_moment_costs_frames_only(self):
+    def read_through(self, seconds):
+        """What `kestro read` takes and says when its camera's cable is out for some time."""
         with network.Network() as net:
-            host, cable, sim = net.camera("--width", 320, "--height", 240, "--fps", 50, "--scenes", 1)
-            reader = host.spawn(harness.KESTRO, "read", "FAR", "--json")
+            host, cable, _ = net.camera("--width", 320, "--height", 240, "--fps", 50, "--scenes", 1)
+            reader = host.spawn(harness.KESTRO, "read", "FAR", "--json", "--set", "Width=160")
 
-            def blocks():
-                return [frame["block_id"] for frame in json_lines(reader.stdout().rpartition("\n")[0])]
-            wait_until(lambda: len(blocks()) > 5, what="frames")
+            def frames():
+                return json_lines(reader.stdout().rpartition("\n")[0])
+            wait_until(lambda: len(frames()) > 5, what="frames")
             cable.pull()
-            outages.stay_away(0.2)
+            outages.stay_away(seconds)
             cable.put_back()
-            seen = len(blocks())
-            wait_until(lambda: len(blocks()) > seen + 20, what="frames after it")
+            seen = len(frames())
+            wait_until(lambda: len(frames()) > seen + 20, what="frames after it")
             self.assertEqual(reader.end(), 0, reader.stderr())
-            taken, said = blocks(), reader.stderr()
-        missing = taken[-1] - len(taken)
+            self.assertEqual({frame["width"] for frame in frames()}, {160})
+            return frames(), reader.stderr()
+
+    def test_reading_goes_on_after_an_outage(self):
+        frames, said = self.read_through(2)
+        self.assertIn("waiting for it", said)
+        self.assertRegex(said, r"camera FAR is back after \d+\.\d s")
+        self.assertIn(", 1 reconnect\n", said)
+        # Block ids begin anew, once.
+        blocks = [frame["block_id"] for frame in frames]
+        self.assertEqual([after for before, after in zip(blocks, blocks[1:]) if after <= before], [1])
+        self.assertEqual(network.counted(said, "frames delivered"), len(frames))
+
+    def test_outage_of_a_moment_costs_frames_only(self):
+        frames, said = self.read_through(0.2)
+        missing = frames[-1]["block_id"] - len(frames)
         self.assertGreater(missing, 0)
-        self.assertIn(f"{missing} missed", said)
-        self.assertNotIn("connection", said)
+        self.assertIn(f"{missing} missed\n", said)
+        self.assertNotIn("lost at", said)
         # The reader's end may cut one more off.
         self.assertIn(network.counted(said, "frames lost"), (missing, missing + 1))
-        self.assertEqual(network.counted(said, "frames delivered"), len(taken))
+        self.assertEqual(network.counted(said, "frames delivered"), len(frames))
 
 
 if __name__ == "__main__":
