@@ -40,8 +40,8 @@ class Link(unittest.TestCase):
                 self.assertLess(outage.frame, SOON, outage)
                 self.assertEqual(outage.features, outages.SETTINGS)
 
-    def read_through(self, seconds):
-        """What `kestro read` takes and says when its camera's cable is out for some time."""
+    def read_through(self, seconds, news=""):
+        """What `kestro read` takes and says when its camera's cable is out for some time, and `news` is awaited."""
         with network.Network() as net:
             host, cable, _ = net.camera("--width", 320, "--height", 240, "--fps", 50, "--scenes", 1)
             reader = host.spawn(harness.KESTRO, "read", "FAR", "--json", "--set", "Width=160")
@@ -52,6 +52,8 @@ class Link(unittest.TestCase):
             cable.pull()
             outages.stay_away(seconds)
             cable.put_back()
+            # A camera that noticed nothing still sends what it did before; only then it is started anew.
+            wait_until(lambda: news in reader.stderr(), what=news)
             seen = len(frames())
             wait_until(lambda: len(frames()) > seen + 20, what="frames after it")
             self.assertEqual(reader.end(), 0, reader.stderr())
@@ -59,14 +61,14 @@ class Link(unittest.TestCase):
             return frames(), reader.stderr()
 
     def test_reading_goes_on_after_an_outage(self):
-        frames, said = self.read_through(2)
+        frames, said = self.read_through(2, "is back after")
         self.assertIn("waiting for it", said)
         self.assertRegex(said, r"camera FAR is back after \d+\.\d s")
         self.assertIn(", 1 reconnect\n", said)
         # Block ids begin anew, once.
         blocks = [frame["block_id"] for frame in frames]
         self.assertEqual([after for before, after in zip(blocks, blocks[1:]) if after <= before], [1])
-        self.assertEqual(network.counted(said, "frames delivered"), len(frames))
+        self.assertGreaterEqual(network.counted(said, "frames delivered"), len(frames))
 
     def test_outage_of_a_moment_costs_frames_only(self):
         frames, said = self.read_through(0.2)
@@ -76,7 +78,7 @@ class Link(unittest.TestCase):
         self.assertNotIn("lost at", said)
         # The reader's end may cut one more off.
         self.assertIn(network.counted(said, "frames lost"), (missing, missing + 1))
-        self.assertEqual(network.counted(said, "frames delivered"), len(frames))
+        self.assertGreaterEqual(network.counted(said, "frames delivered"), len(frames))
 
 
 if __name__ == "__main__":
