@@ -22,17 +22,21 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
+/** A camera at work answers within that. One that did not probably never will: the question or the
+ * answer is lost. It is asked again in short order then, so that even a network that loses every
+ * fifth packet answers within the 0.6 s that a request is given. */
 constexpr auto kAnswerWait = 200ms;
-constexpr int kAttempts = 3;
+constexpr auto kRepeatWait = 50ms;
+constexpr int kAttempts = 9;
 /** A question after an unanswered request, is it the request or the camera? One attempt more than
  * the heartbeat makes, and a dead camera still fails within a second. */
 constexpr int kProbeAttempts = 1;
-constexpr int kReleaseAttempts = 2;
+constexpr int kReleaseAttempts = 5;
 /** However often a camera asks for more time, a request ends then. */
 constexpr auto kLongestPending = 30s;
 
 constexpr std::uint32_t kHeartbeatTimeoutMs = 3000;
-/** With three attempts at 200 ms after it, a dead camera is noticed within a second. */
+/** With the 0.6 s of a request after it, a dead camera is noticed within a second. */
 constexpr auto kHeartbeatPeriod = 300ms;
 constexpr auto kShortestPeriod = 50ms;
 
@@ -64,6 +68,12 @@ Request readRegisterRequest(std::uint32_t address) {
 Request writeRegisterRequest(std::uint32_t address, std::uint32_t value) {
     return {Gvcp::Command::writeRegister, address, Gvcp::encodeWriteRegister(0, address, value), 0};
 }
+
+/** How long an answer is waited for. */
+struct Patience {
+    Clock::time_point end;    ///< of this attempt; a camera may ask for more
+    Clock::time_point limit;  ///< of the request, however often the camera asks
+};
 
 enum class Outcome { answered, silent, malformed, stopped, notSent };
 
@@ -134,7 +144,8 @@ class ControlChannel::Core {
 
  private:
     void exchange(Request& request, int attempts, Answer& answer, bool mayStop = true);
-    void awaitAnswer(const Request& request, std::uint16_t id, Answer& answer, bool mayStop);
+    void awaitAnswer(const Request& request, std::uint16_t id, Patience patience, Answer& answer,
+                     bool mayStop);
     [[nodiscard]] bool waitReadable(Clock::time_point deadline, bool mayStop) const;
     [[nodiscard]] bool holdsControl(Answer& answer, int attempts);
     [[nodiscard]] bool mayStillControl();
@@ -203,25 +214,25 @@ void ControlChannel::Core::exchange(Request& request, int attempts, Answer& answ
     request.packet[6] = static_cast<std::uint8_t>(id >> 8);
     request.packet[7] = static_cast<std::uint8_t>(id);
     answer.outcome = Outcome::silent;
+    const auto limit = Clock::now() + kLongestPending;
     for (int attempt = 0; attempt < attempts; ++attempt) {
+        const auto end = Clock::now() + (attempt == 0 ? kAnswerWait : kRepeatWait);
         if (!socket_->send(request.packet)) {
             answer.outcome = Outcome::notSent;
             // A route may come back; a cable that is out for a moment is no reason to give up.
-            if (waitReadable(Clock::now() + kAnswerWait, mayStop) && stopped_.isRaised()) break;
+            if (waitReadable(end, mayStop) && stopped_.isRaised()) break;
             continue;
         }
-        awaitAnswer(request, id, answer, mayStop);
+        awaitAnswer(request, id, {end, limit}, answer, mayStop);
         if (answer.outcome == Outcome::answered || answer.outcome == Outcome::stopped) return;
     }
     if (mayStop && stopped_.isRaised()) answer.outcome = Outcome::stopped;
 }
 
-void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id, Answer& answer,
-                                       bool mayStop) {
-    const auto begin = Clock::now();
-    auto deadline = begin + kAnswerWait;
+void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id, Patience patience,
+                                       Answer& answer, bool mayStop) {
     std::array<std::uint8_t, Gvcp::kMaxPacketBytes> buffer;
-    while (waitReadable(deadline, mayStop)) {
+    while (waitReadable(patience.end, mayStop)) {
         if (mayStop && stopped_.isRaised()) {
             answer.outcome = Outcome::stopped;
             return;
@@ -233,7 +244,7 @@ void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id,
         if (received->command == Gvcp::Command::pendingAck) {
             const auto more =
                 std::chrono::milliseconds(Gvcp::decodePendingMs(received->payload).value_or(0));
-            deadline = std::min(std::max(deadline, Clock::now() + more), begin + kLongestPending);
+            patience.end = std::min(std::max(patience.end, Clock::now() + more), patience.limit);
             continue;
         }
         if (received->command != Gvcp::acknowledgeOf(request.command)) continue;
