@@ -14,8 +14,8 @@
 #include <array>
 #include <charconv>
 #include <fstream>
-#include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -59,9 +59,10 @@ void checkWritable(const std::string& path) {
 
 std::string textOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) throw Failure("cannot read " + path, ExitCode::usage);
-    return text;
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file || text.bad()) throw Failure("cannot read " + path, ExitCode::usage);
+    return text.str();
 }
 
 kestrosim::FaultPlan withScenario(const kestrosim::FaultPlan& plan, const std::string& path) {
@@ -136,7 +137,9 @@ std::string faultsText(const kestrosim::CameraStatistics& did) {
         {" too large", packets.tooLarge},
         {" foreign", packets.foreign},
         {" frames' results cut", did.resultsCut},
-        {" corrupted", did.resultsCorrupted}};
+        {" corrupted", did.resultsCorrupted},
+        {" answers not given at once", did.answerFaults},
+        {" incidents", did.incidents}};
     std::string text;
     for (const auto& [what, count] : counts) {
         if (count != 0) text += (text.empty() ? "" : ", ") + std::to_string(count) + what;
