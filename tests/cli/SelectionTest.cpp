@@ -88,6 +88,22 @@ TEST(SimulatedCameras, KeepTheNameOfASingleOne) {
     EXPECT_EQ(plans[0].claim, "");
 }
 
+TEST(SimulatedCameras, MeetTheSameFaultsEachInItsOwnWay) {
+    SimOptions options;
+    options.count = 2;
+    options.seed = 40;
+    options.faults = {"loss=0.5", "power-cycle@1=1s,127.0.0.255"};
+    auto plans = planCameras(options);
+    ASSERT_EQ(plans.size(), 2U);
+    EXPECT_EQ(plans[1].faults.packets.loss, 0.5);
+    EXPECT_EQ(plans[0].faults.seed, 40U);
+    EXPECT_EQ(plans[1].faults.seed, 41U);
+    EXPECT_EQ(plans[0].faults.incidents.at(0).address, "127.0.0.255");
+    EXPECT_EQ(plans[1].faults.incidents.at(0).address, "127.0.1.0");
+    options.faultSeed = 7;
+    EXPECT_EQ(planCameras(options)[1].faults.seed, 8U);
+}
+
 TEST(SimulatedCameras, RefuseWhatNoCameraCanHave) {
     std::vector<SimOptions> wrong(7);
     wrong[0].address = "127.0.0";
