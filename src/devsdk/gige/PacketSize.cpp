@@ -37,8 +37,7 @@ Sizes sizesToTry(const PacketSizeBasis& basis) {
         sizes.push_back(static_cast<std::uint32_t>(size - (size - limits.min) % limits.step));
     }
     std::ranges::sort(sizes, std::greater());
-    const auto repeated = std::ranges::unique(sizes);
-    sizes.erase(repeated.begin(), repeated.end());
+    sizes.erase(std::unique(sizes.begin(), sizes.end()), sizes.end());
     return sizes;
 }
 
