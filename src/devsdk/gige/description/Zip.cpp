@@ -101,6 +101,7 @@ std::optional<std::string> unzipFirstFile(ByteView archive, std::size_t limitByt
     const ByteView packed = packedBytes(archive, entry);
     if (packed.empty()) return failed("the zip archive is damaged");
     const std::uint32_t method = little16(entry, 10);
+    if (method == kStored && packed.size() != size) return failed("the zip archive is damaged");
     if (method == kStored) return std::string(packed.begin(), packed.end());
     if (method != kDeflated) return failed("the zip archive is packed in an unknown way");
     // Deflate packs a thousandfold at best: what promises more need not be allocated.
