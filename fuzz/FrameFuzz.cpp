@@ -1,57 +1,173 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Image data as a camera may send it: block containers with their table, images and result texts.
-// The first byte chooses how much of a container is there already, so that the fuzzer reaches the
-// inside.
+// Frames as a camera may send them: image data with a table of blocks, and chunks with lines. The
+// first byte chooses how much of a frame is there already, so that the fuzzer reaches the inside.
 #include "FrameDouble.h"
 #include "FrameImpl.h"
+#include "FuzzInput.h"
 #include "RecordingLogger.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
+#include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
-constexpr std::size_t kSmallestContainer = 576;
-constexpr std::size_t kTextOffset = 88;
+using namespace kestro::fuzz;
+using kestro::FrameImpl;
+using kestro::test::ChunkContent;
+using kestro::test::FrameContent;
 
-std::vector<std::uint8_t> rawContainer(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::uint8_t> image(std::max(size + 4, kSmallestContainer));
+constexpr std::size_t kSmallestContainer = 576;
+
+void setLittle(Bytes& bytes, std::size_t at, std::uint64_t value, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+}
+
+Bytes rawContainer(Choices& choices) {
+    const ByteView rest = choices.rest();
+    Bytes image(std::max(rest.size() + 4, kSmallestContainer));
     std::memcpy(image.data(), "SMAT", 4);
-    std::copy(data, data + size, image.begin() + 4);
+    std::copy(rest.begin(), rest.end(), image.begin() + 4);
     return image;
 }
 
-std::vector<std::uint8_t> containerOfOneText(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::uint8_t> image(std::max(kTextOffset + size, kSmallestContainer));
+/** A table of a few blocks, mostly as a camera has it; what follows is texts and images. */
+Bytes containerOfBlocks(Choices& choices) {
+    static constexpr std::uint32_t kTypes[] = {0, 1, 2, 2, 3, 0xffffffff};
+    const std::size_t blocks = choices.below(5);
+    Bytes image(24 + 64 * blocks);
     std::memcpy(image.data(), "SMAT", 4);
-    image[8] = 1;
-    image[24] = 2;
-    image[28] = kTextOffset;
-    image[32] = static_cast<std::uint8_t>(size);
-    image[33] = static_cast<std::uint8_t>(size >> 8);
-    std::copy(data, data + size, image.begin() + kTextOffset);
+    setLittle(image, 8, blocks, 4);
+    for (std::size_t i = 0; i < blocks; ++i) {
+        const std::size_t entry = 24 + 64 * i;
+        setLittle(image, entry, choices.oneOf(kTypes), 4);
+        const bool isOdd = choices.below(8) == 0;
+        const ByteView bytes = choices.bytes(choices.byte());
+        setLittle(image, entry + 4, isOdd ? choices.number(4) : image.size(), 4);
+        setLittle(image, entry + 8, isOdd ? choices.number(4) : bytes.size(), 4);
+        setLittle(image, entry + 12, i + 1, 4);
+        setLittle(image, entry + 32, choices.byte() & 1, 4);
+        image.insert(image.end(), bytes.begin(), bytes.end());
+    }
+    image.resize(std::max(image.size(), kSmallestContainer));
     return image;
+}
+
+/** One line, with a key that a chunk has; counts stay small, for every code takes its time. */
+std::string line(Choices& choices) {
+    static constexpr const char* kCounts[] = {"BarCodeNum", "QRNum"};
+    static constexpr const char* kKeys[] = {
+        "BarCodeDetectTime",     "QRDetectTime",       "PipelineStatus",
+        "PipelineTriggerTsHigh", "ImageScaleOutWidth", "ImageScaleOutHeight",
+        "PipelineTriggerTsLow",  "BarCode0_CodeType",  "BarCode0_CodeData",
+        "BarCode1_Point0_X",     "QR0_CodeData",       "QR1_Point3_Y",
+        "BarCode1_PPM",          "QR0_PosPointNum",    "?"};
+    static constexpr const char* kValues[] = {"0",   "1",        "-1",    "4294967296",
+                                              "1e9", "Complete", "EAN13", "QR"};
+    if (choices.below(5) == 0)
+        return choices.oneOf(kCounts) + (" Value:" + std::to_string(choices.below(80)));
+    const std::string begin = choices.oneOf(kKeys) + std::string(" Value:");
+    return begin + (choices.flag() ? choices.oneOf(kValues) : choices.text());
+}
+
+void addChunks(Choices& choices, FrameContent& content) {
+    static constexpr std::uint32_t kIds[] = {0,          0x80000000, 0x80000001,
+                                             0x80000003, 0x80000006, 0x80000002};
+    for (std::size_t left = choices.below(6); left-- > 0;) {
+        ChunkContent chunk;
+        chunk.id = choices.oneOf(kIds);
+        chunk.answer = static_cast<ChunkContent::Answer>(choices.below(3));
+        for (std::size_t lines = choices.below(16); lines-- > 0;)
+            chunk.lines.push_back(line(choices));
+        content.chunks.push_back(std::move(chunk));
+    }
+}
+
+FrameContent contentOf(Choices& choices) {
+    FrameContent content;
+    const std::uint8_t choice = choices.byte();
+    switch (choice & 3) {
+        case 0:
+            content.image = rawContainer(choices);
+            break;
+        case 1:
+            content.image = containerOfBlocks(choices);
+            break;
+        default:
+            content.image.resize(choices.byte());
+            content.payloadTypes = {choice & 4U ? 6U : 1U};
+            addChunks(choices, content);
+            break;
+    }
+    switch (choice >> 3) {
+        case 1:
+            content.isValid = false;
+            break;
+        case 2:
+            content.hasNullImage = true;
+            break;
+        case 3:
+            content.beforeChunk = [] { throw std::runtime_error("no memory"); };
+            break;
+        case 4:
+            content.beforeChunk = [] { throw 7; };
+            break;
+        default:
+            break;
+    }
+    return content;
+}
+
+void checkRecords(const FrameImpl& frame) {
+    for (const auto& code : frame.getBarcodes()) {
+        KESTRO_EXPECT(code && code->getPoints().size() == 4);
+        KESTRO_EXPECT(code->getCodeType() >= -1 && code->getCodeType() <= 104);
+    }
+    KESTRO_EXPECT(frame.getStatus() <= 10);
+}
+
+std::string codesOf(const FrameImpl& frame) {
+    std::string text;
+    for (const auto& code : frame.getBarcodes())
+        text += code->getCodeTypeName() + "=" + code->getCodeData() + ";";
+    return text;
+}
+
+/** Every byte of the image must be there to be read, and be one of the camera's. */
+void checkImage(const FrameImpl& frame, const Bytes& sent) {
+    const std::uint8_t* const image = frame.getImageData();
+    const std::size_t size = frame.getImageSize();
+    KESTRO_EXPECT(size <= sent.size());
+    if (size == 0 || !image) return;
+    KESTRO_EXPECT(std::search(sent.begin(), sent.end(), image, image + 1) != sent.end());
+    volatile std::uint8_t sum = 0;
+    for (std::size_t i = 0; i < size; ++i) sum = sum ^ image[i];
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
     kestro::test::RecordingLogger::instance().reset();
-    kestro::test::FrameContent content;
-    content.image =
-        data[0] % 2 ? rawContainer(data + 1, size - 1) : containerOfOneText(data + 1, size - 1);
-    const auto frame = kestro::FrameImpl::create(kestro::test::makeFrame(std::move(content)));
-    if (!frame) return 0;
-    for (const auto& code : frame->getBarcodes()) {
-        if (code->getPoints().size() != 4) __builtin_trap();
+    Choices choices(data, size);
+    const FrameContent content = contentOf(choices);
+    const Bytes sent = content.image;
+    const bool isPossible = content.isValid && !content.hasNullImage && !sent.empty();
+    const auto deviceFrame = kestro::test::makeFrame(content);
+    const auto frame = FrameImpl::create(deviceFrame);
+    if (!frame) {
+        // Why there is none must be in the log.
+        KESTRO_EXPECT(!kestro::test::RecordingLogger::instance().lines(300, 300).empty());
+        return 0;
     }
-    // Every byte of the image must be there to be read.
-    const std::uint8_t* image = frame->getImageData();
-    volatile std::uint8_t sum = 0;
-    for (std::uint32_t i = 0; image && i < frame->getImageSize(); ++i) sum = sum ^ image[i];
+    KESTRO_EXPECT(isPossible);
+    checkRecords(*frame);
+    checkImage(*frame, sent);
+    const auto again = FrameImpl::create(deviceFrame);
+    KESTRO_EXPECT(again && codesOf(*frame) == codesOf(*again));
+    KESTRO_EXPECT(frame->getTimestamp() == again->getTimestamp());
     return 0;
 }
