@@ -29,8 +29,10 @@ using testing::StartsWith;
 constexpr std::uint64_t kWidth = 0x100;
 constexpr std::uint64_t kLineSelector = 0x108;
 constexpr std::uint64_t kGain = 0x110;
+constexpr std::uint64_t kScratch = 0x114;
 constexpr std::uint64_t kUserSet = 0x150;
 constexpr std::uint64_t kUserSetLoadRegister = 0x154;
+constexpr std::uint64_t kStepSelectors = 0x220;
 
 /** Has user sets of widths, 1600 in the first, and breaks when told so. */
 class CameraMemory final : public RegisterPort {
@@ -79,7 +81,8 @@ std::string description() {
         "<pFeature>UserSetSelector</pFeature><pFeature>UserSetLoad</pFeature>");
     add("<Port Name",
         "<Integer Name='UserSetSelector'><pValue>UserSetReg</pValue></Integer>"
-        "<Command Name='UserSetLoad'><pIsLocked>LockReg</pIsLocked><pValue>UserSetLoadReg</pValue>"
+        "<Command "
+        "Name='UserSetLoad'><pIsLocked>ScratchReg</pIsLocked><pValue>UserSetLoadReg</pValue>"
         "<CommandValue>1</CommandValue></Command>");
     for (const auto& [name, address] :
          {std::pair{"UserSetReg", "0x150"}, {"UserSetLoadReg", "0x154"}})
@@ -137,7 +140,9 @@ TEST_F(SettingsOfAnApplication, AreAllMadeAgain) {
     set({{"Width", "640"}, {"OffsetX", "1800"}, {"Width", "648"}, {"StepLimit", "70"}});
     set({{"LineSelector", "Line1"}, {"LineMode", "Output"}, {"LineInverter", "1"}});
     set({{"LineSelector", "Line0"}, {"LineMode", "Output"}, {"LineSelector", "Line1"}});
-    set({{"StepSelector", "2"}, {"StepTime", "30"}, {"ProgramSelector", "1"}});
+    // The second program's steps begin where the application did not set them to.
+    camera->memory().setNumber(kStepSelectors + 4, 2);
+    set({{"StepSelector", "2"}, {"StepTime", "30"}, {"ProgramSelector", "1"}, {"StepTime", "50"}});
     set({{"StepSelector", "4"}, {"StepTime", "70"}, {"ProgramSelector", "0"}});
     EXPECT_TRUE(features->setEnumeration("LineMode", 0)) << lastErrorMessage();
     EXPECT_TRUE(features->setFloat("Gain", 0.1)) << lastErrorMessage();
@@ -197,12 +202,12 @@ TEST_F(SettingsOfAnApplication, BeginAnewWithAUserSet) {
     ASSERT_TRUE(restore());
     EXPECT_THAT(refusals, IsEmpty());
     EXPECT_EQ(before, registers());
-    // Were it loaded later than the rest, it would take the width along.
-    set({{"Width", "1000"}});
+    // Were it loaded as soon as it can be, after the rest, it would take the width along.
+    set({{"Width", "1000"}, {"Scratch", "0"}});
     plugIn();
-    camera->memory().setNumber(0x140, 1);
-    camera->memory().setNumber(0x118, 1);
+    camera->memory().setNumber(kScratch, 1);
     ASSERT_TRUE(restore());
+    EXPECT_EQ(0u, camera->memory().number(kScratch));
     EXPECT_THAT(refusals, ElementsAre(HasSubstr("UserSetLoad (UserSetSelector 1): ")));
     EXPECT_EQ(1000u, camera->memory().number(kWidth));
 }
