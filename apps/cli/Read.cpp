@@ -69,12 +69,15 @@ class Reading {
     }
 
     [[nodiscard]] bool takeConnection(const Delivery& change) {
-        // Frames of before may still come after the news, and the first new ones before it.
-        blocks_.restart();
-        if (!change.online)
+        if (!change.online) {
+            // More frames of the old stream may come, and the first of the new before we hear of
+            // it.
+            blocks_.expectRestart();
             outages_.begin(change.hostTime, change.arrival);
-        else if (outages_.end(change.arrival))
+        } else if (outages_.end(change.arrival)) {
+            blocks_.restart();
             tally_.addReconnect();
+        }
         progress_.setAway(outages_.isAway());
         showProgress();
         return true;

@@ -27,8 +27,10 @@ std::uint64_t BlockCounter::next(std::uint64_t blockId) {
     std::uint64_t step = blockId - previousId_;
     if (std::exchange(restarts_, false)) {
         step = 1;
+        mayRestart_ = false;
     } else if (blockId <= previousId_) {
-        const bool wrapped = previousId_ <= kShortIds && previousId_ - blockId > kShortIds / 2;
+        const bool wrapped =
+            !mayRestart_ && previousId_ <= kShortIds && previousId_ - blockId > kShortIds / 2;
         step = wrapped ? blockId + kShortIds - previousId_ : 1;
     }
     previousId_ = blockId;

@@ -23,6 +23,8 @@ class BlockCounter {
  public:
     /** Takes the next id; the running number. */
     std::uint64_t next(std::uint64_t blockId);
+    /** From now on a lower id is that of a stream that begins anew, not of one that wraps. */
+    void expectRestart() { mayRestart_ = true; }
     /** The next id is one of a stream that began anew: what is between does not count as missed. */
     void restart() { restarts_ = true; }
     /** Frames that did not arrive since the first, so far. */
@@ -32,6 +34,7 @@ class BlockCounter {
     std::uint64_t previousId_ = 0;
     std::uint64_t running_ = 0;
     std::uint64_t missed_ = 0;
+    bool mayRestart_ = false;
     bool restarts_ = false;
 };
 

@@ -46,6 +46,19 @@ INSTANTIATE_TEST_SUITE_P(
                     // a camera that starts again, or repeats itself, has lost nothing that we know
                     Ids{{1, 2, 3, 1, 2}, 0, 5}, Ids{{1, 1}, 0, 2}));
 
+TEST(BlockCounter, BeginsAnewWithACameraThatIsBack) {
+    BlockCounter counter;
+    EXPECT_EQ(counter.next(65000), 65000U);
+    counter.expectRestart();
+    EXPECT_EQ(counter.next(65003), 65003U);  // the old stream, that lost two
+    EXPECT_EQ(counter.next(1), 65004U);      // the new one, before its news
+    counter.restart();
+    EXPECT_EQ(counter.next(70), 65005U);
+    EXPECT_EQ(counter.missed(), 2U);
+    counter.next(65535);
+    EXPECT_EQ(counter.next(1), 130471U) << "that is a wrap again";
+}
+
 const std::chrono::steady_clock::time_point kStart{};
 
 std::shared_ptr<FakeFrame> frameWithStatus(std::uint32_t status) {
