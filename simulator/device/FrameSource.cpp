@@ -3,7 +3,9 @@
 
 #include "ImageStamp.h"
 #include "JpegEncoder.h"
+#include "PacketFate.h"
 #include "ResultChunks.h"
+#include "ResultDamage.h"
 #include "SceneView.h"
 #include "Simulator.h"
 
@@ -21,6 +23,9 @@ namespace kestrosim {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// What happens to results is not what happens to packets.
+constexpr std::uint64_t kResultSeed = 0xd1b54a32d192ed03;
 
 PayloadType payloadTypeOf(ResultFormat format) {
     switch (format) {
@@ -80,6 +85,24 @@ std::span<std::uint8_t> pixelsIn(Bytes& encoded, const Scene& view, ResultFormat
     return {};
 }
 
+/** Nowhere in a plain picture. */
+ResultPlace resultsIn(const Bytes& encoded, ResultFormat format, std::size_t imageBytes) {
+    switch (format) {
+        case ResultFormat::container:
+        case ResultFormat::containerJpeg:
+        case ResultFormat::raw:
+            return resultsInContainer(encoded);
+        case ResultFormat::chunk:
+        case ResultFormat::jpeg:
+            return resultsInChunks(encoded, imageBytes + chunk::kTrailerBytes);
+        case ResultFormat::chunkOnly:
+            return resultsInChunks(encoded, 0);
+        case ResultFormat::none:
+            break;
+    }
+    return {encoded.size()};
+}
+
 }  // namespace
 
 TruthFile::TruthFile(const std::string& path) {
@@ -111,6 +134,8 @@ void TruthFile::append(std::string line) const {
 
 FrameSource::FrameSource(const CameraOptions& options)
     : stampsImages_(options.stampsImages),
+      resultFaults_(options.faults.results),
+      resultChance_(options.faults.seed ^ kResultSeed),
       camera_(options.serial),
       truth_(options.truthFile),
       scenes_({options.width, options.height, options.seed, options.scenes, options.difficulty,
@@ -168,8 +193,22 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
     if (stampsImages_) {
         frame.isStamped = stampImage(pixelsIn(bytes, *view, settings.format), blockId);
     }
+    frame.resultFault = damage(bytes, settings, jpeg ? jpeg->size() : view->pixels.size());
     frame.bytes = std::make_shared<const Bytes>(std::move(bytes));
     return frame;
+}
+
+// Each frame takes the same share of the chances, whatever happens to it.
+ResultFault FrameSource::damage(Bytes& encoded, const StreamSettings& settings,
+                                std::size_t imageBytes) {
+    if (resultFaults_.cut <= 0 && resultFaults_.corrupt <= 0) return ResultFault::none;
+    const bool cuts = happens(resultFaults_.cut, resultChance_.next());
+    const bool corrupts = happens(resultFaults_.corrupt, resultChance_.next());
+    SeededRandom how(resultChance_.next());
+    const ResultPlace place = resultsIn(encoded, settings.format, imageBytes);
+    if (cuts && cutResults(encoded, place, how)) return ResultFault::cut;
+    if (corrupts && corruptResults(encoded, place, how)) return ResultFault::corrupt;
+    return ResultFault::none;
 }
 
 }  // namespace kestrosim

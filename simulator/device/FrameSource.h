@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "FaultPlan.h"
 #include "RegisterMap.h"
 #include "Scene.h"
+#include "SeededRandom.h"
 #include "StreamFrame.h"
 
 #include <cstdint>
@@ -66,7 +68,12 @@ class FrameSource {
     void stop() const { scenes_.stop(); }
 
  private:
+    [[nodiscard]] ResultFault damage(std::vector<std::uint8_t>& encoded,
+                                     const StreamSettings& settings, std::size_t imageBytes);
+
     const bool stampsImages_;
+    const ResultFaults resultFaults_;
+    SeededRandom resultChance_;
     JpegFiles jpegFiles_;
     std::string camera_;
     TruthFile truth_;

@@ -24,12 +24,14 @@ std::string localUrl(const std::string& fileName, std::size_t bytes) {
 
 RegisterMap::RegisterMap(const CameraOptions& options, const NetworkIdentity& identity,
                          std::string_view description, const std::string& fileName)
-    : description_(description.begin(), description.end()) {
+    : packetSizeMax_(options.faults.packetSizeMax),
+      description_(description.begin(), description.end()) {
     layOut();
     fillIdentity(options, fileName);
     fillFeatures(options);
     setAddress(identity);
     settle(values_, values_);
+    limitPacketSize(values_);
     if (!isValid(values_)) {
         throw std::runtime_error(
             "a simulated camera's width is a multiple of 4 and at least 64, its height at least "
@@ -71,6 +73,13 @@ void RegisterMap::fillFeatures(const CameraOptions& options) {
     values_.setWord(reg::kSensorHeight, options.height);
     values_.setReal(reg::kFrameRate, options.framesPerSecond);
     values_.setWord(reg::kResultFormat, static_cast<std::uint32_t>(options.format));
+}
+
+// Without a word: a camera that takes less than its description says.
+void RegisterMap::limitPacketSize(RegisterValues& values) const {
+    const std::uint32_t word = values.word(reg::kStreamPacketSize);
+    if (packetSizeMax_ == 0 || (word & kPacketSizeMask) <= packetSizeMax_) return;
+    values.setWord(reg::kStreamPacketSize, (word & ~kPacketSizeMask) | (packetSizeMax_ & ~3U));
 }
 
 RegisterMap::Right RegisterMap::rightTo(std::uint32_t address) const {
@@ -118,6 +127,7 @@ Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> f
     RegisterValues changed = values_;
     std::memcpy(changed.at(address), from.data(), from.size());
     settle(changed, values_);
+    limitPacketSize(changed);
     if (!isValid(changed)) return Status::invalidParameter;
     values_ = changed;
     return status;

@@ -68,10 +68,12 @@ class RegisterMap {
     void layOut();
     void fillIdentity(const CameraOptions& options, const std::string& fileName);
     void fillFeatures(const CameraOptions& options);
+    void limitPacketSize(RegisterValues& values) const;
     [[nodiscard]] Right rightTo(std::uint32_t address) const;
     [[nodiscard]] Status checkRights(std::uint32_t address, std::size_t bytes, Access wanted) const;
     [[nodiscard]] bool isDescription(std::uint32_t address, std::size_t bytes) const;
 
+    const std::uint32_t packetSizeMax_;      ///< 0: the rules' own limit
     std::vector<std::uint8_t> description_;  ///< padded to whole words; constant
     Rights bootstrapRights_{};               ///< constant, as featureRights_
     Rights featureRights_{};

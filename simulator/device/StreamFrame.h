@@ -14,6 +14,9 @@
 
 namespace kestrosim {
 
+/** What was done to a frame's results. */
+enum class ResultFault { none, cut, corrupt };
+
 /** The bytes of one frame with all that its leader says. */
 struct FramePayload {
     std::shared_ptr<const std::vector<std::uint8_t>> bytes;
@@ -25,6 +28,7 @@ struct FramePayload {
     PayloadType type = PayloadType::image;
     bool hasChunks = false;  ///< image or JPEG file are the first of several chunks
     bool isStamped = false;
+    ResultFault resultFault = ResultFault::none;
     ReadingSummary reading;
 };
 
@@ -48,6 +52,7 @@ class StreamFrame {
     [[nodiscard]] std::uint64_t blockId() const { return blockId_; }
     [[nodiscard]] std::uint64_t timestamp() const { return payload_.timestamp; }
     [[nodiscard]] const ReadingSummary& reading() const { return payload_.reading; }
+    [[nodiscard]] ResultFault resultFault() const { return payload_.resultFault; }
     [[nodiscard]] bool isStamped() const { return payload_.isStamped; }
     [[nodiscard]] std::uint32_t packetCount() const;
     [[nodiscard]] std::size_t leaderBytes() const;

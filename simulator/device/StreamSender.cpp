@@ -307,10 +307,7 @@ void StreamSender::transmit(Lock& lock, SentFrame& sent) {
 
 void StreamSender::finishFrame(const SentFrame& sent) {
     registers_.setWord(reg::kLastReading, wordOf(sent.frame.reading()));
-    if (sent.packetsSent == sent.frame.packetCount()) {
-        ++statistics_.framesSent;
-        if (sent.frame.isStamped()) ++statistics_.framesStamped;
-    }
+    if (sent.packetsSent == sent.frame.packetCount()) count(sent.frame);
     registers_.setWord(reg::kFramesSent, static_cast<std::uint32_t>(statistics_.framesSent));
     settle();
     if (schedule_.isOver() && std::exchange(acquiring_, false)) tell(CameraEvent::acquisitionEnd);
@@ -396,6 +393,13 @@ std::uint64_t StreamSender::sendBurst(Lock& lock, Pacer& pacer, const SentFrame&
     if (heldDue() <= Clock::now()) path_.sendHeld(socket_, Clock::now());
     count(result);
     return result.packets;
+}
+
+void StreamSender::count(const StreamFrame& sent) {
+    ++statistics_.framesSent;
+    if (sent.isStamped()) ++statistics_.framesStamped;
+    if (sent.resultFault() == ResultFault::cut) ++statistics_.resultsCut;
+    if (sent.resultFault() == ResultFault::corrupt) ++statistics_.resultsCorrupted;
 }
 
 void StreamSender::count(const SentPackets& sent) {

@@ -105,6 +105,7 @@ class StreamSender {
     void sendStatus(const ResendRequest& request, Status status);
     [[nodiscard]] std::shared_ptr<SentFrame> find(std::uint64_t blockId) const;
     std::uint64_t sendBurst(Lock& lock, Pacer& pacer, const SentFrame& sent, const PacketRun& run);
+    void count(const StreamFrame& sent);
     void count(const SentPackets& sent);
     [[nodiscard]] Pacer pacerFor(const StreamSettings& settings) const;
 

@@ -18,7 +18,7 @@ namespace {
 //           24 timestamp (8 bytes), 32 payload indicator (0: pixels, 1: a JPEG file)
 //   576     the blocks; the table has room for eight whether they are there or not
 constexpr std::size_t kBlockCountOffset = 8;
-constexpr std::size_t kTableOffset = 24;
+constexpr std::size_t kTableOffset = kContainerResultEntry;  // the results' entry is the first
 constexpr std::size_t kEntryBytes = 64;
 constexpr std::size_t kHeadBytes = 576;
 constexpr std::size_t kBlockAlignment = 64;
@@ -59,8 +59,8 @@ std::size_t appendBlock(Bytes& bytes, std::size_t number, std::uint32_t type, co
 
     const std::size_t entry = kTableOffset + number * kEntryBytes;
     store(bytes, entry, type);
-    store(bytes, entry + 4, size32(offset));
-    store(bytes, entry + 8, size32(size));
+    store(bytes, entry + kEntryOffset, size32(offset));
+    store(bytes, entry + kEntryLength, size32(size));
     return entry;
 }
 

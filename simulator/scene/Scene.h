@@ -101,8 +101,12 @@ class SceneSet {
 [[nodiscard]] std::vector<std::uint8_t> encodeContainer(const Scene& scene, std::uint64_t timestamp,
                                                         std::span<const std::uint8_t> jpeg = {});
 
-/** Where encodeContainer() has the image block. */
+/** Where encodeContainer() has the image block; and the results' entry in its table of blocks, in
+ * which words tell their offset and length. */
 inline constexpr std::size_t kContainerImageOffset = 576;
+inline constexpr std::size_t kContainerResultEntry = 24;
+inline constexpr std::size_t kEntryOffset = 4;
+inline constexpr std::size_t kEntryLength = 8;
 
 /** The most that encodeContainer() makes of an image block of so many bytes. */
 [[nodiscard]] std::size_t mostContainerBytes(std::size_t imageBytes);
