@@ -59,7 +59,7 @@ struct StreamCounters {
     Counter noBuffer;            ///< not received: the application held every buffer
     Counter tooBig;              ///< larger than the payload size at the start
     Counter unsupported;         ///< of a payload type that is not read
-    Counter malformedFrames;     ///< packets of one block that contradict each other
+    Counter malformedFrames;     ///< packets that contradict each other, and were not mended
     Counter brokenChunks;        ///< complete, but without its chunks: they do not fit together
     Counter packets;             ///< from the camera, good header
     Counter batches;             ///< several packets that the kernel had put together
@@ -69,7 +69,7 @@ struct StreamCounters {
     Counter unavailablePackets;  ///< asked for, but the camera no longer had them
     Counter duplicatePackets;
     Counter latePackets;       ///< of blocks that were closed already
-    Counter malformedPackets;  ///< from the camera, not understood
+    Counter malformedPackets;  ///< from the camera, not understood or not of its place's size
     Counter strayPackets;      ///< from another address
     Counter hostDrops;         ///< datagrams that found the socket's receive buffer full
     Counter cameraRestarts;    ///< block ids began anew

@@ -163,6 +163,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.askedEnd = 0;
     block.rounds = 0;
     block.resend = setup_.canResend;
+    block.refused = false;
     ++openCount_;
     for (std::size_t i = openCount_ - 1; i > 0 && order_[i - 1]->id > id; --i)
         std::swap(order_[i - 1], order_[i]);
@@ -177,17 +178,26 @@ void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time n
     if (block.state == State::dropped) return;
     if (block.state == State::complete) return counters_.duplicatePackets.add();
     const std::uint32_t missingBefore = block.part.missing();
-    switch (place(block, packet)) {
+    const Outcome outcome = place(block, packet);
+    const std::uint32_t thrownOut = block.part.takeThrownOut();
+    counters_.malformedPackets.add(thrownOut);
+    if (thrownOut != 0) block.refused = true;
+    switch (outcome) {
         case Outcome::taken:
             break;
         case Outcome::duplicate:
             return counters_.duplicatePackets.add();
+        case Outcome::refused:
+            counters_.malformedPackets.add();
+            block.refused = true;
+            break;
         case Outcome::tooBig:
             return drop(block, counters_.tooBig);
         case Outcome::malformed:
             return drop(block, counters_.malformedFrames);
     }
     if (block.state == State::dropped) return;
+    if (outcome == Outcome::refused) return noteGap(block, missingBefore, now);
     if (packet.packetId < block.askedEnd) {
         counters_.resentPackets.add();
         block.rounds = 0;  // asking helps
@@ -213,7 +223,8 @@ Outcome FrameAssembler::place(OpenBlock& block, const GvspPacket& packet) {
 
 Outcome FrameAssembler::placeLeader(OpenBlock& block, const GvspPacket& packet) {
     const auto leader = decodeGvspLeader(packet.body);
-    if (!leader || packet.packetId != 0) return Outcome::malformed;
+    if (packet.packetId != 0) return Outcome::malformed;
+    if (!leader) return Outcome::refused;
     const Outcome outcome = block.part.takeLeader(*leader);
     if (!isReadable(*leader)) drop(block, counters_.unsupported);
     return outcome;
@@ -245,10 +256,14 @@ void FrameAssembler::takeRefusal(const GvspPacket& packet) {
 
 void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now) {
     block.lastPacket = lastProgress_ = now;
+    noteGap(block, missingBefore, now);
     const std::uint32_t missing = block.part.missing();
-    if (missing > missingBefore) block.gapSince = std::min(block.gapSince, now);
     if (missing == 0) block.gapSince = kNever;
     if (missing == 0 && block.askedEnd <= block.part.knownEnd()) block.repeatAt = kNever;
+}
+
+void FrameAssembler::noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now) {
+    if (block.part.missing() > missingBefore) block.gapSince = std::min(block.gapSince, now);
 }
 
 void FrameAssembler::finish(OpenBlock& block) {
@@ -272,7 +287,7 @@ void FrameAssembler::drop(OpenBlock& block, Counter& reason) {
 }
 
 void FrameAssembler::giveUp(OpenBlock& block) {
-    counters_.lostFrames.add();
+    (block.refused ? counters_.malformedFrames : counters_.lostFrames).add();
     counters_.lostPackets.add(block.part.missing());
     if (block.buffer) output_.returnBuffer(*block.buffer);
     block.buffer = nullptr;

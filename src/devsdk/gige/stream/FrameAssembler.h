@@ -100,7 +100,8 @@ class FrameAssembler {
         Time askedAt = kNever;       ///< the latest request that nothing has answered yet
         std::uint32_t askedEnd = 0;  ///< packets below were asked for once, or came
         unsigned rounds = 0;
-        bool resend = false;  ///< asking again still makes sense
+        bool resend = false;   ///< asking again still makes sense
+        bool refused = false;  ///< a packet was left or thrown out
     };
 
     /** A block that is done with, so that late packets do not open it again. */
@@ -123,6 +124,7 @@ class FrameAssembler {
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);
     void takeRefusal(const GvspPacket& packet);
     void noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now);
+    void noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now);
     void finish(OpenBlock& block);
     void drop(OpenBlock& block, Counter& reason);
     void giveUp(OpenBlock& block);

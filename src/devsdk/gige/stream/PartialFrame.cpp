@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace Vorda::Gige {
 
@@ -13,10 +14,11 @@ constexpr std::uint32_t kWordBits = 64;
 void PartialFrame::begin(std::size_t stride, std::size_t capacity) {
     data_ = nullptr;
     capacity_ = capacity;
-    stride_ = stride;
+    guess_ = stride_ = stride;
     leader_.reset();
-    trailerId_ = highestPayload_ = payloadCount_ = fullCount_ = shortId_ = 0;
+    trailerId_ = highestPayload_ = payloadCount_ = fullCount_ = fullId_ = shortId_ = thrownOut_ = 0;
     shortBytes_ = 0;
+    wasOverfull_ = false;
     std::fill(present_.begin(), present_.end(), 0);  // keeps the memory for the next block
 }
 
@@ -30,7 +32,10 @@ PartialFrame::Outcome PartialFrame::takePayload(std::uint32_t packetId, ByteView
     if (packetId == 0) return Outcome::malformed;
     if (trailerId_ != 0 && packetId >= trailerId_) return Outcome::malformed;
     if (has(packetId)) return Outcome::duplicate;
-    if (!settleStride(packetId, bytes.size())) return Outcome::malformed;
+    // Once; a frame that is too large sends it so again.
+    if (isOverfull(packetId, bytes.size()) && !std::exchange(wasOverfull_, true))
+        return Outcome::refused;
+    if (!settleStride(packetId, bytes.size())) return Outcome::refused;
     const std::uint64_t offset = (packetId - std::uint64_t{1}) * stride_;
     if (offset + bytes.size() > capacity_) return Outcome::tooBig;
     if (!bytes.empty()) std::memcpy(data_ + offset, bytes.data(), bytes.size());
@@ -46,15 +51,21 @@ PartialFrame::Outcome PartialFrame::takeTrailer(std::uint32_t packetId) {
     // Only the last packet may be empty: a believable count of packets has a bound.
     if (packetId - 1 > capacity_ + 1) return Outcome::tooBig;
     const bool shortIsLast = shortId_ == 0 || shortId_ + 1 == packetId;
-    if (!shortIsLast && !adoptStride(shortBytes_)) return Outcome::malformed;
+    if (!shortIsLast && !adoptStride(shortBytes_)) throwOutShort();
     trailerId_ = packetId;
     return Outcome::taken;
 }
 
+/** Whether the packet begins where there is room and ends where there is none. */
+bool PartialFrame::isOverfull(std::uint32_t packetId, std::size_t size) const {
+    if (fullCount_ == 0) return false;
+    const std::uint64_t begin = (packetId - std::uint64_t{1}) * stride_;
+    return begin < capacity_ && begin + size > capacity_;
+}
+
 /** Makes `size` agree with what is known of the stride; false when it cannot. */
 bool PartialFrame::settleStride(std::uint32_t packetId, std::size_t size) {
-    // A packet after the smaller one: the smaller one was not the last, so it tells the stride.
-    if (shortId_ != 0 && packetId > shortId_ && !adoptStride(shortBytes_)) return false;
+    if (shortId_ != 0 && packetId > shortId_) settleShort(size);
     const bool mayBeLast =
         packetId > highestPayload_ && (trailerId_ == 0 || packetId + 1 == trailerId_);
     if (size < stride_ && mayBeLast) {
@@ -62,9 +73,35 @@ bool PartialFrame::settleStride(std::uint32_t packetId, std::size_t size) {
         shortBytes_ = size;
         return true;
     }
-    if (size != stride_ && !adoptStride(size)) return false;
-    ++fullCount_;
+    if (size != stride_ && !adoptStride(size)) {
+        // One packet said another stride than the guess, and a second one bears the guess out.
+        if (size != guess_ || fullCount_ != 1) return false;
+        throwOutAll();
+    }
+    if (fullCount_++ == 0) fullId_ = packetId;
     return true;
+}
+
+/** A packet came after the smaller one, which was not the last: it tells the stride, or is wrong.
+ */
+void PartialFrame::settleShort(std::size_t sizeBehind) {
+    if (sizeBehind == guess_ && stride_ != guess_ && fullCount_ == 1) return throwOutAll();
+    const bool isStride = sizeBehind != stride_ && sizeBehind <= shortBytes_;
+    if (!isStride || !adoptStride(shortBytes_)) throwOutShort();
+}
+
+void PartialFrame::throwOutShort() {
+    unmark(shortId_);
+    shortId_ = 0;
+    shortBytes_ = 0;
+}
+
+/** The one full packet and the smaller one, placed by a stride that was none. */
+void PartialFrame::throwOutAll() {
+    unmark(fullId_);
+    if (shortId_ != 0) throwOutShort();
+    fullCount_ = 0;
+    stride_ = guess_;
 }
 
 /** Replaces the guess, which no packet has confirmed; moves the one packet placed by it. */
@@ -77,6 +114,7 @@ bool PartialFrame::adoptStride(std::size_t stride) {
         std::memmove(data_ + after, data_ + before, shortBytes_);
         if (shortBytes_ == stride) {
             ++fullCount_;
+            fullId_ = shortId_;
             shortId_ = 0;
             shortBytes_ = 0;
         }
@@ -92,6 +130,14 @@ void PartialFrame::mark(std::uint32_t packetId) {
     highestPayload_ = std::max(highestPayload_, packetId);
     ++payloadCount_;
 }
+
+void PartialFrame::unmark(std::uint32_t packetId) {
+    present_[packetId / kWordBits] &= ~(std::uint64_t{1} << (packetId % kWordBits));
+    --payloadCount_;
+    ++thrownOut_;
+}
+
+std::uint32_t PartialFrame::takeThrownOut() { return std::exchange(thrownOut_, 0); }
 
 bool PartialFrame::complete() const {
     return leader_ && trailerId_ != 0 && payloadCount_ + 1 == trailerId_;
