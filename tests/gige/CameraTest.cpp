@@ -214,6 +214,32 @@ TEST(Discovery, IgnoresHostileAnswers) {
     for (const FoundDevice& each : *found) EXPECT_NE('x', each.device.manufacturer[0]);
 }
 
+// In portions, so that the socket's buffer holds each until it is taken out.
+TEST(Discovery, KeepsFourThousandCamerasAtMost) {
+    constexpr std::size_t kMost = 4096;
+    constexpr std::size_t kPortion = 200;
+    const Variable timeout("KESTRO_DISCOVERY_TIMEOUT_MS", "700");
+    PlatedCamera camera;
+    std::atomic<bool> isFlooded{false};
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        if (request.command != 2 || isFlooded.exchange(true)) return reaction;
+        const auto answer = reaction.datagrams.at(0);
+        for (std::size_t i = 0; i < kMost + 3 * kPortion; ++i) {
+            auto another = answer;
+            another.bytes[8 + 12] = static_cast<std::uint8_t>(0x80 + i / 256);
+            another.bytes[8 + 13] = static_cast<std::uint8_t>(i);
+            if (i % kPortion == 0) another.delay = 10ms;
+            reaction.datagrams.push_back(std::move(another));
+        }
+        return reaction;
+    });
+    const auto found = Discovery().run();
+    ASSERT_TRUE(found && isFlooded);
+    EXPECT_LE(found->size(), kMost);
+    EXPECT_GT(found->size(), kPortion);
+}
+
 TEST(Discovery, FailsWithoutAnInterface) {
     const Variable names("KESTRO_INTERFACES", "nosuch0");
     EXPECT_FALSE(Discovery().run());
