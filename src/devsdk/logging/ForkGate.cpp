@@ -12,7 +12,7 @@
 namespace {
 
 std::atomic<bool> wasUsed{false};
-std::atomic<bool> forkedChildOfUser{false};
+std::atomic<bool> shut{false};
 bool isAnyChild = false;
 int exitStatus = 0;
 thread_local bool closedByUs = false;
@@ -26,7 +26,7 @@ std::shared_mutex& gate() {
 void beforeFork() {
     [[maybe_unused]] static const int registered =
         ::on_exit([](int status, void*) { exitStatus = status; }, nullptr);
-    closedByUs = wasUsed && !forkedChildOfUser;
+    closedByUs = wasUsed && !shut;
     if (closedByUs) gate().lock();
 }
 
@@ -38,7 +38,7 @@ void afterForkInParent() {
 // closed it, which the child's is not.
 void afterForkInChild() {
     isAnyChild = true;
-    forkedChildOfUser = wasUsed.load();
+    if (wasUsed) shut = true;
 }
 
 // As soon as the library is loaded, because the threads of log4cplus are there by then, too.
@@ -46,14 +46,19 @@ void afterForkInChild() {
     ::pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 }
 
-// The program's own handlers and objects have had their turn; what is left of exit() is the end of
-// the libraries, and log4cplus' would be the next.
-[[gnu::destructor]] void endChild() {
-    if (!isAnyChild) return;
+[[noreturn]] void endChild() {
     std::cout.flush();
     std::clog.flush();
     std::fflush(nullptr);
     ::_exit(exitStatus);
+}
+
+// The program's own handlers and objects have had their turn; what is left of exit() is the end of
+// the libraries, and log4cplus' will be the next. Whoever writes is waited for.
+[[gnu::destructor]] void shutForGood() {
+    if (isAnyChild) endChild();
+    shut = true;
+    const std::lock_guard lastWriterIsOut(gate());
 }
 
 }  // namespace
@@ -61,11 +66,13 @@ void afterForkInChild() {
 namespace VXlog4cpp {
 
 std::shared_lock<std::shared_mutex> ForkGate::enter() {
-    if (isForkedChild()) return {};
+    if (isShut()) return {};
     wasUsed = true;
-    return std::shared_lock(gate());
+    std::shared_lock passage(gate());
+    if (isShut()) return {};
+    return passage;
 }
 
-bool ForkGate::isForkedChild() { return forkedChildOfUser; }
+bool ForkGate::isShut() { return shut; }
 
 }  // namespace VXlog4cpp

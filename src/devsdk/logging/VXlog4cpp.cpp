@@ -70,13 +70,13 @@ namespace VXlog4cpp {
 
 // The categories are never destroyed: threads may log until the process ends.
 Category* CVxLog::Logger_vxsdk() {
-    if (ForkGate::isForkedChild()) return nullptr;
+    if (ForkGate::isShut()) return nullptr;
     static Category* const category = new Category(kLibraryLogger);
     return category;
 }
 
 Category* CVxLog::Logger_device() {
-    if (ForkGate::isForkedChild()) return nullptr;
+    if (ForkGate::isShut()) return nullptr;
     static Category* const category = new Category(kDeviceLogger);
     return category;
 }
@@ -94,7 +94,7 @@ void CVxLog::Log(Category* category, int level, const char* format, ...) {
 }
 
 bool CVxLog::isLevelEnabled(Category* category, int level) {
-    if (ForkGate::isForkedChild()) return false;
+    if (ForkGate::isShut()) return false;
     try {
         return category->logger.isEnabledFor(toLogLevel(level));
     } catch (...) {
