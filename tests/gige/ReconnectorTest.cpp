@@ -61,13 +61,15 @@ TEST(Reconnector, MayBeDestroyedByItsAttempt) {
     std::unique_ptr<Reconnector> reconnector;
     std::atomic<bool> isDestroyed{false};
     const auto kept = std::make_shared<int>(0);
+    std::promise<void> begun;
     reconnector = std::make_unique<Reconnector>([&, kept] {
+        begun.get_future().wait();  // nobody may use it any more
         reconnector.reset();
         isDestroyed = true;
         return false;
     });
-    Reconnector* const begun = reconnector.get();
-    ASSERT_TRUE(begun->begin());
+    ASSERT_TRUE(reconnector->begin());
+    begun.set_value();
     ASSERT_TRUE(eventually([&] { return isDestroyed.load(); }));
     EXPECT_TRUE(eventually([&] { return kept.use_count() == 1; }));
 }

@@ -572,7 +572,8 @@ TEST_F(StreamSource, AHandlerMayDropTheLastReference) {
     ASSERT_TRUE(source->attachGrabbing(handler()));
     for (int i = 0; i < 3; ++i) camera->send(content(2500, 1));
     ASSERT_TRUE(application->waitForFinished(1));
-    EXPECT_TRUE(eventually([&] { return countEntries("/proc/self/task") == threads; }));
+    // A thread of an earlier test that was counted may have ended, too.
+    EXPECT_TRUE(eventually([&] { return countEntries("/proc/self/task") <= threads; }));
     EXPECT_EQ(camera.use_count(), 1);
     EXPECT_THAT(application->ids, ElementsAre(1u));
 }
