@@ -129,8 +129,8 @@ TEST(FrameAssembler, TellsWhatTheLeaderSays) {
         const FrameInfo& info = bench.frames[0].info;
         EXPECT_EQ(info.blockId, 7u);
         EXPECT_EQ(info.leader.timestamp, 0x0102030405060708u);
-        EXPECT_EQ(info.leader.width, 40u);
-        EXPECT_EQ(info.leader.height, 30u);
+        EXPECT_EQ(info.leader.width, 4u);
+        EXPECT_EQ(info.leader.height, 3u);
         EXPECT_TRUE(bench.idle());
     }
 }
@@ -258,7 +258,9 @@ TEST_P(WrongSize, OfOnePacketIsMended) {
     for (const bool isSecondFrame : {false, true}) {
         Bench bench;
         if (isSecondFrame) bench.feedAll(PacketWriter{.blockId = 1}.block(content(450, 1)));
-        const PacketWriter writer{.blockId = 2};
+        // The end of an image is told by its size alone.
+        const auto height = static_cast<std::uint32_t>(param.imageBytes / 10);
+        const PacketWriter writer{.blockId = 2, .width = 10, .height = height};
         const Bytes image = content(param.imageBytes, 2);
         const auto packets = writer.block(image);
         for (std::size_t i = 0; i < packets.size(); ++i) {
@@ -286,8 +288,27 @@ INSTANTIATE_TEST_SUITE_P(
                     SizeCase{"SecondEmpty", 2, 0}, SizeCase{"SecondLong", 2, 101},
                     SizeCase{"LastButOneShort", 4, 99},
                     SizeCase{"LastButOneShorterThanLast", 4, 20}, SizeCase{"LastLong", 5, 101},
+                    SizeCase{"LastShort", 5, 49}, SizeCase{"LastEmpty", 5, 0},
+                    SizeCase{"LastFullShort", 4, 99, 400}, SizeCase{"OfTwoFirstShort", 1, 60, 150},
+                    SizeCase{"OfTwoLastShort", 2, 20, 150}, SizeCase{"OnlyShort", 1, 20, 50},
                     SizeCase{"LastPastTheEnd", 10, 140, kPayload}, SizeCase{"LeaderShort", 0, 30}),
     [](const auto& test) { return test.param.name; });
+
+TEST(FrameAssembler, BelievesACameraWhoseImagesAreSmallerThanItSays) {
+    Bench bench;
+    for (std::uint64_t id = 1; id <= 6; ++id) {
+        const PacketWriter writer{.blockId = id, .width = 10, .height = 60};
+        const auto packets = writer.block(content(450, 2));
+        bench.feedAll(packets);
+        bench.pass(milliseconds(5));
+        for (const ResendRequest& request : std::exchange(bench.requests, {})) {
+            ASSERT_EQ(rangeOf(request), Range(id, 5, 5));
+            bench.feed(packets[5]);
+        }
+        EXPECT_EQ(bench.frames.size(), id);
+    }
+    EXPECT_EQ(bench.counters.resendRequests.get(), 3u) << "not for ever";
+}
 
 TEST(FrameAssembler, KeepsTheFirstOfTwoPacketsThatDiffer) {
     Bench bench;
@@ -620,9 +641,13 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
         const std::uint64_t id = firstId + i;
         const std::uint64_t wireId = extended ? id : (id - 1) % 65535 + 1;
         images[id] = content(random() % (kPayload + 1), i);
-        wire[wireId] =
-            PacketWriter{.blockId = wireId, .extended = extended, .stride = stride, .timestamp = id}
-                .block(images[id]);
+        wire[wireId] = PacketWriter{.blockId = wireId,
+                                    .extended = extended,
+                                    .stride = stride,
+                                    .timestamp = id,
+                                    .width = 1,
+                                    .height = 1}
+                           .block(images[id]);
         const auto& packets = wire[wireId];
         for (std::size_t n = 0; n < packets.size(); ++n) {
             if (!chance(dropped)) underWay.push_back(packets[n]);

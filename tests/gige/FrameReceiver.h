@@ -34,7 +34,11 @@ class FrameReceiver : private Vorda::Gige::FrameOutput {
         assembler_.emplace(setup, output, counters);
     }
     Vorda::GenICam::CFrame receive(std::uint16_t payloadType, const Bytes& payload) {
-        const PacketWriter writer{.blockId = nextId_++, .stride = 1000, .payloadType = payloadType};
+        const PacketWriter writer{.blockId = nextId_++,
+                                  .stride = 1000,
+                                  .payloadType = payloadType,
+                                  .width = 40,
+                                  .height = 30};
         frame_ = Vorda::GenICam::CFrame();
         for (const Bytes& packet : writer.block(payload)) assembler_->take(packet, {});
         return frame_;

@@ -41,6 +41,8 @@ struct PacketWriter {
     std::size_t stride = 100;  ///< payload bytes in a full packet
     std::uint16_t payloadType = 1;
     std::uint64_t timestamp = 0x0102030405060708;
+    std::uint32_t width = 4;
+    std::uint32_t height = 3;
 
     [[nodiscard]] Bytes header(std::uint8_t format, std::uint32_t packetId,
                                std::uint16_t status = 0) const {
@@ -53,14 +55,14 @@ struct PacketWriter {
         if (extended) appendBig(bytes, packetId, 4);
         return bytes;
     }
-    /** Mono8, 40 x 30. */
+    /** Mono8. */
     [[nodiscard]] Bytes leader() const {
         Bytes bytes = header(1, 0);
         appendBig(bytes, payloadType, 4);
         appendBig(bytes, timestamp, 8);
         appendBig(bytes, 0x01080001, 4);
-        appendBig(bytes, 40, 4);
-        appendBig(bytes, 30, 4);
+        appendBig(bytes, width, 4);
+        appendBig(bytes, height, 4);
         bytes.resize(bytes.size() + 12);  // offsets and paddings
         return bytes;
     }
@@ -72,7 +74,7 @@ struct PacketWriter {
     [[nodiscard]] Bytes trailer(std::uint32_t packetId) const {
         Bytes bytes = header(2, packetId);
         appendBig(bytes, payloadType, 4);
-        appendBig(bytes, 30, 4);
+        appendBig(bytes, height, 4);
         return bytes;
     }
     /** Leader, payload, trailer: packet i stands at place i. */

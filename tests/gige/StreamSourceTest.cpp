@@ -144,8 +144,8 @@ TEST_F(StreamSource, GivesFramesToAPollingApplication) {
     EXPECT_TRUE(frame.valid());
     EXPECT_EQ(bytesOf(frame), image);
     EXPECT_EQ(frame.getBlockId(), 1u);
-    EXPECT_EQ(frame.getImageWidth(), 40u);
-    EXPECT_EQ(frame.getImageHeight(), 30u);
+    EXPECT_EQ(frame.getImageWidth(), 4u);
+    EXPECT_EQ(frame.getImageHeight(), 3u);
     EXPECT_EQ(frame.getImagePixelFormat(), Vorda::GenICam::EPixelType::Mono8);
     EXPECT_EQ(frame.getImageTimeStamp(), 1u);
     EXPECT_EQ(frame.getChunkCount(), 0u);

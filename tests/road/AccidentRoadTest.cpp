@@ -64,6 +64,7 @@ std::int64_t decodeErrors() {
 struct Accident {
     const char* name;
     PacketFaults faults;
+    kestrosim::ResultFormat format = kestrosim::ResultFormat::container;
 };
 
 void PrintTo(const Accident& accident, std::ostream* out) { *out << accident.name; }
@@ -74,6 +75,7 @@ TEST_P(Accidents, CostFramesAtMostAndNeverAByte) {
     kestrosim::CameraOptions options = roadOptions();
     options.framesPerSecond = 60;
     options.stampsImages = true;
+    options.format = GetParam().format;
     options.faults.packets = GetParam().faults;
     Audit audit;  // outlives the camera
     Road road(options);
@@ -114,6 +116,8 @@ constexpr Accident kAccidents[] = {
     {"Duplicate", {.duplicate = 0.05}},
     {"Delay", {.delay = 0.02}},
     {"Truncate", {.truncate = 0.02}},
+    {"TruncatedPicture", {.truncate = 0.05}, kestrosim::ResultFormat::none},
+    {"TruncatedChunks", {.truncate = 0.05}, kestrosim::ResultFormat::chunk},
     {"WrongSize", {.wrongSize = 0.02}},
     {"Foreign", {.foreign = 0.05}},
     {"All",

@@ -20,6 +20,10 @@ constexpr std::uint64_t kMaxCountedSkip = 1000;
 constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
 constexpr std::uint32_t kAlwaysRequested = 32;
 
+/** The end of a frame that may have been cut is asked for so often; and of so many in vain. */
+constexpr unsigned kMostDoubts = 3;
+constexpr unsigned kMostVainDoubts = 3;
+
 /** No packet travels for so long: a block id that was used before then means a restarted camera. */
 constexpr auto kRestartSilence = std::chrono::milliseconds(500);
 /** Stands in for a packet size that is not known: the first packets tell. */
@@ -164,6 +168,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.rounds = 0;
     block.resend = setup_.canResend;
     block.refused = false;
+    block.doubts = 0;
     ++openCount_;
     for (std::size_t i = openCount_ - 1; i > 0 && order_[i - 1]->id > id; --i)
         std::swap(order_[i - 1], order_[i]);
@@ -204,7 +209,9 @@ void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time n
         noteAnswer(block, now);
     }
     noteProgress(block, missingBefore, now);
-    if (block.part.complete()) finish(block);
+    if (!block.part.complete()) return;
+    if (isDoubtful(block)) return askForTheEnd(block, now);
+    finish(block);
 }
 
 Outcome FrameAssembler::place(OpenBlock& block, const GvspPacket& packet) {
@@ -260,6 +267,32 @@ void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore,
     const std::uint32_t missing = block.part.missing();
     if (missing == 0) block.gapSince = kNever;
     if (missing == 0 && block.askedEnd <= block.part.knownEnd()) block.repeatAt = kNever;
+}
+
+/**
+ * Whether a last packet was cut, for all that can be told of it. When it comes again as it was, the
+ * camera meant it so; one that always does is believed.
+ */
+bool FrameAssembler::isDoubtful(OpenBlock& block) {
+    const std::size_t bytes = block.part.sizeBytes();
+    if (!block.resend || bytes == 0 || vainDoubts_ >= kMostVainDoubts) return false;
+    if (looksWhole(*block.part.leader(), {block.buffer->data, bytes})) {
+        vainDoubts_ = 0;
+        return false;
+    }
+    const bool isAsBefore = block.doubts != 0 && block.doubtedBytes == bytes;
+    if (isAsBefore) ++vainDoubts_;
+    return !isAsBefore && block.doubts < kMostDoubts;
+}
+
+void FrameAssembler::askForTheEnd(OpenBlock& block, Time now) {
+    block.doubtedBytes = block.part.sizeBytes();
+    ++block.doubts;
+    block.refused = true;
+    block.part.throwOutEnd();
+    counters_.malformedPackets.add(block.part.takeThrownOut());
+    block.askedEnd = 0;
+    block.gapSince = now;
 }
 
 void FrameAssembler::noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now) {

@@ -102,6 +102,8 @@ class FrameAssembler {
         unsigned rounds = 0;
         bool resend = false;   ///< asking again still makes sense
         bool refused = false;  ///< a packet was left or thrown out
+        unsigned doubts = 0;   ///< how often the end was asked for though it had come
+        std::size_t doubtedBytes = 0;
     };
 
     /** A block that is done with, so that late packets do not open it again. */
@@ -124,6 +126,8 @@ class FrameAssembler {
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);
     void takeRefusal(const GvspPacket& packet);
     void noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now);
+    [[nodiscard]] bool isDoubtful(OpenBlock& block);
+    void askForTheEnd(OpenBlock& block, Time now);
     void noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now);
     void finish(OpenBlock& block);
     void drop(OpenBlock& block, Counter& reason);
@@ -156,6 +160,7 @@ class FrameAssembler {
     bool extendedIds_ = false;
     std::size_t stride_ = 0;          ///< payload of a full packet, learnt from complete frames
     std::uint32_t trailerId_ = 0;     ///< of the last complete frame: a guess for the next
+    unsigned vainDoubts_ = 0;         ///< one after the other
     bool lengthsVary_ = false;        ///< too much for that: the frames are JPEG files, for one
     std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start
     std::uint64_t lastClosedId_ = 0;  ///< 0: none

@@ -66,8 +66,9 @@ bool PartialFrame::isOverfull(std::uint32_t packetId, std::size_t size) const {
 /** Makes `size` agree with what is known of the stride; false when it cannot. */
 bool PartialFrame::settleStride(std::uint32_t packetId, std::size_t size) {
     if (shortId_ != 0 && packetId > shortId_) settleShort(size);
+    // The highest itself, if it was thrown out.
     const bool mayBeLast =
-        packetId > highestPayload_ && (trailerId_ == 0 || packetId + 1 == trailerId_);
+        packetId >= highestPayload_ && (trailerId_ == 0 || packetId + 1 == trailerId_);
     if (size < stride_ && mayBeLast) {
         shortId_ = packetId;
         shortBytes_ = size;
@@ -94,6 +95,15 @@ void PartialFrame::throwOutShort() {
     unmark(shortId_);
     shortId_ = 0;
     shortBytes_ = 0;
+}
+
+void PartialFrame::throwOutEnd() {
+    if (fullCount_ == 1) return throwOutAll();
+    if (shortId_ != 0) return throwOutShort();
+    if (fullCount_ == 0) return;
+    unmark(trailerId_ - 1);
+    --fullCount_;
+    fullId_ = nextPresent(1, trailerId_);
 }
 
 /** The one full packet and the smaller one, placed by a stride that was none. */

@@ -35,6 +35,8 @@ class PartialFrame {
     [[nodiscard]] Outcome takePayload(std::uint32_t packetId, ByteView bytes);
     [[nodiscard]] Outcome takeTrailer(std::uint32_t packetId);
 
+    /** Throws out the last packet of a complete frame, and of two both: one may have been cut. */
+    void throwOutEnd();
     /** How many packets were thrown out since this was asked last: they are missing again. */
     [[nodiscard]] std::uint32_t takeThrownOut();
 
@@ -81,7 +83,7 @@ class PartialFrame {
     std::uint32_t shortId_ = 0;    ///< the one smaller packet, taken for the last; 0: none
     std::size_t shortBytes_ = 0;
     std::uint32_t thrownOut_ = 0;
-    bool wasOverfull_ = false;  ///< a packet went past the capacity
+    bool wasOverfull_ = false;            ///< a packet went past the capacity
     std::vector<std::uint64_t> present_;  ///< a bit for each payload packet
 };
 

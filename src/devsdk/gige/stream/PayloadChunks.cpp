@@ -72,6 +72,13 @@ bool PayloadChunks::find(ByteView payload) {
     return true;
 }
 
+bool looksWhole(const GvspLeader& leader, ByteView payload) {
+    constexpr std::size_t kLargestImage = std::size_t{1} << 32;
+    PayloadChunks chunks;
+    if (leader.hasChunks()) return chunks.find(payload);
+    return leader.type() != kGvspImage || payload.size() >= geometryBytes(leader, kLargestImage);
+}
+
 void takeApart(const GvspLeader& leader, ByteView payload, PayloadContent& content) {
     content.isBroken = leader.hasChunks() && !content.chunks.find(payload);
     content.imageBytes = imageBytesOf(leader, payload, content);

@@ -62,6 +62,12 @@ struct PayloadContent {
 };
 
 /**
+ * False when the payload shows that bytes of it are missing or too many: an image smaller than the
+ * leader says, chunks that do not come out.
+ */
+[[nodiscard]] bool looksWhole(const GvspLeader& leader, ByteView payload);
+
+/**
  * Takes a complete payload apart.
  *
  * The image of a payload with chunks is its first chunk; when the chunks cannot be found, as much
