@@ -28,6 +28,7 @@ using testing::HasSubstr;
 constexpr std::uint32_t kPrivilege = 0xa00;
 constexpr std::uint32_t kController = 0xa14;
 constexpr std::uint32_t kPacketSize = 0xd04;
+constexpr std::uint16_t kDiscovery = 0x0002;
 constexpr std::uint16_t kReadRegister = 0x0080;
 constexpr std::uint16_t kWriteRegister = 0x0082;
 
@@ -66,6 +67,12 @@ class CameraRecovery : public testing::Test {
         return static_cast<std::size_t>(std::ranges::count_if(requests, [&](const auto& each) {
             return each.command == kReadRegister && each.word(0) == address;
         }));
+    }
+    /** How often it was asked at its address where it is. */
+    [[nodiscard]] std::size_t searches() const {
+        const auto requests = scripted.requests();
+        return static_cast<std::size_t>(
+            std::ranges::count(requests, kDiscovery, &ControlRequest::command));
     }
     bool awaitReturn(int number = 1) {
         return eventually([&] { return listener->online == number; });
@@ -148,6 +155,28 @@ TEST_F(CameraRecovery, IsJoinedByConnect) {
     EXPECT_TRUE(awaitReturn(2));
 }
 
+TEST_F(CameraRecovery, TakesNoAnswerOfAnEarlierOutageForTheCamera) {
+    connect();
+    scripted.script([this](const ControlRequest& request) {
+        Reaction reaction = scripted.ordinaryReaction(request);
+        if (request.command == kDiscovery) reaction.datagrams.push_back(reaction.datagrams.at(0));
+        return reaction;
+    });
+    giveUp();
+    ASSERT_TRUE(awaitReturn());
+    std::atomic<int> commands{0};
+    scripted.script([&commands](const ControlRequest& request) {
+        if (request.command != kDiscovery) ++commands;
+        return Reaction{};
+    });
+    ASSERT_TRUE(eventually([&] { return listener->offline == 2; }));
+    commands = 0;
+    const std::size_t before = searches();
+    ASSERT_TRUE(eventually([&] { return searches() >= before + 3; }));
+    EXPECT_EQ(0, commands);
+    scripted.script([](const ControlRequest&) { return Reaction{}; });
+}
+
 TEST_F(CameraRecovery, EndsWithDisConnect) {
     connect();
     scripted.setSilent(true);
@@ -213,6 +242,35 @@ TEST_F(CameraRecovery, ResumesTheStreamBeforeItSaysThatItIsBack) {
     giveUp();
     ASSERT_TRUE(awaitReturn(2));
     EXPECT_EQ(3, attempts);
+}
+
+TEST_F(CameraRecovery, SaysOnceWhatTheCameraDoesNotTakeAgain) {
+    constexpr std::uint32_t kGain = 0xa010;
+    const std::string port = "<Port Name=\"Device\"/>";
+    std::string text = smallDescription();
+    text.insert(text.find(port),
+                "<IntReg Name=\"Gain\"><Address>0xa010</Address><Length>4</Length>"
+                "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>");
+    scripted.setDescription("camera.xml", text);
+    connect();
+    ASSERT_TRUE(camera->features()->setInteger("Gain", 7)) << lastErrorMessage();
+    QuietInlet inlet(50000);
+    StreamSetup setup;
+    const auto stream = std::make_shared<ScriptedStream>();
+    std::atomic<int> attempts{0};
+    stream->onResume = [&] { return ++attempts > 2 || fail(Error::system, "no memory"); };
+    ASSERT_TRUE(camera->openStreamChannel(inlet, setup, stream));
+    scripted.refuse(kGain, 0x8002);
+    giveUp();
+    ASSERT_TRUE(awaitReturn());
+    EXPECT_EQ(3, attempts);
+    const auto warnings = [] { return kestro::test::RecordingLogger::instance().lines(400, 400); };
+    EXPECT_TRUE(eventually([&] {
+        return std::ranges::any_of(warnings(), [](const std::string& line) {
+            return line.find("the camera is back") != std::string::npos;
+        });
+    }));
+    EXPECT_THAT(warnings(), Contains(HasSubstr("does not take a setting again")).Times(1));
 }
 
 TEST_F(CameraRecovery, LetsAStreamGoThatWasDroppedWhileItWasResumed) {

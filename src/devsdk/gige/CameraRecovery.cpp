@@ -81,6 +81,7 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
     session.attempts = 0;
     session.complaint.clear();
     session.latest = nullptr;
+    session.search.end();
     if (lost->isWatched) {
         made->isWatched = true;
         startPolling(*made);
@@ -137,17 +138,18 @@ bool GigeCamera::restore(Session& session, const std::shared_ptr<Connection>& ma
     }
     made->port->carryOver(*lost.port);
     std::vector<std::string> refusals;
-    const bool isRestored = session.settings->restore(*made->features, refusals);
-    for (const std::string& refusal : refusals)
-        after.warnings.push_back(std::string("the camera does not take a setting again, key=[") +
-                                 getKey() + "]: " + refusal);
-    if (!isRestored) return false;
+    if (!session.settings->restore(*made->features, refusals)) return false;
     {
         const std::lock_guard lock(mutex_);
         restoring_ = made;
         after.stream = stream_.lock();
     }
-    return !after.stream || after.stream->resume();
+    if (after.stream && !after.stream->resume()) return false;
+    // Not for an attempt that fails: the next one meets them again.
+    for (const std::string& refusal : refusals)
+        after.warnings.push_back(std::string("the camera does not take a setting again, key=[") +
+                                 getKey() + "]: " + refusal);
+    return true;
 }
 
 /** Ends an attempt that failed. */

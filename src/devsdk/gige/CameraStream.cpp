@@ -58,6 +58,9 @@ bool GigeCamera::openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
         return false;
     }
     const std::lock_guard lock(mutex_);
+    // One that was lost meanwhile and is there again looked for its stream too early.
+    if (current != (restoring_ ? restoring_ : connection_))
+        return fail(Error::connectionLost, "the connection to the camera is lost");
     stream_ = stream;
     return true;
 }

@@ -13,7 +13,7 @@ namespace Vorda::Gige {
 /**
  * Looks for one camera that has gone, wherever it comes up again: at its last address, at another,
  * behind another interface. The sockets stay open from search to search, so that an answer that a
- * camera holds back is there for the next. Threads: one at a time.
+ * camera holds back is there for the next, until end(). Threads: one at a time.
  */
 class CameraSearch {
  public:
@@ -25,6 +25,9 @@ class CameraSearch {
      * second, or as soon as `cancelled` is raised.
      */
     [[nodiscard]] std::optional<FoundDevice> run(Ipv4 lastAddress, const Signal& cancelled);
+    /** The camera is back: answers that still come say nothing of where it is after its next loss.
+     */
+    void end() { ports_.clear(); }
 
  private:
     using Clock = std::chrono::steady_clock;
