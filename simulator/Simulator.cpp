@@ -159,8 +159,8 @@ void SimulatedCamera::State::begin(CameraDevice& device, const Incident& inciden
     device.suffer(incident);
     const bool isPowerCycle = incident.kind == Incident::Kind::powerCycle;
     if (!isPowerCycle && incident.kind != Incident::Kind::disconnect) return;
-    device.cable().pull();
     const std::lock_guard lock(mutex_);
+    device.cable().pull();  // not between the end of an earlier outage and its plug
     if (isPowerCycle) {
         powerCycle_ = incident;
     } else {

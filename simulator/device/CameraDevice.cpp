@@ -73,6 +73,9 @@ CameraDevice::CameraDevice(const CameraOptions& options, std::uint32_t address,
     control_.start(commands_);
 }
 
+/** What befalls it after a frame may be the business of the control port, which goes first. */
+CameraDevice::~CameraDevice() { stream_.tellWhenSent(nullptr); }
+
 CameraStatistics CameraDevice::statistics() const {
     CameraStatistics statistics = stream_.statistics();
     statistics.commandsAnswered = control_.answers().sent();

@@ -28,7 +28,7 @@ class CameraDevice {
                  std::function<void(CameraDevice&)> afterFrame);
     CameraDevice(const CameraDevice&) = delete;
     CameraDevice& operator=(const CameraDevice&) = delete;
-    ~CameraDevice() = default;
+    ~CameraDevice();
 
     [[nodiscard]] CameraStatistics statistics() const;
     [[nodiscard]] Cable& cable() { return cable_; }

@@ -155,7 +155,8 @@ void StreamSender::restartBlockIds() {
 }
 
 void StreamSender::tellWhenSent(std::function<void()> afterFrame) {
-    const std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
+    idle_.wait(lock, [this] { return !isTelling_; });
     afterFrame_ = std::move(afterFrame);
 }
 
@@ -235,8 +236,13 @@ void StreamSender::sendFrame(Lock& lock) {
     transmit(lock, *sent);
     finishFrame(*sent);
     if (!afterFrame_ || sent->packetsSent != sent->frame.packetCount()) return;
-    const Unlocked unlocked(lock);
-    afterFrame_();
+    isTelling_ = true;
+    {
+        const Unlocked unlocked(lock);
+        afterFrame_();
+    }
+    isTelling_ = false;
+    idle_.notify_all();
 }
 
 // The picture is taken and encoded with the lock open; empty when acquisition ended meanwhile.

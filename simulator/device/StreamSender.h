@@ -62,7 +62,10 @@ class StreamSender {
     void sendTestPacket();
     /** The next frame that is taken has block id 1, whatever went before it. */
     void restartBlockIds();
-    /** Is called after each whole frame, before the next one, by the stream's thread. */
+    /**
+     * Is called after each whole frame, before the next one, by the stream's thread. When this
+     * returns, what was to be called before is not any more: not from such a call, then.
+     */
     void tellWhenSent(std::function<void()> afterFrame);
     /** Sends from another address of this host from now on. Needs: not acquiring. */
     void moveTo(std::uint32_t address);
@@ -128,7 +131,8 @@ class StreamSender {
     std::uint64_t runs_ = 0;     ///< how often acquisition started
     std::uint64_t blockId_ = 1;  ///< of the next frame
     bool restartsBlockIds_ = false;
-    std::function<void()> afterFrame_;
+    std::function<void()> afterFrame_;  ///< replaced only while it is not called
+    bool isTelling_ = false;            ///< it is
     FrameSchedule schedule_;
     Clock::time_point abandonAt_;  ///< when a frame under way is left, once stopped
     std::deque<ResendRequest> resends_;
