@@ -147,7 +147,7 @@ class KESTRO_API Camera {
         std::function<void(const std::shared_ptr<Frame>&)> callback) = 0;
     /**
      * Sets the function that is told when the camera goes offline, and when it is online again; an
-     * empty one removes it. Always 0. What connect() and disconnect() bring about is not told.
+     * empty one removes it. Always 0. What connect() and disconnect() bring about need not be told.
      *
      * Offline is one that no longer answers or takes our orders. Until disconnect(), the library
      * searches it, also at another address, and connects it again; sets again what was set through

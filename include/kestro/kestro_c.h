@@ -436,7 +436,7 @@ KESTRO_API int kstRegisterFrameCallback(void* handle, kstFrameCallback proc, voi
 
 /**
  * Sets the function that is told when the camera goes offline, and when it is online again; NULL
- * removes it. What kstOpenDevice() and kstCloseDevice() bring about is not told.
+ * removes it. What kstOpenDevice() and kstCloseDevice() bring about need not be told.
  *
  * Offline is one that no longer answers or takes our orders. Until kstCloseDevice(), the library
  * searches it, also at another address, and opens it again; sets again the features that
