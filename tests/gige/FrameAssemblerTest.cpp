@@ -310,6 +310,31 @@ TEST(FrameAssembler, BelievesACameraWhoseImagesAreSmallerThanItSays) {
     EXPECT_EQ(bench.counters.resendRequests.get(), 3u) << "not for ever";
 }
 
+TEST(FrameAssembler, BelievesItAlsoWhenItDoesNotSendTheEndAgain) {
+    Bench bench;
+    for (std::uint64_t id = 1; id <= 6; ++id) {
+        const PacketWriter writer{.blockId = id, .width = 10, .height = 60};
+        bench.feedAll(writer.block(content(450, 2)));
+        for (int time = 0; time < 20; ++time) bench.pass(milliseconds(25));
+    }
+    EXPECT_EQ(bench.frames.size(), 3u);
+    EXPECT_EQ(bench.counters.malformedFrames.get(), 3u);
+}
+
+TEST(FrameAssembler, DropsAFrameWhoseEndIsAnotherEachTime) {
+    Bench bench;
+    const PacketWriter writer{.blockId = 1, .width = 10, .height = 60};
+    const auto packets = writer.block(content(450, 2));
+    bench.feedAll(packets);
+    for (std::size_t bytes = 40; bytes > 36 && !bench.idle(); --bytes) {
+        bench.pass(milliseconds(5));
+        bench.feed(resized(packets[5], 8 + bytes));
+    }
+    EXPECT_TRUE(bench.frames.empty());
+    EXPECT_EQ(bench.counters.malformedFrames.get(), 1u);
+    EXPECT_TRUE(bench.idle());
+}
+
 TEST(FrameAssembler, KeepsTheFirstOfTwoPacketsThatDiffer) {
     Bench bench;
     const PacketWriter writer{.blockId = 1};

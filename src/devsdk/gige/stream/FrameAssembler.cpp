@@ -20,7 +20,8 @@ constexpr std::uint64_t kMaxCountedSkip = 1000;
 constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
 constexpr std::uint32_t kAlwaysRequested = 32;
 
-/** The end of a frame that may have been cut is asked for so often; and of so many in vain. */
+/** The end of a frame that may have been cut is asked for so often; and of so many in vain, for a
+ * camera may mean it so, and may not be able to send it again. */
 constexpr unsigned kMostDoubts = 3;
 constexpr unsigned kMostVainDoubts = 3;
 
@@ -282,12 +283,12 @@ bool FrameAssembler::isDoubtful(OpenBlock& block) {
     }
     const bool isAsBefore = block.doubts != 0 && block.doubtedBytes == bytes;
     if (isAsBefore) ++vainDoubts_;
-    return !isAsBefore && block.doubts < kMostDoubts;
+    return !isAsBefore;
 }
 
 void FrameAssembler::askForTheEnd(OpenBlock& block, Time now) {
+    if (++block.doubts > kMostDoubts) return drop(block, counters_.malformedFrames);
     block.doubtedBytes = block.part.sizeBytes();
-    ++block.doubts;
     block.refused = true;
     block.part.throwOutEnd();
     counters_.malformedPackets.add(block.part.takeThrownOut());
@@ -320,6 +321,8 @@ void FrameAssembler::drop(OpenBlock& block, Counter& reason) {
 }
 
 void FrameAssembler::giveUp(OpenBlock& block) {
+    // Its end was there once, and may have been right.
+    if (block.doubts != 0) ++vainDoubts_;
     (block.refused ? counters_.malformedFrames : counters_.lostFrames).add();
     counters_.lostPackets.add(block.part.missing());
     if (block.buffer) output_.returnBuffer(*block.buffer);
