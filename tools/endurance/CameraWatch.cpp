@@ -71,6 +71,8 @@ void CameraWatch::readCounters() {
     const std::lock_guard lock(mutex_);
     account_.isCounted = true;
     read("StreamLostFrameCount", account_.lost);
+    read("StreamDeliveredFrameCount", account_.refused);
+    account_.refused -= std::min(account_.refused, account_.delivered);
     read("StreamLostPacketCount", account_.lostPackets);
     read("StreamResendRequestCount", account_.resendRequests);
     read("StreamResentPacketCount", account_.resentPackets);
@@ -83,9 +85,9 @@ void CameraWatch::take(const kestro::Frame& frame) {
         kestro::test::checkStamp(frame.getImageData(), frame.getImageSize(), frame.getBlockId());
     const std::lock_guard lock(mutex_);
     if (!isSound) ++account_.corrupt;
-    follow(frame.getBlockId());
     ++account_.delivered;
     ++delivered_;
+    follow(frame.getBlockId());
 }
 
 /** Ids begin at 1 with the stream, with each that is begun anew, and after 65535. */
@@ -102,17 +104,23 @@ void CameraWatch::follow(std::uint64_t blockId) {
     lastBlock_ = blockId;
     if (passed == 0) return;
     account_.missing += passed;
+    const auto expected = explained();
+    if (!expected) return;
+    const std::uint64_t known = *expected + account_.unexplained;
+    if (account_.missing > known) account_.unexplained += account_.missing - known;
+}
+
+std::optional<std::uint64_t> CameraWatch::explained() const {
     const auto lost = counter("StreamLostFrameCount");
-    if (!lost) return;
-    const std::uint64_t explained = *lost + account_.unexplained;
-    if (account_.missing > explained) account_.unexplained += account_.missing - explained;
+    // This frame is among them already.
+    const auto received = counter("StreamDeliveredFrameCount");
+    if (!lost || !received) return std::nullopt;
+    return *lost + *received - std::min(*received, account_.delivered);
 }
 
 Account CameraWatch::account() const {
     const std::lock_guard lock(mutex_);
-    Account account = account_;
-    account.delivered = delivered_;
-    return account;
+    return account_;
 }
 
 }  // namespace endurance

@@ -24,6 +24,7 @@ struct Account {
     // The library's counters of the stream; false when they could not be asked in the end.
     bool isCounted = false;
     std::uint64_t lost = 0;
+    std::uint64_t refused = 0;  ///< received whole, but their results contradict themselves
     std::uint64_t lostPackets = 0;
     std::uint64_t resendRequests = 0;
     std::uint64_t resentPackets = 0;
@@ -50,6 +51,7 @@ class CameraWatch {
     void stop();
     [[nodiscard]] const std::string& serial() const { return serial_; }
     [[nodiscard]] std::uint64_t delivered() const { return delivered_; }
+    [[nodiscard]] bool isConnected() const { return camera_->isConnected(); }
     [[nodiscard]] Account account() const;
 
  private:
@@ -58,6 +60,8 @@ class CameraWatch {
     [[nodiscard]] std::optional<std::uint64_t> counter(const char* feature) const;
     void take(const kestro::Frame& frame);
     void follow(std::uint64_t blockId);
+    /** Frames that are not to be expected; empty while the camera is away. */
+    [[nodiscard]] std::optional<std::uint64_t> explained() const;
     void readCounters();
 
     const std::shared_ptr<kestro::Camera> camera_;

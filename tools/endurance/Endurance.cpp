@@ -12,6 +12,7 @@
 
 #include <getopt.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -36,6 +37,7 @@ constexpr auto kLook = 20ms;
 /** Cameras that end by themselves have ended when nothing came for so long. */
 constexpr auto kSilence = 3s;
 constexpr auto kLongestDiscovery = 20s;
+constexpr auto kLongestAbsence = 10s;
 
 struct Options {
     std::size_t cameras = 1;
@@ -171,19 +173,27 @@ Run watch(const Watches& watches, const Options& options) {
     return run;
 }
 
+/** A camera that is just away is back in a moment, and then says what was lost. */
+void awaitAll(const Watches& watches) {
+    const auto isThere = [](const auto& each) { return each->isConnected(); };
+    const auto deadline = Clock::now() + kLongestAbsence;
+    while (Clock::now() < deadline && !std::ranges::all_of(watches, isThere))
+        std::this_thread::sleep_for(kLook);
+}
+
 /** False when something came that must not come. */
 bool print(const CameraWatch& watch) {
     const Account account = watch.account();
     std::printf(
         R"({"serial":"%s","delivered":%llu,"corrupt":%llu,"missing":%llu,"unexplained":%llu,)"
-        R"("restarts":%llu,"offline":%llu,"online":%llu,"counted":%s,"lost":%llu,)"
+        R"("restarts":%llu,"offline":%llu,"online":%llu,"counted":%s,"lost":%llu,"refused":%llu,)"
         R"("lost_packets":%llu,"resend_requests":%llu,"resent_packets":%llu,"reconnects":%llu})"
         "\n",
         watch.serial().c_str(), 0ULL + account.delivered, 0ULL + account.corrupt,
         0ULL + account.missing, 0ULL + account.unexplained, 0ULL + account.restarts,
         0ULL + account.offline, 0ULL + account.online, account.isCounted ? "true" : "false",
-        0ULL + account.lost, 0ULL + account.lostPackets, 0ULL + account.resendRequests,
-        0ULL + account.resentPackets, 0ULL + account.reconnects);
+        0ULL + account.lost, 0ULL + account.refused, 0ULL + account.lostPackets,
+        0ULL + account.resendRequests, 0ULL + account.resentPackets, 0ULL + account.reconnects);
     return account.corrupt == 0 && account.unexplained == 0;
 }
 
@@ -199,6 +209,7 @@ int endure(const Options& options) {
         watches.push_back(std::make_unique<CameraWatch>(std::move(camera), options.wanted));
     for (const auto& each : watches) each->start();
     const Run run = watch(watches, options);
+    awaitAll(watches);
     for (const auto& each : watches) each->stop();
     bool isSound = true;
     for (const auto& each : watches) isSound = print(*each) && isSound;
