@@ -8,6 +8,8 @@
 #include "LastError.h"
 #include "VordaInfra.h"
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <utility>
 
@@ -58,11 +60,8 @@ bool GigeCamera::recoverIfWanted() {
 
 /** One attempt; false with the last error set. */
 bool GigeCamera::recover(Session& session, Aftermath& after) {
+    if (session.attempts++ == 0) session.latest = giveUpConnection();
     const auto lost = connection();
-    // Its threads have ended then, so that its loss was reported before anything else is.
-    lost->close();
-    reportLoss(*lost);
-    if (session.attempts++ == 0) session.latest = lost->channel;
     const auto made = reach(session);
     if (!made) {
         // That it is still silent is no news.
@@ -87,6 +86,30 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
         startPolling(*made);
     }
     return true;
+}
+
+/**
+ * Ends the lost connection and keeps of it what the next one is made with. The rest, the nodes of a
+ * description above all, is let go before there are others; gives its channel.
+ */
+std::shared_ptr<ControlChannel> GigeCamera::giveUpConnection() {
+    auto lost = connection();
+    // Its threads have ended then, so that its loss was reported before anything else is.
+    lost->close();
+    reportLoss(*lost);
+    auto kept = std::make_shared<Connection>();
+    kept->location = lost->location;
+    kept->channel = lost->channel;
+    kept->port = lost->port;
+    kept->streamOpen = lost->streamOpen.load();
+    kept->isWatched = lost->isWatched.load();
+    kept->lossReported = true;
+    kept->isAnnounced = true;
+    lost = nullptr;
+    exchangeConnection(kept);
+    // What one thread gives back is not used for another: without this it would only add up.
+    malloc_trim(0);
+    return kept->channel;
 }
 
 std::string GigeCamera::backAgainText(const Connection& made, unsigned attempts) const {

@@ -263,9 +263,8 @@ bool GigeCamera::disConnect() {
 bool GigeCamera::downloadGenICamXML(const char* path) {
     if (path == nullptr || *path == '\0')
         return fail(Error::invalidArgument, "there is no path to write the description to");
-    const auto current = connection();
-    if (!current) return fail(Error::notConnected, "the camera is not connected");
-    return writeFile(path, current->description->text());
+    const auto current = onlineConnection();
+    return current && writeFile(path, current->description->text());
 }
 
 int GigeCamera::saveDeviceConfig(const char* path) {

@@ -175,6 +175,7 @@ class GigeCamera final : public GenICam::ICamera,
     void reportLoss(Connection& connection);
     [[nodiscard]] bool recoverIfWanted();
     [[nodiscard]] bool recover(Session& session, Aftermath& after);
+    [[nodiscard]] std::shared_ptr<ControlChannel> giveUpConnection();
     [[nodiscard]] std::shared_ptr<Connection> reach(Session& session);
     [[nodiscard]] bool find(Session& session);
     [[nodiscard]] bool restore(Session& session, const std::shared_ptr<Connection>& made,
@@ -193,7 +194,7 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] std::shared_ptr<Connection> onlineConnection() const;
     [[nodiscard]] std::shared_ptr<Connection> onlineStreamConnection() const;
     [[nodiscard]] static std::shared_ptr<Connection> ifOnline(std::shared_ptr<Connection> current);
-    [[nodiscard]] std::shared_ptr<Connection> exchangeConnection(std::shared_ptr<Connection> next);
+    std::shared_ptr<Connection> exchangeConnection(std::shared_ptr<Connection> next);
 
     const Gvcp::Announcement texts_;  ///< its addresses are those of the first answer
     const std::string key_;

@@ -12,29 +12,36 @@ class Reconnector::Core {
  public:
     explicit Core(Attempt attempt) : attempt_(std::move(attempt)) {}
 
-    void begin();
+    /** False when there is no thread that will see to it. */
+    [[nodiscard]] bool begin();
+    /** There was no thread to begin with. */
+    void withdraw();
     void stop();
     void run();
 
  private:
-    [[nodiscard]] bool awaitWork();
-    void pauseAfterFailure();
+    [[nodiscard]] bool goesOnAfter(bool isDone);
 
     const Attempt attempt_;
     std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
-    bool isPending_ = false;
+    bool isRunning_ = false;
     bool isStopped_ = false;
-    bool beganAnew_ = false;
+    bool beganAnew_ = false;  ///< an order that no attempt has taken yet
     std::chrono::milliseconds pause_{kFirstPause};
 };
 
-void Reconnector::Core::begin() {
+bool Reconnector::Core::begin() {
     const std::lock_guard lock(mutex_);
-    isPending_ = true;
     beganAnew_ = true;
     pause_ = kFirstPause;
     changed_.notify_all();
+    return std::exchange(isRunning_, true);
+}
+
+void Reconnector::Core::withdraw() {
+    const std::lock_guard lock(mutex_);
+    isRunning_ = beganAnew_ = false;
 }
 
 void Reconnector::Core::stop() {
@@ -44,25 +51,20 @@ void Reconnector::Core::stop() {
 }
 
 void Reconnector::Core::run() {
-    while (awaitWork())
-        if (!attempt_()) pauseAfterFailure();
+    bool isDone = true;
+    while (goesOnAfter(isDone)) isDone = attempt_();
 }
 
-/** Takes the order before it is carried out: one that comes meanwhile is not missed. */
-bool Reconnector::Core::awaitWork() {
+/** Takes an order before it is carried out: one that comes meanwhile is not missed. */
+bool Reconnector::Core::goesOnAfter(bool isDone) {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return isPending_ || isStopped_; });
-    isPending_ = false;
-    beganAnew_ = false;
-    return !isStopped_;
-}
-
-void Reconnector::Core::pauseAfterFailure() {
-    std::unique_lock lock(mutex_);
-    isPending_ = true;
-    if (beganAnew_) return;
-    const auto pause = std::exchange(pause_, std::min(pause_ * 2, kLongestPause));
-    changed_.wait_for(lock, pause, [this] { return isStopped_ || beganAnew_; });
+    if (!isDone && !beganAnew_) {
+        const auto pause = std::exchange(pause_, std::min(pause_ * 2, kLongestPause));
+        changed_.wait_for(lock, pause, [this] { return isStopped_ || beganAnew_; });
+    }
+    const bool isOrdered = std::exchange(beganAnew_, false);
+    isRunning_ = !isStopped_ && (isOrdered || !isDone);
+    return isRunning_;
 }
 
 Reconnector::Reconnector(Attempt attempt) : core_(std::make_shared<Core>(std::move(attempt))) {}
@@ -74,9 +76,11 @@ Reconnector::~Reconnector() {
 
 bool Reconnector::begin() {
     const std::lock_guard lock(startMutex_);
-    if (!started_) started_ = thread_.start("kst-reconnect", [core = core_] { core->run(); });
-    if (started_) core_->begin();
-    return started_;
+    if (core_->begin()) return true;
+    thread_.finish();  // the one before has nothing left to do
+    if (thread_.start("kst-reconnect", [core = core_] { core->run(); })) return true;
+    core_->withdraw();
+    return false;
 }
 
 }  // namespace Vorda::Gige

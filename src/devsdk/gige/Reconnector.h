@@ -11,7 +11,7 @@
 namespace Vorda::Gige {
 
 /**
- * Repeats an attempt, on a thread of its own, until it succeeds.
+ * Repeats an attempt, on a thread that is there for it, until it succeeds.
  *
  * The policy: the first attempt is made at once, for much that is lost is back within a moment. The
  * pauses after failed ones grow from 50 ms to a ceiling of 200 ms and stay there; there is no last
@@ -35,8 +35,8 @@ class Reconnector {
     Reconnector& operator=(const Reconnector&) = delete;
 
     /**
-     * Attempts from now on, beginning with the shortest pause again. The first call starts the
-     * thread; false, with the last error, when there is none left.
+     * Attempts from now on, beginning with the shortest pause again. Starts a thread unless one is
+     * at it; false, with the last error, when there is none left.
      */
     [[nodiscard]] bool begin();
 
@@ -45,7 +45,6 @@ class Reconnector {
 
     std::shared_ptr<Core> core_;
     std::mutex startMutex_;  // guards what follows
-    bool started_ = false;
     WorkerThread thread_;
 };
 
