@@ -618,6 +618,16 @@ TEST(FrameAssembler, FollowsACameraThatStartsAnew) {
     }
 }
 
+TEST(FrameAssembler, CountsAllThatAQuickCameraTookInASilence) {
+    Bench bench(Bench::extended());
+    bench.feedAll(PacketWriter{.blockId = 1, .extended = true}.block(content(250, 1)));
+    bench.pass(milliseconds(3000));
+    bench.feedAll(PacketWriter{.blockId = 2502, .extended = true}.block(content(250, 1)));
+    EXPECT_EQ(bench.counters.lostFrames.get(), 2500u);
+    bench.feedAll(PacketWriter{.blockId = 9000, .extended = true}.block(content(250, 1)));
+    EXPECT_EQ(bench.counters.lostFrames.get(), 2500u);  // as many in no time were never taken
+}
+
 TEST(FrameAssembler, SurvivesAForgedBlockId) {
     Bench bench;
     bench.feedAll(PacketWriter{.blockId = 10}.block(content(250, 1)));

@@ -13,8 +13,12 @@ namespace {
 
 using Outcome = PartialFrame::Outcome;
 
-/** A larger step in the block ids is a camera that starts anew, not a loss to be counted. */
+/**
+ * A larger step in the block ids is a camera that starts anew, not a loss to be counted, unless
+ * nothing came for so long that a quick camera may have taken as many frames.
+ */
 constexpr std::uint64_t kMaxCountedSkip = 1000;
+constexpr auto kLeastFrameTime = std::chrono::microseconds(100);
 
 /** More than this share of a frame missing is a network that requests would only load further. */
 constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
@@ -163,6 +167,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.state = State::gathering;
     block.id = id;
     block.wireId = packet.blockId;
+    block.silence = newestId_ != 0 ? now - lastProgress_ : Clock::duration::zero();
     block.lastPacket = now;
     block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
     block.askedEnd = 0;
@@ -352,7 +357,8 @@ void FrameAssembler::closeFront() {
     const auto& leader = block.part.leader();
     if (block.state == State::complete) handOver(block);
     const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
-    if (skipped <= kMaxCountedSkip) counters_.lostFrames.add(skipped);
+    const auto takenMeanwhile = static_cast<std::uint64_t>(block.silence / kLeastFrameTime);
+    if (skipped <= kMaxCountedSkip + takenMeanwhile) counters_.lostFrames.add(skipped);
     lastClosedId_ = block.id;
     closed_[closedNext_] = {block.id, leader ? leader->timestamp : 0, leader.has_value()};
     closedNext_ = (closedNext_ + 1) % closed_.size();

@@ -91,8 +91,9 @@ class FrameAssembler {
         PartialFrame part;
         FrameBuffer* buffer = nullptr;
         State state = State::gathering;
-        std::uint64_t id = 0;      ///< counted on past the wrap
-        std::uint64_t wireId = 0;  ///< as the camera writes it
+        std::uint64_t id = 0;       ///< counted on past the wrap
+        std::uint64_t wireId = 0;   ///< as the camera writes it
+        Clock::duration silence{};  ///< before its first packet
         Time lastPacket{};
         Time gapSince = kNever;   ///< of the gaps not yet asked for
         Time tailSince = kNever;  ///< since when the end is overdue
