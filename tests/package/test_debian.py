@@ -13,7 +13,7 @@ from test_install import EXPECTED, HERE, LIBDIR, files, is_elf, run
 
 VERSION = "1.1.0"
 PACKAGES = ("kestro-tools", "libkestro-dev", "libkestro1")
-COMMANDS = "list info read features get set exec trigger save load diff xml reg events force-ip sim demo".split()
+COMMANDS = "list info read features get set exec trigger save load diff xml reg events force-ip sim demo doctor".split()
 
 
 def names_in(folder):

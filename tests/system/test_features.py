@@ -274,7 +274,8 @@ class Values(unittest.TestCase):
 
 class Control(unittest.TestCase):
     def test_is_taken_by_one_command_and_its_loss_noticed(self):
-        with harness.simulator() as camera, harness.Program(harness.KESTRO, "events", "SIM001") as events:
+        with harness.simulator() as camera, harness.Program(
+                harness.KESTRO, "events", "SIM001", "--no-reconnect") as events:
             harness.wait_until(lambda: "watching" in events.stderr(), what="the subscription")
             for command in (("features",), ("get", "Width"), ("set", "Width=64"), ("diff", os.devnull)):
                 run = harness.kestro(command[0], "SIM001", *command[1:])

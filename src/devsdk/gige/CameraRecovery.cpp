@@ -6,9 +6,8 @@
 #include "DeviceLog.h"
 #include "GigeCamera.h"
 #include "LastError.h"
+#include "SpareMemory.h"
 #include "VordaInfra.h"
-
-#include <malloc.h>
 
 #include <cstdio>
 #include <utility>
@@ -107,8 +106,8 @@ std::shared_ptr<ControlChannel> GigeCamera::giveUpConnection() {
     kept->isAnnounced = true;
     lost = nullptr;
     exchangeConnection(kept);
-    // What one thread gives back is not used for another: without this it would only add up.
-    malloc_trim(0);
+    // The next one is made on another thread, for which the C library would not use it again.
+    returnSpareMemory();
     return kept->channel;
 }
 
