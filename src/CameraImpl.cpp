@@ -407,13 +407,14 @@ void CameraImpl::onFrameEvent(const CFrame& deviceFrame) {
 
 void CameraImpl::onConnectEvent(const SConnectArg& arg) {
     const bool online = arg.state == kOnline;
-    KESTRO_LOG_DEBUG("camera connect state changed: [%s], [%s]", online ? "online" : "offline",
-                     isConnected() ? "Connected" : "DisConnected");
-    const auto callback = connectCallback_.get();
-    if (!callback) return;
-    ConnectEventArg event{};
-    event.state = online ? 1 : 0;
+    // Whatever is thrown, also by the device SDK's answer, must not get into the device SDK.
     try {
+        KESTRO_LOG_DEBUG("camera connect state changed: [%s], [%s]", online ? "online" : "offline",
+                         isConnected() ? "Connected" : "DisConnected");
+        const auto callback = connectCallback_.get();
+        if (!callback) return;
+        ConnectEventArg event{};
+        event.state = online ? 1 : 0;
         (*callback)(event);
     } catch (...) {
         KESTRO_LOG_ERROR("exception in connect callback. [%s]", exceptionText().c_str());
