@@ -105,17 +105,20 @@ void checkMade(Choices& choices) {
     KESTRO_EXPECT(!CheckedDescription::make(part, reason));
 }
 
-/** A row of nodes, each of which needs the next one; too long a row is refused. */
+/** A row of nodes, each of which needs the next one, or the one before; too long a row is refused.
+ */
 void checkRow(Choices& choices) {
     const std::size_t length = choices.byte();
+    const bool isBackwards = choices.flag();
     const bool isCircle = choices.flag();
     const bool isDoubled = choices.flag();
     std::string xml = "<RegisterDescription>";
     for (std::size_t i = 0; i < length; ++i) {
-        const std::string next = std::to_string(i + 1 == length && isCircle ? 0 : i + 1);
+        const std::size_t place = isBackwards ? length - 1 - i : i;
+        const std::string next = std::to_string(place + 1 == length && isCircle ? 0 : place + 1);
         const std::string reference = "<pValue>N" + next + "</pValue>";
         const std::string variable = "<pVariable Name=\"X\">N" + next + "</pVariable>";
-        xml += "<Integer Name=\"N" + std::to_string(i) + "\">" + reference +
+        xml += "<Integer Name=\"N" + std::to_string(place) + "\">" + reference +
                (isDoubled ? variable : "") + "</Integer>";
     }
     const bool isPassed = checked(xml + "</RegisterDescription>") != nullptr;

