@@ -464,7 +464,11 @@ class Machine {
         }
     }
     void texts(const char* name) {
-        const std::uint32_t room = choices_.flag() ? choices_.byte() : 64;
+        // Mostly about as much as there is.
+        const std::size_t kind = choices_.below(4);
+        const auto room = static_cast<std::uint32_t>(kind == 0   ? 64
+                                                     : kind == 1 ? choices_.byte()
+                                                                 : choices_.below(8));
         Room text(room);
         const bool hasText = choices_.below(8) != 0;
         auto* const buffer = hasText ? reinterpret_cast<char*>(text.bytes()) : nullptr;

@@ -145,6 +145,7 @@ class CApiScene {
         made["Gain"].type = Node::kFeatureFloat;
         made["Flip"].type = Node::kFeatureBool;
         made["User"].type = Node::kFeatureString;
+        made["User"].text = "gate";
         made["Mode"].type = Node::kFeatureEnum;
         made["Mode"].entries = {{0, "Off", ""}, {0xffffffffffffffff, "Once", "just once"}};
         made["Start"].type = Node::kFeatureCommand;

@@ -31,6 +31,10 @@ class DescriptionMaker {
         addRoot(count);
         for (std::size_t i = 0; i < count; ++i) addNode(i);
         addFlag();
+        // What must not be divided by each other.
+        xml_ +=
+            "<Integer Name=\"Least\"><Value>-9223372036854775808</Value></Integer>"
+            "<Integer Name=\"MinusOne\"><Value>-1</Value></Integer>";
         xml_ += R"(<Port Name="P"/><Port Name="C"><ChunkID>80000000</ChunkID></Port>)"
                 R"(<Port Name="E"><EventID>9001</EventID></Port></RegisterDescription>)";
         return xml_;
@@ -77,13 +81,14 @@ class DescriptionMaker {
                                              "RO",     "RW",       "WO",        "Guru",
                                              "Yes",    " RW ",     "dB",        "NoCache"};
     static constexpr const char* kFormulas[] = {
-        "X",        "X + 1",     "X / Y",       "X % Y", "FROM",         "TO",         "TO / X",
-        "X &gt; 2", "1 / 0",     "(X",          "",      "X &lt;&lt; 4", "neg(X) % 3", "FROM * 2",
-        "sqrt(X)",  "X ? Y : 1", "X<!-- -->+Y", " 5 "};
+        "X",          "X + 1",    "X / Y",    "X / Y",     "X % Y",       "X % Y", "FROM",
+        "TO",         "TO / X",   "X &gt; 2", "1 / 0",     "(X",          "",      "X &lt;&lt; 4",
+        "neg(X) % 3", "FROM * 2", "sqrt(X)",  "X ? Y : 1", "X<!-- -->+Y", " 5 "};
 
     std::string someName() {
-        const std::size_t which = choices_.below(10);
-        return which == 9 ? "Flag" : "N" + std::to_string(which);
+        static constexpr const char* kOthers[] = {"Flag", "Least", "MinusOne"};
+        const std::size_t which = choices_.below(12);
+        return which >= 9 ? kOthers[which - 9] : "N" + std::to_string(which);
     }
     void element(const std::string& tag, const std::string& text, const std::string& label = "") {
         xml_ += "<" + tag + (label.empty() ? "" : " " + label) + ">" + text + "</" + tag + ">";
@@ -128,7 +133,8 @@ class DescriptionMaker {
             addEntries("EnumEntry");
             element("pValue", someName());
         } else if (tag.find("Knife") != std::string::npos) {
-            element("pVariable", someName(), "Name=\"X\"");
+            element("pVariable", choices_.flag() ? "Least" : someName(), "Name=\"X\"");
+            element("pVariable", choices_.flag() ? "MinusOne" : someName(), "Name=\"Y\"");
             element("Formula", choices_.oneOf(kFormulas));
         } else if (tag.find("Converter") != std::string::npos) {
             element("FormulaTo", choices_.oneOf(kFormulas));
