@@ -133,10 +133,9 @@ class Output final : public FrameOutput {
         KESTRO_EXPECT(info.sizeBytes <= capacity_);
         KESTRO_EXPECT(info.content.imageBytes <= info.sizeBytes);
         KESTRO_EXPECT(sent_.explains(info, {buffer.data, info.sizeBytes}));
-        const bool isRestarted =
-            sent_.hasBothKinds() || counters_.cameraRestarts.get() != restartsSeen_;
-        KESTRO_EXPECT(isRestarted || info.blockId > lastBlockId_);
-        restartsSeen_ = counters_.cameraRestarts.get();
+        // In the order of their ids, which begin anew only with the camera.
+        if (info.blockId <= lastBlockId_) ++beginnings_;
+        KESTRO_EXPECT(sent_.hasBothKinds() || beginnings_ <= counters_.cameraRestarts.get());
         lastBlockId_ = info.blockId;
         taken_.erase(&buffer);
     }
@@ -162,7 +161,7 @@ class Output final : public FrameOutput {
     const StreamCounters& counters_;
     std::map<const FrameBuffer*, Taken> taken_;
     std::uint64_t lastBlockId_ = 0;
-    std::uint64_t restartsSeen_ = 0;
+    std::uint64_t beginnings_ = 0;
 };
 
 class Stream {

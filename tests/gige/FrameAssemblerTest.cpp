@@ -572,6 +572,18 @@ TEST(FrameAssembler, MakesRoomWhenTooManyFramesAreUnderWay) {
     EXPECT_THAT(bench.ids(), ElementsAre(2u, 3u, 4u, 5u));
 }
 
+TEST(FrameAssembler, KeepsTheOrderWhenALateFrameNeedsRoom) {
+    const auto block = [](std::uint32_t id) {
+        return PacketWriter{.blockId = id}.block(content(250, id));
+    };
+    Bench bench;
+    bench.feed(block(1), {0});
+    for (const std::uint32_t id : {2, 3, 5}) bench.feedAll(block(id));
+    EXPECT_THAT(bench.ids(), IsEmpty());
+    bench.feedAll(block(4));
+    EXPECT_THAT(bench.ids(), ElementsAre(2, 3, 4, 5));
+}
+
 TEST(FrameAssembler, CountsBlockIdsOnPastTheirWrap) {
     Bench bench;
     // 65533, 65534, 65535, 1, 2: the third lap as well

@@ -158,10 +158,7 @@ void FrameAssembler::restart(bool extendedIds) {
 
 FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPacket& packet,
                                                 Time now) {
-    if (openCount_ == kMaxOpenBlocks) {
-        giveUp(*order_[0]);
-        release();
-    }
+    if (openCount_ == kMaxOpenBlocks) makeRoomFor(id);
     OpenBlock& block = *order_[openCount_];
     block.part.begin(stride_, setup_.payloadBytes);
     block.state = State::gathering;
@@ -183,6 +180,14 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
         order_[i]->tailSince = std::min(order_[i]->tailSince, now);
     newestId_ = std::max(newestId_, id);
     return block;
+}
+
+/** Gives the oldest block up, and hands on what waited behind it, but nothing newer than `id`. */
+void FrameAssembler::makeRoomFor(std::uint64_t id) {
+    giveUp(*order_[0]);
+    do {
+        closeFront();
+    } while (openCount_ != 0 && order_[0]->id < id && order_[0]->state != State::gathering);
 }
 
 void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time now) {

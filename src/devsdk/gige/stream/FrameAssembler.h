@@ -117,6 +117,7 @@ class FrameAssembler {
     [[nodiscard]] OpenBlock* blockOf(const GvspPacket& packet, Time now);
     [[nodiscard]] OpenBlock* findOpen(std::uint64_t id);
     OpenBlock& open(std::uint64_t id, const GvspPacket& packet, Time now);
+    void makeRoomFor(std::uint64_t id);
     [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
     [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;
     void restart(bool extendedIds);
