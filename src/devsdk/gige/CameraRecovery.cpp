@@ -79,6 +79,7 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
     session.attempts = 0;
     session.complaint.clear();
     session.latest = nullptr;
+    returnSpareMemory();  // a description is large while it is read
     session.search.end();
     if (lost->isWatched) {
         made->isWatched = true;
