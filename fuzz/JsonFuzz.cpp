@@ -163,12 +163,12 @@ void check(const std::string& text) {
     if (result.barcodes) checkReadings(result, text.size(), *result.barcodes);
     if (result.qrCodes) checkReadings(result, text.size(), *result.qrCodes);
     KESTRO_EXPECT(isSame(result, parseResultJson(text)));
+    if (text.size() > 500) return;  // the rest would take its time
     // Blanks around a document mean nothing, and anything else behind it is an error.
     KESTRO_EXPECT(isSame(result, parseResultJson(" \t\r\n" + text + "\n ")));
     if (!result.error.empty()) return;
     KESTRO_EXPECT(!parseResultJson(text + "x").error.empty());
     KESTRO_EXPECT(!parseResultJson(text + std::string(1, '\0')).error.empty());
-    if (text.size() > 200) return;  // long ones take their time
     const std::string nested = std::string(200, '[') + text + std::string(200, ']');
     const bool isDeeper = std::string_view("[{").find(text[text.find_first_not_of(" \t\r\n")]) !=
                           std::string_view::npos;
