@@ -54,11 +54,12 @@ class Operands {
     [[nodiscard]] std::size_t wordEnd(std::size_t at) const {
         const std::size_t start = at;
         const bool isHex = formula_.substr(start, 2) == "0x" || formula_.substr(start, 2) == "0X";
-        const bool isNumber = !isHex && (isDigit(formula_[start]) || formula_[start] == '.');
+        const bool isNumber = !isHex && isDigit(formula_[start]);
         while (at < formula_.size()) {
             const bool isExponentSign = isNumber && at > start &&
                                         (formula_[at] == '+' || formula_[at] == '-') &&
-                                        (formula_[at - 1] == 'e' || formula_[at - 1] == 'E');
+                                        (formula_[at - 1] == 'e' || formula_[at - 1] == 'E') &&
+                                        at + 1 < formula_.size() && isDigit(formula_[at + 1]);
             if (!isWordPart(formula_[at]) && !isExponentSign) break;
             ++at;
         }

@@ -167,7 +167,8 @@ Refusal FeatureRules::getRange(NodeId id, FeatureRange<double>& range) {
 Refusal FeatureRules::lengthLimits(NodeId id, FeatureRange<std::int64_t>& range) {
     std::int64_t bytes = 0;
     if (Refusal refusal = nodes_.getLength(id, bytes)) return refusal;
-    range = limitsOfBits(bytes * 8, isSigned(tree_[id]));
+    // It may come from a register, which says anything.
+    range = limitsOfBits(isRegisterLength(bytes) ? bytes * 8 : 0, isSigned(tree_[id]));
     if (!isSigned(tree_[id])) range.min = 0;
     return {};
 }
@@ -176,7 +177,10 @@ FeatureRange<std::int64_t> FeatureRules::bitLimits(NodeId id) const {
     const DescriptionNode& node = tree_[id];
     const bool isEntry = node.kind == NodeKind::structEntry && node.parent != kNoNode;
     const BitRange bits = bitRange(node, isEntry ? tree_[node.parent] : node);
-    return limitsOfBits(bits.last - bits.first + 1, isSigned(node));
+    // Any numbers: what is out of its register is refused elsewhere.
+    const auto count =
+        static_cast<std::uint64_t>(bits.last) - static_cast<std::uint64_t>(bits.first);
+    return limitsOfBits(static_cast<std::int64_t>(count + 1), isSigned(node));
 }
 
 FeatureRange<std::int64_t> FeatureRules::capacity(NodeId id) const {
