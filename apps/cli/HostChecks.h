@@ -18,6 +18,8 @@ namespace kestrocli {
 
 /** True where ufw says that it is on. */
 [[nodiscard]] bool isUfwOn(const Host& host);
+/** True where firewalld runs. */
+[[nodiscard]] bool isFirewalldOn(const Host& host);
 /** What a stream of frames of so many bytes asks for. */
 [[nodiscard]] std::uint64_t wantedBuffer(std::uint64_t payloadBytes);
 /** "4 MiB", "208 KiB" */

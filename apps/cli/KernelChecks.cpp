@@ -2,6 +2,7 @@
 #include "HostChecks.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace kestrocli {
 namespace {
@@ -33,7 +34,7 @@ Finding checkBuffer(const Host& host) {
 /** Whoever switched a firewall on by one of the usual means. */
 std::string firewallName(const Host& host) {
     if (isUfwOn(host)) return "ufw is on; ";
-    return host.exists("/run/firewalld") ? "firewalld is on; " : "";
+    return isFirewalldOn(host) ? "firewalld is on; " : "";
 }
 
 Finding checkFirewall(const Host& host) {
@@ -56,6 +57,14 @@ Finding checkClock(const Host& host) {
 bool isUfwOn(const Host& host) {
     const std::vector<std::string> lines = host.lines("/etc/ufw/ufw.conf");
     return std::find(lines.begin(), lines.end(), "ENABLED=yes") != lines.end();
+}
+
+bool isFirewalldOn(const Host& host) {
+    // As a service of systemd it leaves no trace in /run unless it has written rules to a file.
+    constexpr const char* kTraces[] = {"/run/firewalld", "/run/firewalld.pid",
+                                       "/sys/fs/cgroup/system.slice/firewalld.service"};
+    return std::any_of(std::begin(kTraces), std::end(kTraces),
+                       [&](const char* path) { return host.exists(path); });
 }
 
 std::uint64_t wantedBuffer(std::uint64_t payloadBytes) {

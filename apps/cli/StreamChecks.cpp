@@ -19,6 +19,11 @@ std::string firewallMend(const Host& host, const CameraRecord& camera) {
     const std::string subnet =
         here == nullptr ? camera.ip : dotted(here->address & here->mask, here->mask);
     if (isUfwOn(host)) return "sudo ufw allow in on " + card + " proto udp from " + subnet;
+    // Whoever manages the rules writes them anew some time, and one of ours would be gone.
+    if (isFirewalldOn(host)) {
+        return "sudo firewall-cmd --permanent --zone=trusted --add-source=" + subnet +
+               " && sudo firewall-cmd --reload";
+    }
     return "sudo nft insert rule inet filter input iifname " + card + " ip saddr " + subnet +
            " meta l4proto udp accept";
 }

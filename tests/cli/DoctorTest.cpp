@@ -213,6 +213,9 @@ TEST_F(DoctorTest, SaysForWhichFramesTheReceiveBufferIsEnough) {
 TEST_F(DoctorTest, KnowsAFirewallAndAClockThatNobodySets) {
     write({"/etc/ufw/ufw.conf", "# settings\nENABLED=yes"});
     expect(ofHost("firewall"), Verdict::skip, "ufw is on", "");
+    write({"/etc/ufw/ufw.conf", "ENABLED=no"});
+    write({"/sys/fs/cgroup/system.slice/firewalld.service/cgroup.procs", "761"});
+    expect(ofHost("firewall"), Verdict::skip, "firewalld is on", "");
     host.isClockSynchronised = false;
     expect(ofHost("clock"), Verdict::warn, "not synchronised", "timedatectl");
 }
@@ -251,6 +254,10 @@ TEST_F(DoctorTest, TellsAStreamThatIsKeptAwayFromOneThatWaits) {
     expect(ofStream("stream"), Verdict::fail, "firewall",
            "nft insert rule inet filter input iifname eth1 ip saddr 192.168.1.0/24");
     expect(ofStream("packet size"), Verdict::skip, "1500", "");
+    write({"/run/firewalld.pid", "761"});
+    expect(ofStream("stream"), Verdict::fail, "firewall",
+           "firewall-cmd --permanent --zone=trusted --add-source=192.168.1.0/24 && "
+           "sudo firewall-cmd --reload");
     write({"/etc/ufw/ufw.conf", "ENABLED=yes"});
     expect(ofStream("stream"), Verdict::fail, "firewall",
            "ufw allow in on eth1 proto udp from 192.168.1.0/24");
