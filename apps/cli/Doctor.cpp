@@ -70,6 +70,7 @@ class Doctor {
                 report_.add(Finding{Verdict::fail, "found", "no camera " + name + " answered",
                                     "kestro list shows those that do"});
             }
+            report_.conclude();
             throw;
         }
     }

@@ -58,6 +58,7 @@ class OnOneMachine(unittest.TestCase):
         self.assertIn("through lo", visit.of["search"]["seen"])
         visit = doctor("NOBODY")
         self.assertEqual((visit.code, visit.failed()), (NOT_FOUND, ["found"]))
+        self.assertRegex(visit.errors, r"(?m)^\d+ checks: .* 1 failed, \d+ skipped$")
 
     def test_connects_none_of_several(self):
         with simulator(cameras=2):
