@@ -176,7 +176,7 @@ void checkDownload(Choices& choices) {
     static constexpr std::uint64_t kFaults[] = {0x200, 0x400, 0x10000, 0x10200};
     if ((kind & 2) != 0) camera.failsAt = choices.oneOf(kFaults);
     Vorda::Gige::setLastError(Error::none, "");
-    const auto description = Vorda::Gige::downloadDescription(camera);
+    const auto description = Vorda::Gige::DescriptionDownload().run(camera);
     const auto error = static_cast<Error>(Vorda::Infra::getLastError());
     KESTRO_EXPECT((description == nullptr) == (error != Error::none));
     if (description) KESTRO_EXPECT(description->text().find("</Reg") != std::string::npos);

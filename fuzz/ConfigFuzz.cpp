@@ -101,12 +101,11 @@ Camera& camera() {
         FeatureSources sources;
         sources.camera = made->registers;
         made->registers->reset(1'000'000);
-        sources.description = CheckedDescription::make(golden("config.xml"), reason);
-        KESTRO_EXPECT(sources.description);
-        sources.layout = std::make_shared<PayloadLayout>(sources.description);
+        sources.model = FeatureModel::make(CheckedDescription::make(golden("config.xml"), reason));
+        KESTRO_EXPECT(sources.model);
         sources.events = std::make_shared<EventData>();
         sources.stream = std::make_shared<StreamCounters>();
-        made->features = Features::make(std::move(sources));
+        made->features = std::make_shared<Features>(std::move(sources));
         KESTRO_EXPECT(made->features);
         return made;
     }();

@@ -129,17 +129,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string reason;
     const std::string value =
         choices.below(4) == 0 ? choices.text() : std::to_string(choices.byte());
+    const auto description = CheckedDescription::make(maker.make(), reason);
+    if (!description) return 0;
     FeatureSources sources;
-    sources.description = CheckedDescription::make(maker.make(), reason);
-    if (!sources.description) return 0;
+    sources.model = FeatureModel::make(description);
+    if (!hasReason(sources.model != nullptr)) return 0;
     const Bytes content = exactly(choices.bytes(64));
     sources.camera = std::make_shared<Registers>(content);
-    sources.layout = std::make_shared<PayloadLayout>(sources.description);
     sources.events = std::make_shared<EventData>();
     sources.stream = std::make_shared<StreamCounters>();
-    const auto layout = sources.layout;
-    const auto features = Features::make(std::move(sources));
-    if (!hasReason(features != nullptr)) return 0;
+    const auto layout = sources.model->layout();
+    const auto features = std::make_shared<Features>(std::move(sources));
     checkPayload(*layout, content);
     static_cast<void>(features->persistent());
     static_cast<void>(features->polled());

@@ -20,7 +20,7 @@ function row(folder, own, foreign) {
 BEGIN {
     public = "kestro/[A-Za-z_]+\\.h"
     posix = "(arpa|linux|net|netinet|netpacket|sys)/[a-z_]+\\.h|" \
-            "(endian|fcntl|ifaddrs|malloc|poll|pthread|sched|signal|time|unistd)\\.h"
+            "(endian|fcntl|ifaddrs|poll|pthread|sched|signal|time|unistd)\\.h"
 
     # The arrows. A box may include the C++ standard library, the headers that stand in the folders
     # of the second column (=: this header alone) and, in <>, the foreign headers of the third.

@@ -100,10 +100,10 @@ class SettingsOfAnApplication : public testing::Test {
         camera = std::make_shared<CameraMemory>();
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = kestro::test::checked(xml);
+        sources.model = FeatureModel::make(kestro::test::checked(xml));
         sources.settings = settings;
-        features = Features::make(std::move(sources));
-        ASSERT_TRUE(features) << lastErrorMessage();
+        ASSERT_TRUE(sources.model) << lastErrorMessage();
+        features = std::make_shared<Features>(std::move(sources));
     }
     void set(const std::vector<std::pair<const char*, const char*>>& values) {
         for (const auto& [name, value] : values)

@@ -35,13 +35,13 @@ void publish(MemoryPort& camera, const char* fileName, const std::string& bytes,
 
 /** The text of a download, or its error. */
 std::string downloaded(MemoryPort& camera) {
-    const auto description = downloadDescription(camera);
+    const auto description = DescriptionDownload().run(camera);
     return description ? description->text() : lastErrorMessage();
 }
 
 /** The error text of a download that must fail. */
 std::string downloadFailure(MemoryPort& camera) {
-    EXPECT_FALSE(downloadDescription(camera));
+    EXPECT_FALSE(DescriptionDownload().run(camera));
     EXPECT_EQ(static_cast<int>(Error::description), Infra::getLastError());
     return lastErrorMessage();
 }
@@ -118,7 +118,29 @@ TEST(Description, MayStandBehindTheSecondUrl) {
             return std::string(size);
         }());
     camera.set(0x10000, smallDescription());
-    EXPECT_TRUE(downloadDescription(camera)) << lastErrorMessage();
+    EXPECT_TRUE(DescriptionDownload().run(camera)) << lastErrorMessage();
+}
+
+TEST(Description, IsTheSameObjectWhileTheCameraHoldsTheSameBytes) {
+    const std::string whole = smallDescription();
+    MemoryPort camera;
+    publish(camera, "a.xml", whole, whole.size());
+    DescriptionDownload download;
+    const auto first = download.run(camera);
+    ASSERT_TRUE(first) << lastErrorMessage();
+    EXPECT_EQ(first, download.run(camera));
+    std::string updated = whole;
+    updated.insert(updated.rfind('<'), "<!-- 2 -->");
+    publish(camera, "a.xml", updated, updated.size());
+    const auto second = download.run(camera);
+    ASSERT_TRUE(second) << lastErrorMessage();
+    EXPECT_EQ(updated, second->text());
+    EXPECT_EQ(whole, first->text());
+    publish(camera, "a.xml", "no XML at all", 13);
+    EXPECT_FALSE(download.run(camera));
+    EXPECT_FALSE(download.run(camera));
+    publish(camera, "a.xml", whole, whole.size());
+    EXPECT_TRUE(download.run(camera)) << lastErrorMessage();
 }
 
 TEST(Description, IsRefusedWhenItIsNotWhole) {
@@ -240,7 +262,7 @@ TEST(Description, OfAnAbsurdSizeIsNotRead) {
 TEST(Description, PassesTheCamerasErrorOn) {
     MemoryPort camera;
     camera.fail(Error::connectionLost);
-    EXPECT_FALSE(downloadDescription(camera));
+    EXPECT_FALSE(DescriptionDownload().run(camera));
     EXPECT_EQ(static_cast<int>(Error::connectionLost), Infra::getLastError());
 }
 

@@ -126,12 +126,12 @@ class ConfigurationFile : public testing::Test {
         std::filesystem::create_directory(folder);
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = kestro::test::checked(kestro::test::golden("config.xml"));
-        sources.layout = std::make_shared<PayloadLayout>(sources.description);
+        sources.model =
+            FeatureModel::make(kestro::test::checked(kestro::test::golden("config.xml")));
         sources.events = std::make_shared<EventData>();
         sources.stream = std::make_shared<StreamCounters>();
-        features = Features::make(std::move(sources));
-        ASSERT_TRUE(features) << lastErrorMessage();
+        ASSERT_TRUE(sources.model) << lastErrorMessage();
+        features = std::make_shared<Features>(std::move(sources));
         set({{"Width", "640"}, {"Gain", "1.5"}, {"DeviceUserID", "Gate 7"}});
         set({{"StepLimit", "1000"}});
     }

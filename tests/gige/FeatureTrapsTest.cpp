@@ -28,9 +28,9 @@ class FeatureTraps : public testing::Test {
     void SetUp() override {
         FeatureSources sources;
         sources.camera = camera;
-        sources.description = checked(golden("traps.xml"));
-        features = Features::make(sources);
-        ASSERT_TRUE(features) << lastErrorMessage();
+        sources.model = FeatureModel::make(checked(golden("traps.xml")));
+        ASSERT_TRUE(sources.model) << lastErrorMessage();
+        features = std::make_shared<Features>(sources);
     }
     std::string text(const std::string& name) const {
         std::string value;
@@ -157,9 +157,9 @@ TEST(FeaturesOfAFickleCamera, KeepToTheLengthThatWasChecked) {
     FeatureSources sources;
     const auto camera = std::make_shared<FickleCamera>();
     sources.camera = camera;
-    sources.description = checked(golden("traps.xml"));
-    const auto features = Features::make(sources);
-    ASSERT_TRUE(features) << lastErrorMessage();
+    sources.model = FeatureModel::make(checked(golden("traps.xml")));
+    ASSERT_TRUE(sources.model) << lastErrorMessage();
+    const auto features = std::make_shared<Features>(sources);
     features->lockTransport(true);
     EXPECT_EQ(4u, camera->written());
     EXPECT_TRUE(features->setInteger("LongInt", 1)) << lastErrorMessage();

@@ -58,14 +58,14 @@ class FeaturesOfACamera : public testing::Test {
         camera->setNumber(kExposureTime, 50000);
         camera->setNumber(0x102c, 1000);
         sources.camera = camera;
-        sources.description = checked(golden("features.xml"));
+        sources.model = FeatureModel::make(checked(golden("features.xml")));
         sources.onChanged = [this](const Names& names) { changes.push_back(names); };
         sources.onListed = [this] { ++listings; };
         make();
     }
     void make() {
-        features = Features::make(sources);
-        ASSERT_TRUE(features) << lastErrorMessage();
+        ASSERT_TRUE(sources.model) << lastErrorMessage();
+        features = std::make_shared<Features>(sources);
         static_cast<void>(camera->takeAccesses());
     }
     std::string text(const std::string& name) const {
@@ -358,7 +358,7 @@ TEST_F(FeaturesOfACamera, WithoutMarksPersistWhereTheyCanBeWritten) {
     std::string unmarked = golden("features.xml");
     for (std::size_t at = 0; (at = unmarked.find("<Streamable>Yes")) != std::string::npos;)
         unmarked.replace(at, 15, "<Streamable>No");
-    sources.description = checked(unmarked);
+    sources.model = FeatureModel::make(checked(unmarked));
     make();
     EXPECT_THAT(
         features->persistent(),
@@ -469,7 +469,6 @@ TEST_F(FeaturesOfACamera, TellWhatChangesWithThem) {
 
 TEST_F(FeaturesOfACamera, OfAnEventHaveTheValueOfItsLatest) {
     const auto events = std::make_shared<EventData>();
-    sources.layout = std::make_shared<PayloadLayout>(sources.description);
     sources.events = events;
     make();
     EXPECT_EQ("error: ExposureEndTimestamp: the event has not arrived yet",
@@ -487,13 +486,35 @@ TEST_F(FeaturesOfACamera, OfAnEventHaveTheValueOfItsLatest) {
     EXPECT_EQ(0, camera->takeAccesses());
 }
 
+TEST_F(FeaturesOfACamera, LeaveTheirModelToThoseOfTheNextConnection) {
+    const auto earlier = std::exchange(features, nullptr);
+    camera = std::make_shared<MemoryPort>();
+    camera->setNumber(kWidth, 640);
+    sources.camera = camera;
+    make();
+    std::int64_t width = 0;
+    EXPECT_FALSE(earlier->getInteger("Width", width));
+    EXPECT_EQ("Width: the connection to the camera is lost", lastErrorMessage());
+    EXPECT_EQ(Error::connectionLost, lastError());
+    EXPECT_FALSE(earlier->setInteger("Width", 320));
+    EXPECT_FALSE(earlier->isReadable("Width"));
+    earlier->lockTransport(true);
+    EXPECT_EQ(0, camera->takeAccesses());
+    EXPECT_EQ("640", text("Width"));
+    // Also when the earlier ones go last.
+    sources.camera = nullptr;
+    features = nullptr;
+    EXPECT_EQ(1, camera.use_count());
+    EXPECT_FALSE(earlier->getInteger("Width", width));
+}
+
 TEST_F(FeaturesOfACamera, IncludeTheCountersOfTheStream) {
     const auto stream = std::make_shared<StreamCounters>();
     sources.stream = stream;
     // A camera's own feature of that name is another one.
     std::string renamed = golden("features.xml");
     renamed.replace(renamed.find("\"Secret\""), 8, "\"StreamDeliveredFrameCount\"");
-    sources.description = checked(renamed);
+    sources.model = FeatureModel::make(checked(renamed));
     make();
     stream->deliveredFrames.add(12);
     stream->lostFrames.add(2);

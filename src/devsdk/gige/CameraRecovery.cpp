@@ -6,7 +6,6 @@
 #include "DeviceLog.h"
 #include "GigeCamera.h"
 #include "LastError.h"
-#include "SpareMemory.h"
 #include "VordaInfra.h"
 
 #include <cstdio>
@@ -59,8 +58,13 @@ bool GigeCamera::recoverIfWanted() {
 
 /** One attempt; false with the last error set. */
 bool GigeCamera::recover(Session& session, Aftermath& after) {
-    if (session.attempts++ == 0) session.latest = giveUpConnection();
     const auto lost = connection();
+    if (session.attempts++ == 0) {
+        // Its threads have ended then, so that its loss was reported before anything else is.
+        lost->close();
+        reportLoss(*lost);
+        session.latest = lost->channel;
+    }
     const auto made = reach(session);
     if (!made) {
         // That it is still silent is no news.
@@ -79,37 +83,12 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
     session.attempts = 0;
     session.complaint.clear();
     session.latest = nullptr;
-    returnSpareMemory();  // a description is large while it is read
     session.search.end();
     if (lost->isWatched) {
         made->isWatched = true;
         startPolling(*made);
     }
     return true;
-}
-
-/**
- * Ends the lost connection and keeps of it what the next one is made with. The rest, the nodes of a
- * description above all, is let go before there are others; gives its channel.
- */
-std::shared_ptr<ControlChannel> GigeCamera::giveUpConnection() {
-    auto lost = connection();
-    // Its threads have ended then, so that its loss was reported before anything else is.
-    lost->close();
-    reportLoss(*lost);
-    auto kept = std::make_shared<Connection>();
-    kept->location = lost->location;
-    kept->channel = lost->channel;
-    kept->port = lost->port;
-    kept->streamOpen = lost->streamOpen.load();
-    kept->isWatched = lost->isWatched.load();
-    kept->lossReported = true;
-    kept->isAnnounced = true;
-    lost = nullptr;
-    exchangeConnection(kept);
-    // The next one is made on another thread, for which the C library would not use it again.
-    returnSpareMemory();
-    return kept->channel;
 }
 
 std::string GigeCamera::backAgainText(const Connection& made, unsigned attempts) const {
@@ -133,7 +112,7 @@ std::shared_ptr<GigeCamera::Connection> GigeCamera::reach(Session& session) {
         attempted_ = made->channel;
     }
     if (session.ended.isRaised()) made->channel->cancel();  // by one who did not see it yet
-    if (made->channel->mayTakeControl() && takeControl(made) && learn(made)) return made;
+    if (made->channel->mayTakeControl() && takeControl(made) && learn(session, made)) return made;
     withdraw(*made);
     return nullptr;
 }

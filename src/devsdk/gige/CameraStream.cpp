@@ -82,9 +82,9 @@ bool GigeCamera::setUpStream(const Connection& connection, StreamInlet& inlet, S
                     "PayloadSize " + std::to_string(payloadBytes) + " is no size of an image");
     setup.payloadBytes = static_cast<std::uint32_t>(payloadBytes);
     setup.canResend = connection.canResend;
-    setup.layout = connection.layout;
+    setup.layout = connection.model->layout();
     // Not when the first frame is taken apart: the ones behind it would wait.
-    if (sendsChunks(*connection.features)) connection.layout->prepare();
+    if (sendsChunks(*connection.features)) connection.model->layout()->prepare();
     setup.extendedIds = false;
     setup.inBatches = Environment::receivesBatches();
     return true;

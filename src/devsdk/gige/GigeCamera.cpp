@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "GigeCamera.h"
 
-#include "Description.h"
 #include "DeviceConfig.h"
 #include "DeviceLog.h"
 #include "FileWriter.h"
@@ -144,12 +143,12 @@ bool GigeCamera::connectAnew() {
             return !camera || camera->recoverIfWanted();
         });
     }
-    auto begun = std::make_shared<Session>(identityOf(texts_), key_);
+    const auto begun = std::make_shared<Session>(identityOf(texts_), key_);
     {
         const std::lock_guard lock(mutex_);
-        session_ = std::move(begun);
+        session_ = begun;
     }
-    if (takeControl(made) && learn(made) && announce(made)) return true;
+    if (takeControl(made) && learn(*begun, made) && announce(made)) return true;
     endSession();
     made->close();
     return false;
@@ -182,21 +181,30 @@ bool GigeCamera::announce(const std::shared_ptr<Connection>& made) {
     return true;
 }
 
-bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
+/** One that comes back mostly has the description that it had: then the model is at hand. */
+bool GigeCamera::readDescription(Session& session, Connection& connection) {
+    auto description = session.download.run(*connection.channel);
+    if (!description) return false;
+    if (!session.model || session.model->description() != description) {
+        session.model = nullptr;  // what the old one takes may be what the new one needs
+        session.model = FeatureModel::make(std::move(description));
+    }
+    connection.model = session.model;
+    return connection.model != nullptr;
+}
+
+bool GigeCamera::learn(Session& session, const std::shared_ptr<Connection>& connection) {
     ControlChannel& channel = *connection->channel;
     std::uint32_t capability = 0;
     if (!channel.readRegister(Gvcp::Register::kCapability, capability)) return false;
     connection->canResend = (capability & Gvcp::kCapabilityResend) != 0;
-    connection->description = downloadDescription(channel);
-    if (!connection->description) return false;
-    connection->layout = std::make_shared<PayloadLayout>(connection->description);
-    connection->features = makeFeatures(connection);
-    if (!connection->features) return false;
+    if (!readDescription(session, *connection)) return false;
+    connection->features = makeFeatures(session, connection);
     const auto onEvent = [self = weak_from_this()](const std::vector<std::string>& names) {
         if (const auto camera = self.lock()) camera->postUpdates(names);
     };
     connection->poller = std::make_unique<FeaturePoller>(onEvent);
-    const auto featuresOf = [layout = connection->layout](std::uint32_t eventId) {
+    const auto featuresOf = [layout = connection->model->layout()](std::uint32_t eventId) {
         return layout->eventFeatures(eventId);
     };
     connection->messages = MessageChannel::open(
@@ -205,14 +213,14 @@ bool GigeCamera::learn(const std::shared_ptr<Connection>& connection) {
     return connection->messages != nullptr;
 }
 
-std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connection>& connection) {
+std::shared_ptr<Features> GigeCamera::makeFeatures(const Session& session,
+                                                   const std::shared_ptr<Connection>& connection) {
     FeatureSources sources;
     sources.camera = connection->port;
-    sources.description = connection->description;
-    sources.layout = connection->layout;
+    sources.model = connection->model;
     sources.events = connection->eventData;
     sources.stream = streamCounters_;
-    if (const auto current = session()) sources.settings = current->settings;
+    sources.settings = session.settings;
     const std::weak_ptr<Connection> kept = connection;
     // Writing is what applications do most: nobody's thread is woken for nothing.
     sources.onChanged = [self = weak_from_this(), kept](const std::vector<std::string>& names) {
@@ -226,7 +234,7 @@ std::shared_ptr<Features> GigeCamera::makeFeatures(const std::shared_ptr<Connect
         listed->isWatched = true;
         startPolling(*listed);
     };
-    return Features::make(std::move(sources));
+    return std::make_shared<Features>(std::move(sources));
 }
 
 void GigeCamera::startPolling(Connection& connection) {
@@ -264,7 +272,7 @@ bool GigeCamera::downloadGenICamXML(const char* path) {
     if (path == nullptr || *path == '\0')
         return fail(Error::invalidArgument, "there is no path to write the description to");
     const auto current = onlineConnection();
-    return current && writeFile(path, current->description->text());
+    return current && writeFile(path, current->model->description()->text());
 }
 
 int GigeCamera::saveDeviceConfig(const char* path) {

@@ -6,14 +6,15 @@
 #include "CameraLink.h"
 #include "CameraSearch.h"
 #include "ControlChannel.h"
+#include "Description.h"
 #include "Discovery.h"
 #include "Environment.h"
 #include "EventData.h"
 #include "EventDispatcher.h"
+#include "FeatureModel.h"
 #include "FeaturePoller.h"
 #include "Features.h"
 #include "MessageChannel.h"
-#include "PayloadLayout.h"
 #include "Reconnector.h"
 #include "Signal.h"
 #include "StreamCounters.h"
@@ -113,8 +114,7 @@ class GigeCamera final : public GenICam::ICamera,
         CameraLocation location;
         std::shared_ptr<ControlChannel> channel;
         std::shared_ptr<ApplicationPort> port;  ///< the channel, as the application uses it
-        std::shared_ptr<const CheckedDescription> description;
-        std::shared_ptr<const PayloadLayout> layout;
+        std::shared_ptr<FeatureModel> model;
         std::shared_ptr<EventData> eventData = std::make_shared<EventData>();
         std::shared_ptr<Features> features;
         std::unique_ptr<MessageChannel> messages;
@@ -139,7 +139,11 @@ class GigeCamera final : public GenICam::ICamera,
         Signal ended;  ///< ends what waits for the camera's return
         const std::shared_ptr<AppliedSettings> settings;
 
-        // Of the outage that there is, or of the next one. Guarded by connectMutex_.
+        // Guarded by connectMutex_.
+        DescriptionDownload download;
+        std::shared_ptr<FeatureModel> model;  ///< of the latest description
+
+        // Of the outage that there is, or of the next one. Likewise.
         CameraSearch search;
         std::shared_ptr<ControlChannel> latest;  ///< of the latest attempt that came so far
         unsigned attempts = 0;
@@ -158,9 +162,10 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] bool connectAnew();
     [[nodiscard]] bool announce(const std::shared_ptr<Connection>& made);
     [[nodiscard]] bool takeControl(const std::shared_ptr<Connection>& made);
-    [[nodiscard]] bool learn(const std::shared_ptr<Connection>& connection);
+    [[nodiscard]] bool learn(Session& session, const std::shared_ptr<Connection>& connection);
+    [[nodiscard]] static bool readDescription(Session& session, Connection& connection);
     [[nodiscard]] std::shared_ptr<Features> makeFeatures(
-        const std::shared_ptr<Connection>& connection);
+        const Session& session, const std::shared_ptr<Connection>& connection);
     static void startPolling(Connection& connection);
     void postUpdates(const std::vector<std::string>& names);
     [[nodiscard]] bool setUpStream(const Connection& connection, StreamInlet& inlet,
@@ -175,7 +180,6 @@ class GigeCamera final : public GenICam::ICamera,
     void reportLoss(Connection& connection);
     [[nodiscard]] bool recoverIfWanted();
     [[nodiscard]] bool recover(Session& session, Aftermath& after);
-    [[nodiscard]] std::shared_ptr<ControlChannel> giveUpConnection();
     [[nodiscard]] std::shared_ptr<Connection> reach(Session& session);
     [[nodiscard]] bool find(Session& session);
     [[nodiscard]] bool restore(Session& session, const std::shared_ptr<Connection>& made,

@@ -77,16 +77,15 @@ void cutAfterRoot(std::string& xml) {
     if (end != std::string::npos) xml.resize(end + kEnd.size());
 }
 
-std::shared_ptr<const CheckedDescription> downloadFrom(RegisterPort& camera,
-                                                       const DescriptionLocation& location) {
-    const auto bytes = readDescriptionBytes(camera, location);
-    if (!bytes) return nullptr;
-    std::string xml(bytes->begin(), bytes->end());
+std::shared_ptr<const CheckedDescription> makeDescription(const Bytes& file, bool isZipped) {
+    std::string xml;
     std::string reason;
-    if (looksZipped(*bytes) || lowerCase(location.fileName).ends_with(".zip")) {
-        auto unpacked = unzipFirstFile(*bytes, kLongestDescriptionBytes, reason);
+    if (isZipped || looksZipped(file)) {
+        auto unpacked = unzipFirstFile(file, kLongestDescriptionBytes, reason);
         if (!unpacked) return failDescription(reason);
         xml = std::move(*unpacked);
+    } else {
+        xml.assign(file.begin(), file.end());
     }
     cutAfterRoot(xml);
     auto checked = CheckedDescription::make(std::move(xml), reason);
@@ -119,7 +118,17 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
     return DescriptionLocation{std::string(name), *address, *size};
 }
 
-std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& camera) {
+std::shared_ptr<const CheckedDescription> DescriptionDownload::runAt(
+    RegisterPort& camera, const DescriptionLocation& location) {
+    auto file = readDescriptionBytes(camera, location);
+    if (!file) return nullptr;
+    if (description_ && *file == file_) return description_;
+    description_ = makeDescription(*file, lowerCase(location.fileName).ends_with(".zip"));
+    file_ = std::move(*file);
+    return description_;
+}
+
+std::shared_ptr<const CheckedDescription> DescriptionDownload::run(RegisterPort& camera) {
     std::string reason;
     std::string firstReason;
     for (const std::uint32_t at : {kUrl, kSecondUrl}) {
@@ -128,7 +137,7 @@ std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& came
         if (!url && firstReason.empty()) return nullptr;
         if (!url) break;
         if (const auto location = parseDescriptionUrl(*url, reason))
-            return downloadFrom(camera, *location);
+            return runAt(camera, *location);
         if (firstReason.empty()) firstReason = reason;
     }
     return failDescription(firstReason);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Bytes.h"
 #include "DescriptionCheck.h"
 #include "RegisterPort.h"
 
@@ -29,10 +30,21 @@ struct DescriptionLocation {
 [[nodiscard]] std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url,
                                                                      std::string& reason);
 
-/**
- * The camera's GenICam description, unpacked and checked; empty, with the last error, when the
- * camera does not hold one that can be used.
- */
-[[nodiscard]] std::shared_ptr<const CheckedDescription> downloadDescription(RegisterPort& camera);
+/** Reads a camera's GenICam description, and knows it again. Threads: one at a time. */
+class DescriptionDownload {
+ public:
+    /**
+     * The description, unpacked and checked: the same object as before when the camera holds the
+     * same bytes. Empty, with the last error, when it does not hold one that can be used.
+     */
+    [[nodiscard]] std::shared_ptr<const CheckedDescription> run(RegisterPort& camera);
+
+ private:
+    [[nodiscard]] std::shared_ptr<const CheckedDescription> runAt(
+        RegisterPort& camera, const DescriptionLocation& location);
+
+    Bytes file_;  ///< as the camera holds it, packed or not
+    std::shared_ptr<const CheckedDescription> description_;  ///< made of that
+};
 
 }  // namespace Vorda::Gige

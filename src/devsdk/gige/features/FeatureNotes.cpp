@@ -57,9 +57,9 @@ void Features::Impl::endSetting(const Feature& feature, AppliedSetting setting, 
 void Features::Impl::keepSetting(const Feature& feature, const std::string& text) {
     if (feature.isOurs() || !isNoted(feature)) return;
     {
-        const std::lock_guard lock(mutex);
-        const auto snapshot = nodes->snapshot();
-        if (rules->checkWritable(feature.id).number() == Error::notWritable) return;
+        const Operation operation(*this);
+        if (operation.refusal()) return;
+        if (rules.checkWritable(feature.id).number() == Error::notWritable) return;
         AppliedSetting setting = beginSetting(feature);
         setting.value = text;
         sources.settings->note(std::move(setting));

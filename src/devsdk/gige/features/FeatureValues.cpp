@@ -55,14 +55,14 @@ Refusal Features::Impl::getNumber(const Feature& feature, T& value) {
         return {};
     }
     if constexpr (std::is_same_v<T, double>)
-        return nodes->getFloat(feature.id, value);
+        return nodes.getFloat(feature.id, value);
     else
-        return nodes->getInteger(feature.id, value);
+        return nodes.getInteger(feature.id, value);
 }
 
 Refusal Features::Impl::getText(const Feature& feature, std::string& value) {
     if (Refusal refusal = checkReadable(feature)) return refusal;
-    if (graph.source(feature.id) != ValueSource::event) return nodes->getText(feature.id, value);
+    if (graph.source(feature.id) != ValueSource::event) return nodes.getText(feature.id, value);
     PayloadValue latest;
     if (Refusal refusal = eventValue(feature, latest)) return refusal;
     auto* const text = std::get_if<std::string>(&latest);
@@ -73,7 +73,7 @@ Refusal Features::Impl::getText(const Feature& feature, std::string& value) {
 
 Refusal Features::Impl::setBoolean(NodeId id, bool value) {
     const NodeProperty* const number = tree[id].property(value ? "OnValue" : "OffValue");
-    return nodes->setInteger(id, number ? number->integer() : (value ? 1 : 0));
+    return nodes.setInteger(id, number ? number->integer() : (value ? 1 : 0));
 }
 
 bool Features::getInteger(const std::string& name, std::int64_t& value) const {
@@ -84,15 +84,15 @@ bool Features::getInteger(const std::string& name, std::int64_t& value) const {
 
 bool Features::setInteger(const std::string& name, std::int64_t value) {
     return impl_->tell(name, FeatureKind::integer, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
+        if (Refusal refusal = impl_->rules.checkValue(id, value)) return refusal;
+        return impl_->nodes.setInteger(id, value);
     });
 }
 
 bool Features::getRange(const std::string& name, FeatureRange<std::int64_t>& range) const {
     return impl_->get(
         name, FeatureKind::integer, range, [this](const Feature& feature, auto& found) {
-            return feature.isOurs() ? Refusal{} : impl_->rules->getRange(feature.id, found);
+            return feature.isOurs() ? Refusal{} : impl_->rules.getRange(feature.id, found);
         });
 }
 
@@ -100,7 +100,7 @@ bool Features::getIncrement(const std::string& name, std::int64_t& increment) co
     return impl_->get(
         name, FeatureKind::integer, increment, [this](const Feature& feature, auto& found) {
             found = 1;
-            return feature.isOurs() ? Refusal{} : impl_->rules->getIncrement(feature.id, found);
+            return feature.isOurs() ? Refusal{} : impl_->rules.getIncrement(feature.id, found);
         });
 }
 
@@ -112,15 +112,15 @@ bool Features::getFloat(const std::string& name, double& value) const {
 
 bool Features::setFloat(const std::string& name, double value) {
     return impl_->tell(name, FeatureKind::floating, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setFloat(id, value);
+        if (Refusal refusal = impl_->rules.checkValue(id, value)) return refusal;
+        return impl_->nodes.setFloat(id, value);
     });
 }
 
 bool Features::getRange(const std::string& name, FeatureRange<double>& range) const {
     return impl_->get(name, FeatureKind::floating, range,
                       [this](const Feature& feature, auto& found) {
-                          return impl_->rules->getRange(feature.id, found);
+                          return impl_->rules.getRange(feature.id, found);
                       });
 }
 
@@ -141,23 +141,23 @@ bool Features::getEnumeration(const std::string& name, std::int64_t& value) cons
 
 bool Features::setEnumeration(const std::string& name, std::int64_t value) {
     return impl_->tell(name, FeatureKind::enumeration, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkEntry(id, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
+        if (Refusal refusal = impl_->rules.checkEntry(id, value)) return refusal;
+        return impl_->nodes.setInteger(id, value);
     });
 }
 
 bool Features::setEnumeration(const std::string& name, const std::string& symbol) {
     return impl_->tell(name, FeatureKind::enumeration, symbol, [&](NodeId id) -> Refusal {
         std::int64_t value = 0;
-        if (Refusal refusal = impl_->rules->checkEntry(id, symbol, value)) return refusal;
-        return impl_->nodes->setInteger(id, value);
+        if (Refusal refusal = impl_->rules.checkEntry(id, symbol, value)) return refusal;
+        return impl_->nodes.setInteger(id, value);
     });
 }
 
 bool Features::getEntries(const std::string& name, std::vector<FeatureEntry>& entries) const {
     return impl_->get(name, FeatureKind::enumeration, entries,
                       [this](const Feature& feature, auto& found) {
-                          return impl_->rules->getEntries(feature.id, found);
+                          return impl_->rules.getEntries(feature.id, found);
                       });
 }
 
@@ -184,14 +184,14 @@ bool Features::getString(const std::string& name, std::string& value) const {
 
 bool Features::setString(const std::string& name, const std::string& value) {
     return impl_->tell(name, FeatureKind::text, value, [&](NodeId id) -> Refusal {
-        if (Refusal refusal = impl_->rules->checkValue(id, value)) return refusal;
-        return impl_->nodes->setText(id, value);
+        if (Refusal refusal = impl_->rules.checkValue(id, value)) return refusal;
+        return impl_->nodes.setText(id, value);
     });
 }
 
 bool Features::getMaxLength(const std::string& name, std::uint32_t& bytes) const {
     return impl_->get(name, FeatureKind::text, bytes, [this](const Feature& feature, auto& found) {
-        return impl_->rules->getMaxLength(feature.id, found);
+        return impl_->rules.getMaxLength(feature.id, found);
     });
 }
 
@@ -200,11 +200,11 @@ bool Features::execute(const std::string& name) {
         const DescriptionNode& command = impl_->tree[id];
         std::int64_t value = 0;
         if (const NodeId variable = command.target("pCommandValue"); variable != kNoNode) {
-            if (Refusal refusal = impl_->nodes->getInteger(variable, value)) return refusal;
+            if (Refusal refusal = impl_->nodes.getInteger(variable, value)) return refusal;
         } else {
             value = command.property("CommandValue")->integer();
         }
-        return impl_->nodes->setInteger(id, value);
+        return impl_->nodes.setInteger(id, value);
     });
 }
 
@@ -221,7 +221,7 @@ Refusal Features::Impl::getAsText(const Feature& feature, std::string& text) {
             return refusal;
         case FeatureKind::enumeration:
             refusal = getNumber(feature, integer);
-            return refusal ? refusal : rules->getSymbol(feature.id, integer, text);
+            return refusal ? refusal : rules.getSymbol(feature.id, integer, text);
         default:
             refusal = getNumber(feature, integer);
             if (!refusal)

@@ -11,7 +11,17 @@
 namespace Vorda::Gige {
 namespace {
 
-constexpr const char* kRoot = "Root";
+const Feature* findStreamFeature(const std::string& name) {
+    static const auto& known = *[] {
+        auto* const all = new std::unordered_map<std::string, Feature>;
+        (*all)[kStreamCategory] = {kNoNode, nullptr, FeatureKind::category};
+        for (const StreamFeature& each : streamFeatures())
+            (*all)[each.name] = {kNoNode, &each, FeatureKind::integer};
+        return all;
+    }();
+    const auto found = known.find(name);
+    return found == known.end() ? nullptr : &found->second;
+}
 
 }  // namespace
 
@@ -41,27 +51,31 @@ bool failUnknown(const std::string& name) {
     return fail(Error::feature, name + ": there is no such feature");
 }
 
-bool Features::Impl::open() {
-    nodes = NodeMap::make(*sources.camera, *sources.description, graph);
-    if (!nodes) return false;
-    const NodeId root = tree.find(kRoot);
-    if (root == kNoNode || tree[root].kind != NodeKind::category)
-        return fail(Error::description, "the GenICam description has no category [Root]");
-    rules.emplace(tree, graph, *nodes);
-    for (NodeId id = 0; id < tree.size(); ++id) {
-        if (tree.find(tree[id].name) == id) features[tree[id].name] = {id, nullptr, graph.kind(id)};
-    }
-    if (!sources.stream) return true;
-    // A camera knows nothing of our stream: these win over features of its own of the same name.
-    features[kStreamCategory] = {kNoNode, nullptr, FeatureKind::category};
-    for (const StreamFeature& each : streamFeatures())
-        features[each.name] = {kNoNode, &each, FeatureKind::integer};
-    return true;
+Features::Impl::Impl(FeatureSources from)
+    : sources(std::move(from)),
+      parts(*sources.model->parts_),
+      tree(parts.tree),
+      graph(parts.graph),
+      nodes(*parts.nodes),
+      rules(*parts.rules) {
+    const std::lock_guard lock(parts.mutex);
+    parts.user = this;
+    parts.port.lead(sources.camera);
+}
+
+Features::Impl::~Impl() {
+    const std::lock_guard lock(parts.mutex);
+    if (parts.user != this) return;
+    parts.user = nullptr;
+    parts.port.lead(nullptr);
 }
 
 const Feature* Features::Impl::find(const std::string& name) const {
-    const auto found = features.find(name);
-    return found == features.end() ? nullptr : &found->second;
+    // A camera knows nothing of our stream: these win over features of its own of the same name.
+    const Feature* const own = sources.stream ? findStreamFeature(name) : nullptr;
+    if (own) return own;
+    const auto found = parts.features.find(name);
+    return found == parts.features.end() ? nullptr : &found->second;
 }
 
 const Feature* Features::Impl::find(const std::string& name, FeatureKind kind) const {
@@ -92,29 +106,23 @@ Refusal Features::Impl::checkArrival(const Feature& feature) {
 Refusal Features::Impl::checkReadable(const Feature& feature) {
     if (feature.isOurs()) return {};
     if (Refusal refusal = checkArrival(feature)) return refusal;
-    return rules->checkReadable(feature.id);
+    return rules.checkReadable(feature.id);
 }
 
 Refusal Features::Impl::eventValue(const Feature& feature, PayloadValue& value) const {
     const std::string& name = tree[feature.id].name;
-    const auto event = sources.layout ? sources.layout->eventOf(name) : std::nullopt;
+    const auto event = sources.model->layout()->eventOf(name);
     if (!event || !sources.events) return {Error::notAvailable, "no event carries it"};
     const Bytes bytes = sources.events->latest(*event);
     if (bytes.empty()) return {Error::notAvailable, "the event has not arrived yet"};
-    auto found = sources.layout->eventValue(name, bytes);
+    auto found = sources.model->layout()->eventValue(name, bytes);
     if (!found) return {Error::notAvailable, "the event came without it"};
     value = std::move(*found);
     return {};
 }
 
-Features::Features(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Features::Features(FeatureSources sources) : impl_(std::make_unique<Impl>(std::move(sources))) {}
 Features::~Features() = default;
-
-std::shared_ptr<Features> Features::make(FeatureSources sources) {
-    auto impl = std::make_unique<Impl>(std::move(sources));
-    if (!impl->open()) return nullptr;
-    return std::shared_ptr<Features>(new Features(std::move(impl)));
-}
 
 bool Features::has(const std::string& name) const { return impl_->find(name) != nullptr; }
 
@@ -143,7 +151,7 @@ bool Features::getChildren(const std::string& name, std::vector<std::string>& na
         const std::string& child = impl_->tree[id].name;
         if (!impl_->find(child)->isOurs()) names.push_back(child);
     }
-    if (name != kRoot) return true;
+    if (name != kRootCategory) return true;
     if (impl_->sources.stream) names.emplace_back(kStreamCategory);
     if (!impl_->isListed.exchange(true) && impl_->sources.onListed) impl_->sources.onListed();
     return true;
@@ -211,7 +219,7 @@ bool Features::isAvailable(const std::string& name) const {
     return impl_->check(name, [this](const Feature& feature) -> Refusal {
         if (feature.isOurs()) return {};
         if (Refusal refusal = impl_->checkArrival(feature)) return refusal;
-        return impl_->rules->checkAvailable(feature.id);
+        return impl_->rules.checkAvailable(feature.id);
     });
 }
 
@@ -224,7 +232,7 @@ bool Features::isWritable(const std::string& name) const {
     return impl_->check(name, [this](const Feature& feature) -> Refusal {
         if (feature.isOurs()) return {Error::notWritable, {}};
         if (impl_->graph.source(feature.id) != ValueSource::camera) return {Error::notWritable, {}};
-        return impl_->rules->checkWritable(feature.id);
+        return impl_->rules.checkWritable(feature.id);
     });
 }
 
@@ -233,12 +241,12 @@ void Features::lockTransport(bool isLocked) {
     if (!lock || lock->isOurs()) return;
     const std::vector<std::string>* dependents = nullptr;
     {
-        const std::lock_guard guard(impl_->mutex);
-        const auto snapshot = impl_->nodes->snapshot();
+        const Impl::Operation operation(*impl_);
+        if (operation.refusal()) return;
         // A camera whose lock fails streams all the same; one that is gone fails the next step.
         const Refusal refusal = lock->kind == FeatureKind::boolean
                                     ? impl_->setBoolean(lock->id, isLocked)
-                                    : impl_->nodes->setInteger(lock->id, isLocked ? 1 : 0);
+                                    : impl_->nodes.setInteger(lock->id, isLocked ? 1 : 0);
         if (!refusal) dependents = &impl_->graph.dependents(lock->id);
     }
     if (dependents) impl_->changed(*dependents);

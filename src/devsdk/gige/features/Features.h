@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "DescriptionCheck.h"
 #include "EventData.h"
+#include "FeatureModel.h"
 #include "FeatureTypes.h"
-#include "PayloadLayout.h"
 #include "RegisterPort.h"
 #include "StreamCounters.h"
 
@@ -22,8 +21,7 @@ class AppliedSettings;
 /** What the features of a camera are made of. */
 struct FeatureSources {
     std::shared_ptr<RegisterPort> camera;
-    std::shared_ptr<const CheckedDescription> description;
-    std::shared_ptr<const PayloadLayout> layout;
+    std::shared_ptr<FeatureModel> model;  ///< is lent to them
     std::shared_ptr<const EventData> events;
     std::shared_ptr<const StreamCounters> stream;
     /** Told what is set, with where its selectors stand; may be empty. */
@@ -47,8 +45,7 @@ struct FeatureSources {
  */
 class Features {
  public:
-    /** Empty, with the last error, when the description cannot be used. */
-    [[nodiscard]] static std::shared_ptr<Features> make(FeatureSources sources);
+    explicit Features(FeatureSources sources);
     ~Features();
     Features(const Features&) = delete;
     Features& operator=(const Features&) = delete;
@@ -132,7 +129,6 @@ class Features {
 
  private:
     struct Impl;
-    explicit Features(std::unique_ptr<Impl> impl);
 
     std::unique_ptr<Impl> impl_;
 };

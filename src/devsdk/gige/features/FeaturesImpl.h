@@ -6,6 +6,7 @@
 #include "AppliedSettings.h"
 #include "DescriptionTree.h"
 #include "FeatureGraph.h"
+#include "FeatureModel.h"
 #include "FeatureRules.h"
 #include "Features.h"
 #include "LastError.h"
@@ -33,6 +34,47 @@ struct Feature {
     [[nodiscard]] bool isOurs() const { return id == kNoNode; }
 };
 
+inline constexpr const char* kRootCategory = "Root";
+
+/** The registers of the camera that a model is lent out for. */
+class LentPort final : public RegisterPort {
+ public:
+    /** Of the camera that is connected now; empty for none. */
+    void lead(std::shared_ptr<RegisterPort> camera) { camera_ = std::move(camera); }
+
+    bool readRegister(std::uint64_t address, std::uint32_t& value) override {
+        return camera_->readRegister(address, value);
+    }
+    bool writeRegister(std::uint64_t address, std::uint32_t value) override {
+        return camera_->writeRegister(address, value);
+    }
+    bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
+        return camera_->readMemory(address, data);
+    }
+    bool writeMemory(std::uint64_t address, ByteView data) override {
+        return camera_->writeMemory(address, data);
+    }
+
+ private:
+    std::shared_ptr<RegisterPort> camera_;
+};
+
+struct FeatureModel::Parts {
+    explicit Parts(const DescriptionTree& of) : tree(of), graph(tree) {}
+
+    [[nodiscard]] bool open(const CheckedDescription& description);
+
+    const DescriptionTree& tree;  ///< that of the description
+    std::unordered_map<std::string, Feature> features;
+
+    std::mutex mutex;  ///< one operation at a time; guards what follows, but for what never changes
+    const void* user = nullptr;  ///< whom it is lent to
+    LentPort port;
+    FeatureGraph graph;
+    std::unique_ptr<NodeMap> nodes;
+    std::optional<FeatureRules> rules;
+};
+
 /** With its article: "an integer". */
 [[nodiscard]] const char* kindText(FeatureKind kind);
 
@@ -56,10 +98,11 @@ template <typename T>
 }
 
 struct Features::Impl {
-    explicit Impl(FeatureSources from)
-        : sources(std::move(from)), tree(sources.description->tree()), graph(tree) {}
+    class Operation;
 
-    [[nodiscard]] bool open();
+    explicit Impl(FeatureSources from);
+    ~Impl();
+
     [[nodiscard]] const Feature* find(const std::string& name) const;
     /** Also the right kind; else null with the last error. */
     [[nodiscard]] const Feature* find(const std::string& name, FeatureKind kind) const;
@@ -94,15 +137,32 @@ struct Features::Impl {
     }
 
     const FeatureSources sources;
-    const DescriptionTree& tree;  ///< that of the description
-    std::unordered_map<std::string, Feature> features;
+    FeatureModel::Parts& parts;  ///< those of the model, and what is in them:
+    const DescriptionTree& tree;
+    FeatureGraph& graph;
+    NodeMap& nodes;
+    FeatureRules& rules;
     std::atomic<bool> isListed{false};
+    /** Of selectors, where known; guarded by the parts' mutex. */
+    std::unordered_map<std::string, std::string> positions;
+};
 
-    std::mutex mutex;  ///< one operation at a time; guards what follows, but for what never changes
-    FeatureGraph graph;
-    std::unique_ptr<NodeMap> nodes;
-    std::optional<FeatureRules> rules;
-    std::unordered_map<std::string, std::string> positions;  ///< of selectors, where known
+/** The only one at its time that asks the camera, and asks no register twice. */
+class Features::Impl::Operation {
+ public:
+    explicit Operation(const Impl& of)
+        : lock_(of.parts.mutex), isOver_(of.parts.user != &of), snapshot_(of.nodes.snapshot()) {}
+
+    /** Where another connection has the model by now. */
+    [[nodiscard]] Refusal refusal() const {
+        if (!isOver_) return {};
+        return {Error::connectionLost, "the connection to the camera is lost"};
+    }
+
+ private:
+    const std::lock_guard<std::mutex> lock_;
+    const bool isOver_;
+    const AravisNodes::Snapshot snapshot_;
 };
 
 template <typename Do>
@@ -110,8 +170,8 @@ bool Features::Impl::ask(const std::string& name, FeatureKind kind, Do what) {
     const Feature* const feature = find(name, kind);
     if (!feature) return false;
     const Refusal refusal = [&] {
-        const std::lock_guard lock(mutex);
-        const auto snapshot = nodes->snapshot();
+        const Operation operation(*this);
+        if (Refusal over = operation.refusal()) return over;
         return what(*feature);
     }();
     return refusal ? failWith(refusal, name) : true;
@@ -130,8 +190,7 @@ template <typename T>
 std::string Features::Impl::settingText(const Feature& feature, const T& value) {
     if constexpr (std::is_same_v<T, std::int64_t>) {
         std::string symbol;
-        if (feature.kind == FeatureKind::enumeration &&
-            !rules->getSymbol(feature.id, value, symbol))
+        if (feature.kind == FeatureKind::enumeration && !rules.getSymbol(feature.id, value, symbol))
             return symbol;
     }
     return valueText(value);
@@ -144,9 +203,9 @@ bool Features::Impl::tell(const std::string& name, FeatureKind kind, const T& va
     const std::vector<std::string>* dependents = nullptr;
     const Refusal refusal = [&]() -> Refusal {
         if (feature->isOurs()) return {Error::notWritable, "cannot be written"};
-        const std::lock_guard lock(mutex);
-        const auto snapshot = nodes->snapshot();
-        if (Refusal closed = rules->checkWritable(feature->id)) return closed;
+        const Operation operation(*this);
+        if (Refusal over = operation.refusal()) return over;
+        if (Refusal closed = rules.checkWritable(feature->id)) return closed;
         AppliedSetting setting = beginSetting(*feature);
         if (Refusal refused = what(feature->id)) return refused;
         endSetting(*feature, std::move(setting), settingText(*feature, value));
@@ -164,9 +223,8 @@ template <typename Do>
 bool Features::Impl::check(const std::string& name, Do what) {
     const Feature* const feature = find(name);
     if (!feature) return false;
-    const std::lock_guard lock(mutex);
-    const auto snapshot = nodes->snapshot();
-    return !what(*feature);
+    const Operation operation(*this);
+    return !operation.refusal() && !what(*feature);
 }
 
 }  // namespace Vorda::Gige

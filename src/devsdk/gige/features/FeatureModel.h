@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "DescriptionCheck.h"
+#include "PayloadLayout.h"
+
+#include <memory>
+
+namespace Vorda::Gige {
+
+/**
+ * A description made ready to be evaluated: its features, what they need, and the nodes that give
+ * their values.
+ *
+ * Making it takes most of the time and of the memory of a connection, and a camera that comes back
+ * mostly has the description that it had. So it outlives the connection, whose Features it is lent
+ * to: of all that were made of it only the latest asks a camera, and the operations of the others
+ * fail as those on a lost connection do. Threads: any.
+ */
+class FeatureModel {
+ public:
+    /** Empty, with the last error, when the description cannot be used. */
+    [[nodiscard]] static std::shared_ptr<FeatureModel> make(
+        std::shared_ptr<const CheckedDescription> description);
+    ~FeatureModel();
+    FeatureModel(const FeatureModel&) = delete;
+    FeatureModel& operator=(const FeatureModel&) = delete;
+
+    [[nodiscard]] const std::shared_ptr<const CheckedDescription>& description() const {
+        return description_;
+    }
+    [[nodiscard]] const std::shared_ptr<const PayloadLayout>& layout() const { return layout_; }
+
+ private:
+    friend class Features;
+    struct Parts;
+
+    explicit FeatureModel(std::shared_ptr<const CheckedDescription> description);
+
+    const std::shared_ptr<const CheckedDescription> description_;
+    const std::shared_ptr<const PayloadLayout> layout_;
+    const std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace Vorda::Gige
