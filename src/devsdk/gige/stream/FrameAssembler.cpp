@@ -360,10 +360,11 @@ bool FrameAssembler::overtaken() const {
 void FrameAssembler::closeFront() {
     OpenBlock& block = *order_[0];
     const auto& leader = block.part.leader();
-    if (block.state == State::complete) handOver(block);
     const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
     const auto takenMeanwhile = static_cast<std::uint64_t>(block.silence / kLeastFrameTime);
     if (skipped <= kMaxCountedSkip + takenMeanwhile) counters_.lostFrames.add(skipped);
+    // Whoever gets the frame finds what is missing before it counted.
+    if (block.state == State::complete) handOver(block);
     lastClosedId_ = block.id;
     closed_[closedNext_] = {block.id, leader ? leader->timestamp : 0, leader.has_value()};
     closedNext_ = (closedNext_ + 1) % closed_.size();
