@@ -8,6 +8,7 @@
 #include <linux/sock_diag.h>
 #include <netinet/udp.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -15,6 +16,8 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -95,11 +98,30 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
              key, granted, wanted, wanted);
 }
 
+constexpr std::size_t kBatchBytes = kBatch * kDatagramStride;
+
+struct Unmap {
+    void operator()(std::uint8_t* pages) const { ::munmap(pages, kBatchBytes); }
+};
+using BatchBytes = std::unique_ptr<std::uint8_t[], Unmap>;
+
+/**
+ * All pages at once, and back to the system in the end. The faster packets come, the more of them
+ * the kernel puts into a datagram: pages would be touched for the first time just then, and one
+ * stream after the other would leave others of them behind in the heap.
+ */
+BatchBytes mapBatch() {
+    void* const pages = ::mmap(nullptr, kBatchBytes, PROT_READ | PROT_WRITE,
+                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (pages == MAP_FAILED) throw std::bad_alloc();
+    return BatchBytes(static_cast<std::uint8_t*>(pages));
+}
+
 }  // namespace
 
 /** What recvmmsg fills in one call. */
 struct StreamReceiver::Batch {
-    Batch() : bytes(new std::uint8_t[kBatch * kDatagramStride]) {
+    Batch() : bytes(mapBatch()) {
         for (unsigned i = 0; i < kBatch; ++i) {
             slices[i] = {bytes.get() + i * kDatagramStride, kLargestDatagram};
             headers[i].msg_hdr.msg_iov = &slices[i];
@@ -118,7 +140,7 @@ struct StreamReceiver::Batch {
     struct Control {
         alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(int))];
     };
-    std::unique_ptr<std::uint8_t[]> bytes;
+    BatchBytes bytes;
     iovec slices[kBatch];
     sockaddr_in sources[kBatch];
     Control controls[kBatch];
