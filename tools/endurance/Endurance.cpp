@@ -173,12 +173,20 @@ Run watch(const Watches& watches, const Options& options) {
     return run;
 }
 
-/** A camera that is just away is back in a moment, and then says what was lost. */
-void awaitAll(const Watches& watches) {
-    const auto isThere = [](const auto& each) { return each->isConnected(); };
+/**
+ * A camera that is just away is back in a moment, and then says what was lost. That it is away may
+ * not have been noticed yet: each that goes on sending sends one more frame.
+ */
+void awaitAll(const Watches& watches, bool goOnSending) {
+    std::vector<std::uint64_t> delivered;
+    for (const auto& each : watches) delivered.push_back(each->delivered());
+    const auto isThere = [&](std::size_t i) {
+        return watches[i]->isConnected() &&
+               (!goOnSending || watches[i]->delivered() > delivered[i]);
+    };
     const auto deadline = Clock::now() + kLongestAbsence;
-    while (Clock::now() < deadline && !std::ranges::all_of(watches, isThere))
-        std::this_thread::sleep_for(kLook);
+    for (std::size_t i = 0; i < watches.size(); ++i)
+        while (Clock::now() < deadline && !isThere(i)) std::this_thread::sleep_for(kLook);
 }
 
 /** False when something came that must not come. */
@@ -209,7 +217,7 @@ int endure(const Options& options) {
         watches.push_back(std::make_unique<CameraWatch>(std::move(camera), options.wanted));
     for (const auto& each : watches) each->start();
     const Run run = watch(watches, options);
-    awaitAll(watches);
+    awaitAll(watches, options.frames != 0);
     for (const auto& each : watches) each->stop();
     bool isSound = true;
     for (const auto& each : watches) isSound = print(*each) && isSound;
