@@ -238,7 +238,7 @@ TEST_F(CameraRecovery, ResumesTheStreamBeforeItSaysThatItIsBack) {
                 Contains(HasSubstr("no memory for the buffers")).Times(1));
     EXPECT_FALSE(camera->openStreamChannel(inlet, setup, std::make_shared<ScriptedStream>()));
     EXPECT_EQ(Error::alreadyGrabbing, lastError());
-    camera->closeStreamChannel();
+    camera->closeStreamChannel(stream);
     giveUp();
     ASSERT_TRUE(awaitReturn(2));
     EXPECT_EQ(3, attempts);

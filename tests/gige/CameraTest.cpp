@@ -423,10 +423,10 @@ TEST(GigeCamera, SetsUpItsStreamChannel) {
     ASSERT_TRUE(camera->startAcquisition());
     EXPECT_EQ(1u, scripted.registerAt(kestro::test::kTransportLockRegister));
     EXPECT_EQ(1u, scripted.registerAt(kestro::test::kAcquisitionStartRegister));
-    ASSERT_TRUE(camera->stopAcquisition());
+    ASSERT_TRUE(camera->stopAcquisition(std::weak_ptr<LinkedStream>()));
     EXPECT_EQ(1u, scripted.registerAt(kestro::test::kAcquisitionStopRegister));
     EXPECT_EQ(0u, scripted.registerAt(kestro::test::kTransportLockRegister));
-    camera->closeStreamChannel();
+    camera->closeStreamChannel({});
     EXPECT_EQ(0u, scripted.registerAt(0xd00));
 }
 
@@ -516,8 +516,31 @@ TEST(GigeCamera, HasOneStreamAtATime) {
     EXPECT_FALSE(camera->openStreamChannel(other, setup, {}));
     EXPECT_EQ(Error::alreadyGrabbing, lastError());
     EXPECT_EQ(50000u, scripted.registerAt(0xd00));
-    camera->closeStreamChannel();
+    camera->closeStreamChannel({});
     EXPECT_TRUE(camera->openStreamChannel(other, setup, {}));
+}
+
+TEST(GigeCamera, KeepsItsStreamFromOneOfAnEarlierConnection) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2));
+    auto early = makeStreamSource(camera);
+    ASSERT_TRUE(early->startGrabbing(0, 0)) << lastErrorMessage();
+    EXPECT_TRUE(camera->disConnect());
+    ASSERT_TRUE(camera->connect(2));
+    const auto late = makeStreamSource(camera);
+    ASSERT_TRUE(late->startGrabbing(0, 0)) << lastErrorMessage();
+    const std::uint32_t port = scripted.registerAt(0xd00);
+    EXPECT_TRUE(early->stopGrabbing());
+    EXPECT_EQ(0u, scripted.registerAt(kestro::test::kAcquisitionStopRegister));
+    EXPECT_EQ(1u, scripted.registerAt(kestro::test::kTransportLockRegister));
+    EXPECT_EQ(port, scripted.registerAt(0xd00));
+    EXPECT_FALSE(early->startGrabbing(0, 0));
+    early.reset();
+    EXPECT_EQ(port, scripted.registerAt(0xd00));
+    EXPECT_TRUE(late->stopGrabbing());
+    EXPECT_EQ(1u, scripted.registerAt(kestro::test::kAcquisitionStopRegister));
+    EXPECT_EQ(0u, scripted.registerAt(0xd00));
 }
 
 TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {
@@ -534,7 +557,7 @@ TEST(GigeCamera, UnlocksTheTransportWhenAcquisitionDoesNotStart) {
 TEST(GigeCamera, ClosesTheStreamChannelOfADeadCameraQuietly) {
     const auto camera = cameraFor(PlatedCamera());
     setLastError(Error::alreadyGrabbing, "kept");
-    camera->closeStreamChannel();
+    camera->closeStreamChannel({});
     EXPECT_EQ("kept", lastErrorMessage());
 }
 

@@ -127,7 +127,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
         ++channelsOpen;
         return true;
     }
-    void closeStreamChannel() override {
+    void closeStreamChannel(const std::weak_ptr<Vorda::Gige::LinkedStream>&) override {
         --channelsOpen;
         Vorda::Gige::setLastError(Vorda::Gige::Error::timeout, "close");
     }
@@ -137,7 +137,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
         ++acquiring;
         return true;
     }
-    bool stopAcquisition() override {
+    bool stopAcquisition(const std::weak_ptr<Vorda::Gige::LinkedStream>&) override {
         if (failStop) return Vorda::Gige::fail(Vorda::Gige::Error::refused, "stop refused");
         --acquiring;
         return true;

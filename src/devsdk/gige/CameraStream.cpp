@@ -23,6 +23,11 @@ bool sendsChunks(const Features& features) {
     return features.has(name) && features.getBoolean(name, isActive) && isActive;
 }
 
+/** Also of streams that are being destroyed. */
+bool areSame(const std::weak_ptr<LinkedStream>& one, const std::weak_ptr<LinkedStream>& other) {
+    return !one.owner_before(other) && !other.owner_before(one);
+}
+
 }  // namespace
 
 /** A stream is resumed before the application sees the connection that it is resumed on. */
@@ -49,9 +54,7 @@ bool GigeCamera::openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
                                    const std::weak_ptr<LinkedStream>& stream) {
     const auto current = onlineStreamConnection();
     if (!current) return false;
-    // Two objects of one camera share the connection, and with it the one channel; a stream keeps
-    // it while the camera is away.
-    if (hasOtherStream(stream) || current->streamOpen.exchange(true))
+    if (!claimChannel(*current, stream))
         return fail(Error::alreadyGrabbing, "another stream of this camera is grabbing");
     if (!setUpStream(*current, inlet, setup)) {
         shutStreamChannel(*current);
@@ -65,10 +68,22 @@ bool GigeCamera::openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
     return true;
 }
 
-bool GigeCamera::hasOtherStream(const std::weak_ptr<LinkedStream>& stream) const {
+/**
+ * Two objects of one camera share the connection, and with it the one channel; a stream keeps it
+ * while the camera is away.
+ */
+bool GigeCamera::claimChannel(Connection& connection, const std::weak_ptr<LinkedStream>& stream) {
     const std::lock_guard lock(mutex_);
-    const bool isSame = !stream_.owner_before(stream) && !stream.owner_before(stream_);
-    return !isSame && !stream_.expired();
+    const bool isOthers = !areSame(stream_, stream) && !stream_.expired();
+    if (isOthers || connection.streamOpen.exchange(true)) return false;
+    // One that is just being destroyed must not close what is another's now.
+    if (!areSame(stream_, stream)) stream_.reset();
+    return true;
+}
+
+bool GigeCamera::hasChannel(const std::weak_ptr<LinkedStream>& stream) const {
+    const std::lock_guard lock(mutex_);
+    return areSame(stream_, stream);
 }
 
 bool GigeCamera::setUpStream(const Connection& connection, StreamInlet& inlet, StreamSetup& setup) {
@@ -119,10 +134,11 @@ bool GigeCamera::sizePackets(const Connection& connection, StreamInlet& inlet,
     return true;
 }
 
-void GigeCamera::closeStreamChannel() {
+void GigeCamera::closeStreamChannel(const std::weak_ptr<LinkedStream>& stream) {
     const KeepLastError quiet;
     {
         const std::lock_guard lock(mutex_);
+        if (!areSame(stream_, stream)) return;
         stream_.reset();
     }
     if (const auto current = onlineStreamConnection()) shutStreamChannel(*current);
@@ -130,8 +146,9 @@ void GigeCamera::closeStreamChannel() {
 
 void GigeCamera::shutStreamChannel(Connection& connection) {
     const KeepLastError quiet;
-    if (!connection.streamOpen.exchange(false)) return;
+    if (!connection.streamOpen) return;
     static_cast<void>(connection.channel->writeRegister(Gvcp::Register::kStreamPort, 0));
+    connection.streamOpen = false;  // not before: the next stream may be waiting for it
 }
 
 bool GigeCamera::startAcquisition() {
@@ -144,7 +161,8 @@ bool GigeCamera::startAcquisition() {
     return false;
 }
 
-bool GigeCamera::stopAcquisition() {
+bool GigeCamera::stopAcquisition(const std::weak_ptr<LinkedStream>& stream) {
+    if (!hasChannel(stream)) return true;
     const auto current = onlineStreamConnection();
     return current && stopAcquisition(*current);
 }

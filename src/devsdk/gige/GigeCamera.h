@@ -102,9 +102,9 @@ class GigeCamera final : public GenICam::ICamera,
     bool isOnline() const override;
     bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
                            const std::weak_ptr<LinkedStream>& stream) override;
-    void closeStreamChannel() override;
+    void closeStreamChannel(const std::weak_ptr<LinkedStream>& stream) override;
     bool startAcquisition() override;
-    bool stopAcquisition() override;
+    bool stopAcquisition(const std::weak_ptr<LinkedStream>& stream) override;
     void requestResend(const ResendRequest& request) override;
 
  private:
@@ -175,7 +175,9 @@ class GigeCamera final : public GenICam::ICamera,
                                    std::uint32_t& packetBytes);
     static void shutStreamChannel(Connection& connection);
     [[nodiscard]] static bool stopAcquisition(const Connection& connection);
-    [[nodiscard]] bool hasOtherStream(const std::weak_ptr<LinkedStream>& stream) const;
+    [[nodiscard]] bool claimChannel(Connection& connection,
+                                    const std::weak_ptr<LinkedStream>& stream);
+    [[nodiscard]] bool hasChannel(const std::weak_ptr<LinkedStream>& stream) const;
 
     void reportLoss(Connection& connection);
     [[nodiscard]] bool recoverIfWanted();

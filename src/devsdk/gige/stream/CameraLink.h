@@ -80,13 +80,18 @@ class CameraLink {
      */
     [[nodiscard]] virtual bool openStreamChannel(StreamInlet& inlet, StreamSetup& setup,
                                                  const std::weak_ptr<LinkedStream>& stream) = 0;
-    /** Stops the camera's stream channel 0 and forgets the stream; quiet on a camera that is gone.
+    /**
+     * Stops the camera's stream channel 0 and forgets the stream; quiet on a camera that is gone,
+     * and where the channel is not, or no longer, that of `stream`.
      */
-    virtual void closeStreamChannel() = 0;
+    virtual void closeStreamChannel(const std::weak_ptr<LinkedStream>& stream) = 0;
     /** Locks the transport layer (TLParamsLocked) and executes AcquisitionStart. */
     [[nodiscard]] virtual bool startAcquisition() = 0;
-    /** Executes AcquisitionStop and unlocks the transport layer. */
-    [[nodiscard]] virtual bool stopAcquisition() = 0;
+    /**
+     * Executes AcquisitionStop and unlocks the transport layer. True also where the channel is not,
+     * or no longer, that of `stream`: then there is nothing of it to stop.
+     */
+    [[nodiscard]] virtual bool stopAcquisition(const std::weak_ptr<LinkedStream>& stream) = 0;
 
     /** Sends a PACKETRESEND from the control port: one datagram, no acknowledge, never waits. */
     virtual void requestResend(const ResendRequest& request) = 0;

@@ -132,7 +132,7 @@ void StreamSource::undoStart() {
     setState(State::stopping);  // such a handler must not wait for the start, which waits for it
     delivery_->close();
     delivery_->join();
-    if (std::exchange(channelOpen_, false)) link_->closeStreamChannel();
+    if (std::exchange(channelOpen_, false)) link_->closeStreamChannel(weak_from_this());
     receiver_.reset();
 }
 
@@ -226,12 +226,12 @@ bool StreamSource::beginStop() {
 
 bool StreamSource::stop() {
     delivery_->close();  // first, so that no application thread waits for the camera's answers
-    bool stopped = link_->stopAcquisition();
+    bool stopped = link_->stopAcquisition(weak_from_this());
     if (!stopped && !link_->isOnline()) stopped = true;  // a camera that is gone sends nothing
     {
         const KeepLastError kept;
         channelOpen_ = false;
-        link_->closeStreamChannel();
+        link_->closeStreamChannel(weak_from_this());
         receiver_.reset();
         logSummary();
         delivery_->join();
