@@ -20,6 +20,7 @@ namespace Vorda::Gige {
 namespace {
 
 using kestro::test::MemoryPort;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -33,6 +34,7 @@ constexpr std::uint64_t kScratch = 0x114;
 constexpr std::uint64_t kUserSet = 0x150;
 constexpr std::uint64_t kUserSetLoadRegister = 0x154;
 constexpr std::uint64_t kStepSelectors = 0x220;
+constexpr std::uint64_t kStepTimes = 0x230;
 
 /** Has user sets of widths, 1600 in the first, and breaks when told so. */
 class CameraMemory final : public RegisterPort {
@@ -43,22 +45,30 @@ class CameraMemory final : public RegisterPort {
         left_ = requests;
         error_ = error;
     }
+    /** Leaves requests from here up to there unanswered. */
+    void ignore(std::uint64_t from, std::uint64_t to) { ignored_ = {from, to}; }
+    [[nodiscard]] int unanswered() const { return unanswered_; }
 
     bool readRegister(std::uint64_t address, std::uint32_t& value) override {
-        return mayPass() && memory_.readRegister(address, value);
+        return mayPass(address) && memory_.readRegister(address, value);
     }
     bool writeRegister(std::uint64_t address, std::uint32_t value) override {
-        return mayPass() && memory_.writeRegister(address, value) && react(address);
+        return mayPass(address) && memory_.writeRegister(address, value) && react(address);
     }
     bool readMemory(std::uint64_t address, std::span<std::uint8_t> data) override {
-        return mayPass() && memory_.readMemory(address, data);
+        return mayPass(address) && memory_.readMemory(address, data);
     }
     bool writeMemory(std::uint64_t address, ByteView data) override {
-        return mayPass() && memory_.writeMemory(address, data) && react(address);
+        return mayPass(address) && memory_.writeMemory(address, data) && react(address);
     }
 
  private:
-    bool mayPass() { return left_-- > 0 || fail(error_, "scripted"); }
+    bool mayPass(std::uint64_t address) {
+        const bool isIgnored = ignored_.first <= address && address < ignored_.second;
+        if (isIgnored) ++unanswered_;
+        return isIgnored ? fail(Error::timeout, "no answer")
+                         : left_-- > 0 || fail(error_, "scripted");
+    }
     bool react(std::uint64_t address) {
         if (address != kUserSetLoadRegister) return true;
         memory_.setNumber(kWidth, memory_.number(kUserSet) * 1600);
@@ -67,6 +77,8 @@ class CameraMemory final : public RegisterPort {
     }
 
     MemoryPort memory_;
+    std::pair<std::uint64_t, std::uint64_t> ignored_;
+    int unanswered_ = 0;
     int left_ = 1'000'000;
     Error error_ = Error::connectionLost;
 };
@@ -245,9 +257,39 @@ TEST_F(SettingsOfAnApplication, ThatTheCameraDoesNotTakeAreNamed) {
     EXPECT_EQ("x", user);
 }
 
+TEST_F(SettingsOfAnApplication, ThatTheCameraLeavesUnansweredAreNamedToo) {
+    set({{"Gain", "2"}, {"LineSelector", "Line1"}, {"LineInverter", "1"}, {"StepLimit", "70"}});
+    for (const char* const step : {"0", "2", "4"})
+        set({{"StepSelector", step}, {"StepTime", "40"}});
+    set({{"LineSelector", "Line0"}, {"Debounce", "1"}, {"OffsetX", "8"}, {"Width", "640"}});
+    const std::string before = registers();
+    plugIn();
+    camera->ignore(kGain, kGain + 4);
+    ASSERT_TRUE(restore()) << lastErrorMessage();
+    EXPECT_THAT(refusals, ElementsAre(AllOf(StartsWith("Gain"), HasSubstr("no answer"))));
+    camera->ignore(0, 0);
+    ASSERT_TRUE(restore()) << lastErrorMessage();
+    EXPECT_EQ(before, registers());
+    // Many at the same register, and everything: each takes its time.
+    plugIn();
+    camera->ignore(kStepTimes, kStepTimes + 0x40);
+    ASSERT_TRUE(restore()) << lastErrorMessage();
+    EXPECT_THAT(refusals, ElementsAre(HasSubstr("0)"), HasSubstr("2)"),
+                                      StartsWith("StepTime 40 (ProgramSelector 0, StepSelector 4): "
+                                                 "not tried")));
+    EXPECT_EQ(640u, camera->memory().number(kWidth));
+    const int unanswered = camera->unanswered();
+    plugIn();
+    camera->ignore(0, 0x1000);
+    ASSERT_TRUE(restore()) << lastErrorMessage();
+    ASSERT_THAT(refusals, SizeIs(settings->all().size()));
+    EXPECT_THAT(refusals.back(), StartsWith("Width 640: not tried"));
+    EXPECT_LE(camera->unanswered(), 4 * unanswered);
+}
+
 TEST_F(SettingsOfAnApplication, EndWithTheLink) {
     set({{"Width", "640"}, {"OffsetX", "8"}, {"Gain", "2"}, {"LineInverter", "1"}});
-    for (const Error error : {Error::connectionLost, Error::timeout}) {
+    for (const Error error : {Error::connectionLost, Error::notConnected}) {
         plugIn();
         camera->failAfter(4, error);
         EXPECT_FALSE(restore());

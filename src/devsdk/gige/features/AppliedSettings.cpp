@@ -13,6 +13,10 @@
 namespace Vorda::Gige {
 namespace {
 
+/** Waiting in vain takes its time: so often it is done for one feature, and for all of them. */
+constexpr int kMostSilencesOfOne = 2;
+constexpr int kMostSilences = 8;
+
 thread_local int unnotedDepth = 0;
 
 /** What is replaced when it is set again. Neither names nor values have a zero in them. */
@@ -27,16 +31,12 @@ std::string keyOf(const AppliedSetting& setting) {
     return key;
 }
 
-bool isCameraSilent() {
-    return isConnectionGone() || Infra::getLastError() == static_cast<int>(Error::timeout);
-}
-
 class Restorer {
  public:
     Restorer(Features& features, const std::vector<AppliedSetting>& settings)
         : features_(features), settings_(settings), sentences_(settings.size()) {}
 
-    /** False, with the last error, when the camera does not answer any more. */
+    /** False, with the last error, when the connection is gone. */
     [[nodiscard]] bool run();
     void addRefusals(std::vector<std::string>& refusals) const;
 
@@ -44,6 +44,7 @@ class Restorer {
     [[nodiscard]] bool apply(std::vector<std::size_t>& pending);
     [[nodiscard]] bool apply(const AppliedSetting& setting);
     [[nodiscard]] bool place(const std::vector<SelectorPosition>& selectors);
+    [[nodiscard]] bool ensure(const std::string& name, const std::string& value);
     [[nodiscard]] bool leaveSelectors();
     void moved(const std::string& selector, const std::string& position);
 
@@ -51,6 +52,8 @@ class Restorer {
     const std::vector<AppliedSetting>& settings_;
     std::vector<std::string> sentences_;  ///< of those that are refused
     std::unordered_map<std::string, std::string> positions_;
+    std::unordered_map<std::string, int> silences_;
+    int allSilences_ = 0;
 };
 
 bool Restorer::run() {
@@ -73,7 +76,7 @@ bool Restorer::apply(std::vector<std::size_t>& pending) {
         const AppliedSetting& setting = settings_[each];
         sentences_[each].clear();
         if (apply(setting)) continue;
-        if (isCameraSilent()) return false;
+        if (isConnectionGone()) return false;
         sentences_[each] =
             refusalAt(setting.selectors, setting.name, setting.value, lastErrorMessage());
         // A user set that came later would replace what has been set since.
@@ -89,7 +92,7 @@ bool Restorer::apply(const AppliedSetting& setting) {
         positions_.clear();
         return features_.execute(setting.name);
     }
-    if (!features_.ensure(setting.name, setting.value)) return false;
+    if (!ensure(setting.name, setting.value)) return false;
     moved(setting.name, setting.value);
     return true;
 }
@@ -98,10 +101,24 @@ bool Restorer::place(const std::vector<SelectorPosition>& selectors) {
     for (const SelectorPosition& each : selectors) {
         const auto known = positions_.find(each.name);
         if (known != positions_.end() && known->second == each.value) continue;
-        if (!features_.ensure(each.name, each.value)) return false;
+        if (!ensure(each.name, each.value)) return false;
         moved(each.name, each.value);
     }
     return true;
+}
+
+/** A camera that leaves a request unanswered may answer all others. */
+bool Restorer::ensure(const std::string& name, const std::string& value) {
+    int& silences = silences_[name];
+    if (silences == kMostSilencesOfOne || allSilences_ == kMostSilences)
+        return fail(Error::timeout, name + " " + value +
+                                        ": not tried, for the camera has left too much unanswered");
+    if (features_.ensure(name, value)) return true;
+    if (Infra::getLastError() != static_cast<int>(Error::timeout)) return false;
+    ++silences;
+    ++allSilences_;
+    positions_.clear();  // the camera may have done what it did not answer
+    return false;
 }
 
 /** A selector that others select stands elsewhere when they have moved. */
@@ -115,7 +132,7 @@ bool Restorer::leaveSelectors() {
     for (const AppliedSetting& setting : settings_) {
         const bool isSelector = !features_.selected(setting.name).empty();
         const bool isPlaced = isSelector ? apply(setting) : place(setting.selectors);
-        if (!isPlaced && isCameraSilent()) return false;
+        if (!isPlaced && isConnectionGone()) return false;
     }
     return true;
 }

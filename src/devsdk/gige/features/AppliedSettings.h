@@ -54,11 +54,12 @@ class AppliedSettings {
 
     /**
      * Sees to it that the camera has all settings, in their order; what it refuses is tried again
-     * after the rest, for the range of one feature may hang on the value of another. Selectors then
+     * after the rest, for the range of one feature may hang on the value of another. What it leaves
+     * unanswered counts as refused, and when that is much, the rest is not tried. Selectors then
      * stand as the application left them. Nothing of it is noted.
      *
      * @param refusals  gets a sentence for each setting that the camera did not take.
-     * @return false, with the last error, as soon as the camera does not answer any more.
+     * @return false, with the last error, as soon as the connection is gone.
      */
     [[nodiscard]] bool restore(Features& features, std::vector<std::string>& refusals) const;
 
