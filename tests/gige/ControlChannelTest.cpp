@@ -7,11 +7,35 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 
 #include <array>
 #include <atomic>
+#include <cerrno>
+
+namespace {
+
+/** Nothing can be sent from a socket as long as something that came in lies there unread. */
+enum class Way { free, closing, closed };
+std::atomic<Way> wayOut{Way::free};
+
+}  // namespace
+
+/** The system's, for this program. */
+extern "C" ssize_t send(int socket, const void* data, std::size_t bytes, int flags) {
+    pollfd unread{socket, POLLIN, 0};
+    const int waitMs = wayOut == Way::closing ? 5000 : 0;
+    if (wayOut != Way::free && ::poll(&unread, 1, waitMs) == 1) {
+        wayOut = Way::closed;
+        errno = ENETUNREACH;
+        return -1;
+    }
+    wayOut = Way::free;
+    return ::sendto(socket, data, bytes, flags, nullptr, 0);
+}
 
 namespace Vorda::Gige {
 namespace {
@@ -113,6 +137,21 @@ TEST(ControlChannel, GivesUpOnASilentCamera) {
     EXPECT_EQ(Error::timeout, lastError());
     EXPECT_THAT(lastErrorMessage(), HasSubstr(camera.addressText()));
     EXPECT_EQ(9u, camera.requests().size());
+}
+
+TEST(ControlChannel, OutlastsALostRouteWhateverCameInBefore) {
+    ScriptedCamera camera;
+    camera.script([&](const ControlRequest& request) {
+        Reaction reaction = camera.ordinaryReaction(request);
+        reaction.datagrams.push_back(reaction.datagrams.at(0));
+        return reaction;
+    });
+    const auto channel = channelTo(camera);
+    std::uint32_t value = 0;
+    ASSERT_TRUE(channel->readRegister(kSomeRegister, value));
+    wayOut = Way::closing;
+    EXPECT_TRUE(channel->readRegister(kSomeRegister, value)) << lastErrorMessage();
+    EXPECT_EQ(Way::free, wayOut);
 }
 
 /** A datagram before the answer that must not be taken for it, made with the request's id. */

@@ -217,16 +217,11 @@ void ControlChannel::Core::exchange(Request& request, int attempts, Answer& answ
     const auto limit = Clock::now() + kLongestPending;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const auto end = Clock::now() + (attempt == 0 ? kAnswerWait : kRepeatWait);
-        if (!socket_->send(request.packet)) {
-            answer.outcome = Outcome::notSent;
-            // A route may come back; a cable that is out for a moment is no reason to give up.
-            if (waitReadable(end, mayStop) && stopped_.isRaised()) break;
-            continue;
-        }
+        // A route may come back; a cable that is out for a moment is no reason to give up.
+        if (!socket_->send(request.packet)) answer.outcome = Outcome::notSent;
         awaitAnswer(request, id, {end, limit}, answer, mayStop);
         if (answer.outcome == Outcome::answered || answer.outcome == Outcome::stopped) return;
     }
-    if (mayStop && stopped_.isRaised()) answer.outcome = Outcome::stopped;
 }
 
 void ControlChannel::Core::awaitAnswer(const Request& request, std::uint16_t id, Patience patience,
