@@ -14,6 +14,7 @@
 #include <random>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace Vorda::Gige {
 namespace {
@@ -190,6 +191,30 @@ TEST_F(CameraRecovery, EndsWithDisConnect) {
     EXPECT_FALSE(camera->isConnected());
     EXPECT_EQ(0, listener->online);
     connect();
+}
+
+TEST_F(CameraRecovery, TellsNobodyWhatBecameOfAnEarlierConnection) {
+    connect();
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    listener->hook = [&, isFirst = true]() mutable {
+        if (!std::exchange(isFirst, false)) return;
+        entered.set_value();
+        mayLeave.get_future().wait();
+    };
+    camera->events().postConnection(true);
+    entered.get_future().wait();
+    camera->events().postConnection(false);
+    EXPECT_TRUE(camera->disConnect());
+    connect();
+    const auto fresh = std::make_shared<ConnectionListener>();
+    const auto renewed = camera->events().subscribe();
+    ASSERT_TRUE(renewed->subscribeConnectArgs(
+        GenICam::ConnectBinding::toMember<&ConnectionListener::onConnect>(fresh)));
+    camera->events().postConnection(true);
+    mayLeave.set_value();
+    ASSERT_TRUE(eventually([&] { return fresh->online == 1; }));
+    EXPECT_EQ(0, fresh->offline);
 }
 
 TEST_F(CameraRecovery, SetsThePacketSizeOfTheApplicationAgain) {

@@ -142,19 +142,30 @@ class EventDispatcher::Core {
         changed_.notify_one();
     }
 
+    void forgetWaiting() {
+        const std::lock_guard lock(mutex_);
+        queue_.clear();
+    }
+
     void run() {
-        while (const auto event = next()) {
-            for (const std::shared_ptr<Receiver>& receiver : receivers())
-                deliver(*event, *receiver);
+        while (const auto delivery = next()) {
+            for (const std::shared_ptr<Receiver>& receiver : delivery->receivers)
+                deliver(delivery->event, *receiver);
         }
     }
 
  private:
-    std::optional<CameraEvent> next() {
+    /** An event that has left the queue, and those that subscribed while it was there. */
+    struct Delivery {
+        CameraEvent event;
+        std::vector<std::shared_ptr<Receiver>> receivers;
+    };
+
+    std::optional<Delivery> next() {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return stopped_ || !queue_.isEmpty(); });
         if (stopped_) return std::nullopt;
-        return queue_.pop();
+        return Delivery{*queue_.pop(), receivers()};
     }
 
     /** Needs the lock. */
@@ -165,8 +176,8 @@ class EventDispatcher::Core {
         });
     }
 
-    std::vector<std::shared_ptr<Receiver>> receivers() {
-        const std::lock_guard lock(mutex_);
+    /** Needs the lock. */
+    [[nodiscard]] std::vector<std::shared_ptr<Receiver>> receivers() const {
         std::vector<std::shared_ptr<Receiver>> alive;
         for (const auto& each : receivers_) {
             if (auto receiver = each.lock()) alive.push_back(std::move(receiver));
@@ -244,6 +255,8 @@ std::shared_ptr<GenICam::IEventSubscribe> EventDispatcher::subscribe() {
 }
 
 void EventDispatcher::postConnection(bool isOnline) { core_->postConnection({isOnline ? 1 : 0}); }
+
+void EventDispatcher::forgetWaiting() { core_->forgetWaiting(); }
 
 void EventDispatcher::postUpdates(Infra::TVector<Infra::CString> names) {
     core_->postUpdates(std::move(names));

@@ -14,8 +14,7 @@ namespace Vorda::Gige {
  *
  * Connection events always arrive. Feature updates are gathered (EventQueue), so that a flood of
  * them costs no more than its different names, and are not kept while nobody subscribes to them.
- * Threads: any; handlers run on the camera's event thread, with no
- * lock held.
+ * Threads: any; handlers run on the camera's event thread, with no lock held.
  */
 class EventDispatcher {
  public:
@@ -30,6 +29,8 @@ class EventDispatcher {
     void postConnection(bool isOnline);
     /** The names are those of one device event; they arrive in one list. */
     void postUpdates(Infra::TVector<Infra::CString> names);
+    /** What waits is of a connection that has ended: who subscribes from now on never hears it. */
+    void forgetWaiting();
 
  private:
     class Core;

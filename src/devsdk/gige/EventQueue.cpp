@@ -46,6 +46,13 @@ std::optional<CameraEvent> EventQueue::pop() {
     return event;
 }
 
+void EventQueue::clear() {
+    latest_.clear();
+    connections_.clear();
+    updates_.clear();
+    waitingNames_ = 0;
+}
+
 GenICam::SParamsUpdateArg EventQueue::popUpdates() {
     Updates& oldest = updates_.front();
     for (std::size_t i = oldest.dropped; i < oldest.names.size(); ++i) forget(oldest, i);

@@ -29,6 +29,7 @@ class EventQueue {
     /** One event for those of the names that do not wait yet; false when all do. */
     [[nodiscard]] bool pushUpdates(Infra::TVector<Infra::CString> names);
     [[nodiscard]] std::optional<CameraEvent> pop();
+    void clear();
     /** How many names may wait. */
     void setLimit(std::size_t names);
     [[nodiscard]] bool isEmpty() const { return connections_.empty() && updates_.empty(); }

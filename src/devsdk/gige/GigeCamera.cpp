@@ -177,7 +177,10 @@ bool GigeCamera::announce(const std::shared_ptr<Connection>& made) {
     attempted_ = nullptr;
     const bool isBack = connection_ != nullptr;
     connection_ = made;
-    if (isBack) events_.postConnection(true);
+    if (isBack)
+        events_.postConnection(true);
+    else
+        events_.forgetWaiting();
     return true;
 }
 
