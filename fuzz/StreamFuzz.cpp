@@ -126,6 +126,7 @@ class Output final : public FrameOutput {
         taken_[buffer] = std::move(taken);
         return buffer;
     }
+    bool hasSpareBuffer() const override { return taken_.size() + 1 < kBuffers; }
     void returnBuffer(FrameBuffer& buffer) override { KESTRO_EXPECT(taken_.erase(&buffer) == 1); }
     void deliver(FrameBuffer& buffer, const FrameInfo& info) override {
         ++delivered;

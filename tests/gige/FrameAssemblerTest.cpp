@@ -94,6 +94,7 @@ class Bench : public FrameOutput {
         free_.pop_back();
         return buffer;
     }
+    bool hasSpareBuffer() const override { return free_.size() > 1; }
     void returnBuffer(FrameBuffer& buffer) override {
         std::fill_n(buffer.data, buffer.capacity, std::uint8_t{0xee});
         free_.push_back(&buffer);
@@ -565,7 +566,7 @@ TEST(FrameAssembler, IgnoresARefusalUnderTheOtherKindOfIds) {
 }
 
 TEST(FrameAssembler, MakesRoomWhenTooManyFramesAreUnderWay) {
-    Bench bench;
+    Bench bench(Bench::standard(), 5);
     for (unsigned id = 1; id <= 5; ++id)
         bench.feed(PacketWriter{.blockId = id}.block(content(250, id)), {0, 1, 3, 4});
     EXPECT_EQ(bench.counters.lostFrames.get(), 1u);
@@ -574,11 +575,32 @@ TEST(FrameAssembler, MakesRoomWhenTooManyFramesAreUnderWay) {
     EXPECT_THAT(bench.ids(), ElementsAre(2u, 3u, 4u, 5u));
 }
 
+TEST(FrameAssembler, LeavesAQuickCameraTimeToSendAgainWhileThereAreSpareBuffers) {
+    for (const unsigned buffers : {9u, 20u, 64u}) {
+        const unsigned open = std::min(buffers - 1, 32u);
+        Bench bench(Bench::standard(), buffers);
+        const auto first = PacketWriter{.blockId = 1}.block(content(250, 1));
+        bench.feed(first, {0, 1, 3, 4});
+        unsigned id = 2;
+        for (; id <= open; ++id) bench.feedAll(PacketWriter{.blockId = id}.block(content(250, id)));
+        EXPECT_THAT(bench.ids(), IsEmpty());
+        bench.feed(first, {2});
+        EXPECT_EQ(bench.frames.size(), open);
+        bench.feed(PacketWriter{.blockId = id}.block(content(250, id)), {0, 1, 3, 4});
+        for (unsigned behind = 1; behind < open; ++behind)
+            bench.feedAll(PacketWriter{.blockId = id + behind}.block(content(250, behind)));
+        EXPECT_EQ(bench.counters.lostFrames.get(), 0u);
+        bench.feed(PacketWriter{.blockId = id + open}.block(content(250, 1)), {0});
+        EXPECT_EQ(bench.counters.lostFrames.get(), 1u) << "the oldest makes room";
+        EXPECT_EQ(bench.frames.size(), 2 * open - 1);
+    }
+}
+
 TEST(FrameAssembler, KeepsTheOrderWhenALateFrameNeedsRoom) {
     const auto block = [](std::uint32_t id) {
         return PacketWriter{.blockId = id}.block(content(250, id));
     };
-    Bench bench;
+    Bench bench(Bench::standard(), 4);
     bench.feed(block(1), {0});
     for (const std::uint32_t id : {2, 3, 5}) bench.feedAll(block(id));
     EXPECT_THAT(bench.ids(), IsEmpty());

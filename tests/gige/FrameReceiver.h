@@ -48,6 +48,7 @@ class FrameReceiver : private Vorda::Gige::FrameOutput {
 
  private:
     Vorda::Gige::FrameBuffer* takeBuffer() override { return pool_->take(); }
+    bool hasSpareBuffer() const override { return pool_->freeCount() > 1; }
     void returnBuffer(Vorda::Gige::FrameBuffer& buffer) override { pool_->giveBack(buffer); }
     void deliver(Vorda::Gige::FrameBuffer& buffer, const Vorda::Gige::FrameInfo& info) override {
         frame_ = Vorda::GenICam::CFrame(pool_->makeFrame(buffer, info));

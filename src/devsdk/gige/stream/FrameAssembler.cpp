@@ -96,8 +96,7 @@ FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Tim
     if (current_ && current_->wireId == packet.blockId) return current_;
     std::uint64_t id = countOn(packet);
     if (OpenBlock* block = findOpen(id)) return current_ = block;
-    const bool roomForOlder = openCount_ < kMaxOpenBlocks || id > order_[0]->id;
-    if (id <= lastClosedId_ || !roomForOlder) {
+    if (id <= lastClosedId_ || (id < order_[0]->id && !hasRoom())) {
         if (!isRestart(id, packet, now)) {
             counters_.latePackets.add();
             return nullptr;
@@ -158,7 +157,7 @@ void FrameAssembler::restart(bool extendedIds) {
 
 FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPacket& packet,
                                                 Time now) {
-    if (openCount_ == kMaxOpenBlocks) makeRoomFor(id);
+    if (!hasRoom()) makeRoomFor(id);
     OpenBlock& block = *order_[openCount_];
     block.part.begin(stride_, setup_.payloadBytes);
     block.state = State::gathering;
@@ -180,6 +179,11 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
         order_[i]->tailSince = std::min(order_[i]->tailSince, now);
     newestId_ = std::max(newestId_, id);
     return block;
+}
+
+bool FrameAssembler::hasRoom() const {
+    if (openCount_ < kOpenBlocks) return true;
+    return openCount_ < kMaxOpenBlocks && output_.hasSpareBuffer();
 }
 
 /** Gives the oldest block up, and hands on what waited behind it, but nothing newer than `id`. */

@@ -32,6 +32,8 @@ class FrameOutput {
     virtual ~FrameOutput() = default;
     /** A buffer of the capacity that the assembler was made for; null when there is none. */
     [[nodiscard]] virtual FrameBuffer* takeBuffer() = 0;
+    /** True while a buffer is free that nothing needs if one more frame gets under way. */
+    [[nodiscard]] virtual bool hasSpareBuffer() const = 0;
     /** A buffer comes back unused. */
     virtual void returnBuffer(FrameBuffer& buffer) = 0;
     /** A complete frame; the buffer is the receiver's. */
@@ -43,15 +45,18 @@ class FrameOutput {
  * Makes frames of packets: a state machine without clock, socket or thread.
  *
  * Frames come out in the order of their block ids, each with every byte that the camera sent or not
- * at all. Up to kMaxOpenBlocks are under way at once; while an older one waits for packets to be
- * sent again, newer ones wait behind it. Threads: one.
+ * at all. kOpenBlocks may be under way at once, and up to kMaxOpenBlocks while there are spare
+ * buffers; while an older one waits for packets to be sent again, newer ones wait behind it.
+ * Threads: one.
  */
 class FrameAssembler {
  public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
 
-    static constexpr std::size_t kMaxOpenBlocks = 4;
+    static constexpr std::size_t kOpenBlocks = 4;
+    /** A quick camera's next frames come sooner than what it sends again. */
+    static constexpr std::size_t kMaxOpenBlocks = 32;
     /** A gap is asked for after this time: reordered packets fill it by themselves. */
     static constexpr auto kFirstRequestAfter = std::chrono::milliseconds(1);
     /**
@@ -117,6 +122,7 @@ class FrameAssembler {
     [[nodiscard]] OpenBlock* blockOf(const GvspPacket& packet, Time now);
     [[nodiscard]] OpenBlock* findOpen(std::uint64_t id);
     OpenBlock& open(std::uint64_t id, const GvspPacket& packet, Time now);
+    [[nodiscard]] bool hasRoom() const;
     void makeRoomFor(std::uint64_t id);
     [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
     [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;

@@ -329,6 +329,9 @@ FrameBuffer* StreamReceiver::takeBuffer() {
     }
 }
 
+/** One more stays free for the frame behind it: the finished ones are still being taken then. */
+bool StreamReceiver::hasSpareBuffer() const { return pool_->freeCount() > 1; }
+
 void StreamReceiver::returnBuffer(FrameBuffer& buffer) { pool_->giveBack(buffer); }
 
 void StreamReceiver::deliver(FrameBuffer& buffer, const FrameInfo& info) {

@@ -51,6 +51,7 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     struct Batch;
 
     [[nodiscard]] FrameBuffer* takeBuffer() override;
+    [[nodiscard]] bool hasSpareBuffer() const override;
     void returnBuffer(FrameBuffer& buffer) override;
     void deliver(FrameBuffer& buffer, const FrameInfo& info) override;
     void requestResend(const ResendRequest& request) override;
