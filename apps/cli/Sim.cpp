@@ -208,6 +208,11 @@ kestrosim::FaultPlan planFaults(const SimOptions& options) {
     } catch (const std::runtime_error& error) {
         throw Failure(std::string("--fault ") + error.what(), ExitCode::usage);
     }
+    try {
+        kestrosim::requirePossible(plan);
+    } catch (const std::runtime_error& error) {
+        throw Failure(error.what(), ExitCode::usage);
+    }
     plan.seed = options.faultSeed.value_or(plan.seed);
     return plan;
 }

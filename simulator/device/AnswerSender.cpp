@@ -2,6 +2,7 @@
 #include "AnswerSender.h"
 
 #include "GigeWire.h"
+#include "PacketFate.h"
 
 #include <algorithm>
 #include <utility>
@@ -69,15 +70,8 @@ std::optional<AnswerSender::Clock::time_point> AnswerSender::nextDue() const {
 
 // One number for each answer, whatever it decides, so that plans of the same seed can be compared.
 AnswerSender::Fault AnswerSender::draw() {
-    double at = random_.share();
-    const std::pair<double, Fault> shares[] = {{plan_.missingAck, Fault::missing},
-                                               {plan_.lateAck, Fault::late},
-                                               {plan_.pendingAck, Fault::pending}};
-    for (const auto& [share, fault] : shares) {
-        if (at < share) return fault;
-        at -= share;
-    }
-    return Fault::none;
+    constexpr Fault kFaults[] = {Fault::missing, Fault::late, Fault::pending, Fault::none};
+    return kFaults[pick(random_.next(), {plan_.missingAck, plan_.lateAck, plan_.pendingAck})];
 }
 
 void AnswerSender::sendNow(const UdpSocket& socket, const Endpoint& to,

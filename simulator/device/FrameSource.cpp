@@ -202,12 +202,12 @@ FramePayload FrameSource::expose(const std::shared_ptr<const Scene>& scene,
 ResultFault FrameSource::damage(Bytes& encoded, const StreamSettings& settings,
                                 std::size_t imageBytes) {
     if (resultFaults_.cut <= 0 && resultFaults_.corrupt <= 0) return ResultFault::none;
-    const bool cuts = happens(resultFaults_.cut, resultChance_.next());
-    const bool corrupts = happens(resultFaults_.corrupt, resultChance_.next());
+    const std::size_t fault =
+        pick(resultChance_.next(), {resultFaults_.cut, resultFaults_.corrupt});
     SeededRandom how(resultChance_.next());
     const ResultPlace place = resultsIn(encoded, settings.format, imageBytes);
-    if (cuts && cutResults(encoded, place, how)) return ResultFault::cut;
-    if (corrupts && corruptResults(encoded, place, how)) return ResultFault::corrupt;
+    if (fault == 0 && cutResults(encoded, place, how)) return ResultFault::cut;
+    if (fault == 1 && corruptResults(encoded, place, how)) return ResultFault::corrupt;
     return ResultFault::none;
 }
 

@@ -10,7 +10,7 @@ namespace kestrosim {
 
 /**
  * What goes wrong on the way of the stream's packets, resent ones included. Each share, 0 to 1, is
- * the chance of one packet; a packet meets one fault at most, the first of these.
+ * the chance of one packet; a packet meets one fault at most, so together they are at most 1.
  */
 struct PacketFaults {
     double loss = 0;       ///< never sent
@@ -25,8 +25,8 @@ struct PacketFaults {
     std::chrono::milliseconds delayedBy{20};
 };
 
-/** What goes wrong with the answers to commands. Each share, 0 to 1, is the chance of one answer.
- */
+/** What goes wrong with the answers to commands. Each share, 0 to 1, is the chance of one answer;
+ * together they are at most 1. */
 struct ControlFaults {
     double missingAck = 0;  ///< carried out, never answered
     double lateAck = 0;     ///< answered after ackDelay
@@ -37,7 +37,8 @@ struct ControlFaults {
     bool ignoresHeartbeat = false;
 };
 
-/** What goes wrong with the results inside a frame that is sent whole. Each share is of frames. */
+/** What goes wrong with the results inside a frame that is sent whole. Each share is of frames;
+ * together they are at most 1. */
 struct ResultFaults {
     double cut = 0;      ///< the block of results ends early
     double corrupt = 0;  ///< some of its bytes are others
@@ -89,5 +90,7 @@ struct FaultPlan {
 /** Adds one fault as the command line writes it: "loss=0.01", "disconnect@100=2s". Throws as above.
  */
 void addFault(FaultPlan& plan, const std::string& fault);
+/** Throws as above where shares that are at most 1 together are more. */
+void requirePossible(const FaultPlan& plan);
 
 }  // namespace kestrosim

@@ -387,4 +387,17 @@ void addFault(FaultPlan& plan, const std::string& fault) {
     set(plan, fault.substr(0, equals), value, Form::any);
 }
 
+void requirePossible(const FaultPlan& plan) {
+    constexpr double kMost = 1 + 1e-9;  // 0.1 is not a tenth, and ten of them need not be 1
+    const auto& [loss, reorder, duplicate, delay, truncate, wrongSize, foreign, by] = plan.packets;
+    const auto require = [](double sum, const char* words) {
+        if (sum > kMost) refuse(words, "these shares are more than 1 together");
+    };
+    require(loss + reorder + duplicate + delay + truncate + wrongSize + foreign,
+            "loss, reorder, duplicate, delay, truncate, wrong-size, foreign");
+    require(plan.control.missingAck + plan.control.lateAck + plan.control.pendingAck,
+            "missing-ack, late-ack, pending-ack");
+    require(plan.results.cut + plan.results.corrupt, "result-cut, result-corrupt");
+}
+
 }  // namespace kestrosim

@@ -13,30 +13,31 @@ double shareOf(std::uint64_t draw) { return static_cast<double>(draw >> 11) * 0x
 
 }  // namespace
 
-// A share of those that the faults before have left is tested with what is left of the draw.
-PacketFate FateDice::next() {
-    double draw = shareOf(chance_.next());
-    PacketFate fate{PacketFault::none, chance_.next()};
-    const double chances[] = {faults_.loss,     faults_.reorder,   faults_.duplicate, faults_.delay,
-                              faults_.truncate, faults_.wrongSize, faults_.foreign};
-    int fault = 0;
+std::size_t pick(std::uint64_t draw, std::initializer_list<double> chances) {
+    double left = shareOf(draw);
+    std::size_t place = 0;
     for (const double chance : chances) {
-        ++fault;
-        if (draw < chance) {
-            fate.fault = static_cast<PacketFault>(fault);
-            break;
-        }
-        draw = (draw - chance) / (1 - chance);
+        if (left < chance) break;
+        left -= chance;
+        ++place;
     }
-    return fate;
+    return place;
+}
+
+PacketFate FateDice::next() {
+    constexpr PacketFault kFaults[] = {
+        PacketFault::loss,     PacketFault::reorder,   PacketFault::duplicate, PacketFault::delay,
+        PacketFault::truncate, PacketFault::wrongSize, PacketFault::foreign,   PacketFault::none};
+    const std::size_t fault =
+        pick(chance_.next(), {faults_.loss, faults_.reorder, faults_.duplicate, faults_.delay,
+                              faults_.truncate, faults_.wrongSize, faults_.foreign});
+    return {kFaults[fault], chance_.next()};
 }
 
 bool hasAny(const PacketFaults& faults) {
     return faults.loss > 0 || faults.reorder > 0 || faults.duplicate > 0 || faults.delay > 0 ||
            faults.truncate > 0 || faults.wrongSize > 0 || faults.foreign > 0;
 }
-
-bool happens(double chance, std::uint64_t draw) { return shareOf(draw) < chance; }
 
 void truncate(Datagram& datagram, std::size_t headerBytes, std::uint64_t detail) {
     const bool isInHeader = detail % 2 == 0;

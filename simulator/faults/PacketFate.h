@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 namespace kestrosim {
@@ -21,7 +22,8 @@ struct PacketFate {
 
 /**
  * Decides the fates of packets, one after the other. Each takes the same share of the chances,
- * whatever is planned: a plan with one fault more lets the others happen to the same packets.
+ * whatever is planned: a plan with one fault more lets those before it in PacketFaults happen to
+ * the same packets.
  */
 class FateDice {
  public:
@@ -37,8 +39,11 @@ class FateDice {
 /** Whether anything is planned for packets at all. */
 [[nodiscard]] bool hasAny(const PacketFaults& faults);
 
-/** True with that chance: of the 2^53 numbers that `draw` can be taken for, so many. */
-[[nodiscard]] bool happens(double chance, std::uint64_t draw);
+/**
+ * Which of several things happens, at most one, each with its chance: its place in the list, or
+ * the list's size for none. The chances together are at most 1.
+ */
+[[nodiscard]] std::size_t pick(std::uint64_t draw, std::initializer_list<double> chances);
 
 using Datagram = std::vector<std::uint8_t>;
 

@@ -105,7 +105,7 @@ TEST(SimulatedCameras, MeetTheSameFaultsEachInItsOwnWay) {
 }
 
 TEST(SimulatedCameras, RefuseWhatNoCameraCanHave) {
-    std::vector<SimOptions> wrong(7);
+    std::vector<SimOptions> wrong(8);
     wrong[0].address = "127.0.0";
     wrong[1].address = "255.255.255.255", wrong[1].count = 2;
     wrong[2].claim = "198.51.100.5";
@@ -113,6 +113,7 @@ TEST(SimulatedCameras, RefuseWhatNoCameraCanHave) {
     wrong[4].claim = "198.51.100.5/2x";
     wrong[5].serial = "0123456789ABCDEF";
     wrong[6].userName = "0123456789ABCD", wrong[6].count = 2;
+    wrong[7].faults = {"missing-ack=0.6", "late-ack=0.5"};
     for (std::size_t i = 0; i < wrong.size(); ++i) {
         try {
             (void)planCameras(wrong[i]);

@@ -171,6 +171,24 @@ TEST(FaultPlan, SaysWhatIsWrongAndWhatIsRight) {
     }
 }
 
+TEST(FaultPlan, LetsOneFaultHappenAtMost) {
+    FaultPlan plan;
+    for (const char* fault : {"loss=0.7", "delay=0.2", "foreign=0.1", "late-ack=0.5",
+                              "pending-ack=0.5", "result-cut=1"})
+        addFault(plan, fault);
+    EXPECT_NO_THROW(requirePossible(plan));
+    const std::pair<const char*, const char*> kTooMuch[] = {{"truncate=0.01", "loss, reorder"},
+                                                            {"missing-ack=0.01", "missing-ack, "},
+                                                            {"result-corrupt=1", "result-cut, "}};
+    for (const auto& [fault, words] : kTooMuch) {
+        FaultPlan impossible = plan;
+        addFault(impossible, fault);
+        EXPECT_THAT([&] { requirePossible(impossible); },
+                    testing::ThrowsMessage<std::runtime_error>(
+                        testing::AllOf(testing::StartsWith(words), HasSubstr("more than 1"))));
+    }
+}
+
 TEST(FaultPlan, SaysWhatIsWrongInAFile) {
     const std::pair<const char*, const char*> kWrong[] = {
         {"", "line 1"},

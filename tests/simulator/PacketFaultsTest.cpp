@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -37,10 +38,10 @@ TEST(PacketFates, AreTheSeedsAndHaveTheirShares) {
     EXPECT_NE(decided, fates(faults, 8, kPackets));
     std::map<PacketFault, double> shares;
     for (const PacketFault fault : decided) shares[fault] += 1.0 / kPackets;
-    // Each of those that the faults before it have left; four standard deviations are 0.0063.
+    // Four standard deviations are 0.0063.
     EXPECT_NEAR(shares[PacketFault::loss], 0.1, 0.007);
-    EXPECT_NEAR(shares[PacketFault::reorder], 0.9 * 0.2, 0.007);
-    EXPECT_NEAR(shares[PacketFault::foreign], 0.9 * 0.8 * 0.5, 0.007);
+    EXPECT_NEAR(shares[PacketFault::reorder], 0.2, 0.007);
+    EXPECT_NEAR(shares[PacketFault::foreign], 0.5, 0.007);
     EXPECT_EQ(shares.size(), 4U);
 }
 
@@ -62,6 +63,8 @@ TEST(PacketFates, AreCertainAtBothEnds) {
     faults.delay = 1;
     EXPECT_TRUE(hasAny(faults));
     EXPECT_EQ(fates(faults, 1, 100), std::vector(100, PacketFault::delay));
+    faults.delay = faults.foreign = 0.5;
+    EXPECT_THAT(fates(faults, 1, 100), testing::Not(testing::Contains(PacketFault::none)));
 }
 
 // On the wire
@@ -325,9 +328,8 @@ TEST_P(DamagedResults, LeaveTheImageWhole) {
     EXPECT_GT(sizes.size(), 4U);
     set({{kStop, 1}});
     const auto statistics = camera_->camera->statistics();
-    // 20 and 10 are expected; six standard deviations.
-    EXPECT_NEAR(static_cast<double>(statistics.resultsCut), 20, 19);
-    EXPECT_NEAR(static_cast<double>(statistics.resultsCorrupted), 10, 9.5);
+    EXPECT_EQ(statistics.resultsCut + statistics.resultsCorrupted, kFrames);
+    EXPECT_NEAR(static_cast<double>(statistics.resultsCut), 20, 19) << "six standard deviations";
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, DamagedResults,
