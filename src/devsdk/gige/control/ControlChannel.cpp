@@ -399,8 +399,13 @@ bool ControlChannel::Core::takeControl(std::function<void()> onLost) {
 bool ControlChannel::Core::failDenied() {
     std::string who;
     Answer answer;
-    const auto address = Gvcp::Register::kPrimaryApplicationAddress;
-    if (transact(readRegisterRequest(address), answer) && answer.firstWord() != 0)
+    Request question = readRegisterRequest(Gvcp::Register::kPrimaryApplicationAddress);
+    {
+        const std::lock_guard lock(requestMutex_);
+        // Once: nothing but a name depends on it, and not every camera answers strangers.
+        exchange(question, 1, answer);
+    }
+    if (answer.isSuccess() && answer.firstWord() != 0)
         who = " (" + Ipv4{answer.firstWord()}.text() + ")";
     return fail(Error::accessDenied, "the camera is controlled by another program" + who);
 }
