@@ -261,7 +261,7 @@ TEST_F(SettingsOfAnApplication, ThatTheCameraLeavesUnansweredAreNamedToo) {
     set({{"Gain", "2"}, {"LineSelector", "Line1"}, {"LineInverter", "1"}, {"StepLimit", "70"}});
     for (const char* const step : {"0", "2", "4"})
         set({{"StepSelector", step}, {"StepTime", "40"}});
-    set({{"LineSelector", "Line0"}, {"Debounce", "1"}, {"OffsetX", "8"}, {"Width", "640"}});
+    set({{"LineSelector", "Line0"}, {"Debounce", "1"}, {"Width", "640"}, {"OffsetX", "8"}});
     const std::string before = registers();
     plugIn();
     camera->ignore(kGain, kGain + 4);
@@ -283,7 +283,7 @@ TEST_F(SettingsOfAnApplication, ThatTheCameraLeavesUnansweredAreNamedToo) {
     camera->ignore(0, 0x1000);
     ASSERT_TRUE(restore()) << lastErrorMessage();
     ASSERT_THAT(refusals, SizeIs(settings->all().size()));
-    EXPECT_THAT(refusals.back(), StartsWith("Width 640: not tried"));
+    EXPECT_THAT(refusals.back(), StartsWith("OffsetX 8: not tried"));
     EXPECT_LE(camera->unanswered(), 4 * unanswered);
 }
 
