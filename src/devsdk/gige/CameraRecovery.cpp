@@ -3,8 +3,8 @@
 // How a camera that was lost is had again. When to try is the Reconnector's business; this is one
 // attempt: find the camera by its identity, take its control, restore what the application had made
 // of it, and only then say that it is back.
-#include "DeviceLog.h"
 #include "GigeCamera.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "VordaInfra.h"
 
@@ -25,11 +25,6 @@ std::string secondsText(Clock::duration time) {
 
 }  // namespace
 
-GigeCamera::Aftermath::~Aftermath() {
-    for (const std::string& line : errors) GIGE_LOG(kError, "%s", line.c_str());
-    for (const std::string& line : warnings) GIGE_LOG(kWarning, "%s", line.c_str());
-}
-
 /** On the thread that notices, or, when that was ended first, on that of the first attempt. */
 void GigeCamera::reportLoss(Connection& connection) {
     if (connection.lossReported.exchange(true)) return;
@@ -40,11 +35,11 @@ void GigeCamera::reportLoss(Connection& connection) {
         lostAt_ = Clock::now();
         current = session_;
     }
-    GIGE_LOG(kWarning, "the connection to the camera is lost, key=[%s]", getKey());
+    GIGE_LOG_UNLOCKED(kWarning, "the connection to the camera is lost, key=[" + key_ + "]");
     events_.postConnection(false);
     if (!current || !current->reconnects || reconnector_->begin()) return;
-    GIGE_LOG(kError, "the camera will not be connected again, key=[%s]: %s", getKey(),
-             lastErrorMessage().c_str());
+    GIGE_LOG_UNLOCKED(kError, "the camera will not be connected again, key=[" + key_ +
+                                  "]: " + lastErrorMessage());
 }
 
 /** True when there is nothing more to attempt. */
@@ -69,17 +64,17 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
     if (!made) {
         // That it is still silent is no news.
         const bool isSilent = Infra::getLastError() == static_cast<int>(Error::timeout);
-        if (!isSilent && !session.ended.isRaised()) complain(session, after.warnings);
+        if (!isSilent && !session.ended.isRaised()) complain(session, false);
         return false;
     }
     if (!restore(session, made, *lost, after) || !announce(made)) {
         const KeepLastError why;
         // One that is lost again will be found again.
-        if (made->channel->isOnline()) complain(session, after.errors);
+        if (made->channel->isOnline()) complain(session, true);
         withdraw(*made);
         return false;
     }
-    after.warnings.push_back(backAgainText(*made, session.attempts));
+    GIGE_LOG_UNLOCKED(kWarning, backAgainText(*made, session.attempts));
     session.attempts = 0;
     session.complaint.clear();
     session.latest = nullptr;
@@ -149,8 +144,8 @@ bool GigeCamera::restore(Session& session, const std::shared_ptr<Connection>& ma
     if (after.stream && !after.stream->resume()) return false;
     // Not for an attempt that fails: the next one meets them again.
     for (const std::string& refusal : refusals)
-        after.warnings.push_back(std::string("the camera does not take a setting again, key=[") +
-                                 getKey() + "]: " + refusal);
+        GIGE_LOG_UNLOCKED(
+            kWarning, "the camera does not take a setting again, key=[" + key_ + "]: " + refusal);
     return true;
 }
 
@@ -170,11 +165,14 @@ void GigeCamera::withdraw(Connection& made) {
 }
 
 /** Once for each reason: attempts are many. */
-void GigeCamera::complain(Session& session, std::vector<std::string>& lines) const {
+void GigeCamera::complain(Session& session, bool isError) const {
     const std::string reason = lastErrorMessage();
     if (reason == std::exchange(session.complaint, reason)) return;
-    lines.push_back(std::string("the camera is not connected again yet, key=[") + getKey() +
-                    "]: " + reason);
+    const std::string text = "the camera is not connected again yet, key=[" + key_ + "]: " + reason;
+    if (isError)
+        GIGE_LOG_UNLOCKED(kError, text);
+    else
+        GIGE_LOG_UNLOCKED(kWarning, text);
 }
 
 void GigeCamera::interruptRecovery() {

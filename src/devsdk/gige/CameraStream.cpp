@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a stream asks of a GigeCamera.
-#include "DeviceLog.h"
 #include "Environment.h"
 #include "GigeCamera.h"
 #include "Gvcp.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "PacketSize.h"
 
@@ -127,8 +127,8 @@ bool GigeCamera::sizePackets(const Connection& connection, StreamInlet& inlet,
                                 packetSizeLimits(*connection.features)};
     if (!choosePacketSize(*connection.channel, inlet, basis, chosen)) return false;
     packetBytes = chosen.bytes;
-    GIGE_TRACE("The packets of the stream of [%s] have %I64u bytes: %s", getKey(),
-               std::uint64_t{chosen.bytes}, chosen.reason);
+    GIGE_LOG_UNLOCKED(kTrace, "The packets of the stream of [" + key_ + "] have " +
+                                  std::to_string(chosen.bytes) + " bytes: " + chosen.reason);
     if (chosen.isChanged && connection.isWatched && connection.features->has(kPacketSizeFeature))
         postUpdates({kPacketSizeFeature});
     return true;

@@ -14,6 +14,7 @@
 #include "FeatureModel.h"
 #include "FeaturePoller.h"
 #include "Features.h"
+#include "HeldLines.h"
 #include "MessageChannel.h"
 #include "Reconnector.h"
 #include "Signal.h"
@@ -152,11 +153,8 @@ class GigeCamera final : public GenICam::ICamera,
 
     /** What is left to do once connectMutex_ is free again. */
     struct Aftermath {
+        HeldLines lines;
         std::shared_ptr<LinkedStream> stream;  ///< to be let go, if nobody else holds it
-        std::vector<std::string> errors;       ///< to be logged
-        std::vector<std::string> warnings;     ///< likewise
-
-        ~Aftermath();
     };
 
     [[nodiscard]] bool connectAnew();
@@ -187,7 +185,7 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] bool restore(Session& session, const std::shared_ptr<Connection>& made,
                                const Connection& lost, Aftermath& after);
     void withdraw(Connection& made);
-    void complain(Session& session, std::vector<std::string>& lines) const;
+    void complain(Session& session, bool isError) const;
     [[nodiscard]] std::string backAgainText(const Connection& made, unsigned attempts) const;
     void endSession();
     void interruptRecovery();

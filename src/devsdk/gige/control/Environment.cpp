@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Environment.h"
 
-#include "DeviceLog.h"
+#include "HeldLines.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -61,7 +61,7 @@ void warnOnce(const std::string& text) {
         const std::lock_guard lock(written.mutex);
         if (!written.texts.insert(text).second) return;
     }
-    GIGE_LOG(kWarning, "%s", text.c_str());
+    GIGE_LOG_UNLOCKED(kWarning, text);
 }
 
 std::vector<std::string> interfaceNames() { return entries("KESTRO_INTERFACES"); }

@@ -3,6 +3,7 @@
 
 #include "DeviceLog.h"
 #include "Gvcp.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "Signal.h"
 #include "UdpSocket.h"
@@ -159,8 +160,8 @@ std::unique_ptr<MessageChannel> MessageChannel::open(RegisterPort& camera, Messa
     }
     if (!channel->isSilent_) return channel;
     if (!cameraRefused()) return nullptr;
-    GIGE_LOG(kDebug, "no messages from the camera at [%s]: %s", address.c_str(),
-             lastErrorMessage().c_str());
+    GIGE_LOG_UNLOCKED(kDebug,
+                      "no messages from the camera at [" + address + "]: " + lastErrorMessage());
     channel->stop();
     return channel;
 }

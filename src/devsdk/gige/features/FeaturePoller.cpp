@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FeaturePoller.h"
 
-#include "DeviceLog.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "PollSchedule.h"
 
@@ -82,7 +82,7 @@ void FeaturePoller::start(std::vector<Features::Polled> features, ReadText read)
         };
         if (thread_.start("kst-poll", std::move(run))) return;
     }
-    GIGE_LOG(kWarning, "no feature is polled: %s", lastErrorMessage().c_str());
+    GIGE_LOG_UNLOCKED(kWarning, "no feature is polled: " + lastErrorMessage());
 }
 
 void FeaturePoller::requestStop() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PayloadLayout.h"
 
-#include "DeviceLog.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "PayloadFeatures.h"
 
@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <span>
+#include <string>
 #include <unordered_map>
 #include <utility>
 
@@ -151,10 +152,9 @@ void PayloadLayout::Impl::add(PayloadFeature feature) {
 
 void PayloadLayout::Impl::log() const {
     if (unusable == 0) return;
-    GIGE_LOG(kDebug,
-             "%u features of chunks and events have no value: they need more than the bytes of one "
-             "chunk or event",
-             static_cast<unsigned>(unusable));
+    GIGE_LOG_UNLOCKED(kDebug, std::to_string(unusable) +
+                                  " features of chunks and events have no value: they need more "
+                                  "than the bytes of one chunk or event");
 }
 
 std::optional<LoadedValue> PayloadLayout::Impl::valueOf(const PayloadFeature& feature,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StreamReceiver.h"
 
-#include "DeviceLog.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "NamedThread.h"
 
@@ -92,10 +92,11 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
     while (largest < wanted && !warned.compare_exchange_weak(largest, wanted)) {
     }
     if (largest >= wanted) return;
-    GIGE_LOG(kWarning,
-             "The receive buffer of the stream of [%s] is %I64u bytes instead of %I64u: frames may "
-             "be lost. Raise the sysctl net.core.rmem_max to %I64u",
-             key, granted, wanted, wanted);
+    GIGE_LOG_UNLOCKED(kWarning, "The receive buffer of the stream of [" + std::string(key) +
+                                    "] is " + std::to_string(granted) + " bytes instead of " +
+                                    std::to_string(wanted) +
+                                    ": frames may be lost. Raise the sysctl net.core.rmem_max to " +
+                                    std::to_string(wanted));
 }
 
 constexpr std::size_t kBatchBytes = kBatch * kDatagramStride;
