@@ -34,7 +34,8 @@ BEGIN {
     row(gige, common " src/devsdk/gige =control/CameraSearch.h =control/ControlChannel.h" \
         " =control/Discovery.h" \
         " =control/Environment.h =control/Gvcp.h =control/MessageChannel.h =description/Description.h" \
-        " =payload/PayloadLayout.h =features/Features.h =features/FeaturePoller.h" \
+        " =payload/PayloadLayout.h =features/FeatureModel.h =features/Features.h" \
+        " =features/FeaturePoller.h" \
         " =features/AppliedSettings.h =config/DeviceConfig.h" \
         " =stream/CameraLink.h =stream/StreamSource.h", "-")
     row(gige "/common", common, posix)
