@@ -439,10 +439,10 @@ class Machine {
     }
     template <typename Record>
     int getRecord(int (*function)(void*, const char*, Record*), const char* name,
-                  std::initializer_list<int> others, Room& record) {
+                  std::initializer_list<int> others, Room& record, int unlogged = KST_OK) {
         const bool hasRecord = choices_.below(8) != 0;
-        const int code = expect(function(handle_, name, hasRecord ? record.as<Record>() : nullptr),
-                                name && hasRecord, others);
+        const int code = function(handle_, name, hasRecord ? record.as<Record>() : nullptr);
+        expect(code, name && hasRecord, others, code != unlogged);
         if (!name || !hasRecord || kind_ != Kind::camera) KESTRO_EXPECT(record.isUntouched());
         return code;
     }
@@ -530,7 +530,8 @@ class Machine {
             return;
         }
         Room entries(sizeof(kstEnumEntryList));
-        const int code = getRecord(kstGetEnumFeatureEntryList, name, {2, 21}, entries);
+        const int code =
+            getRecord(kstGetEnumFeatureEntryList, name, {2, 21}, entries, KST_ERROR_BUFFER);
         if (code != KST_OK && code != KST_ERROR_BUFFER) return;
         const auto* const list = entries.as<kstEnumEntryList>();
         KESTRO_EXPECT(list->count <= 64 && (code == KST_OK || list->count == 64));
