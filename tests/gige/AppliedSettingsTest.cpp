@@ -123,7 +123,7 @@ class SettingsOfAnApplication : public testing::Test {
     }
     bool restore() {
         refusals.clear();
-        return settings->restore(*features, refusals);
+        return settings->restore(*features, refusals, silence);
     }
     std::string registers() {
         std::array<std::uint8_t, 0x200> bytes{};
@@ -145,6 +145,7 @@ class SettingsOfAnApplication : public testing::Test {
     std::shared_ptr<CameraMemory> camera;
     std::shared_ptr<Features> features;
     std::vector<std::string> refusals;
+    AppliedSettings::Silence silence = AppliedSettings::Silence::isRefusal;
 };
 
 TEST_F(SettingsOfAnApplication, AreAllMadeAgain) {
@@ -265,6 +266,11 @@ TEST_F(SettingsOfAnApplication, ThatTheCameraLeavesUnansweredAreNamedToo) {
     const std::string before = registers();
     plugIn();
     camera->ignore(kGain, kGain + 4);
+    silence = AppliedSettings::Silence::isUnready;
+    EXPECT_FALSE(restore());
+    EXPECT_EQ(static_cast<int>(Error::timeout), Infra::getLastError());
+    EXPECT_EQ(1, camera->unanswered());
+    silence = AppliedSettings::Silence::isRefusal;
     ASSERT_TRUE(restore()) << lastErrorMessage();
     EXPECT_THAT(refusals, ElementsAre(AllOf(StartsWith("Gain"), HasSubstr("no answer"))));
     camera->ignore(0, 0);

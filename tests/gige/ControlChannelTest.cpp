@@ -149,6 +149,7 @@ TEST(ControlChannel, OutlastsALostRouteWhateverCameInBefore) {
     const auto channel = channelTo(camera);
     std::uint32_t value = 0;
     ASSERT_TRUE(channel->readRegister(kSomeRegister, value));
+    const std::shared_ptr<void> opened(nullptr, [](void*) { wayOut = Way::free; });
     wayOut = Way::closing;
     EXPECT_TRUE(channel->readRegister(kSomeRegister, value)) << lastErrorMessage();
     EXPECT_EQ(Way::free, wayOut);

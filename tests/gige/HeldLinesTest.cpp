@@ -22,13 +22,13 @@ TEST(HeldLines, WriteWhatTheirThreadSaysWhenTheOutermostGoes) {
         const HeldLines outer;
         {
             const HeldLines inner;
-            GIGE_LOG_UNLOCKED(kWarning, "first 100%s");
+            GIGE_LOG_WHEN_FREE(kWarning, "first 100%s");
         }
-        GIGE_LOG_UNLOCKED(kError, "second");
-        std::thread([] { GIGE_LOG_UNLOCKED(kError, "another's"); }).join();
+        GIGE_LOG_WHEN_FREE(kError, "second");
+        std::thread([] { GIGE_LOG_WHEN_FREE(kError, "another's"); }).join();
         EXPECT_THAT(lines(), ElementsAre(HasSubstr("another's")));
     }
-    GIGE_LOG_UNLOCKED(kError, "third");
+    GIGE_LOG_WHEN_FREE(kError, "third");
     EXPECT_THAT(lines(), ElementsAre(HasSubstr("another's"), HasSubstr("TestBody: first 100%s"),
                                      HasSubstr("TestBody: second"), HasSubstr("third")));
 }

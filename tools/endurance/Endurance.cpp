@@ -175,9 +175,9 @@ Run watch(const Watches& watches, const Options& options) {
 
 /**
  * A camera that is just away is back in a moment, and then says what was lost. That it is away may
- * not have been noticed yet: each that goes on sending sends one more frame.
+ * not have been noticed yet: each that goes on sending sends one more frame. False when one is not.
  */
-void awaitAll(const Watches& watches, bool goOnSending) {
+bool awaitAll(const Watches& watches, bool goOnSending) {
     std::vector<std::uint64_t> delivered;
     for (const auto& each : watches) delivered.push_back(each->delivered());
     const auto isThere = [&](std::size_t i) {
@@ -185,8 +185,11 @@ void awaitAll(const Watches& watches, bool goOnSending) {
                (!goOnSending || watches[i]->delivered() > delivered[i]);
     };
     const auto deadline = Clock::now() + kLongestAbsence;
-    for (std::size_t i = 0; i < watches.size(); ++i)
+    for (std::size_t i = 0; i < watches.size(); ++i) {
         while (Clock::now() < deadline && !isThere(i)) std::this_thread::sleep_for(kLook);
+        if (!isThere(i)) return false;
+    }
+    return true;
 }
 
 /** False when something came that must not come. */
@@ -217,9 +220,8 @@ int endure(const Options& options) {
         watches.push_back(std::make_unique<CameraWatch>(std::move(camera), options.wanted));
     for (const auto& each : watches) each->start();
     const Run run = watch(watches, options);
-    awaitAll(watches, options.frames != 0);
+    bool isSound = awaitAll(watches, options.frames != 0);
     for (const auto& each : watches) each->stop();
-    bool isSound = true;
     for (const auto& each : watches) isSound = print(*each) && isSound;
     watches.clear();
     const Usage after = usage();

@@ -17,6 +17,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/** Each takes the time-out of a request and the pause between attempts: about a second. */
+constexpr unsigned kSilentRestores = 5;
+
 std::string secondsText(Clock::duration time) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f s", std::chrono::duration<double>(time).count());
@@ -35,11 +38,11 @@ void GigeCamera::reportLoss(Connection& connection) {
         lostAt_ = Clock::now();
         current = session_;
     }
-    GIGE_LOG_UNLOCKED(kWarning, "the connection to the camera is lost, key=[" + key_ + "]");
+    GIGE_LOG_WHEN_FREE(kWarning, "the connection to the camera is lost, key=[" + key_ + "]");
     events_.postConnection(false);
     if (!current || !current->reconnects || reconnector_->begin()) return;
-    GIGE_LOG_UNLOCKED(kError, "the camera will not be connected again, key=[" + key_ +
-                                  "]: " + lastErrorMessage());
+    GIGE_LOG_WHEN_FREE(kError, "the camera will not be connected again, key=[" + key_ +
+                                   "]: " + lastErrorMessage());
 }
 
 /** True when there is nothing more to attempt. */
@@ -74,8 +77,8 @@ bool GigeCamera::recover(Session& session, Aftermath& after) {
         withdraw(*made);
         return false;
     }
-    GIGE_LOG_UNLOCKED(kWarning, backAgainText(*made, session.attempts));
-    session.attempts = 0;
+    GIGE_LOG_WHEN_FREE(kWarning, backAgainText(*made, session.attempts));
+    session.attempts = session.silentRestores = 0;
     session.complaint.clear();
     session.latest = nullptr;
     session.search.end();
@@ -135,7 +138,14 @@ bool GigeCamera::restore(Session& session, const std::shared_ptr<Connection>& ma
     }
     made->port->carryOver(*lost.port);
     std::vector<std::string> refusals;
-    if (!session.settings->restore(*made->features, refusals)) return false;
+    // A camera that was just switched on may answer of its features later than of itself.
+    const bool isToWait = session.silentRestores < kSilentRestores;
+    if (!session.settings->restore(
+            *made->features, refusals,
+            isToWait ? AppliedSettings::Silence::isUnready : AppliedSettings::Silence::isRefusal)) {
+        if (made->channel->isOnline()) ++session.silentRestores;
+        return false;
+    }
     {
         const std::lock_guard lock(mutex_);
         restoring_ = made;
@@ -144,7 +154,7 @@ bool GigeCamera::restore(Session& session, const std::shared_ptr<Connection>& ma
     if (after.stream && !after.stream->resume()) return false;
     // Not for an attempt that fails: the next one meets them again.
     for (const std::string& refusal : refusals)
-        GIGE_LOG_UNLOCKED(
+        GIGE_LOG_WHEN_FREE(
             kWarning, "the camera does not take a setting again, key=[" + key_ + "]: " + refusal);
     return true;
 }
@@ -170,9 +180,9 @@ void GigeCamera::complain(Session& session, bool isError) const {
     if (reason == std::exchange(session.complaint, reason)) return;
     const std::string text = "the camera is not connected again yet, key=[" + key_ + "]: " + reason;
     if (isError)
-        GIGE_LOG_UNLOCKED(kError, text);
+        GIGE_LOG_WHEN_FREE(kError, text);
     else
-        GIGE_LOG_UNLOCKED(kWarning, text);
+        GIGE_LOG_WHEN_FREE(kWarning, text);
 }
 
 void GigeCamera::interruptRecovery() {

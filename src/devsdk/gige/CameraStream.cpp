@@ -127,8 +127,8 @@ bool GigeCamera::sizePackets(const Connection& connection, StreamInlet& inlet,
                                 packetSizeLimits(*connection.features)};
     if (!choosePacketSize(*connection.channel, inlet, basis, chosen)) return false;
     packetBytes = chosen.bytes;
-    GIGE_LOG_UNLOCKED(kTrace, "The packets of the stream of [" + key_ + "] have " +
-                                  std::to_string(chosen.bytes) + " bytes: " + chosen.reason);
+    GIGE_LOG_WHEN_FREE(kTrace, "The packets of the stream of [" + key_ + "] have " +
+                                   std::to_string(chosen.bytes) + " bytes: " + chosen.reason);
     if (chosen.isChanged && connection.isWatched && connection.features->has(kPacketSizeFeature))
         postUpdates({kPacketSizeFeature});
     return true;
@@ -148,7 +148,7 @@ void GigeCamera::shutStreamChannel(Connection& connection) {
     const KeepLastError quiet;
     if (!connection.streamOpen) return;
     static_cast<void>(connection.channel->writeRegister(Gvcp::Register::kStreamPort, 0));
-    connection.streamOpen = false;  // not before: the next stream may be waiting for it
+    connection.streamOpen = false;  // not before: the 0 would close the port of the next stream
 }
 
 bool GigeCamera::startAcquisition() {

@@ -12,9 +12,10 @@ namespace Vorda::Gige {
 /**
  * The events of one camera: a queue and the thread that hands them to the subscribers.
  *
- * Connection events always arrive. Feature updates are gathered (EventQueue), so that a flood of
- * them costs no more than its different names, and are not kept while nobody subscribes to them.
- * Threads: any; handlers run on the camera's event thread, with no lock held.
+ * Connection events always arrive, but where the application has connected anew meanwhile. Feature
+ * updates are gathered (EventQueue), so that a flood of them costs no more than its different
+ * names, and are not kept while nobody subscribes to them. Threads: any; handlers run on the
+ * camera's event thread, with no lock held.
  */
 class EventDispatcher {
  public:

@@ -21,7 +21,8 @@ using CameraEvent = std::variant<GenICam::SConnectArg, GenICam::SParamsUpdateArg
  *
  * A name waits once: a further change of its feature is told by the one that waits, at its place.
  * But no update moves across a connection event: a change after one is told after it. Of the names,
- * the oldest go when more wait than may; connection events stay. Threads: one at a time.
+ * the oldest go when more wait than may; connection events stay until all are
+ * forgotten. Threads: one at a time.
  */
 class EventQueue {
  public:

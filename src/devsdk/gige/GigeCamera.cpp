@@ -188,10 +188,8 @@ bool GigeCamera::announce(const std::shared_ptr<Connection>& made) {
 bool GigeCamera::readDescription(Session& session, Connection& connection) {
     auto description = session.download.run(*connection.channel);
     if (!description) return false;
-    if (!session.model || session.model->description() != description) {
-        session.model = nullptr;  // what the old one takes may be what the new one needs
+    if (!session.model || session.model->description() != description)
         session.model = FeatureModel::make(std::move(description));
-    }
     connection.model = session.model;
     return connection.model != nullptr;
 }

@@ -148,13 +148,14 @@ class GigeCamera final : public GenICam::ICamera,
         CameraSearch search;
         std::shared_ptr<ControlChannel> latest;  ///< of the latest attempt that came so far
         unsigned attempts = 0;
-        std::string complaint;  ///< the latest that was logged
+        unsigned silentRestores = 0;  ///< attempts that a setting without an answer has ended
+        std::string complaint;        ///< the latest that was logged
     };
 
     /** What is left to do once connectMutex_ is free again. */
     struct Aftermath {
-        HeldLines lines;
         std::shared_ptr<LinkedStream> stream;  ///< to be let go, if nobody else holds it
+        HeldLines lines;                       ///< written before that
     };
 
     [[nodiscard]] bool connectAnew();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The device SDK's own log lines: "[%s(%d) %s] " with file, line and function, then the message.
-// Never expanded with a lock held.
+// Never expanded with a lock held; what may run under one of its callers uses HeldLines.
 #pragma once
 
 #include "VXlog4cpp.h"

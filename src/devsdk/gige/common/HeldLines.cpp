@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "HeldLines.h"
 
+#include "LastError.h"
+
 #include <utility>
 
 namespace Vorda::Gige {
@@ -13,6 +15,7 @@ thread_local HeldLines* current = nullptr;
 HeldLines::HeldLines() : outer_(std::exchange(current, this)) {}
 
 HeldLines::~HeldLines() {
+    const KeepLastError ofTheWork;  // whoever is called by the log may use the library
     current = outer_;
     for (Line& line : lines_) write(std::move(line));
 }

@@ -9,9 +9,9 @@
 namespace Vorda::Gige {
 
 /**
- * While one lives, the lines that its thread writes by GIGE_LOG_UNLOCKED wait; they are written
- * when it goes. Made before a mutex is locked under which there is more to do than can be overseen,
- * it keeps the log's sinks out of that. One inside another leaves its lines to the outer one.
+ * While one lives, the lines that its thread writes by GIGE_LOG_WHEN_FREE wait; they are written
+ * when it goes. Made before a mutex is locked that is held for long and through many functions, it
+ * keeps what the log calls out of that. One inside another leaves its lines to the outer one.
  */
 class HeldLines {
  public:
@@ -40,5 +40,5 @@ class HeldLines {
 }  // namespace Vorda::Gige
 
 /** For what may run while a mutex is held further out. */
-#define GIGE_LOG_UNLOCKED(level, text) \
+#define GIGE_LOG_WHEN_FREE(level, text) \
     ::Vorda::Gige::HeldLines::write({::VXlog4cpp::level, __FILE_NAME__, __LINE__, __func__, (text)})

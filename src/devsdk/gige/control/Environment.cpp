@@ -61,7 +61,7 @@ void warnOnce(const std::string& text) {
         const std::lock_guard lock(written.mutex);
         if (!written.texts.insert(text).second) return;
     }
-    GIGE_LOG_UNLOCKED(kWarning, text);
+    GIGE_LOG_WHEN_FREE(kWarning, text);
 }
 
 std::vector<std::string> interfaceNames() { return entries("KESTRO_INTERFACES"); }

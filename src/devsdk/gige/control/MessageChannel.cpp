@@ -160,8 +160,8 @@ std::unique_ptr<MessageChannel> MessageChannel::open(RegisterPort& camera, Messa
     }
     if (!channel->isSilent_) return channel;
     if (!cameraRefused()) return nullptr;
-    GIGE_LOG_UNLOCKED(kDebug,
-                      "no messages from the camera at [" + address + "]: " + lastErrorMessage());
+    GIGE_LOG_WHEN_FREE(kDebug,
+                       "no messages from the camera at [" + address + "]: " + lastErrorMessage());
     channel->stop();
     return channel;
 }

@@ -31,12 +31,19 @@ std::string keyOf(const AppliedSetting& setting) {
     return key;
 }
 
+bool wasSilent() { return Infra::getLastError() == static_cast<int>(Error::timeout); }
+
 class Restorer {
  public:
-    Restorer(Features& features, const std::vector<AppliedSetting>& settings)
-        : features_(features), settings_(settings), sentences_(settings.size()) {}
+    using Silence = AppliedSettings::Silence;
 
-    /** False, with the last error, when the connection is gone. */
+    Restorer(Features& features, const std::vector<AppliedSetting>& settings, Silence silence)
+        : features_(features),
+          settings_(settings),
+          silence_(silence),
+          sentences_(settings.size()) {}
+
+    /** False, with the last error, when it has ended early. */
     [[nodiscard]] bool run();
     void addRefusals(std::vector<std::string>& refusals) const;
 
@@ -46,10 +53,12 @@ class Restorer {
     [[nodiscard]] bool place(const std::vector<SelectorPosition>& selectors);
     [[nodiscard]] bool ensure(const std::string& name, const std::string& value);
     [[nodiscard]] bool leaveSelectors();
+    [[nodiscard]] bool isOver() const;
     void moved(const std::string& selector, const std::string& position);
 
     Features& features_;
     const std::vector<AppliedSetting>& settings_;
+    const Silence silence_;
     std::vector<std::string> sentences_;  ///< of those that are refused
     std::unordered_map<std::string, std::string> positions_;
     std::unordered_map<std::string, int> silences_;
@@ -76,7 +85,7 @@ bool Restorer::apply(std::vector<std::size_t>& pending) {
         const AppliedSetting& setting = settings_[each];
         sentences_[each].clear();
         if (apply(setting)) continue;
-        if (isConnectionGone()) return false;
+        if (isOver()) return false;
         sentences_[each] =
             refusalAt(setting.selectors, setting.name, setting.value, lastErrorMessage());
         // A user set that came later would replace what has been set since.
@@ -114,11 +123,16 @@ bool Restorer::ensure(const std::string& name, const std::string& value) {
         return fail(Error::timeout, name + " " + value +
                                         ": not tried, for the camera has left too much unanswered");
     if (features_.ensure(name, value)) return true;
-    if (Infra::getLastError() != static_cast<int>(Error::timeout)) return false;
+    if (!wasSilent()) return false;
     ++silences;
     ++allSilences_;
     positions_.clear();  // the camera may have done what it did not answer
     return false;
+}
+
+/** After a failure. */
+bool Restorer::isOver() const {
+    return isConnectionGone() || (silence_ == Silence::isUnready && wasSilent());
 }
 
 /** A selector that others select stands elsewhere when they have moved. */
@@ -132,7 +146,7 @@ bool Restorer::leaveSelectors() {
     for (const AppliedSetting& setting : settings_) {
         const bool isSelector = !features_.selected(setting.name).empty();
         const bool isPlaced = isSelector ? apply(setting) : place(setting.selectors);
-        if (!isPlaced && isConnectionGone()) return false;
+        if (!isPlaced && isOver()) return false;
     }
     return true;
 }
@@ -191,10 +205,11 @@ std::vector<AppliedSetting> AppliedSettings::all() const {
     return {notes_.begin(), notes_.end()};
 }
 
-bool AppliedSettings::restore(Features& features, std::vector<std::string>& refusals) const {
+bool AppliedSettings::restore(Features& features, std::vector<std::string>& refusals,
+                              Silence silence) const {
     const UnnotedWrites own;
     const std::vector<AppliedSetting> settings = all();
-    Restorer restorer(features, settings);
+    Restorer restorer(features, settings, silence);
     const bool isComplete = restorer.run();
     restorer.addRefusals(refusals);
     return isComplete;

@@ -41,6 +41,12 @@ class AppliedSettings {
  public:
     static constexpr std::size_t kMost = 4096;
 
+    /** What it means that the camera leaves a setting unanswered. */
+    enum class Silence {
+        isUnready,  ///< the camera may be just starting: restoring ends
+        isRefusal   ///< of that setting; when there is much of it, the rest is not tried
+    };
+
     /** `device` is named in log lines. */
     explicit AppliedSettings(std::string device) : device_(std::move(device)) {}
 
@@ -54,14 +60,14 @@ class AppliedSettings {
 
     /**
      * Sees to it that the camera has all settings, in their order; what it refuses is tried again
-     * after the rest, for the range of one feature may hang on the value of another. What it leaves
-     * unanswered counts as refused, and when that is much, the rest is not tried. Selectors then
+     * after the rest, for the range of one feature may hang on the value of another. Selectors then
      * stand as the application left them. Nothing of it is noted.
      *
      * @param refusals  gets a sentence for each setting that the camera did not take.
-     * @return false, with the last error, as soon as the connection is gone.
+     * @return false, with the last error, as soon as the connection is gone or silence ends it.
      */
-    [[nodiscard]] bool restore(Features& features, std::vector<std::string>& refusals) const;
+    [[nodiscard]] bool restore(Features& features, std::vector<std::string>& refusals,
+                               Silence silence) const;
 
  private:
     using Notes = std::list<AppliedSetting>;

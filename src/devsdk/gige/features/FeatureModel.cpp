@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FeatureModel.h"
 
-#include "FeaturesImpl.h"
+#include "FeatureModelParts.h"
 #include "LastError.h"
 
 #include <utility>

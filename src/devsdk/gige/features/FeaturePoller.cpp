@@ -82,7 +82,7 @@ void FeaturePoller::start(std::vector<Features::Polled> features, ReadText read)
         };
         if (thread_.start("kst-poll", std::move(run))) return;
     }
-    GIGE_LOG_UNLOCKED(kWarning, "no feature is polled: " + lastErrorMessage());
+    GIGE_LOG_WHEN_FREE(kWarning, "no feature is polled: " + lastErrorMessage());
 }
 
 void FeaturePoller::requestStop() {

@@ -3,6 +3,7 @@
 // The values of features: reading, writing, and what limits them.
 #include "Features.h"
 #include "FeaturesImpl.h"
+#include "VordaInfra.h"
 
 #include <algorithm>
 #include <cctype>
@@ -278,7 +279,10 @@ bool Features::setText(const std::string& name, const std::string& text) {
 
 bool Features::ensure(const std::string& name, const std::string& text) {
     std::string held;
-    if (!getText(name, held) || !means(kind(name), held, text)) return setText(name, text);
+    const bool isRead = getText(name, held);
+    // One silence is enough: a write would wait as long again.
+    if (!isRead && Infra::getLastError() == static_cast<int>(Error::timeout)) return false;
+    if (!isRead || !means(kind(name), held, text)) return setText(name, text);
     // A packet size that was set is one that a stream does not replace by what it finds best.
     const KeepLastError locked;
     if (name != kPacketSizeFeature || !setText(name, text))

@@ -64,6 +64,8 @@ Features::Impl::Impl(FeatureSources from)
 }
 
 Features::Impl::~Impl() {
+    // Nor is it waited for an operation of another's, which may take its time.
+    if (parts.user != this) return;
     const std::lock_guard lock(parts.mutex);
     if (parts.user != this) return;
     parts.user = nullptr;

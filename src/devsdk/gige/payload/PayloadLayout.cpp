@@ -152,9 +152,9 @@ void PayloadLayout::Impl::add(PayloadFeature feature) {
 
 void PayloadLayout::Impl::log() const {
     if (unusable == 0) return;
-    GIGE_LOG_UNLOCKED(kDebug, std::to_string(unusable) +
-                                  " features of chunks and events have no value: they need more "
-                                  "than the bytes of one chunk or event");
+    GIGE_LOG_WHEN_FREE(kDebug, std::to_string(unusable) +
+                                   " features of chunks and events have no value: they need more "
+                                   "than the bytes of one chunk or event");
 }
 
 std::optional<LoadedValue> PayloadLayout::Impl::valueOf(const PayloadFeature& feature,

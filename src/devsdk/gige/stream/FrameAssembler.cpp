@@ -2,9 +2,10 @@
 #include "FrameAssembler.h"
 
 #include "BufferPool.h"
-#include "DeviceLog.h"
+#include "HeldLines.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 namespace Vorda::Gige {
@@ -46,17 +47,19 @@ std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
 
 void noteChunks(const PayloadContent& content, std::uint64_t blockId, StreamCounters& counters) {
     if (content.chunks.ignored() != 0)
-        GIGE_LOG(kDebug, "Block %I64u has %I64u chunks too many", blockId,
-                 std::uint64_t{content.chunks.ignored()});
+        GIGE_LOG_WHEN_FREE(kDebug, "Block " + std::to_string(blockId) + " has " +
+                                       std::to_string(content.chunks.ignored()) +
+                                       " chunks too many");
     if (!content.isBroken) return;
     // The first one is worth a warning; how many there were, the counters tell.
     const bool isFirst = counters.brokenChunks.get() == 0;
     counters.brokenChunks.add();
-    if (isFirst) {
-        GIGE_LOG(kWarning, "The chunks of block %I64u do not fit together", blockId);
-    } else {
-        GIGE_LOG(kDebug, "The chunks of block %I64u do not fit together", blockId);
-    }
+    const std::string text =
+        "The chunks of block " + std::to_string(blockId) + " do not fit together";
+    if (isFirst)
+        GIGE_LOG_WHEN_FREE(kWarning, text);
+    else
+        GIGE_LOG_WHEN_FREE(kDebug, text);
 }
 
 }  // namespace

@@ -92,11 +92,11 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
     while (largest < wanted && !warned.compare_exchange_weak(largest, wanted)) {
     }
     if (largest >= wanted) return;
-    GIGE_LOG_UNLOCKED(kWarning, "The receive buffer of the stream of [" + std::string(key) +
-                                    "] is " + std::to_string(granted) + " bytes instead of " +
-                                    std::to_string(wanted) +
-                                    ": frames may be lost. Raise the sysctl net.core.rmem_max to " +
-                                    std::to_string(wanted));
+    GIGE_LOG_WHEN_FREE(kWarning,
+                       "The receive buffer of the stream of [" + std::string(key) + "] is " +
+                           std::to_string(granted) + " bytes instead of " + std::to_string(wanted) +
+                           ": frames may be lost. Raise the sysctl net.core.rmem_max to " +
+                           std::to_string(wanted));
 }
 
 constexpr std::size_t kBatchBytes = kBatch * kDatagramStride;

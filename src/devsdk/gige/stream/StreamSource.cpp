@@ -4,6 +4,7 @@
 #include "BufferPool.h"
 #include "DeviceLog.h"
 #include "FrameDelivery.h"
+#include "HeldLines.h"
 #include "LastError.h"
 #include "ReceivedFrame.h"
 #include "StreamReceiver.h"
@@ -88,6 +89,7 @@ StreamSource::~StreamSource() {
 bool StreamSource::startGrabbing(std::uint64_t maxImages, int strategy) {
     if (strategy != 0)
         return fail(Error::notSupported, "grab strategy " + std::to_string(strategy));
+    const HeldLines lines;  // whoever is called by the log may stop this stream, and would wait
     {
         const std::lock_guard lock(mutex_);
         if (state_ != State::stopped) return fail(Error::alreadyGrabbing, {});
