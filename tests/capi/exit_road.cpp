@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -19,10 +19,10 @@ namespace {
 constexpr int kStatus = 7;
 constexpr unsigned kPatienceMs = 60000;
 
-std::string way;
+std::string_view way;  // what has a destructor is gone while the main thread still runs
 std::shared_ptr<kestro::Camera> camera;  // ends with the program, and with it the stream
 std::atomic<int> frames{0};
-std::atomic<int> events{0};
+std::atomic<bool> mayExit{false};
 
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "%s\n", what);
@@ -35,8 +35,7 @@ void onFrame(const std::shared_ptr<kestro::Frame>&) {
 }
 
 void onUpdate(const kestro::ParamUpdateEventArg&) {
-    ++events;
-    if (way == "exit-in-update-callback") std::exit(kStatus);
+    if (mayExit && way == "exit-in-update-callback") std::exit(kStatus);
 }
 
 void start(const char* serial) {
@@ -73,7 +72,9 @@ int main(int count, char** values) {
         std::exit(kStatus);
     }
     if (way == "exit-in-update-callback") {
-        kestro::ParameterFloat(camera, "AcquisitionFrameRate").setValue(150);
+        kestro::ParameterFloat rate(camera, "AcquisitionFrameRate");
+        mayExit = true;
+        rate.setValue(150);
         ::pause();
     }
     if (way == "exit-in-frame-callback") ::pause();
