@@ -12,10 +12,9 @@ namespace Vorda::Gige {
  * A description made ready to be evaluated: its features, what they need, and the nodes that give
  * their values.
  *
- * Making it takes most of the time and of the memory of a connection, and a camera that comes back
- * mostly has the description that it had. So it outlives the connection, whose Features it is lent
- * to: of all that were made of it only the latest asks a camera, and the operations of the others
- * fail as those on a lost connection do. Threads: any.
+ * It is large, and a camera that comes back mostly has the description that it had. So it outlives
+ * the connection, whose Features it is lent to: of all that were made of it only the latest asks a
+ * camera, and the operations of the others fail as those on a lost connection do. Threads: any.
  */
 class FeatureModel {
  public:
