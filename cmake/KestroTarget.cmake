@@ -18,11 +18,9 @@ if(KESTRO_SANITIZE)
     # Of debugging only what a report says: lines and functions.
     add_compile_options("-fsanitize=${KESTRO_SANITIZE}" -fno-omit-frame-pointer -fno-sanitize-recover=all
         $<$<CONFIG:Debug>:-g1>)
-    # And optimised a little, where whole programs are tested: a camera whose own part of a test takes ten times as long
-    # meets time-outs that are not what the test is about.
-    if(KESTRO_SANITIZE MATCHES "address")
-        add_compile_options($<$<CONFIG:Debug>:-O1>)
-    endif()
+    # And optimised a little: a camera whose own part of a test takes ten times as long meets time-outs that are not
+    # what the test is about.
+    add_compile_options($<$<CONFIG:Debug>:-O1>)
     add_link_options("-fsanitize=${KESTRO_SANITIZE}")
 endif()
 
