@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Payloads with chunks, and the description that says what their bytes are: 64 slots of 12 features
+// Payloads with chunks, and the description that says what their bytes are: slots of 12 features
 // for each of two readers.
 #pragma once
 
@@ -10,13 +10,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
 
 namespace kestro::bench {
 
-inline constexpr unsigned kSlots = 64;
+inline constexpr unsigned kSlots = 64;          // of each reader, where nothing else is said
 inline constexpr std::uint32_t kHeadBytes = 8;  // detect time, count
 inline constexpr std::uint32_t kTypeBytes = 32;
 inline constexpr std::uint32_t kDataBytes = 64;
@@ -27,6 +28,7 @@ inline constexpr std::uint32_t kQrCodes = 0x80000001;
 /** Writes the features of one reader: registers, features over them, and their category. */
 class DescriptionWriter {
  public:
+    explicit DescriptionWriter(unsigned slots) : slots_(slots) {}
     std::string write() {
         reader("BarCode", "BarCodeChunk");
         reader("QR", "QRChunk");
@@ -44,7 +46,7 @@ class DescriptionWriter {
         port_ = port;
         add(prefix + "DetectTime", "Integer", "IntReg", 0, 4);
         add(prefix + "Num", "Integer", "IntReg", 4, 4);
-        for (unsigned i = 0; i < kSlots; ++i) {
+        for (unsigned i = 0; i < slots_; ++i) {
             const std::string code = prefix + std::to_string(i) + "_";
             std::uint32_t at = kHeadBytes + i * kRecordBytes;
             add(code + "CodeType", "String", "StringReg", at, kTypeBytes);
@@ -69,6 +71,7 @@ class DescriptionWriter {
                   registerKind + ">";
     }
 
+    const unsigned slots_;
     std::string port_;
     std::string nodes_;
     std::string category_;
@@ -108,15 +111,17 @@ inline Vorda::Gige::Bytes chunkedPayload(std::uint32_t imageBytes, std::uint32_t
 }
 
 /** Null when the description is not understood. */
-inline std::shared_ptr<const Vorda::Gige::PayloadLayout> chunkLayout() {
-    static const auto made = []() -> std::shared_ptr<const Vorda::Gige::PayloadLayout> {
-        std::string reason;
+inline std::shared_ptr<const Vorda::Gige::PayloadLayout> chunkLayout(unsigned slots = kSlots) {
+    static std::map<unsigned, std::shared_ptr<const Vorda::Gige::PayloadLayout>> layouts;
+    auto& layout = layouts[slots];
+    std::string reason;
+    if (!layout) {
         auto description =
-            Vorda::Gige::CheckedDescription::make(DescriptionWriter().write(), reason);
-        if (!description) return nullptr;
-        return std::make_shared<const Vorda::Gige::PayloadLayout>(std::move(description));
-    }();
-    return made;
+            Vorda::Gige::CheckedDescription::make(DescriptionWriter(slots).write(), reason);
+        if (description)
+            layout = std::make_shared<const Vorda::Gige::PayloadLayout>(std::move(description));
+    }
+    return layout;
 }
 
 }  // namespace kestro::bench

@@ -84,6 +84,7 @@ void resultJson(benchmark::State& state) {
 #else
     state.counters["kestro_us"] = medianOf(sides.first);
 #endif
+    state.counters["ns_per_code"] = 1000 * medianOf(sides.first) / static_cast<double>(codes);
 }
 
 BENCHMARK(resultJson)->Apply(repeatForCodes);

@@ -7,6 +7,8 @@
 #include "FuzzInput.h"
 #include "RecordingLogger.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -166,6 +168,12 @@ void checkImage(const FrameImpl& frame, const Made& made) {
     for (std::size_t i = 0; i < size; ++i) sum = sum ^ image[i];
 }
 
+bool haveEqualImages(const FrameImpl& one, const FrameImpl& other) {
+    const std::uint8_t* const image = one.getImageData();
+    const std::uint8_t* const its = other.getImageData();
+    return std::equal(image, image + one.getImageSize(), its, its + other.getImageSize());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -174,8 +182,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Made made = frameOf(choices);
     const FrameContent& content = made.content;
     const bool isPossible = content.isValid && !content.hasNullImage && !content.image.empty();
-    const auto deviceFrame = kestro::test::makeFrame(content);
-    const auto frame = FrameImpl::create(deviceFrame);
+    const auto frame = FrameImpl::create(kestro::test::makeFrame(content));
     if (!frame) {
         // Why there is none must be in the log.
         KESTRO_EXPECT(!kestro::test::RecordingLogger::instance().lines(300, 300).empty());
@@ -184,8 +191,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     KESTRO_EXPECT(isPossible);
     checkRecords(*frame);
     checkImage(*frame, made);
-    const auto again = FrameImpl::create(deviceFrame);
+    FrameContent giving = content;
+    giving.gives = true;
+    const auto again = FrameImpl::create(kestro::test::makeFrame(std::move(giving)));
     KESTRO_EXPECT(again && codesOf(*frame) == codesOf(*again));
     KESTRO_EXPECT(frame->getTimestamp() == again->getTimestamp());
+    KESTRO_EXPECT(haveEqualImages(*frame, *again));
     return 0;
 }

@@ -6,14 +6,12 @@
 #include "ChunkLines.h"
 #include "CodeKeys.h"
 #include "CodeValues.h"
-#include "ImageBufferPool.h"
 #include "LogLine.h"
 #include "Names.h"
 #include "ResultJson.h"
 #include "StreamNumbers.h"
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 #include <span>
 #include <string>
@@ -84,9 +82,7 @@ Frame::~Frame() = default;
 
 FrameImpl::FrameImpl() = default;
 
-FrameImpl::~FrameImpl() {
-    if (imageData_) ImageBufferPool::instance().giveBack(imageData_);
-}
+FrameImpl::~FrameImpl() = default;
 
 std::shared_ptr<FrameImpl> FrameImpl::create(const CFrame& frame) {
     try {
@@ -112,8 +108,9 @@ std::shared_ptr<FrameImpl> FrameImpl::create(const CFrame& frame) {
             return nullptr;
         }
         // The device SDK's timestamp, which is not the trigger's that getTimestamp() returns.
-        KESTRO_LOG_TRACE("BlockID: {%I64u}, timestamp: {%I64u}", made->blockId_,
-                         frame.getImageTimeStamp());
+        const std::uint64_t timestamp = frame.getImageTimeStamp();
+        made->image_.own(frame);  // there may be nothing left of the device SDK's frame after this
+        KESTRO_LOG_TRACE("BlockID: {%I64u}, timestamp: {%I64u}", made->blockId_, timestamp);
         return made;
     } catch (const std::exception& error) {
         KESTRO_LOG_ERROR("frame could not be created, [%s]", error.what());
@@ -145,7 +142,7 @@ bool FrameImpl::parseJsonFrame(const std::uint8_t* data, std::uint32_t size) {
             height_ = entry.height;
             pixelFormat_ = kMono8;  // the container does not say; a JPEG file has it, too
             timestamp_ = entry.timestamp;
-            setImage(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+            image_.add(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
         } else {
             // A text that does not parse costs its results, not the frame.
             parseJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
@@ -183,9 +180,7 @@ void FrameImpl::takeReadings(const decode::JsonReadings& readings) {
 }
 
 bool FrameImpl::parseChunks(const CFrame& frame) {
-    // The only copy of the image: nothing below changes it, so that copying it again afterwards,
-    // into the buffer that it is in already, would change nothing.
-    setImage(frame.getImage(), frame.getImageSize());
+    image_.add(frame.getImage(), frame.getImageSize());
     width_ = frame.getImageWidth();
     height_ = frame.getImageHeight();
     blockId_ = frame.getBlockId();
@@ -262,20 +257,10 @@ void FrameImpl::appendCode(const decode::CodeValues& code) {
     barcodes_.push_back(std::move(info));
 }
 
-void FrameImpl::setImage(const void* bytes, std::uint32_t size) {
-    if (imageData_ && imageSize_ < size) {
-        ImageBufferPool::instance().giveBack(imageData_);
-        imageData_ = nullptr;
-    }
-    if (!imageData_) {
-        imageData_ = ImageBufferPool::instance().take(size);
-        imageSize_ = size;
-    }
-    if (size > 0) std::memcpy(imageData_, bytes, size);
-}
+void FrameImpl::setImage(const void* bytes, std::uint32_t size) { image_.copy(bytes, size); }
 
-const std::uint8_t* FrameImpl::getImageData() const { return imageData_; }
-std::uint32_t FrameImpl::getImageSize() const { return imageSize_; }
+const std::uint8_t* FrameImpl::getImageData() const { return image_.data(); }
+std::uint32_t FrameImpl::getImageSize() const { return image_.size(); }
 std::uint32_t FrameImpl::getWidth() const { return width_; }
 std::uint32_t FrameImpl::getHeight() const { return height_; }
 std::uint32_t FrameImpl::getPixelFormat() const { return pixelFormat_; }

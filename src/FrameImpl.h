@@ -3,6 +3,7 @@
 
 #include <kestro/Frame.h>
 
+#include "FrameImage.h"
 #include "VordaGenICam.h"
 
 #include <cstdint>
@@ -23,9 +24,10 @@ class CodeKeyTable;
 class FrameImpl final : public Frame {
  public:
     /**
-     * Copies a received frame and decodes the results that came with it.
+     * Decodes the results that came with a received frame, and makes its image the new frame's own:
+     * `frame` gives its bytes away, or, where it cannot or that would waste memory, is copied.
      *
-     * Threads: any, several at once. Keeps nothing of `frame`. Never throws.
+     * Threads: any, several at once, each with a frame that no other uses. Never throws.
      *
      * @return the frame; empty when `frame` holds no image or its data cannot be decoded (logged at
      *         300).
@@ -51,16 +53,16 @@ class FrameImpl final : public Frame {
 
     // The steps of create(); each adds to the frame.
 
-    /** Decodes a block container; false when a block does not lie inside it (logged at 300). */
+    /**
+     * Decodes a block container; false when a block does not lie inside it (logged at 300). Its
+     * only image stays in `data`.
+     */
     [[nodiscard]] bool parseJsonFrame(const std::uint8_t* data, std::uint32_t size);
     /** Decodes a result document; false when it does not parse (logged at 300). */
     bool parseJson(std::string_view text);
-    /** Takes the image as the device SDK has it and decodes the frame's chunks; always true. */
+    /** Notes the image, which stays in `frame`, and decodes the frame's chunks; always true. */
     [[nodiscard]] bool parseChunks(const Vorda::GenICam::CFrame& frame);
-    /**
-     * Copies an image into the frame. A buffer that is held already and large enough is used again
-     * and keeps its size, so that getImageSize() may exceed the last image.
-     */
+    /** Copies an image into the frame, as FrameImage::copy() does. */
     void setImage(const void* bytes, std::uint32_t size);
 
  private:
@@ -70,8 +72,7 @@ class FrameImpl final : public Frame {
     void takeReadings(const decode::JsonReadings& readings);
     void appendCode(const decode::CodeValues& code);
 
-    std::uint8_t* imageData_ = nullptr;  // borrowed from the process-wide pool
-    std::uint32_t imageSize_ = 0;
+    FrameImage image_;
     std::uint32_t width_ = 0;
     std::uint32_t height_ = 0;
     std::uint32_t pixelFormat_ = 0xFFFFFFFF;

@@ -33,8 +33,9 @@ enum EPayloadType : std::uint32_t {
 };
 
 /**
- * One received frame; empty when made. Copies share the received bytes, which live as long as any
- * of them. Its content depends on who implements the device SDK.
+ * One received frame; empty when made, and once its bytes were given away. Copies share the
+ * received bytes, which live as long as any of them. Its content depends on who implements the
+ * device SDK.
  */
 class CFrame : public Memory::CBlock {
  public:
@@ -61,9 +62,18 @@ class CFrame : public Memory::CBlock {
     unsigned getChunkCount() const;
     /** `texts` gets lines of the form "Name Value:text". */
     bool getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>& texts) const;
+    /**
+     * Gives the received bytes away: they stay as they are, where getImage() found them, until what
+     * is returned goes, and this frame is empty from now on. Threads: while no other uses it.
+     *
+     * @param usedBytes  how many of them are wanted.
+     * @return empty, and the frame is as it was, when it has copies, when nothing can take the
+     *         bytes' place in the stream, or when less than half of their memory would be used.
+     */
+    TSharedPtr<const void> giveBuffer(std::uint32_t usedBytes) const;
 
  private:
-    std::shared_ptr<const Impl> impl_;
+    mutable std::shared_ptr<const Impl> impl_;  // handlers get a const frame and may give it away
 };
 
 /**

@@ -14,6 +14,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -248,6 +249,39 @@ TEST_F(StreamSource, AnAttachedHandlerTakesEveryFrame) {
     ASSERT_TRUE(application->waitForFrames(4));
     EXPECT_TRUE(source->stopGrabbing());
     EXPECT_THAT(application->ids, ElementsAre(1u, 2u, 3u, 5u));
+}
+
+/** An application's object that keeps the bytes of every frame. */
+struct Keeper {
+    void onFrame(const CFrame& frame) {
+        const auto* bytes = static_cast<const std::uint8_t*>(frame.getImage());
+        seen.push_back(bytesOf(frame));
+        const auto given = frame.giveBuffer(frame.getImageSize());
+        gaveUp.push_back(given && given.get() == bytes && !frame.valid());
+        ++count;
+    }
+    std::vector<Bytes> seen;
+    std::vector<bool> gaveUp;
+    std::atomic<std::size_t> count{0};
+};
+
+TEST_F(StreamSource, GivesAFrameAwayToAHandlerThatIsTheOnlyOne) {
+    const std::shared_ptr<Keeper> keepers[] = {std::make_shared<Keeper>(),
+                                               std::make_shared<Keeper>()};
+    start();
+    std::vector<Bytes> images;
+    for (std::uint32_t i = 0; i < 2; ++i) {
+        const auto& newest = *keepers[i];
+        ASSERT_TRUE(source->attachGrabbing(FrameBinding::toMember<&Keeper::onFrame>(keepers[i])));
+        images.push_back(content(FakeStreamCamera::kPayloadBytes, i));
+        camera->send(images.back());
+        ASSERT_TRUE(eventually([&] { return newest.count == 1; }));
+    }
+    EXPECT_TRUE(source->stopGrabbing());
+    EXPECT_EQ(keepers[0]->seen, images);
+    EXPECT_THAT(keepers[0]->gaveUp, ElementsAre(true, false));
+    EXPECT_THAT(keepers[1]->seen, ElementsAre(images[1]));  // whole, though the first one asked
+    EXPECT_THAT(keepers[1]->gaveUp, ElementsAre(false));
 }
 
 TEST_F(StreamSource, DetachAndStopWaitForARunningHandler) {

@@ -134,6 +134,7 @@ class FrameTest : public ::testing::Test {
 };
 
 class FrameCreate : public FrameTest {};
+class GivenFrame : public FrameTest {};
 class BlockFrame : public FrameTest {};
 class ChunkFrame : public FrameTest {};
 class JsonFrame : public FrameTest {
@@ -262,6 +263,90 @@ TEST_F(FrameCreate, AnImageOfNoBytesIsStillThere) {
     frame.setImage("", 0);
     EXPECT_NE(frame.getImageData(), nullptr);
     EXPECT_EQ(frame.getImageSize(), 0U);
+}
+
+struct GivenCase {
+    const char* name;
+    FrameContent content;
+    bool isTaken;  ///< the image is not copied
+};
+
+FrameContent inContainer(Bytes image) {
+    FrameContent content;
+    content.image = std::move(image);
+    return content;
+}
+
+std::vector<GivenCase> givenCases() {
+    Bytes twice = imageContainer();
+    put32(twice, kCountAt, 2);
+    std::copy(kImageEntry.begin(), kImageEntry.end(), twice.begin() + kEntry1);
+    setEntry(twice, kEntry1, 0, 580, 2);
+    Bytes unaligned = imageContainer();
+    setEntry(unaligned, kEntry0, 0, 577, 5);
+    Bytes none = imageContainer();
+    put32(none, kCountAt, 0);
+    Bytes empty = imageContainer();
+    setEntry(empty, kEntry0, 0, 576, 0);
+    FrameContent chunks;
+    chunks.image = {1, 2, 3};
+    chunks.width = 3;
+    chunks.payloadTypes = {6, 4};
+    chunks.chunks = {
+        {0x80000001, {"QRDetectTime Value:30", "QRNum Value:1", "QR0_CodeData Value:Q"}}};
+    const std::string code =
+        R"({"ChunkBarCodeJson":{"value":{"BarCode":{"value":[{"CodeData":{"value":"A"}}]}}}})";
+    return {{"container", inContainer(imageAndTextContainer(code)), true},
+            {"chunks", chunks, true},
+            {"an empty image", inContainer(empty), true},  // how little is used, others judge
+            {"two images", inContainer(twice), false},
+            {"an unaligned image", inContainer(unaligned), false},
+            {"no image", inContainer(none), false}};
+}
+
+std::string told(const FrameImpl& frame) {
+    std::string text = imageOf(frame);
+    for (const std::uint64_t number :
+         {std::uint64_t{frame.getWidth()}, std::uint64_t{frame.getHeight()},
+          std::uint64_t{frame.getPixelFormat()}, std::uint64_t{frame.getPayloadFlag()},
+          frame.getBlockId(), frame.getTimestamp(), std::uint64_t{frame.getDetectTime()}}) {
+        text += ' ' + std::to_string(number);
+    }
+    for (const auto& code : frame.getBarcodes()) text += ' ' + code->getCodeData();
+    for (const std::string& line : RecordingLogger::instance().lines()) text += '\n' + line;
+    return text;
+}
+
+TEST_F(GivenFrame, IsWhatACopiedOneIs) {
+    kestro::ImageBufferPool& pool = kestro::ImageBufferPool::instance();
+    const std::size_t inUse = pool.inUseCount();
+    for (GivenCase& known : givenCases()) {
+        SCOPED_TRACE(known.name);
+        RecordingLogger::instance().reset();
+        RecordingLogger::instance().setEnabledLevel(800);
+        const std::string copied = told(*FrameImpl::create(makeFrame(known.content)));
+
+        RecordingLogger::instance().reset();
+        RecordingLogger::instance().setEnabledLevel(800);
+        known.content.gives = true;
+        const auto received = makeFrame(known.content);
+        const auto frame = FrameImpl::create(received);
+        EXPECT_EQ(told(*frame), copied);
+        EXPECT_EQ(received.valid(), !known.isTaken);
+        const bool isCopied = !known.isTaken && frame->getImageData() != nullptr;
+        EXPECT_EQ(pool.inUseCount(), inUse + (isCopied ? 1 : 0));
+    }
+}
+
+TEST_F(GivenFrame, IsNotAskedForWhenItCannotBeDecoded) {
+    Bytes broken = imageAndTextContainer("{}");
+    setEntry(broken, kEntry1, 2, broken.size(), 1);
+    FrameContent content = inContainer(broken);
+    content.gives = true;
+    const auto received = makeFrame(content);
+    EXPECT_EQ(FrameImpl::create(received), nullptr);
+    EXPECT_TRUE(received.valid());
+    EXPECT_EQ(loggedErrors().back(), "300 create: frame parse error, id: {1}");
 }
 
 TEST_F(BlockFrame, ReadsAnImageBlock) {

@@ -65,6 +65,11 @@ bool CFrame::getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>&
     return chunk.answer == Answer::kTrue;
 }
 
+TSharedPtr<const void> CFrame::giveBuffer(std::uint32_t) const {
+    if (impl_.use_count() != 1 || !impl_->content.gives) return nullptr;
+    return std::exchange(impl_, nullptr);
+}
+
 }  // namespace Vorda::GenICam
 
 namespace kestro::test {

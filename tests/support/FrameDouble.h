@@ -38,6 +38,8 @@ struct FrameContent {
     std::vector<ChunkContent> chunks;
     /** Called at the start of every getChunkDataByIndex; may throw. */
     std::function<void()> beforeChunk;
+    /** Whether the frame gives its bytes away; never while it has copies. */
+    bool gives = false;
 };
 
 /** A frame of the device SDK with this content. */

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
@@ -75,19 +76,53 @@ std::shared_ptr<BufferPool> BufferPool::create(std::size_t count, std::size_t ca
     }
 }
 
+/** Memory that was given away; its end brings it back, if the pool is still there. */
+class BufferPool::Given {
+ public:
+    explicit Given(std::weak_ptr<BufferPool> pool) : pool_(std::move(pool)) {}
+    Given(const Given&) = delete;
+    Given& operator=(const Given&) = delete;
+    ~Given() {
+        if (!memory_) return;
+        if (Infra::isForkedChild()) {  // where another thread may hold the pool's lock for ever
+            static_cast<void>(memory_.release());
+        } else if (const auto pool = pool_.lock()) {
+            pool->keepSpare(std::move(memory_));
+        }
+    }
+
+    [[nodiscard]] const std::uint8_t* take(FrameMemory memory) noexcept {
+        memory_ = std::move(memory);
+        return memory_.get();
+    }
+
+ private:
+    const std::weak_ptr<BufferPool> pool_;
+    FrameMemory memory_;
+};
+
 BufferPool::BufferPool(std::size_t count, std::size_t capacity)
-    : capacity_(capacity), buffers_(count) {
-    const std::size_t bytes = (capacity / kPageBytes + 1) * kPageBytes;
+    : capacity_(capacity),
+      buffers_(count),
+      sparesLeft_(std::min(kMostGiven, largestPoolBytes() / capacity - count)) {
     free_.reserve(count);
     memory_.reserve(count);
+    spares_.reserve(kMostGiven);
     for (FrameBuffer& buffer : buffers_) {
-        memory_.emplace_back(static_cast<std::uint8_t*>(std::aligned_alloc(kPageBytes, bytes)));
+        memory_.push_back(makeMemory());
         if (!memory_.back()) throw std::bad_alloc();
-        std::memset(memory_.back().get(), 0, bytes);
         buffer.data = memory_.back().get();
         buffer.capacity = capacity;
         free_.push_back(&buffer);
     }
+}
+
+/** Null when there is none. */
+BufferPool::FrameMemory BufferPool::makeMemory() const {
+    const std::size_t bytes = (capacity_ / kPageBytes + 1) * kPageBytes;
+    FrameMemory memory(static_cast<std::uint8_t*>(std::aligned_alloc(kPageBytes, bytes)));
+    if (memory) std::memset(memory.get(), 0, bytes);
+    return memory;
 }
 
 std::size_t BufferPool::freeCount() const {
@@ -111,8 +146,48 @@ void BufferPool::giveBack(FrameBuffer& buffer) {
 std::shared_ptr<const GenICam::CFrame::Impl> BufferPool::makeFrame(FrameBuffer& buffer,
                                                                    const FrameInfo& info) {
     using Impl = GenICam::CFrame::Impl;
-    return std::allocate_shared<Impl>(RecordAllocator<Impl>(shared_from_this(), buffer),
-                                      buffer.data, info);
+    return std::allocate_shared<Impl>(RecordAllocator<Impl>(shared_from_this(), buffer), *this,
+                                      buffer, info);
+}
+
+std::shared_ptr<const void> BufferPool::giveAway(FrameBuffer& buffer) {
+    try {
+        // All that can fail comes before the exchange: the bytes must not get lost.
+        const auto given = std::make_shared<Given>(weak_from_this());
+        FrameMemory memory = takeSpare();
+        if (!memory) return nullptr;
+        FrameMemory& own = memory_[static_cast<std::size_t>(&buffer - buffers_.data())];
+        own.swap(memory);
+        buffer.data = own.get();
+        return {given, given->take(std::move(memory))};
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+/** Made on the thread of whoever gives a frame away, for the receiver has no time for it. */
+BufferPool::FrameMemory BufferPool::takeSpare() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!spares_.empty()) {
+            FrameMemory spare = std::move(spares_.back());
+            spares_.pop_back();
+            return spare;
+        }
+        if (sparesLeft_ == 0) return nullptr;
+        --sparesLeft_;
+    }
+    FrameMemory made = makeMemory();
+    if (!made) {
+        const std::lock_guard lock(mutex_);
+        ++sparesLeft_;
+    }
+    return made;
+}
+
+void BufferPool::keepSpare(FrameMemory memory) {
+    const std::lock_guard lock(mutex_);
+    spares_.push_back(std::move(memory));  // there is room for all
 }
 
 }  // namespace Vorda::Gige

@@ -15,7 +15,7 @@ namespace Vorda::Gige {
 
 /** Memory of one frame. */
 struct FrameBuffer {
-    std::uint8_t* data = nullptr;
+    std::uint8_t* data = nullptr;  ///< another one after its bytes were given away
     std::size_t capacity = 0;
     /** The frame's description and its reference count live here, so that a frame costs no malloc.
      */
@@ -26,15 +26,24 @@ struct FrameBuffer {
 /**
  * A fixed number of frame buffers. The one returned last is the first to be taken again, while its
  * memory is still in the cache. Lives as long as any frame made of it. Threads: any.
+ *
+ * The bytes of a frame can be given away for good: other memory then takes their place in its
+ * buffer, so that there are always as many buffers as at first. Bytes that were given away do not
+ * keep the pool; while it lives their memory comes back to it, to take the place of others.
  */
 class BufferPool : public std::enable_shared_from_this<BufferPool> {
  public:
+    /** How many frames' bytes may be given away at a time. */
+    static constexpr std::size_t kMostGiven = 4;
+
     /**
      * Allocates and touches every buffer, so that no frame pays for fresh pages.
      * Null, with the last error set, when the memory is not to be had.
      */
     [[nodiscard]] static std::shared_ptr<BufferPool> create(std::size_t count,
                                                             std::size_t capacity);
+    BufferPool(const BufferPool&) = delete;
+    BufferPool& operator=(const BufferPool&) = delete;
 
     [[nodiscard]] std::size_t count() const { return buffers_.size(); }
     [[nodiscard]] std::size_t capacity() const { return capacity_; }
@@ -48,18 +57,34 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
     [[nodiscard]] std::shared_ptr<const GenICam::CFrame::Impl> makeFrame(FrameBuffer& buffer,
                                                                          const FrameInfo& info);
 
- private:
-    BufferPool(std::size_t count, std::size_t capacity);
+    /**
+     * Gives the bytes of a taken buffer away: nobody writes to them until what is returned goes.
+     * Null, and nothing has changed, when there is no memory to take their place: kMostGiven are
+     * given away already, or the machine has none.
+     */
+    [[nodiscard]] std::shared_ptr<const void> giveAway(FrameBuffer& buffer);
 
+ private:
     struct Free {
         void operator()(std::uint8_t* memory) const { std::free(memory); }
     };
+    using FrameMemory = std::unique_ptr<std::uint8_t, Free>;
+    class Given;
+
+    BufferPool(std::size_t count, std::size_t capacity);
+
+    [[nodiscard]] FrameMemory makeMemory() const;
+    [[nodiscard]] FrameMemory takeSpare();
+    void keepSpare(FrameMemory memory);
 
     const std::size_t capacity_;
-    std::vector<std::unique_ptr<std::uint8_t, Free>> memory_;
+    std::vector<FrameMemory> memory_;  ///< of the buffers, in their order; whoever has taken one
+                                       ///< may exchange its memory
     std::vector<FrameBuffer> buffers_;
-    mutable std::mutex mutex_;        ///< guards free_
-    std::vector<FrameBuffer*> free_;  ///< last in, first out
+    mutable std::mutex mutex_;         ///< guards these
+    std::vector<FrameBuffer*> free_;   ///< last in, first out
+    std::vector<FrameMemory> spares_;  ///< last in, first out, as well
+    std::size_t sparesLeft_;           ///< that may still be made
 };
 
 }  // namespace Vorda::Gige

@@ -68,4 +68,11 @@ bool CFrame::getChunkDataByIndex(unsigned index, unsigned& id, TVector<CString>&
     return true;
 }
 
+TSharedPtr<const void> CFrame::giveBuffer(std::uint32_t usedBytes) const {
+    if (impl_.use_count() != 1) return nullptr;
+    TSharedPtr<const void> given = impl_->giveBuffer(usedBytes);
+    if (given) impl_.reset();
+    return given;
+}
+
 }  // namespace Vorda::GenICam

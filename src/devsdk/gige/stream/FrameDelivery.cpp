@@ -149,6 +149,8 @@ void FrameDelivery::run(std::uint64_t session) {
 
 void FrameDelivery::callHandlers(const Handlers& handlers, const CFrame& frame,
                                  std::uint64_t session) {
+    // A frame with a copy cannot be given away: each of several handlers gets a whole one.
+    const CFrame forTheNext = handlers.size() > 1 ? frame : CFrame();
     for (const FrameBinding& handler : handlers)
         if (isWanted(handler, session)) callHandler(handler, frame);
 }
