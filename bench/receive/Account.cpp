@@ -62,7 +62,7 @@ void print(const char* name, std::uint64_t before, std::uint64_t now) {
     std::printf("\"%s\":%llu,", name, 0ULL + now - before);
 }
 
-void report(const Standing& before, const Standing& now) {
+void report(const Standing& before, const Standing& now, double grownMegabytes) {
     const Received& was = before.received;
     const Received& is = now.received;
     std::printf("{");
@@ -73,10 +73,11 @@ void report(const Standing& before, const Standing& now) {
     print("resent_packets", was.resentPackets, is.resentPackets);
     print("packets", was.packets, is.packets);
     print("bytes", was.bytes, is.bytes);
-    std::printf(R"("user":%.6f,"system":%.6f,"switches":%ld,"megabytes":%.3f,"threads":%ld})"
+    std::printf(R"("user":%.6f,"system":%.6f,"switches":%ld,"megabytes":%.3f,)"
+                R"("grown_megabytes":%.3f,"threads":%ld})"
                 "\n",
                 now.user - before.user, now.system - before.system, now.switches - before.switches,
-                residentMegabytes(), threads());
+                residentMegabytes(), grownMegabytes, threads());
     std::fflush(stdout);
 }
 
@@ -88,6 +89,11 @@ void writeTimes(const std::vector<HandOvers>& handOvers, const Standing& before,
             file << i << ' ' << handOvers[i][j].blockId << ' ' << handOvers[i][j].time << '\n';
     }
     if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
+}
+
+void say(const std::string& line) {
+    std::puts(line.c_str());
+    std::fflush(stdout);
 }
 
 /** Whether the descriptor is the socket that listens at a port. */
@@ -126,19 +132,19 @@ std::uint64_t forceReceiveBuffer(std::uint16_t port, std::uint64_t bytes) {
 
 void giveAccount(const std::function<Received()>& received, const std::vector<HandOvers>& handOvers,
                  const std::string& details) {
-    std::printf("{\"ready\":true%s%s}\n", details.empty() ? "" : ",", details.c_str());
-    std::fflush(stdout);
-    Standing before = standing(received, handOvers);
+    say("{\"ready\":true" + (details.empty() ? "" : "," + details) + "}");
+    Standing before;
+    double megabytes = 0;
     for (std::string word; std::cin >> word;) {
         if (word == "begin") {
+            megabytes = residentMegabytes();
             before = standing(received, handOvers);
-            std::printf("{}\n");
-            std::fflush(stdout);
-        } else if (word == "end") {
+            say("{}");
+        } else if (word == "end" && std::cin >> word) {
             const Standing now = standing(received, handOvers);
-            std::cin >> word;
+            const double grown = residentMegabytes() - megabytes;
             writeTimes(handOvers, before, now, word);
-            report(before, now);
+            report(before, now, grown);
         }
     }
 }

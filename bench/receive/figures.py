@@ -1,0 +1,53 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The figures of all rounds, and what is made of them."""
+import collections
+import json
+import statistics
+
+
+class Figures:
+    """Lists of values, one of each round, by part, receiver, circumstances and name."""
+
+    def __init__(self):
+        self.values = collections.defaultdict(list)
+
+    def add(self, part, receiver, where, **figures):
+        for name, value in figures.items():
+            self.values[self.key(part, receiver, where, name)].append(value)
+
+    @staticmethod
+    def key(part, receiver, where, name):
+        return part, receiver, json.dumps(where, sort_keys=True), name
+
+    def get(self, part, receiver, where, name):
+        """None where nothing was measured."""
+        values = self.values.get(self.key(part, receiver, where, name))
+        return Figure(values) if values else None
+
+    def ratio(self, part, receivers, where, name):
+        """Of two receivers, round by round: each had its turn when the other had."""
+        values = [self.values.get(self.key(part, receiver, where, name)) for receiver in receivers]
+        return Figure([a / b for a, b in zip(*values) if b]) if all(values) else None
+
+    def has(self, part):
+        return any(key[0] == part for key in self.values)
+
+    def listed(self):
+        return [{"part": part, "receiver": receiver, **json.loads(where), "figure": name, **Figure(values).listed()}
+                for (part, receiver, where, name), values in self.values.items()]
+
+
+class Figure:
+    def __init__(self, values):
+        self.values = values
+        self.median = statistics.median(values) if values else float("nan")
+
+    def listed(self):
+        return {"median": self.median, "min": min(self.values), "max": max(self.values), "values": self.values}
+
+    def text(self, factor=1.0, digits=0):
+        """The median with the least and the largest."""
+        if not self.values:
+            return "-"
+        return "{:.{d}f} ({:.{d}f}..{:.{d}f})".format(
+            self.median * factor, min(self.values) * factor, max(self.values) * factor, d=digits)
