@@ -11,6 +11,7 @@
 
 #include <zlib.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,11 @@ Bytes deflated(ByteView bytes) {
     packed.resize(stream.total_out);
     deflateEnd(&stream);
     return packed;
+}
+
+std::uint32_t checkSum(const std::string& file) {
+    const auto* const bytes = reinterpret_cast<const Bytef*>(file.data());
+    return static_cast<std::uint32_t>(crc32(0, bytes, static_cast<uInt>(file.size())));
 }
 
 /** An archive of one file, and the file where the archive says the truth. */
@@ -76,7 +82,9 @@ Archive archiveOf(Choices& choices, std::string file) {
     bytes.resize(directory + 8);
     putLittle(bytes, (lies & 2) != 0 ? choices.byte() : 0, 2);
     putLittle(bytes, (lies & 4) != 0 ? choices.byte() : isStored ? 0 : 8, 2);
-    bytes.resize(directory + 20);
+    bytes.resize(directory + 16);
+    const bool hasWrongSum = (cut & 0x3f) == 0x3f;
+    putLittle(bytes, checkSum(file) ^ (hasWrongSum ? 1 : 0), 4);
     putLittle(bytes, lie(8, packedBytes), 4);
     putLittle(bytes, lie(16, file.size()), 4);
     bytes.resize(directory + 42);
@@ -87,7 +95,7 @@ Archive archiveOf(Choices& choices, std::string file) {
     putLittle(bytes, lie(64, directory), 4);
     putLittle(bytes, 0, 2);
     bytes.resize(bytes.size() + commentBytes, 'c');
-    if ((lies & 127) == 0 && cut <= 0xc0) archive.file = std::move(file);
+    if ((lies & 127) == 0 && cut <= 0xc0 && !hasWrongSum) archive.file = std::move(file);
     if ((lies & 128) != 0) bytes.resize(bytes.size() - std::min<std::size_t>(cut, bytes.size()));
     if ((lies & 128) != 0) archive.file.reset();
     return archive;
@@ -96,6 +104,7 @@ Archive archiveOf(Choices& choices, std::string file) {
 void checkArchive(const Archive& archive) {
     std::string reason;
     static_cast<void>(Vorda::Gige::looksZipped(archive.bytes));
+    KESTRO_EXPECT(Vorda::Gige::zipDirectory(archive.bytes).size() <= archive.bytes.size());
     const auto file = Vorda::Gige::unzipFirstFile(archive.bytes, kLimit, reason);
     KESTRO_EXPECT(file.has_value() == reason.empty());
     if (file) KESTRO_EXPECT(file->size() <= kLimit);
@@ -149,6 +158,18 @@ class DescribedCamera final : public Vorda::Gige::RegisterPort {
 constexpr const char* kDescription =
     "<RegisterDescription><Integer Name=\"N\"><Value>1</Value></Integer></RegisterDescription>";
 
+using File = std::shared_ptr<const Vorda::Gige::DescriptionFile>;
+
+File download(DescribedCamera& camera, const File& known) {
+    const auto location = Vorda::Gige::locateDescription(camera);
+    return location ? Vorda::Gige::readDescription(camera, *location, known) : nullptr;
+}
+
+/** Whether the byte at `place` from the end is none of those that tell a file from others. */
+bool isBeforeNameplate(const Vorda::Gige::DescriptionFile& file, std::size_t place) {
+    return file.nameplateBytes != 0 && place >= file.nameplateBytes;
+}
+
 /** Sizes stay small: a description of megabytes takes its time. */
 std::string urlOf(Choices& choices, std::size_t size) {
     static constexpr const char* kBegins[] = {"Local:a.xml;", "local:///a.zip;", "LOCAL:;",
@@ -176,10 +197,18 @@ void checkDownload(Choices& choices) {
     static constexpr std::uint64_t kFaults[] = {0x200, 0x400, 0x10000, 0x10200};
     if ((kind & 2) != 0) camera.failsAt = choices.oneOf(kFaults);
     Vorda::Gige::setLastError(Error::none, "");
-    const auto description = Vorda::Gige::DescriptionDownload().run(camera);
+    const auto file = download(camera, nullptr);
     const auto error = static_cast<Error>(Vorda::Infra::getLastError());
-    KESTRO_EXPECT((description == nullptr) == (error != Error::none));
-    if (description) KESTRO_EXPECT(description->text().find("</Reg") != std::string::npos);
+    KESTRO_EXPECT((file == nullptr) == (error != Error::none));
+    if (!file) return;
+    KESTRO_EXPECT(file->description->text().find("</Reg") != std::string::npos);
+    KESTRO_EXPECT(download(camera, file) == file);
+    // Known or not, a camera that holds something else by now is asked for it.
+    const std::uint8_t place = choices.byte();
+    if (camera.bytes.size() != file->bytes.size() || file->bytes.size() <= place) return;
+    camera.bytes[camera.bytes.size() - 1 - place] ^= 1;
+    const auto another = download(camera, file);
+    KESTRO_EXPECT(another != file || isBeforeNameplate(*file, place));
 }
 
 }  // namespace

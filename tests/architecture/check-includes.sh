@@ -44,8 +44,8 @@ BEGIN {
     row(gige "/payload", common " " gige "/payload =description/DescriptionCheck.h" \
         " =description/AravisNodes.h =description/DescriptionNodes.h", "-")
     row(gige "/features", common " " gige "/features =description/DescriptionCheck.h" \
-        " =description/DescriptionTree.h =description/AravisNodes.h =description/FormulaGuard.h" \
-        " =payload/PayloadLayout.h", "-")
+        " =description/DescriptionTree.h =description/AravisNodes.h =description/DescriptionNodes.h" \
+        " =description/FormulaGuard.h =payload/PayloadLayout.h", "-")
     row(gige "/config", common " " gige "/config =features/Features.h" \
         " =features/AppliedSettings.h =features/ConnectionFeatures.h =features/SelectorPosition.h", "-")
     row(gige "/stream", common " " gige "/stream =payload/PayloadLayout.h", posix)

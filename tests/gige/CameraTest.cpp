@@ -330,6 +330,60 @@ TEST(GigeCamera, ConnectsAndReleases) {
     EXPECT_TRUE(camera->disConnect());
 }
 
+/** How many bytes of its description the camera was asked for so far. */
+std::size_t descriptionBytesRead(const PlatedCamera& camera) {
+    std::size_t bytes = 0;
+    for (const ControlRequest& request : camera.requests()) {
+        const bool isReadMemory = request.command == 0x84;
+        if (isReadMemory && request.word(0) >= 0x10000) bytes += request.word(4) & 0xffff;
+    }
+    return bytes;
+}
+
+std::int64_t payloadSizeOf(const GigeCamera& camera) {
+    std::int64_t value = 0;
+    const auto features = camera.features();
+    return features && features->getInteger("PayloadSize", value) ? value : -1;
+}
+
+TEST(GigeCamera, IsConnectedAgainWithWhatIsKeptOfItsModel) {
+    const std::string archive = kestro::test::golden("description.zip");
+    PlatedCamera scripted;
+    PlatedCamera another;
+    scripted.setDescription("camera.zip", archive);
+    another.setDescription("camera.zip", archive);
+    const auto first = cameraFor(scripted);
+    const auto second = cameraFor(another);
+    ASSERT_TRUE(first->connect(2)) << lastErrorMessage();
+    const std::size_t whole = descriptionBytesRead(scripted);
+    EXPECT_GE(whole, archive.size());
+    // The other camera of the model, too, reads the archive's end only. Each has its own values.
+    ASSERT_TRUE(second->connect(2)) << lastErrorMessage();
+    EXPECT_LT(descriptionBytesRead(another), 256u);
+    ASSERT_TRUE(first->features()->setInteger("PayloadSize", 640)) << lastErrorMessage();
+    EXPECT_EQ(640, payloadSizeOf(*first));
+    EXPECT_EQ(1310720, payloadSizeOf(*second));
+    ASSERT_TRUE(first->disConnect());
+    ASSERT_TRUE(first->connect(2)) << lastErrorMessage();
+    EXPECT_LT(descriptionBytesRead(scripted) - whole, 256u);
+    EXPECT_EQ(1310720, payloadSizeOf(*first));
+}
+
+TEST(GigeCamera, IsConnectedAgainWithTheDescriptionThatItHasByNow) {
+    PlatedCamera scripted;
+    const auto camera = cameraFor(scripted);
+    ASSERT_TRUE(camera->connect(2)) << lastErrorMessage();
+    EXPECT_EQ(307200, payloadSizeOf(*camera));
+    ASSERT_TRUE(camera->disConnect());
+    // The same name and size, another register.
+    std::string updated = smallDescription();
+    updated.replace(updated.find("0xa000"), 6, "0xa0f0");
+    scripted.setDescription("camera.xml", updated);
+    scripted.setRegister(0xa0f0, 1234);
+    ASSERT_TRUE(camera->connect(2)) << lastErrorMessage();
+    EXPECT_EQ(1234, payloadSizeOf(*camera));
+}
+
 TEST(GigeCamera, ReleasesTheControlWhenItIsDropped) {
     PlatedCamera scripted;
     auto camera = cameraFor(scripted);

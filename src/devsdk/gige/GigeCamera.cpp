@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "GigeCamera.h"
 
+#include "Description.h"
 #include "DeviceConfig.h"
 #include "DeviceLog.h"
 #include "FileWriter.h"
 #include "Gvcp.h"
 #include "LastError.h"
+#include "ModelStore.h"
 
 #include <algorithm>
 #include <bit>
@@ -184,12 +186,18 @@ bool GigeCamera::announce(const std::shared_ptr<Connection>& made) {
     return true;
 }
 
-/** One that comes back mostly has the description that it had: then the model is at hand. */
-bool GigeCamera::readDescription(Session& session, Connection& connection) {
-    auto description = session.download.run(*connection.channel);
-    if (!description) return false;
-    if (!session.model || session.model->description() != description)
-        session.model = FeatureModel::make(std::move(description));
+/** What is kept of an earlier connection saves most of the time that connecting takes. */
+bool GigeCamera::takeModel(Session& session, Connection& connection) const {
+    RegisterPort& camera = *connection.channel;
+    const auto location = locateDescription(camera);
+    if (!location) return false;
+    ModelStore& store = ModelStore::ofThisProcess();
+    const ModelName name{texts_.manufacturer, texts_.model, texts_.version, location->url};
+    auto file = readDescription(camera, *location, store.find(name));
+    if (!file) return false;
+    file = store.keep(name, std::move(file));
+    if (!session.model || session.model->description() != file->description)
+        session.model = store.lend(*file);
     connection.model = session.model;
     return connection.model != nullptr;
 }
@@ -199,7 +207,7 @@ bool GigeCamera::learn(Session& session, const std::shared_ptr<Connection>& conn
     std::uint32_t capability = 0;
     if (!channel.readRegister(Gvcp::Register::kCapability, capability)) return false;
     connection->canResend = (capability & Gvcp::kCapabilityResend) != 0;
-    if (!readDescription(session, *connection)) return false;
+    if (!takeModel(session, *connection)) return false;
     connection->features = makeFeatures(session, connection);
     const auto onEvent = [self = weak_from_this()](const std::vector<std::string>& names) {
         if (const auto camera = self.lock()) camera->postUpdates(names);

@@ -6,7 +6,6 @@
 #include "CameraLink.h"
 #include "CameraSearch.h"
 #include "ControlChannel.h"
-#include "Description.h"
 #include "Discovery.h"
 #include "Environment.h"
 #include "EventData.h"
@@ -141,7 +140,6 @@ class GigeCamera final : public GenICam::ICamera,
         const std::shared_ptr<AppliedSettings> settings;
 
         // Guarded by connectMutex_.
-        DescriptionDownload download;
         std::shared_ptr<FeatureModel> model;  ///< of the latest description
 
         // Of the outage that there is, or of the next one. Likewise.
@@ -162,7 +160,7 @@ class GigeCamera final : public GenICam::ICamera,
     [[nodiscard]] bool announce(const std::shared_ptr<Connection>& made);
     [[nodiscard]] bool takeControl(const std::shared_ptr<Connection>& made);
     [[nodiscard]] bool learn(Session& session, const std::shared_ptr<Connection>& connection);
-    [[nodiscard]] static bool readDescription(Session& session, Connection& connection);
+    [[nodiscard]] bool takeModel(Session& session, Connection& connection) const;
     [[nodiscard]] std::shared_ptr<Features> makeFeatures(
         const Session& session, const std::shared_ptr<Connection>& connection);
     static void startPolling(Connection& connection);

@@ -20,6 +20,8 @@ constexpr std::uint32_t kSecondUrl = 0x0400;
 constexpr std::size_t kUrlBytes = 512;
 
 constexpr std::uint32_t kBlockBytes = 512;  ///< what a camera gives at once
+/** An archive whose directory is longer is read whole: one of a single file never is. */
+constexpr std::size_t kLongestNameplateBytes = kBlockBytes;
 
 std::string lowerCase(std::string_view text) {
     std::string lower(text);
@@ -77,19 +79,35 @@ void cutAfterRoot(std::string& xml) {
     if (end != std::string::npos) xml.resize(end + kEnd.size());
 }
 
-std::shared_ptr<const CheckedDescription> makeDescription(const Bytes& file, bool isZipped) {
+bool isArchive(const DescriptionLocation& location, const Bytes& bytes) {
+    return lowerCase(location.fileName).ends_with(".zip") || looksZipped(bytes);
+}
+
+std::shared_ptr<const CheckedDescription> makeDescription(const Bytes& bytes, bool isZipped) {
     std::string xml;
     std::string reason;
-    if (isZipped || looksZipped(file)) {
-        auto unpacked = unzipFirstFile(file, kLongestDescriptionBytes, reason);
+    if (isZipped) {
+        auto unpacked = unzipFirstFile(bytes, kLongestDescriptionBytes, reason);
         if (!unpacked) return failDescription(reason);
         xml = std::move(*unpacked);
     } else {
-        xml.assign(file.begin(), file.end());
+        xml.assign(bytes.begin(), bytes.end());
     }
     cutAfterRoot(xml);
     auto checked = CheckedDescription::make(std::move(xml), reason);
     return checked ? checked : failDescription(reason);
+}
+
+/** Whether the camera's file ends as the known one does; empty, with the last error, without an
+ * answer. */
+std::optional<bool> hasNameplate(RegisterPort& camera, const DescriptionLocation& location,
+                                 const DescriptionFile& known) {
+    if (known.nameplateBytes == 0 || location.sizeBytes != known.bytes.size()) return false;
+    const ByteView wanted = ByteView(known.bytes).last(known.nameplateBytes);
+    Bytes found(wanted.size());
+    const std::uint64_t offset = known.bytes.size() - wanted.size();
+    if (!camera.readMemory(location.address + offset, found)) return std::nullopt;
+    return std::ranges::equal(found, wanted);
 }
 
 }  // namespace
@@ -115,32 +133,43 @@ std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url, std
     if (*size == 0 || *size > kLongestDescriptionBytes) return failed("its size is absurd");
     std::string_view name = rest.substr(0, first);
     name.remove_prefix(std::min(name.size(), name.find_first_not_of('/')));
-    return DescriptionLocation{std::string(name), *address, *size};
+    return DescriptionLocation{std::string(url), std::string(name), *address, *size};
 }
 
-std::shared_ptr<const CheckedDescription> DescriptionDownload::runAt(
-    RegisterPort& camera, const DescriptionLocation& location) {
-    auto file = readDescriptionBytes(camera, location);
-    if (!file) return nullptr;
-    if (description_ && *file == file_) return description_;
-    description_ = makeDescription(*file, lowerCase(location.fileName).ends_with(".zip"));
-    file_ = std::move(*file);
-    return description_;
-}
-
-std::shared_ptr<const CheckedDescription> DescriptionDownload::run(RegisterPort& camera) {
+std::optional<DescriptionLocation> locateDescription(RegisterPort& camera) {
     std::string reason;
     std::string firstReason;
     for (const std::uint32_t at : {kUrl, kSecondUrl}) {
         const auto url = readUrl(camera, at);
         // A camera with one description need not have the second URL's registers.
-        if (!url && firstReason.empty()) return nullptr;
+        if (!url && firstReason.empty()) return std::nullopt;
         if (!url) break;
-        if (const auto location = parseDescriptionUrl(*url, reason))
-            return runAt(camera, *location);
+        if (auto location = parseDescriptionUrl(*url, reason)) return location;
         if (firstReason.empty()) firstReason = reason;
     }
-    return failDescription(firstReason);
+    static_cast<void>(failDescription(firstReason));
+    return std::nullopt;
+}
+
+std::shared_ptr<const DescriptionFile> readDescription(
+    RegisterPort& camera, const DescriptionLocation& location,
+    const std::shared_ptr<const DescriptionFile>& known) {
+    if (known) {
+        const auto isSame = hasNameplate(camera, location, *known);
+        if (!isSame) return nullptr;
+        if (*isSame) return known;
+    }
+    auto bytes = readDescriptionBytes(camera, location);
+    if (!bytes) return nullptr;
+    if (known && *bytes == known->bytes) return known;
+    const bool isZipped = isArchive(location, *bytes);
+    auto made = std::make_shared<DescriptionFile>();
+    made->description = makeDescription(*bytes, isZipped);
+    if (!made->description) return nullptr;
+    const std::size_t nameplateBytes = isZipped ? zipDirectory(*bytes).size() : 0;
+    if (nameplateBytes <= kLongestNameplateBytes) made->nameplateBytes = nameplateBytes;
+    made->bytes = std::move(*bytes);
+    return made;
 }
 
 }  // namespace Vorda::Gige

@@ -18,6 +18,7 @@ inline constexpr std::size_t kLongestDescriptionBytes = 64u << 20;
 
 /** Where in the camera's memory its GenICam description lies. */
 struct DescriptionLocation {
+    std::string url;  ///< as the camera has it
     std::string fileName;
     std::uint32_t address = 0;
     std::uint32_t sizeBytes = 0;
@@ -30,21 +31,24 @@ struct DescriptionLocation {
 [[nodiscard]] std::optional<DescriptionLocation> parseDescriptionUrl(std::string_view url,
                                                                      std::string& reason);
 
-/** Reads a camera's GenICam description, and knows it again. Threads: one at a time. */
-class DescriptionDownload {
- public:
-    /**
-     * The description, unpacked and checked: the same object as before when the camera holds the
-     * same bytes. Empty, with the last error, when it does not hold one that can be used.
-     */
-    [[nodiscard]] std::shared_ptr<const CheckedDescription> run(RegisterPort& camera);
+/** Asks a camera; empty, with the last error, when it does not have one that can be read. */
+[[nodiscard]] std::optional<DescriptionLocation> locateDescription(RegisterPort& camera);
 
- private:
-    [[nodiscard]] std::shared_ptr<const CheckedDescription> runAt(
-        RegisterPort& camera, const DescriptionLocation& location);
-
-    Bytes file_;  ///< as the camera holds it, packed or not
-    std::shared_ptr<const CheckedDescription> description_;  ///< made of that
+/** A camera's GenICam description as it came, and what it was made into. */
+struct DescriptionFile {
+    Bytes bytes;  ///< as the camera holds them, packed or not
+    /** So many at their end tell these bytes from others; 0: no less than all of them do. */
+    std::size_t nameplateBytes = 0;
+    std::shared_ptr<const CheckedDescription> description;
 };
+
+/**
+ * The description at `location`, unpacked and checked: `known`, which may be empty, when the camera
+ * holds the same. Of an archive that is known only the end is read, for it has a check sum.
+ * Empty, with the last error, when the camera does not hold one that can be used.
+ */
+[[nodiscard]] std::shared_ptr<const DescriptionFile> readDescription(
+    RegisterPort& camera, const DescriptionLocation& location,
+    const std::shared_ptr<const DescriptionFile>& known);
 
 }  // namespace Vorda::Gige

@@ -7,6 +7,7 @@
 //    0  "PK\5\6"           0  "PK\1\2"              0  "PK\3\4"
 //   16  its offset  32      8  flags          16   26  name's bytes   16
 //                          10  method         16   28  extra's bytes  16
+//                          16  check sum      32
 //                          20  packed size    32
 //                          24  size           32
 //                          42  local header's 32
@@ -58,6 +59,12 @@ ByteView endOfDirectory(ByteView archive) {
     return {};
 }
 
+/** The first entry of the directory that `end` leads to; empty when there is none. */
+ByteView firstEntry(ByteView archive, ByteView end) {
+    const ByteView entry = slice(archive, little32(end, 16), kDirectoryEntryBytes);
+    return !entry.empty() && little32(entry, 0) == kDirectoryEntry ? entry : ByteView{};
+}
+
 /** The packed bytes of a directory entry's file. */
 ByteView packedBytes(ByteView archive, ByteView entry) {
     const std::size_t at = little32(entry, 42);
@@ -80,6 +87,11 @@ bool inflateInto(std::string& text, ByteView packed) {
     return result == Z_STREAM_END && stream.avail_out == 0;
 }
 
+std::uint32_t checkSum(const std::string& text) {
+    const auto* const bytes = reinterpret_cast<const Bytef*>(text.data());
+    return static_cast<std::uint32_t>(crc32_z(0, bytes, text.size()));
+}
+
 }  // namespace
 
 bool looksZipped(ByteView bytes) { return bytes.size() >= 4 && little32(bytes, 0) == kLocalHeader; }
@@ -92,9 +104,8 @@ std::optional<std::string> unzipFirstFile(ByteView archive, std::size_t limitByt
     };
     const ByteView end = endOfDirectory(archive);
     if (end.empty()) return failed("the zip archive is cut");
-    const ByteView entry = slice(archive, little32(end, 16), kDirectoryEntryBytes);
-    if (entry.empty() || little32(entry, 0) != kDirectoryEntry)
-        return failed("the zip archive is damaged");
+    const ByteView entry = firstEntry(archive, end);
+    if (entry.empty()) return failed("the zip archive is damaged");
     if ((little16(entry, 8) & kEncrypted) != 0) return failed("the zip archive is encrypted");
     const std::size_t size = little32(entry, 24);
     if (size > limitBytes) return failed("the file in the zip archive is too large");
@@ -102,14 +113,24 @@ std::optional<std::string> unzipFirstFile(ByteView archive, std::size_t limitByt
     if (packed.empty()) return failed("the zip archive is damaged");
     const std::uint32_t method = little16(entry, 10);
     if (method == kStored && packed.size() != size) return failed("the zip archive is damaged");
-    if (method == kStored) return std::string(packed.begin(), packed.end());
-    if (method != kDeflated) return failed("the zip archive is packed in an unknown way");
+    if (method != kStored && method != kDeflated)
+        return failed("the zip archive is packed in an unknown way");
     // Deflate packs a thousandfold at best: what promises more need not be allocated.
     constexpr std::size_t kBestRatio = 1100;
     if (size / kBestRatio > packed.size()) return failed("the zip archive is damaged");
     std::string text(size, '\0');
-    if (!inflateInto(text, packed)) return failed("the zip archive is damaged");
+    if (method == kStored)
+        std::ranges::copy(packed, text.begin());
+    else if (!inflateInto(text, packed))
+        return failed("the zip archive is damaged");
+    if (checkSum(text) != little32(entry, 16)) return failed("the zip archive is damaged");
     return text;
+}
+
+ByteView zipDirectory(ByteView archive) {
+    const ByteView end = endOfDirectory(archive);
+    if (end.empty() || firstEntry(archive, end).empty()) return {};
+    return archive.subspan(little32(end, 16));
 }
 
 }  // namespace Vorda::Gige

@@ -15,10 +15,16 @@ FeatureModel::FeatureModel(std::shared_ptr<const CheckedDescription> description
 
 FeatureModel::~FeatureModel() = default;
 
-std::shared_ptr<FeatureModel> FeatureModel::make(
+std::unique_ptr<FeatureModel> FeatureModel::make(
     std::shared_ptr<const CheckedDescription> description) {
-    const std::shared_ptr<FeatureModel> made(new FeatureModel(std::move(description)));
-    return made->parts_->open(*made->description_) ? made : nullptr;
+    std::unique_ptr<FeatureModel> made(new FeatureModel(std::move(description)));
+    if (!made->parts_->open(*made->description_)) return nullptr;
+    return made;
+}
+
+void FeatureModel::renew() {
+    const std::lock_guard lock(parts_->mutex);
+    parts_->nodes->renew();
 }
 
 bool FeatureModel::Parts::open(const CheckedDescription& description) {

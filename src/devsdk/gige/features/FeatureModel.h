@@ -19,7 +19,7 @@ namespace Vorda::Gige {
 class FeatureModel {
  public:
     /** Empty, with the last error, when the description cannot be used. */
-    [[nodiscard]] static std::shared_ptr<FeatureModel> make(
+    [[nodiscard]] static std::unique_ptr<FeatureModel> make(
         std::shared_ptr<const CheckedDescription> description);
     ~FeatureModel();
     FeatureModel(const FeatureModel&) = delete;
@@ -29,6 +29,8 @@ class FeatureModel {
         return description_;
     }
     [[nodiscard]] const std::shared_ptr<const PayloadLayout>& layout() const { return layout_; }
+    /** Makes it as it was made, for another camera: some values are kept in the model itself. */
+    void renew();
 
  private:
     friend class Features;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "NodeMap.h"
 
+#include "DescriptionNodes.h"
 #include "FormulaGuard.h"
 #include "LastError.h"
 
@@ -194,9 +195,37 @@ Refusal NodeMap::convert(NodeId id, double value, double& converted) {
     return error.get() == nullptr ? Refusal{} : Refusal::ofValue("cannot be converted");
 }
 
+/** Before a write, of all that it may end in. */
+void NodeMap::noteOwnValues(ArvGcNode* node) {
+    if (node == nullptr || !noted_.insert(node).second) return;
+    Properties(node).each([this](ArvGcPropertyNode* property) {
+        switch (arv_gc_property_node_get_node_type(property)) {
+            case ARV_GC_PROPERTY_NODE_TYPE_VALUE:
+            case ARV_GC_PROPERTY_NODE_TYPE_VALUE_INDEXED:
+            case ARV_GC_PROPERTY_NODE_TYPE_VALUE_DEFAULT:
+                if (const char* text = arv_gc_property_node_get_string(property, nullptr))
+                    ownValues_.push_back({property, text});
+                break;
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_INDEXED:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_DEFAULT:
+                noteOwnValues(linkedBy(property));
+                break;
+            default:
+                break;
+        }
+    });
+}
+
+void NodeMap::renew() {
+    for (const OwnValue& each : ownValues_)
+        arv_gc_property_node_set_string(each.place, each.text.c_str(), nullptr);
+}
+
 Refusal NodeMap::setInteger(NodeId id, std::int64_t value) {
     if (Refusal refusal = prepare(id)) return refusal;
     ArvGcNode* node = at(id);
+    noteOwnValues(node);
     GuardedError error;
     if (ARV_IS_GC_ENUMERATION(node) || ARV_IS_GC_BOOLEAN(node) || ARV_IS_GC_COMMAND(node)) {
         // Past the node itself, which would ask the camera for each of its entries.
@@ -214,6 +243,7 @@ Refusal NodeMap::setInteger(NodeId id, std::int64_t value) {
 Refusal NodeMap::setFloat(NodeId id, double value) {
     if (Refusal refusal = prepare(id)) return refusal;
     if (!ARV_IS_GC_FLOAT(at(id))) return noSuchValue();
+    noteOwnValues(at(id));
     GuardedError error;
     arv_gc_float_set_value(ARV_GC_FLOAT(at(id)), value, error.out());
     return error.refusal();
@@ -222,6 +252,7 @@ Refusal NodeMap::setFloat(NodeId id, double value) {
 Refusal NodeMap::setText(NodeId id, const std::string& value) {
     if (Refusal refusal = prepare(id)) return refusal;
     if (!ARV_IS_GC_STRING(at(id))) return noSuchValue();
+    noteOwnValues(at(id));
     GuardedError error;
     arv_gc_string_set_value(ARV_GC_STRING(at(id)), value.c_str(), error.out());
     return error.refusal();

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace Vorda::Gige {
@@ -49,18 +50,30 @@ class NodeMap {
     Refusal setFloat(NodeId id, double value);
     Refusal setText(NodeId id, const std::string& value);
 
+    /** Undoes what was set of values that are kept in the nodes themselves, as selectors may be. */
+    void renew();
+
  private:
+    /** A value that no register has, as the description gives it. */
+    struct OwnValue {
+        ArvGcPropertyNode* place;
+        std::string text;
+    };
+
     NodeMap(std::unique_ptr<AravisNodes> nodes, const DescriptionTree& tree, FeatureGraph& graph);
 
     [[nodiscard]] ArvGcNode* at(NodeId id) const { return handles_[static_cast<std::size_t>(id)]; }
     Refusal prepare(NodeId id);
     Refusal checkLength(NodeId id);
     Refusal setVariable(ArvEvaluator* formula, const NodeProperty& variable);
+    void noteOwnValues(ArvGcNode* node);
 
     std::unique_ptr<AravisNodes> nodes_;
     const DescriptionTree& tree_;
     FeatureGraph& graph_;
     std::vector<ArvGcNode*> handles_;
+    std::unordered_set<ArvGcNode*> noted_;  ///< that were written, or passed a write on
+    std::vector<OwnValue> ownValues_;       ///< of those
 };
 
 }  // namespace Vorda::Gige

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ModelStore.h"
+
+#include "VordaInfra.h"
+
+#include <algorithm>
+#include <list>
+#include <mutex>
+#include <utility>
+
+namespace Vorda::Gige {
+
+/** What is let go is destroyed by the caller, after the lock: it is large. */
+class ModelStore::Shelf {
+ public:
+    using File = std::shared_ptr<const DescriptionFile>;
+    using Model = std::unique_ptr<FeatureModel>;
+
+    [[nodiscard]] File find(const ModelName& name);
+    [[nodiscard]] File keep(const ModelName& name, File file);
+    /** A free one of the description; empty when there is none. */
+    [[nodiscard]] Model take(const DescriptionFile& file);
+    void giveBack(Model model);
+    [[nodiscard]] std::size_t freeModels() const;
+
+ private:
+    struct Entry {
+        ModelName name;
+        File file;
+    };
+
+    [[nodiscard]] bool isKept(const FeatureModel& model) const;
+
+    mutable std::mutex mutex_;  // guards what follows
+    std::list<Entry> entries_;  ///< those that were used lately first
+    std::list<Model> free_;     ///< those that came back lately first
+};
+
+ModelStore::Shelf::File ModelStore::Shelf::find(const ModelName& name) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::ranges::find(entries_, name, &Entry::name);
+    if (found == entries_.end()) return nullptr;
+    entries_.splice(entries_.begin(), entries_, found);
+    return found->file;
+}
+
+ModelStore::Shelf::File ModelStore::Shelf::keep(const ModelName& name, File file) {
+    std::list<Entry> dropped;
+    std::list<Model> droppedModels;
+    const std::lock_guard lock(mutex_);
+    const auto found = std::ranges::find(entries_, name, &Entry::name);
+    if (found != entries_.end()) {
+        if (found->file->bytes == file->bytes) return found->file;
+        dropped.splice(dropped.begin(), entries_, found);
+    }
+    entries_.push_front({name, file});
+    if (entries_.size() > kMostDescriptions)
+        dropped.splice(dropped.begin(), entries_, std::prev(entries_.end()));
+    for (auto each = free_.begin(); each != free_.end();) {
+        const auto model = each++;
+        if (!isKept(**model)) droppedModels.splice(droppedModels.begin(), free_, model);
+    }
+    return file;
+}
+
+bool ModelStore::Shelf::isKept(const FeatureModel& model) const {
+    return std::ranges::any_of(entries_, [&model](const Entry& each) {
+        return each.file->description == model.description();
+    });
+}
+
+ModelStore::Shelf::Model ModelStore::Shelf::take(const DescriptionFile& file) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::ranges::find_if(
+        free_, [&file](const Model& each) { return each->description() == file.description; });
+    if (found == free_.end()) return nullptr;
+    Model model = std::move(*found);
+    free_.erase(found);
+    return model;
+}
+
+void ModelStore::Shelf::giveBack(Model model) {
+    Model dropped;
+    const std::lock_guard lock(mutex_);
+    if (!isKept(*model)) {
+        dropped = std::move(model);
+        return;
+    }
+    free_.push_front(std::move(model));
+    if (free_.size() <= kMostFreeModels) return;
+    dropped = std::move(free_.back());
+    free_.pop_back();
+}
+
+std::size_t ModelStore::Shelf::freeModels() const {
+    const std::lock_guard lock(mutex_);
+    return free_.size();
+}
+
+ModelStore::ModelStore() : shelf_(std::make_shared<Shelf>()) {}
+
+ModelStore& ModelStore::ofThisProcess() {
+    static auto& store = *new ModelStore;
+    return store;
+}
+
+std::shared_ptr<const DescriptionFile> ModelStore::find(const ModelName& name) {
+    return shelf_->find(name);
+}
+
+std::shared_ptr<const DescriptionFile> ModelStore::keep(
+    const ModelName& name, std::shared_ptr<const DescriptionFile> file) {
+    return shelf_->keep(name, std::move(file));
+}
+
+std::shared_ptr<FeatureModel> ModelStore::lend(const DescriptionFile& file) {
+    auto model = shelf_->take(file);
+    if (model)
+        model->renew();
+    else
+        model = FeatureModel::make(file.description);
+    if (!model) return nullptr;
+    return {model.release(), [shelf = shelf_](FeatureModel* lent) {
+                if (!Infra::isForkedChild()) shelf->giveBack(std::unique_ptr<FeatureModel>(lent));
+            }};
+}
+
+std::size_t ModelStore::freeModels() const { return shelf_->freeModels(); }
+
+}  // namespace Vorda::Gige
