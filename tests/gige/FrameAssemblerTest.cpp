@@ -71,6 +71,18 @@ class Bench : public FrameOutput {
     void feedAll(const std::vector<Bytes>& packets) {
         for (const Bytes& packet : packets) feed(packet);
     }
+    /** The same packet, but together with those of its size around it, as the kernel gathers them.
+     */
+    void gather(const Bytes& packet) {
+        if (packet.size() > batchPacketBytes_) feedBatch();
+        if (batch_.empty()) batchPacketBytes_ = packet.size();
+        batch_.insert(batch_.end(), packet.begin(), packet.end());
+        if (packet.size() < batchPacketBytes_) feedBatch();
+    }
+    void feedBatch() {
+        assembler_->takeBatch(batch_, batchPacketBytes_, now_);
+        batch_.clear();
+    }
     /** Lets time pass in steps of half a millisecond, as the receiver's waits would. */
     void pass(milliseconds time) {
         const auto end = now_ + time;
@@ -118,6 +130,8 @@ class Bench : public FrameOutput {
     std::vector<Bytes> memory_;
     std::vector<FrameBuffer> buffers_;
     std::vector<FrameBuffer*> free_;
+    Bytes batch_;
+    std::size_t batchPacketBytes_ = 0;
     FrameAssembler::Time now_{std::chrono::hours(1)};
     std::unique_ptr<FrameAssembler> assembler_;
 };
@@ -679,7 +693,7 @@ TEST(FrameAssembler, SurvivesAForgedBlockId) {
 /** A network with faults between a camera and an assembler. */
 class FaultyNetwork : public testing::TestWithParam<unsigned> {};
 
-TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
+TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
     std::minstd_rand engine(GetParam() + 1);
     const auto random = [&] { return static_cast<unsigned>(engine() >> 5); };
     const auto chance = [&](unsigned perMille) { return random() % 1000 < perMille; };
@@ -692,6 +706,11 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
     constexpr unsigned kBlocks = 150;
 
     Bench bench(extended ? Bench::extended() : Bench::standard());
+    Bench inBatches(extended ? Bench::extended() : Bench::standard());
+    const auto pass = [&](milliseconds time) {
+        inBatches.feedBatch();
+        for (Bench* each : {&bench, &inBatches}) each->pass(time);
+    };
     std::map<std::uint64_t, Bytes> images;
     std::map<std::uint64_t, std::vector<Bytes>> wire;
     std::deque<Bytes> underWay;
@@ -704,8 +723,9 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
         while (underWay.size() > keep) {
             const std::size_t index = random() % std::min<std::size_t>(window, underWay.size());
             bench.feed(underWay[index]);
+            inBatches.gather(underWay[index]);
             underWay.erase(underWay.begin() + static_cast<std::ptrdiff_t>(index));
-            if (chance(30)) bench.pass(milliseconds(1));
+            if (chance(30)) pass(milliseconds(1));
         }
     };
     for (unsigned i = 0; i < kBlocks; ++i) {
@@ -731,11 +751,11 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
             }
         }
         arrive(window);
-        bench.pass(milliseconds(2));
+        pass(milliseconds(2));
     }
     for (int i = 0; i < 20; ++i) {
         arrive(0);
-        bench.pass(milliseconds(20));
+        pass(milliseconds(20));
     }
     std::uint64_t last = 0;
     for (const auto& frame : bench.frames) {
@@ -744,6 +764,10 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrame) {
         EXPECT_EQ(frame.bytes, images.at(last)) << "block " << last;
     }
     EXPECT_TRUE(bench.idle());
+    EXPECT_EQ(inBatches.counters.text(), bench.counters.text());
+    EXPECT_EQ(inBatches.ids(), bench.ids());
+    for (const auto& frame : inBatches.frames)
+        EXPECT_EQ(frame.bytes, images.at(frame.info.blockId)) << "block " << frame.info.blockId;
     if (missized == 0) {
         EXPECT_EQ(bench.counters.malformedFrames.get(), 0u);
     }

@@ -85,6 +85,47 @@ void FrameAssembler::take(ByteView datagram, Time now) {
     if (OpenBlock* block = blockOf(*packet, now)) takeInto(*block, *packet, now);
 }
 
+void FrameAssembler::takeBatch(ByteView batch, std::size_t packetBytes, Time now) {
+    while (!batch.empty()) {
+        const std::size_t bytes = std::min(packetBytes, batch.size());
+        take(batch.first(bytes), now);
+        batch = batch.subspan(bytes);
+        batch = batch.subspan(takeRun(batch, packetBytes, now));
+    }
+}
+
+/**
+ * Takes what a batch begins with as long as it goes on just where the current block ends, full
+ * packet by full packet: nearly all of a stream does. Gives the bytes taken.
+ */
+std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Time now) {
+    if (!current_ || current_->state != State::gathering) return 0;
+    PartialFrame& part = current_->part;
+    const std::uint32_t first = part.highestPayload() + 1;
+    if (first < current_->askedEnd) return 0;
+    const std::uint32_t room = part.roomForRun();
+    std::uint32_t count = 0;
+    for (; count < room && batch.size() >= packetBytes; ++count) {
+        const auto packet = decodeGvspPacket(batch.first(packetBytes));
+        if (!packet || !isNextOf(*current_, *packet, first + count)) break;
+        part.putInRun(count, packet->body);
+        batch = batch.subspan(packetBytes);
+    }
+    if (count == 0) return 0;
+    counters_.packets.add(count);
+    part.takeRun(count);
+    current_->lastPacket = lastProgress_ = now;
+    return count * packetBytes;
+}
+
+bool FrameAssembler::isNextOf(const OpenBlock& block, const GvspPacket& packet,
+                              std::uint32_t packetId) const {
+    return packet.packetId == packetId && packet.blockId == block.wireId &&
+           packet.extendedIds == extendedIds_ && !packet.isError() &&
+           packet.format == static_cast<std::uint8_t>(GvspFormat::payload) &&
+           packet.body.size() == block.part.stride();
+}
+
 /** The open block that the packet belongs to, opened if it is new; null when it is to be ignored.
  */
 FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Time now) {
@@ -153,6 +194,7 @@ void FrameAssembler::restart(bool extendedIds) {
     stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
     if (stride_ == 0) stride_ = kUnknownStride;
     trailerId_ = 0;
+    packetTime_ = {};
     lengthsVary_ = false;
     newestId_ = lastClosedId_ = 0;
     closed_.fill({});
@@ -167,7 +209,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.id = id;
     block.wireId = packet.blockId;
     block.silence = newestId_ != 0 ? now - lastProgress_ : Clock::duration::zero();
-    block.lastPacket = now;
+    block.firstPacket = block.lastPacket = now;
     block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
     block.askedEnd = 0;
     block.rounds = 0;
@@ -326,6 +368,7 @@ void FrameAssembler::finish(OpenBlock& block) {
     const auto [shorter, longer] = std::minmax(trailerId, trailerId_);
     if (trailerId_ != 0 && longer - shorter > kAlwaysRequested) lengthsVary_ = true;
     trailerId_ = trailerId;
+    packetTime_ = (block.lastPacket - block.firstPacket) / trailerId;
     release();
 }
 
@@ -412,6 +455,13 @@ FrameAssembler::Time FrameAssembler::deadline() const {
         if (block.resend) next = std::min(next, dueAt(block));
     }
     return next;
+}
+
+FrameAssembler::Clock::duration FrameAssembler::restOfFrame() const {
+    const OpenBlock* const newest = openCount_ != 0 ? order_[openCount_ - 1] : nullptr;
+    if (!newest || newest->state != State::gathering || packetTime_ == Clock::duration::zero())
+        return Clock::duration::max();
+    return (expectedEnd(*newest) - newest->part.knownEnd()) * packetTime_;
 }
 
 FrameAssembler::Time FrameAssembler::dueAt(const OpenBlock& block) const {

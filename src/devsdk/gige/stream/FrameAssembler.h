@@ -78,12 +78,19 @@ class FrameAssembler {
     ~FrameAssembler();
 
     void take(ByteView datagram, Time now);
+    /** Packets of `packetBytes` one behind the other, the last one perhaps smaller. */
+    void takeBatch(ByteView batch, std::size_t packetBytes, Time now);
     /** Asks for missing packets and gives frames up, as far as it is time. */
     void tick(Time now);
     /** Gives up the frames under way: nothing more will come for them. */
     void abandon();
     /** When tick() has something to do next; Time::max() when nothing is under way. */
     [[nodiscard]] Time deadline() const;
+    /**
+     * How long what the newest frame under way still lacks will take to come, if it comes as the
+     * frame before did; longer than anything where that cannot be told.
+     */
+    [[nodiscard]] Clock::duration restOfFrame() const;
     /** True while a frame is under way. */
     [[nodiscard]] bool busy() const { return openCount_ != 0; }
 
@@ -99,6 +106,7 @@ class FrameAssembler {
         std::uint64_t id = 0;       ///< counted on past the wrap
         std::uint64_t wireId = 0;   ///< as the camera writes it
         Clock::duration silence{};  ///< before its first packet
+        Time firstPacket{};
         Time lastPacket{};
         Time gapSince = kNever;   ///< of the gaps not yet asked for
         Time tailSince = kNever;  ///< since when the end is overdue
@@ -129,6 +137,9 @@ class FrameAssembler {
     void restart(bool extendedIds);
 
     void takeInto(OpenBlock& block, const GvspPacket& packet, Time now);
+    [[nodiscard]] std::size_t takeRun(ByteView batch, std::size_t packetBytes, Time now);
+    [[nodiscard]] bool isNextOf(const OpenBlock& block, const GvspPacket& packet,
+                                std::uint32_t packetId) const;
     [[nodiscard]] PartialFrame::Outcome place(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placeLeader(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);
@@ -168,6 +179,7 @@ class FrameAssembler {
     bool extendedIds_ = false;
     std::size_t stride_ = 0;          ///< payload of a full packet, learnt from complete frames
     std::uint32_t trailerId_ = 0;     ///< of the last complete frame: a guess for the next
+    Clock::duration packetTime_{};    ///< from packet to packet of that frame; 0: not known
     unsigned vainDoubts_ = 0;         ///< one after the other
     bool lengthsVary_ = false;        ///< too much for that: the frames are JPEG files, for one
     std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start

@@ -43,6 +43,22 @@ PartialFrame::Outcome PartialFrame::takePayload(std::uint32_t packetId, ByteView
     return Outcome::taken;
 }
 
+std::uint32_t PartialFrame::roomForRun() const {
+    if (fullCount_ == 0 || shortId_ != 0 || trailerId_ != 0) return 0;
+    const std::size_t fit = capacity_ / stride_;
+    return fit > highestPayload_ ? static_cast<std::uint32_t>(fit - highestPayload_) : 0;
+}
+
+void PartialFrame::putInRun(std::uint32_t index, ByteView bytes) {
+    const std::size_t before = std::size_t{highestPayload_} + index;
+    std::memcpy(data_ + before * stride_, bytes.data(), stride_);
+}
+
+void PartialFrame::takeRun(std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i) mark(highestPayload_ + 1);
+    fullCount_ += count;
+}
+
 PartialFrame::Outcome PartialFrame::takeTrailer(std::uint32_t packetId) {
     if (trailerId_ != 0) {
         return packetId == trailerId_ ? Outcome::duplicate : Outcome::malformed;

@@ -35,6 +35,18 @@ class PartialFrame {
     [[nodiscard]] Outcome takePayload(std::uint32_t packetId, ByteView bytes);
     [[nodiscard]] Outcome takeTrailer(std::uint32_t packetId);
 
+    /**
+     * How many full packets may follow the highest one without a look at each: they fit, and
+     * nothing that came before speaks against them.
+     */
+    [[nodiscard]] std::uint32_t roomForRun() const;
+    /** Puts one of them in its place, the `index`th from 0. */
+    void putInRun(std::uint32_t index, ByteView bytes);
+    /** The first `count` of them have come. */
+    void takeRun(std::uint32_t count);
+    [[nodiscard]] std::size_t stride() const { return stride_; }
+    [[nodiscard]] std::uint32_t highestPayload() const { return highestPayload_; }
+
     /** Throws out the last packet of a complete frame, and of two both: one may have been cut. */
     void throwOutEnd();
     /** How many packets were thrown out since this was asked last: they are missing again. */

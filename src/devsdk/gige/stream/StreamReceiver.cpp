@@ -9,6 +9,7 @@
 #include <netinet/udp.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -41,6 +42,8 @@ constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
  * packet. A small receive buffer shortens it: at 10 Gbit/s it must not fill by more than a quarter.
  */
 constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(400);
+/** With less than this to come, the socket itself is watched. */
+constexpr std::chrono::nanoseconds kShortestGathering = std::chrono::microseconds(30);
 constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
 /** After an error of the socket that is not ours to mend (interface gone): no busy loop. */
 constexpr auto kErrorPause = std::chrono::milliseconds(20);
@@ -242,6 +245,8 @@ void StreamReceiver::dropWaitingPackets() {
 }
 
 void StreamReceiver::run() {
+    constexpr unsigned long kTimerSlack = 1000;  // nanoseconds; 50,000 otherwise
+    ::prctl(PR_SET_TIMERSLACK, kTimerSlack);
     while (!stopped_.isRaised()) {
         // That nothing is there holds for now, not for when this thread may run again: what comes
         // meanwhile must not be given up for late.
@@ -270,20 +275,15 @@ void StreamReceiver::takeBatch(int count, FrameAssembler::Time now) {
             counters_.malformedPackets.add();
         } else {
             const auto* bytes = static_cast<const std::uint8_t*>(batch_->slices[i].iov_base);
-            takeDatagram({bytes, message.msg_len}, segmentBytes, now);
+            const ByteView datagram{bytes, message.msg_len};
+            if (segmentBytes == 0) {
+                assembler_->take(datagram, now);
+            } else {
+                counters_.batches.add();
+                assembler_->takeBatch(datagram, segmentBytes, now);
+            }
         }
         batch_->rearm(i);
-    }
-}
-
-void StreamReceiver::takeDatagram(ByteView datagram, std::size_t segmentBytes,
-                                  FrameAssembler::Time now) {
-    if (segmentBytes == 0) return assembler_->take(datagram, now);
-    counters_.batches.add();
-    while (!datagram.empty()) {
-        const std::size_t bytes = std::min(segmentBytes, datagram.size());
-        assembler_->take(datagram.first(bytes), now);
-        datagram = datagram.subspan(bytes);
     }
 }
 
@@ -300,8 +300,8 @@ bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Tim
 /** Waits for the socket, the assembler's next deadline or stop(). */
 void StreamReceiver::waitForPackets(bool frameUnderWay) {
     pollfd watched[] = {{stopped_.fd(), POLLIN, 0}, {socket_.fd(), POLLIN, 0}};
-    if (frameUnderWay) {
-        const timespec gather = toTimespec(gathering_);
+    if (const auto time = gatheringTime(); frameUnderWay && time >= kShortestGathering) {
+        const timespec gather = toTimespec(time);
         ::ppoll(watched, 1, &gather, nullptr);
         return;
     }
@@ -312,6 +312,12 @@ void StreamReceiver::waitForPackets(bool frameUnderWay) {
     }
     const timespec timeout = toTimespec(deadline - FrameAssembler::Clock::now());
     ::ppoll(watched, 2, &timeout, nullptr);
+}
+
+/** No longer than until the frame is there: whoever waits for it does so from its last packet on.
+ */
+std::chrono::nanoseconds StreamReceiver::gatheringTime() const {
+    return std::min<std::chrono::nanoseconds>(gathering_, assembler_->restOfFrame());
 }
 
 void StreamReceiver::countHostDrops() {

@@ -61,10 +61,10 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     void dropWaitingPackets();
     void run();
     void takeBatch(int count, FrameAssembler::Time now);
-    void takeDatagram(ByteView datagram, std::size_t segmentBytes, FrameAssembler::Time now);
     [[nodiscard]] bool isFromCamera(const sockaddr_in& source, FrameAssembler::Time now);
     void endThread();
     void waitForPackets(bool frameUnderWay);
+    [[nodiscard]] std::chrono::nanoseconds gatheringTime() const;
     void countHostDrops();
 
     CameraLink& link_;
