@@ -780,6 +780,42 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
 
 INSTANTIATE_TEST_SUITE_P(FrameAssembler, FaultyNetwork, testing::Range(0u, 60u));
 
+TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
+    const PacketWriter writer{.blockId = 7};
+    const auto full = [&](std::uint32_t id) { return writer.payload(id, content(100, id)); };
+    struct Case {
+        Bytes before;  ///< comes before the batch, behind two full packets
+        std::vector<std::uint32_t> ids;
+        std::size_t bytes;
+    };
+    const Case cases[] = {
+        {full(3), {4, 5, 6}, 100},
+        {full(3), {4, 6, 7}, 100},
+        {full(3), {4, 4, 5}, 100},
+        {full(3), {8, 9, 10, 11}, 100},
+        {full(3), {2, 4, 5}, 110},
+        {writer.payload(3, content(50, 3)), {1, 4, 5}, 100},
+        {writer.trailer(4), {1, 3, 4, 5}, 100},
+        {writer.trailer(6), {1, 3, 4, 5}, 100},
+    };
+    for (const Case& at : cases) {
+        Bench bench;
+        Bench inBatches;
+        for (Bench* each : {&bench, &inBatches})
+            each->feedAll({writer.leader(), full(1), full(2), at.before});
+        for (const std::uint32_t id : at.ids) {
+            const Bytes packet = writer.payload(id, content(at.bytes, id));
+            bench.feed(packet);
+            inBatches.gather(packet);
+        }
+        inBatches.feedBatch();
+        for (Bench* each : {&bench, &inBatches}) each->pass(milliseconds(1000));
+        EXPECT_EQ(inBatches.counters.text(), bench.counters.text());
+        EXPECT_EQ(inBatches.requests.size(), bench.requests.size());
+        EXPECT_EQ(inBatches.frames.size(), bench.frames.size());
+    }
+}
+
 TEST(FrameAssembler, SurvivesGarbage) {
     std::minstd_rand engine(4711);
     const auto random = [&] { return static_cast<unsigned>(engine() >> 3); };
