@@ -4,28 +4,26 @@
 // to the same simulated cameras: the first time in a process, to a second camera of the same model,
 // and again after a disconnect. The simulated camera's description has 1,536 features of chunks.
 //
-//     kestro_connect_bench [RUNS]      5 when not given
-//
-// A run is a process of each, one after the other; the figures are medians over the runs, with the
-// least and the most. The cameras stand on 127.0.0.2 and 127.0.0.3, and finding one is a broadcast:
-// run it where loopback is the only network. Prints one JSON object a line.
+// Each figure is taken in a process of its own, the library's and Aravis' in turn. The cameras
+// stand on 127.0.0.2 and 127.0.0.3, and finding one is a broadcast: run it where loopback is the
+// only network.
 #include <kestro/kestro.h>
 
 #include "Simulator.h"
+#include "Turns.h"
 
 #include <arv.h>
+#include <benchmark/benchmark.h>
 #include <sched.h>
 
-#include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -35,6 +33,9 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* kAddress = "127.0.0.2";
 constexpr const char* kSecondAddress = "127.0.0.3";
 constexpr int kRounds = 20;
+// The first word of the command line of a process that measures; the second is the figure.
+constexpr const char* kOurs = "ours";
+constexpr const char* kPeer = "aravis";
 
 void require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
@@ -53,11 +54,6 @@ double millisecondsOf(const Work& work) {
     const auto begin = Clock::now();
     work();
     return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-}
-
-double medianOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 /** A camera that this library connects. */
@@ -100,49 +96,63 @@ class PeerCamera {
     std::unique_ptr<ArvDevice, Unref> device_;
 };
 
-constexpr const char* kFigures[] = {"cold", "second_camera", "again", "disconnect_and_connect"};
-constexpr std::size_t kFigureCount = std::size(kFigures);
-using Figures = std::array<double, kFigureCount>;
+/** What is measured. */
+enum class Figure : int { cold, secondCamera, again, disconnectAndConnect };
 
-/** Of this process, in the order of kFigures. */
+double medianAgain(auto& camera, bool isWithDisconnect) {
+    std::vector<double> rounds;
+    for (int i = 0; i < kRounds; ++i) {
+        const double closing = millisecondsOf([&] { camera.close(); });
+        const double opening = millisecondsOf([&] { camera.open(); });
+        rounds.push_back(isWithDisconnect ? closing + opening : opening);
+    }
+    return kestro::bench::medianOf(std::move(rounds));
+}
+
+/** Milliseconds, in this process. */
 template <typename Camera>
-Figures measure() {
+double measure(Figure figure) {
     Camera::prepare();
     Camera camera(kAddress);
     Camera second(kSecondAddress);
     const double cold = millisecondsOf([&] { camera.open(); });
-    const double ofSecond = millisecondsOf([&] { second.open(); });
-    std::vector<double> connects;
-    std::vector<double> both;
-    for (int i = 0; i < kRounds; ++i) {
-        const double closing = millisecondsOf([&] { camera.close(); });
-        connects.push_back(millisecondsOf([&] { camera.open(); }));
-        both.push_back(closing + connects.back());
+    if (figure == Figure::cold) return cold;
+    if (figure == Figure::secondCamera) return millisecondsOf([&] { second.open(); });
+    return medianAgain(camera, figure == Figure::disconnectAndConnect);
+}
+
+int measureHere(const std::string& side, const std::string& figure) {
+    stayOn(1);
+    const auto what = static_cast<Figure>(std::atoi(figure.c_str()));
+    const bool isOurs = side == kOurs;
+    std::printf("%f\n", isOurs ? measure<OurCamera>(what) : measure<PeerCamera>(what));
+    return 0;
+}
+
+double measureElsewhere(const std::string& program, const char* side, Figure figure) {
+    const std::string words =
+        std::string(" ") + side + " " + std::to_string(static_cast<int>(figure));
+    FILE* const output = ::popen(("'" + program + "'" + words).c_str(), "r");
+    kestro::bench::require(output != nullptr, "no process can be started");
+    double milliseconds = 0;
+    const int fields = std::fscanf(output, "%lf", &milliseconds);
+    kestro::bench::require(::pclose(output) == 0 && fields == 1, "a process has failed");
+    return milliseconds;
+}
+
+void compare(benchmark::State& state, const std::string& program, Figure figure) {
+    double ours = 0;
+    double peer = 0;
+    for (auto _ : state) {
+        ours = measureElsewhere(program, kOurs, figure);
+        peer = measureElsewhere(program, kPeer, figure);
     }
-    camera.close();
-    second.close();
-    return {cold, ofSecond, medianOf(connects), medianOf(both)};
+    state.counters["ours_ms"] = ours;
+    state.counters["aravis_ms"] = peer;
+    state.counters["ratio"] = peer / ours;
 }
 
-Figures figuresOfAnother(const std::string& program, const char* side) {
-    FILE* const output = ::popen(("'" + program + "' --side=" + side).c_str(), "r");
-    require(output != nullptr, "no process can be started");
-    Figures figures{};
-    int fields = 0;
-    for (double& each : figures) fields += std::fscanf(output, "%lf", &each);
-    require(::pclose(output) == 0 && fields == int{kFigureCount}, "a process has failed");
-    return figures;
-}
-
-void reportSide(const char* side, const std::vector<Figures>& runs, std::size_t figure) {
-    std::vector<double> values;
-    for (const Figures& each : runs) values.push_back(each[figure]);
-    const auto [least, most] = std::minmax_element(values.begin(), values.end());
-    std::printf(", \"%s_ms\": %.3f, \"%s_ms_least\": %.3f, \"%s_ms_most\": %.3f", side,
-                medianOf(values), side, *least, side, *most);
-}
-
-void compare(const std::string& program, int runs) {
+void runAll(const std::string& program) {
     const auto optionsFor = [](const char* address) {
         kestrosim::CameraOptions options;
         options.address = options.serial = address;
@@ -151,36 +161,27 @@ void compare(const std::string& program, int runs) {
     stayOn(0);
     const kestrosim::SimulatedCamera camera(optionsFor(kAddress));
     const kestrosim::SimulatedCamera second(optionsFor(kSecondAddress));
-    std::vector<Figures> ours;
-    std::vector<Figures> peer;
-    for (int i = 0; i < runs; ++i) {
-        ours.push_back(figuresOfAnother(program, "ours"));
-        peer.push_back(figuresOfAnother(program, "aravis"));
-    }
-    for (std::size_t figure = 0; figure < kFigureCount; ++figure) {
-        std::printf("{\"name\": \"connect/%s\", \"runs\": %d", kFigures[figure], runs);
-        reportSide("ours", ours, figure);
-        reportSide("aravis", peer, figure);
-        std::printf("}\n");
-    }
+    const std::pair<const char*, Figure> figures[] = {
+        {"connect/cold", Figure::cold},
+        {"connect/second_camera", Figure::secondCamera},
+        {"connect/again", Figure::again},
+        {"connect/disconnect_and_connect", Figure::disconnectAndConnect}};
+    for (const auto& [name, figure] : figures)
+        benchmark::RegisterBenchmark(name, compare, program, figure)
+            ->Iterations(1)
+            ->Apply(kestro::bench::repeat);
+    benchmark::RunSpecifiedBenchmarks();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     ::setenv("KESTRO_INTERFACES", "lo", 1);
-    const std::string argument = argc > 1 ? argv[1] : "5";
     try {
-        if (argument.starts_with("--side=")) {
-            stayOn(1);
-            const bool isOurs = argument == "--side=ours";
-            const Figures all = isOurs ? measure<OurCamera>() : measure<PeerCamera>();
-            for (const double each : all) std::printf("%f\n", each);
-            return 0;
-        }
-        const int runs = std::atoi(argument.c_str());
-        if (runs < 1) return 2;
-        compare(argv[0], runs);
+        if (argc == 3 && (argv[1] == std::string(kOurs) || argv[1] == std::string(kPeer)))
+            return measureHere(argv[1], argv[2]);
+        benchmark::Initialize(&argc, argv);
+        runAll(argv[0]);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;

@@ -10,6 +10,7 @@
 #include <kestro/kestro.h>
 
 #include "Simulator.h"
+#include "Turns.h"
 
 #include <arv.h>
 #include <benchmark/benchmark.h>
@@ -143,7 +144,8 @@ struct Feature {
 
 // One whose range stands in the description, and one whose range hangs on other registers and that
 // can be locked.
-constexpr Feature kFeatures[] = {{"ReaderTimeout", {700, 800}}, {"Width", {640, 644}}};
+constexpr Feature kTimeout = {"ReaderTimeout", {700, 800}};
+constexpr Feature kWidth = {"Width", {640, 644}};
 
 template <typename Client>
 bool setAndGet(Client& client, std::int64_t value) {
@@ -187,9 +189,9 @@ void timed(Side& side, benchmark::State& state, const Work& work) {
 }
 
 template <typename OurWork, typename PeerWork>
-void compare(benchmark::State& state, const OurWork& ourWork, const PeerWork& peerWork) {
+void compare(benchmark::State& state, const Feature& feature, const OurWork& ourWork,
+             const PeerWork& peerWork) {
     Bench& bench = *theBench;
-    const Feature& feature = kFeatures[state.range(0)];
     bench.ours.choose(feature.name);
     bench.peer.choose(feature.name);
     Side ours;
@@ -213,19 +215,20 @@ void compare(benchmark::State& state, const OurWork& ourWork, const PeerWork& pe
     peer.report(state, "aravis");
     state.counters["ratio"] = peer.time * 1.0 / ours.time;
     state.counters["cpu_ratio"] = peer.processor * 1.0 / ours.processor;
-    state.SetLabel(feature.name);
 }
 
-void integerSetAndGet(benchmark::State& state) {
-    compare(state, setAndGet<OurClient>, setAndGet<PeerClient>);
+void integerSetAndGet(benchmark::State& state, const Feature& feature) {
+    compare(state, feature, setAndGet<OurClient>, setAndGet<PeerClient>);
 }
 
-void integerGet(benchmark::State& state) {
-    compare(state, getOnly<OurClient>, getOnly<PeerClient>);
+void integerGet(benchmark::State& state, const Feature& feature) {
+    compare(state, feature, getOnly<OurClient>, getOnly<PeerClient>);
 }
 
-BENCHMARK(integerSetAndGet)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
-BENCHMARK(integerGet)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(integerSetAndGet, ReaderTimeout, kTimeout)->Apply(kestro::bench::repeat);
+BENCHMARK_CAPTURE(integerSetAndGet, Width, kWidth)->Apply(kestro::bench::repeat);
+BENCHMARK_CAPTURE(integerGet, ReaderTimeout, kTimeout)->Apply(kestro::bench::repeat);
+BENCHMARK_CAPTURE(integerGet, Width, kWidth)->Apply(kestro::bench::repeat);
 
 }  // namespace
 

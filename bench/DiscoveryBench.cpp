@@ -4,14 +4,15 @@
 // and when it is over. The cameras stand on 127.0.0.2 and the addresses after it; the question is a
 // broadcast: run it where loopback is the only network.
 //
-//     kestro_discovery_bench [CALLS]      20 when not given, of each kind
-//
-// Only a process's first call knows of no camera, so each pair of calls is made in a process of its
-// own, which has this program's lines from the trace of the library. Prints one JSON object a line.
+// Only a process's first call knows of no camera, so each call that is measured is made in a
+// process of its own, the later ones as its second; it reads the lines of the library's trace.
 #include <kestro/kestro.h>
 
 #include "RecordingLogger.h"
 #include "Simulator.h"
+#include "Turns.h"
+
+#include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
@@ -19,16 +20,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
-#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kTwoCalls = "--two-calls";
+/** The first word of the command line of a process that measures; the second is how many calls. */
+constexpr const char* kCall = "call";
+/** Of each kind. */
+constexpr int kCalls = 20;
 
 /** What one call came to. */
 struct Call {
@@ -64,45 +69,23 @@ Call discover() {
     return call;
 }
 
-void makeTwoCalls() {
-    for (int i = 0; i < 2; ++i) {
-        const Call call = discover();
-        std::printf("%u %f %f\n", call.found, call.answersMs, call.callMs);
-    }
+int measureHere(int calls) {
+    Call call;
+    while (calls-- > 0) call = discover();
+    std::printf("%u %f %f\n", call.found, call.answersMs, call.callMs);
+    return 0;
 }
 
-/** The calls of a process of their own: the first, and the one after it. */
-std::vector<Call> callsOfAnother(const std::string& program) {
-    const std::string command = "'" + program + "' " + kTwoCalls;
+/** The last of so many calls of a process of their own. */
+Call measureElsewhere(const std::string& program, int calls) {
+    const std::string command = "'" + program + "' " + kCall + " " + std::to_string(calls);
     FILE* const output = ::popen(command.c_str(), "r");
-    if (output == nullptr) throw std::runtime_error("no process can be started");
-    std::vector<Call> calls(2);
-    int fields = 0;
-    for (Call& each : calls)
-        fields += std::fscanf(output, "%u %lf %lf", &each.found, &each.answersMs, &each.callMs);
-    if (::pclose(output) != 0 || fields != 6) throw std::runtime_error("a process has failed");
-    return calls;
-}
-
-void report(const char* kind, std::size_t cameras, const std::vector<Call>& calls) {
-    const auto spread = [&calls](const char* name, double Call::*figure) {
-        std::vector<double> values;
-        for (const Call& each : calls) values.push_back(each.*figure);
-        std::sort(values.begin(), values.end());
-        std::printf(", \"%s\": %.3f, \"%s_least\": %.3f, \"%s_most\": %.3f", name,
-                    values[values.size() / 2], name, values.front(), name, values.back());
-    };
-    const auto isWhole = [cameras](const Call& each) { return each.found == cameras; };
-    const auto least = std::min_element(
-        calls.begin(), calls.end(), [](const Call& a, const Call& b) { return a.found < b.found; });
-    std::printf("{\"name\": \"discovery/%s/%zu\", \"cameras\": %zu, \"calls\": %zu", kind, cameras,
-                cameras, calls.size());
-    std::printf(", \"whole_calls\": %td, \"found_least\": %u",
-                std::count_if(calls.begin(), calls.end(), isWhole), least->found);
-    spread("answers_ms", &Call::answersMs);
-    spread("call_ms", &Call::callMs);
-    std::printf("}\n");
-    std::fflush(stdout);
+    kestro::bench::require(output != nullptr, "no process can be started");
+    Call call;
+    const int fields =
+        std::fscanf(output, "%u %lf %lf", &call.found, &call.answersMs, &call.callMs);
+    kestro::bench::require(::pclose(output) == 0 && fields == 3, "a process has failed");
+    return call;
 }
 
 std::vector<std::unique_ptr<kestrosim::SimulatedCamera>> switchOn(std::size_t count) {
@@ -118,31 +101,32 @@ std::vector<std::unique_ptr<kestrosim::SimulatedCamera>> switchOn(std::size_t co
     return cameras;
 }
 
-void measure(const std::string& program, std::size_t count, int calls) {
-    const auto cameras = switchOn(count);
-    std::vector<Call> first;
-    std::vector<Call> later;
-    for (int i = 0; i < calls; ++i) {
-        const auto both = callsOfAnother(program);
-        first.push_back(both[0]);
-        later.push_back(both[1]);
-    }
-    report("first", count, first);
-    report("later", count, later);
+void repeatedly(benchmark::State& state, const std::string& program, int calls) {
+    const auto cameras = switchOn(static_cast<std::size_t>(state.range(0)));
+    Call call;
+    for (auto _ : state) call = measureElsewhere(program, calls);
+    state.counters["found"] = call.found;
+    state.counters["answers_ms"] = call.answersMs;
+    state.counters["call_ms"] = call.callMs;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     ::setenv("KESTRO_INTERFACES", "lo", 1);
-    if (argc > 1 && std::strcmp(argv[1], kTwoCalls) == 0) {
-        makeTwoCalls();
-        return 0;
-    }
-    const int calls = argc > 1 ? std::atoi(argv[1]) : 20;
-    if (calls < 1) return 2;
     try {
-        for (const std::size_t count : {1, 64}) measure(argv[0], count, calls);
+        if (argc == 3 && argv[1] == std::string(kCall)) return measureHere(std::atoi(argv[2]));
+        benchmark::Initialize(&argc, argv);
+        const std::string program = argv[0];
+        for (const auto& [name, calls] : {std::pair{"discovery/first", 1}, {"discovery/later", 2}})
+            benchmark::RegisterBenchmark(name, repeatedly, program, calls)
+                ->ArgName("cameras")
+                ->Arg(1)
+                ->Arg(64)
+                ->Iterations(1)
+                ->Apply(kestro::bench::repeat)
+                ->Repetitions(kCalls);
+        benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;
