@@ -72,7 +72,7 @@ def spend(figures, part, kind, where, done):
     figures.add(part, kind.name, where, ns_per_packet=done.ns_per_packet, ms_per_gigabyte=1000 * done.seconds_per_gigabyte,
                 processor_share=done.cpu / done.sent["seconds"], rate=done.rate, frames=done.sent["frames"],
                 lossless=float(done.is_lossless()), switches=done.received["switches"] / done.sent["seconds"],
-                sender_share=done.sent["cpu"] / done.sent["seconds"])
+                sender_share=done.sent["cpu"] / done.sent["seconds"], **percentiles(done, 0.5, 0.99))
 
 
 class Search:
@@ -90,10 +90,15 @@ class Search:
         return self.LOWEST * self.STEP ** step
 
     def highest(self, key, run):
-        """`run(rate)` is a trial, at 0 as fast as it goes. Bytes a second, and whether the sender was the limit."""
+        """`run(rate)` is a trial, at 0 as fast as it goes."""
         unpaced = run(0)
         if unpaced.is_lossless():
-            return unpaced.rate, True
+            return {"rate": unpaced.rate, "is_senders": 1.0, "unpaced": unpaced.rate}
+        rate, is_senders = self.climb(key, run)
+        return {"rate": rate, "is_senders": float(is_senders), "unpaced": unpaced.rate}
+
+    def climb(self, key, run):
+        """Bytes a second, and whether the sender was the limit."""
         stride = 1 if key in self.begin else self.FIRST_STRIDE
         step = self.begin.get(key, self.FIRST)
         below, above, best = -1, None, 0.0
@@ -133,9 +138,8 @@ def rates_of(figures, plan, search, sender, receiver, batched):
 
     warm_up(sender, receiver, batched)
     spend(figures, "processor", kind, where, run(COMMON_RATE[(receiver.packet_bytes, batched)]))
-    highest, is_senders = search.highest((kind.name, *where.values()), run)
-    figures.add("highest", kind.name, where, rate=highest, is_senders=float(is_senders),
-                receive_buffer=receiver.details.get("receive_buffer", 0))
+    figures.add("highest", kind.name, where, receive_buffer=receiver.details.get("receive_buffer", 0),
+                **search.highest((kind.name, *where.values()), run))
 
 
 def latency(setup, figures, plan):

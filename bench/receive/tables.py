@@ -30,7 +30,8 @@ def megabytes_per_second(figure):
 
 def rates(figures):
     heading("One camera of 5 MP: processor time at a common rate, and the highest rate without loss",
-            "packet", "batches", "receiver", "MB/s", "ns/packet", "ms/GB", "highest MB/s", "limited by")
+            "packet", "batches", "receiver", "MB/s", "ns/packet", "ms/GB", "highest MB/s", "limited by",
+            "unpaced MB/s")
     for packet, batched in CASES:
         for kind in filter(lambda each: parts.can_receive(each, batched), KINDS):
             where = {"packet": packet, "batched": batched}
@@ -38,7 +39,8 @@ def rates(figures):
             highest = figures.get("highest", kind.name, where, "rate")
             is_senders = figures.get("highest", kind.name, where, "is_senders").median > 0.5
             row(packet, yes(batched), kind.name, megabytes_per_second(spent("rate")), text(spent("ns_per_packet")),
-                text(spent("ms_per_gigabyte")), text(highest, 1e-6), "sender" if is_senders else "receiver")
+                text(spent("ms_per_gigabyte")), text(highest, 1e-6), "sender" if is_senders else "receiver",
+                text(figures.get("highest", kind.name, where, "unpaced"), 1e-6))
 
 
 def ratios(figures):
@@ -67,7 +69,7 @@ def latency(figures):
 
 def cameras(figures):
     heading("Several cameras of 1.3 MP, packets of 1500 bytes, at a common rate together",
-            "cameras", "batches", "receiver", "MB/s", "ns/packet", "rounds without loss")
+            "cameras", "batches", "receiver", "MB/s", "ns/packet", "rounds without loss", "p50 us", "p99 us")
     for count in parts.CAMERAS:
         for batched in (False, True):
             for kind in (KESTRO, SOCKET, RAW):
@@ -75,7 +77,7 @@ def cameras(figures):
                 get = lambda name: figures.get("cameras", kind.name, where, name)  # noqa: E731
                 lossless = get("lossless").values
                 row(count, yes(batched), kind.name, megabytes_per_second(get("rate")), text(get("ns_per_packet")),
-                    f"{sum(lossless):.0f} of {len(lossless)}")
+                    f"{sum(lossless):.0f} of {len(lossless)}", text(get("p50_us")), text(get("p99_us")))
 
 
 def scale(figures):
