@@ -64,11 +64,11 @@ TEST_F(GivenFrame, IsEmptyAndItsBytesStay) {
 
 TEST_F(GivenFrame, StaysWholeWhereItIsNotGiven) {
     const CFrame frame = receive(*pool, 1);
-    EXPECT_EQ(frame.giveBuffer(kCapacity / 2 - 1), nullptr);
+    ASSERT_EQ(frame.giveBuffer(kCapacity / 2 - 1), nullptr);
     {
         const CFrame copy = frame;
-        EXPECT_EQ(frame.giveBuffer(kCapacity), nullptr);
-        EXPECT_EQ(copy.giveBuffer(kCapacity), nullptr);
+        ASSERT_EQ(frame.giveBuffer(kCapacity), nullptr);
+        ASSERT_EQ(copy.giveBuffer(kCapacity), nullptr);
     }
     EXPECT_TRUE(holds(frame.getImage(), 1));
     EXPECT_EQ(frame.getImageWidth(), 40u);

@@ -281,7 +281,7 @@ std::vector<GivenCase> givenCases() {
     Bytes twice = imageContainer();
     put32(twice, kCountAt, 2);
     std::copy(kImageEntry.begin(), kImageEntry.end(), twice.begin() + kEntry1);
-    setEntry(twice, kEntry1, 0, 580, 2);
+    setEntry(twice, kEntry1, 0, 576, 2);
     Bytes unaligned = imageContainer();
     setEntry(unaligned, kEntry0, 0, 577, 5);
     Bytes none = imageContainer();
