@@ -39,7 +39,7 @@ void chunks(benchmark::State& state) {
     Vorda::Gige::GvspLeader leader;
     leader.payloadType = Vorda::Gige::kGvspImage | Vorda::Gige::kGvspChunkBit;
     const unsigned slots = std::max({kSlots, barcodes, qrCodes});
-    const CFrame frame = received(*pool, payload, leader, chunkLayout(slots));
+    const CFrame frame = received(*pool, payload, described(payload, leader, chunkLayout(slots)));
     std::size_t codesMade = 0;
     std::size_t linesMade = 0;
     const Sides sides = takeTurns(
