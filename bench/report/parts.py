@@ -8,10 +8,9 @@ PROCESSOR = str(os.cpu_count() - 1)
 
 def google(program, pinned=True):
     """A Google Benchmark program; it repeats by itself."""
-    def command(programs, output, is_quick):
+    def command(programs, output, _):
         words = ["taskset", "-c", PROCESSOR] if pinned else []
-        words += [os.path.join(programs, program), "--benchmark_out_format=json", "--benchmark_out=" + output]
-        return words + (["--benchmark_repetitions=1"] if is_quick else [])
+        return words + [os.path.join(programs, program), "--benchmark_out_format=json", "--benchmark_out=" + output]
     return command
 
 

@@ -13,6 +13,12 @@ def of(part):
         return json.load(file)
 
 
+def said(part):
+    """What it printed."""
+    with open(os.path.join(RESULTS, part + ".txt"), encoding="utf-8") as file:
+        return file.read().strip()
+
+
 class Spread:
     """A figure of several runs: their middle one, and how far they lie apart."""
 

@@ -1,0 +1,77 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What was meant to be reached, and whether it was."""
+import statistics
+
+from results import Spread, of, repeated
+
+
+class Received:
+    """The rounds of the receivers, which took turns in each."""
+
+    def __init__(self):
+        self.values = {(line["part"], line["receiver"], line.get("packet"), line.get("batched"), line["figure"]): line["values"]
+                       for line in of("receive")["figures"]}
+
+    def ratio(self, part, figure, other, packet, batched):
+        ours, others = (self.values[part, receiver, packet, batched, figure] for receiver in ("kestro", other))
+        ratios = [a / b for a, b in zip(ours, others)]
+        return Spread(statistics.median(ratios), min(ratios), max(ratios))
+
+
+def row(what, reached, bound, form, unit="", is_least=False):
+    is_met = reached.median >= bound if is_least else reached.median <= bound
+    target = f"at {'least' if is_least else 'most'} {bound:g}{unit}"
+    return [f"{what}: {target}", f"{reached:{form}}{unit} ({reached.range(form)})", "met" if is_met else "**missed**"]
+
+
+def receiving():
+    received = Received()
+    for packet in (1500, 8192):
+        for batched in (True, False):
+            where = f"{packet} bytes, {'batches' if batched else 'single packets'}"
+            ratio = lambda part, figure, other: received.ratio(part, figure, other, packet, batched)  # noqa: E731
+            yield row(f"processor time per packet against Aravis' socket, {where}",
+                      ratio("processor", "ns_per_packet", "aravis socket"), 0.3 if batched else 0.7, ".2f")
+            yield row(f"the same against the bare receiver, {where}", ratio("processor", "ns_per_packet", "raw"), 1.5, ".2f")
+            if batched:
+                yield row(f"highest rate without loss against Aravis' socket, {where}",
+                          ratio("highest", "rate", "aravis socket"), 1.5, ".2f", is_least=True)
+
+
+def handing_over():
+    found = repeated("hand-over")
+    for road, bound in (("copied", 1.10), ("given", 0.35)):
+        for payload in ("container", "chunks"):
+            name = next(name for name in found if f"{payload}_{road}/width:2448/height:2048/codes:20" in name)
+            yield row(f"hand-over, image {road}, 5 MP, 20 codes, {payload}, against a memcpy of the image",
+                      found[name]["ratio"], bound, ".2f")
+
+
+def decoding():
+    for name, counters in repeated("result-json").items():
+        if "codes:20/" in name and "ratio" in counters:
+            yield row("result text with 20 codes against json11", counters["ratio"], 0.333, ".2f")
+    texts = [counters["ns_per_code"] for counters in repeated("chunks").values()]
+    yield row("texts of chunks, each code, the dearest line", max(texts, key=lambda each: each.median), 600, ".0f", " ns")
+
+
+def connecting():
+    name = next(name for name in repeated("connect") if "/again/" in name)
+    yield row("connect again", repeated("connect")[name]["ours_ms"], 5, ".2f", " ms")
+
+
+def discovering():
+    for name, counters in repeated("discovery").items():
+        cameras = int(name.split("cameras:")[1].split("/")[0])
+        where = f"{cameras} camera{'s' if cameras > 1 else ''}, {'nobody known yet' if 'first' in name else 'all known'}"
+        found, answers, call = (counters[counter] for counter in ("found", "answers_ms", "call_ms"))
+        yield row(f"discovery, {where}: found in every call", Spread(found.least, found.least, found.most), cameras, ".0f",
+                  is_least=True)
+        yield row(f"discovery, {where}: the last answer taken in, slowest call", Spread(answers.most, answers.least, answers.most),
+                  50, ".1f", " ms")
+        yield row(f"discovery, {where}: slowest call", Spread(call.most, call.least, call.most), 300, ".0f", " ms")
+
+
+def all_of_them():
+    for part in (receiving, handing_over, decoding, connecting, discovering):
+        yield from part()
