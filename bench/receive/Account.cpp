@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Account.h"
 
-#include <netinet/in.h>
-#include <sched.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 
 namespace kestro::bench {
@@ -96,39 +94,7 @@ void say(const std::string& line) {
     std::fflush(stdout);
 }
 
-/** Whether the descriptor is the socket that listens at a port. */
-bool isAt(int descriptor, std::uint16_t port) {
-    sockaddr_in local{};
-    socklen_t length = sizeof local;
-    return ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &length) == 0 &&
-           local.sin_family == AF_INET && ntohs(local.sin_port) == port;
-}
-
 }  // namespace
-
-void stayOn(int cpu) {
-    if (cpu < 0) return;
-    cpu_set_t cpus;
-    CPU_ZERO(&cpus);
-    CPU_SET(static_cast<std::size_t>(cpu), &cpus);
-    if (::sched_setaffinity(0, sizeof cpus, &cpus) != 0)
-        throw std::runtime_error("there is no such processor");
-}
-
-std::uint64_t forceReceiveBuffer(std::uint16_t port, std::uint64_t bytes) {
-    constexpr int kMostDescriptors = 1024;
-    for (int i = 0; i < kMostDescriptors; ++i) {
-        if (!isAt(i, port)) continue;
-        const int wanted = static_cast<int>(bytes);
-        if (::setsockopt(i, SOL_SOCKET, SO_RCVBUFFORCE, &wanted, sizeof wanted) != 0)
-            ::setsockopt(i, SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
-        int doubled = 0;  // the kernel tells twice what it was asked for
-        socklen_t length = sizeof doubled;
-        ::getsockopt(i, SOL_SOCKET, SO_RCVBUF, &doubled, &length);
-        return static_cast<std::uint64_t>(doubled) / 2;
-    }
-    return 0;
-}
 
 void giveAccount(const std::function<Received()>& received, const std::vector<HandOvers>& handOvers,
                  const std::string& details) {

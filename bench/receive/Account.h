@@ -21,12 +21,6 @@ struct Received {
     std::uint64_t bytes = 0;    ///< 0: not counted
 };
 
-/** Keeps the process, and all threads that it starts from now on, on one processor; -1: on any. */
-void stayOn(int cpu);
-
-/** Of the receiver that listens at a port of this process, in bytes as the kernel counts them. */
-[[nodiscard]] std::uint64_t forceReceiveBuffer(std::uint16_t port, std::uint64_t bytes);
-
 /**
  * Says that the streams are there, in a JSON object with `details` ("\"name\":value"), and then
  * does what lines of standard input say, until it ends:

@@ -3,6 +3,8 @@
 // Receives with Aravis: a thread for each stream takes the frames and notes the time. The word
 // "ring" has it receive through a packet socket, else it does through a UDP socket.
 #include "Account.h"
+#include "Processor.h"
+#include "ReceiveBuffer.h"
 #include "ReceiverOptions.h"
 
 #include <arv.h>

@@ -2,6 +2,7 @@
 //
 // Receives with this library: a frame callback that notes the time.
 #include "Account.h"
+#include "Processor.h"
 #include "ReceiverOptions.h"
 
 #include <kestro/kestro.h>

@@ -6,6 +6,8 @@
 // before they are taken: as with this library, whose frames are compared, or 0, when the time of
 // each trailer is what is asked for. Threads: one for each camera.
 #include "Account.h"
+#include "Processor.h"
+#include "ReceiveBuffer.h"
 #include "ReceiverOptions.h"
 
 #include <netinet/in.h>

@@ -35,7 +35,7 @@ WARM_UP = 0.15  # seconds
 class Plan:
     def __init__(self, is_quick, rounds):
         self.round_count = rounds or (1 if is_quick else 5)
-        self.seconds = 0.5 if is_quick else 1.0
+        self.seconds = 0.5 if is_quick else 0.8
         self.long_seconds = 1.0 if is_quick else 2.0
 
     def rounds(self, part):
