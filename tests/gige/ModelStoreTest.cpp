@@ -39,6 +39,7 @@ TEST(ModelStore, LendsAModelToOneAtATime) {
     auto second = store.lend(*file);
     ASSERT_TRUE(first && second) << lastErrorMessage();
     EXPECT_NE(first, second);
+    EXPECT_EQ(first->layout(), second->layout());
     const FeatureModel* const was = first.get();
     first.reset();
     EXPECT_EQ(1u, store.freeModels());

@@ -21,12 +21,15 @@ class ModelStore::Shelf {
     /** A free one of the description; empty when there is none. */
     [[nodiscard]] Model take(const DescriptionFile& file);
     void giveBack(Model model);
+    /** That of all models of the description; empty when it is not kept. */
+    [[nodiscard]] std::shared_ptr<const PayloadLayout> layoutOf(const DescriptionFile& file) const;
     [[nodiscard]] std::size_t freeModels() const;
 
  private:
     struct Entry {
         ModelName name;
         File file;
+        std::shared_ptr<const PayloadLayout> layout;
     };
 
     [[nodiscard]] bool isKept(const FeatureModel& model) const;
@@ -53,7 +56,7 @@ ModelStore::Shelf::File ModelStore::Shelf::keep(const ModelName& name, File file
         if (found->file->bytes == file->bytes) return found->file;
         dropped.splice(dropped.begin(), entries_, found);
     }
-    entries_.push_front({name, file});
+    entries_.push_front({name, file, std::make_shared<PayloadLayout>(file->description)});
     if (entries_.size() > kMostDescriptions)
         dropped.splice(dropped.begin(), entries_, std::prev(entries_.end()));
     for (auto each = free_.begin(); each != free_.end();) {
@@ -92,6 +95,15 @@ void ModelStore::Shelf::giveBack(Model model) {
     free_.pop_back();
 }
 
+std::shared_ptr<const PayloadLayout> ModelStore::Shelf::layoutOf(
+    const DescriptionFile& file) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::ranges::find_if(entries_, [&file](const Entry& each) {
+        return each.file->description == file.description;
+    });
+    return found == entries_.end() ? nullptr : found->layout;
+}
+
 std::size_t ModelStore::Shelf::freeModels() const {
     const std::lock_guard lock(mutex_);
     return free_.size();
@@ -118,7 +130,7 @@ std::shared_ptr<FeatureModel> ModelStore::lend(const DescriptionFile& file) {
     if (model)
         model->renew();
     else
-        model = FeatureModel::make(file.description);
+        model = FeatureModel::make(file.description, shelf_->layoutOf(file));
     if (!model) return nullptr;
     return {model.release(), [shelf = shelf_](FeatureModel* lent) {
                 if (!Infra::isForkedChild()) shelf->giveBack(std::unique_ptr<FeatureModel>(lent));

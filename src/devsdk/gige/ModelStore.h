@@ -50,8 +50,9 @@ class ModelStore {
     [[nodiscard]] std::shared_ptr<const DescriptionFile> keep(
         const ModelName& name, std::shared_ptr<const DescriptionFile> file);
     /**
-     * A model that nobody else uses: one that came back, or a new one. It comes back when nobody
-     * holds it any more. Empty, with the last error, when the description cannot be used.
+     * A model that nobody else uses: one that came back, or a new one, with the layout that all of
+     * the description share. It comes back when nobody holds it any more. Empty, with the last
+     * error, when the description cannot be used.
      */
     [[nodiscard]] std::shared_ptr<FeatureModel> lend(const DescriptionFile& file);
     /** How many wait to be lent. */

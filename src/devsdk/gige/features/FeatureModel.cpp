@@ -8,16 +8,18 @@
 
 namespace Vorda::Gige {
 
-FeatureModel::FeatureModel(std::shared_ptr<const CheckedDescription> description)
+FeatureModel::FeatureModel(std::shared_ptr<const CheckedDescription> description,
+                           std::shared_ptr<const PayloadLayout> layout)
     : description_(std::move(description)),
-      layout_(std::make_shared<PayloadLayout>(description_)),
+      layout_(layout ? std::move(layout) : std::make_shared<PayloadLayout>(description_)),
       parts_(std::make_unique<Parts>(description_->tree())) {}
 
 FeatureModel::~FeatureModel() = default;
 
 std::unique_ptr<FeatureModel> FeatureModel::make(
-    std::shared_ptr<const CheckedDescription> description) {
-    std::unique_ptr<FeatureModel> made(new FeatureModel(std::move(description)));
+    std::shared_ptr<const CheckedDescription> description,
+    std::shared_ptr<const PayloadLayout> layout) {
+    std::unique_ptr<FeatureModel> made(new FeatureModel(std::move(description), std::move(layout)));
     if (!made->parts_->open(*made->description_)) return nullptr;
     return made;
 }

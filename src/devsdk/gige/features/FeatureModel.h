@@ -18,9 +18,13 @@ namespace Vorda::Gige {
  */
 class FeatureModel {
  public:
-    /** Empty, with the last error, when the description cannot be used. */
+    /**
+     * Empty, with the last error, when the description cannot be used. `layout` is that of another
+     * model of it; without one it has its own.
+     */
     [[nodiscard]] static std::unique_ptr<FeatureModel> make(
-        std::shared_ptr<const CheckedDescription> description);
+        std::shared_ptr<const CheckedDescription> description,
+        std::shared_ptr<const PayloadLayout> layout = nullptr);
     ~FeatureModel();
     FeatureModel(const FeatureModel&) = delete;
     FeatureModel& operator=(const FeatureModel&) = delete;
@@ -36,7 +40,8 @@ class FeatureModel {
     friend class Features;
     struct Parts;
 
-    explicit FeatureModel(std::shared_ptr<const CheckedDescription> description);
+    FeatureModel(std::shared_ptr<const CheckedDescription> description,
+                 std::shared_ptr<const PayloadLayout> layout);
 
     const std::shared_ptr<const CheckedDescription> description_;
     const std::shared_ptr<const PayloadLayout> layout_;
