@@ -103,12 +103,12 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
     PartialFrame& part = current_->part;
     const std::uint32_t first = part.highestPayload() + 1;
     if (first < current_->askedEnd) return 0;
+    PlainPayloadHeader header(current_->wireId, extendedIds_);
+    if (packetBytes != header.size() + part.stride()) return 0;
     const std::uint32_t room = part.roomForRun();
     std::uint32_t count = 0;
-    for (; count < room && batch.size() >= packetBytes; ++count) {
-        const auto packet = decodeGvspPacket(batch.first(packetBytes));
-        if (!packet || !isNextOf(*current_, *packet, first + count)) break;
-        part.putInRun(count, packet->body);
+    while (count < room && batch.size() >= packetBytes && header.isOf(batch, first + count)) {
+        part.putInRun(count++, batch.subspan(header.size(), part.stride()));
         batch = batch.subspan(packetBytes);
     }
     if (count == 0) return 0;
@@ -116,14 +116,6 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
     part.takeRun(count);
     current_->lastPacket = lastProgress_ = now;
     return count * packetBytes;
-}
-
-bool FrameAssembler::isNextOf(const OpenBlock& block, const GvspPacket& packet,
-                              std::uint32_t packetId) const {
-    return packet.packetId == packetId && packet.blockId == block.wireId &&
-           packet.extendedIds == extendedIds_ && !packet.isError() &&
-           packet.format == static_cast<std::uint8_t>(GvspFormat::payload) &&
-           packet.body.size() == block.part.stride();
 }
 
 /** The open block that the packet belongs to, opened if it is new; null when it is to be ignored.

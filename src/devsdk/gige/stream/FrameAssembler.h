@@ -138,8 +138,6 @@ class FrameAssembler {
 
     void takeInto(OpenBlock& block, const GvspPacket& packet, Time now);
     [[nodiscard]] std::size_t takeRun(ByteView batch, std::size_t packetBytes, Time now);
-    [[nodiscard]] bool isNextOf(const OpenBlock& block, const GvspPacket& packet,
-                                std::uint32_t packetId) const;
     [[nodiscard]] PartialFrame::Outcome place(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placeLeader(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);

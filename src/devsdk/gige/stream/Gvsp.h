@@ -5,6 +5,7 @@
 
 #include "Bytes.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -67,6 +68,23 @@ struct GvspLeader {
 
 /** Empty when the bytes are too few for the header that they begin. The body borrows from them. */
 [[nodiscard]] std::optional<GvspPacket> decodeGvspPacket(ByteView datagram);
+
+/**
+ * The header that the packets of a block's payload nearly all have: no status, reserved bits 0.
+ * To compare with it is quicker than to decode.
+ */
+class PlainPayloadHeader {
+ public:
+    PlainPayloadHeader(std::uint64_t blockId, bool extendedIds);
+
+    [[nodiscard]] std::size_t size() const { return size_; }
+    /** Whether the datagram begins with it, and with this packet id. */
+    [[nodiscard]] bool isOf(ByteView datagram, std::uint32_t packetId);
+
+ private:
+    std::array<std::uint8_t, kGvspExtendedHeaderBytes> bytes_{};
+    std::size_t size_;
+};
 
 /** Empty when the body is shorter than a leader of its payload type. */
 [[nodiscard]] std::optional<GvspLeader> decodeGvspLeader(ByteView body);

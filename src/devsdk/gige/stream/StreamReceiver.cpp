@@ -41,7 +41,7 @@ constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
  * Packets of a running frame are left to gather for so long, because a wake-up costs more than a
  * packet. A small receive buffer shortens it: at 10 Gbit/s it must not fill by more than a quarter.
  */
-constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(400);
+constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(800);
 /** With less than this to come, the socket itself is watched. */
 constexpr std::chrono::nanoseconds kShortestGathering = std::chrono::microseconds(30);
 constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
