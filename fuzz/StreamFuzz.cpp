@@ -175,6 +175,7 @@ class Stream {
         const std::uint8_t flags = choices.byte();
         setup_.canResend = (flags & 1) == 0;
         setup_.extendedIds = extended_ = (flags & 2) != 0;
+        inBatches_ = (flags & 8) != 0;
         stride_ = 1 + flags % 37;
         blockId_ = (flags & 4) == 0 ? 1 : extended_ ? 0xfffffffffffffff0 : 0xfffc;
     }
@@ -185,6 +186,7 @@ class Stream {
             FrameAssembler assembler(setup_, output, counters_);
             assembler_ = &assembler;
             for (int steps = 0; steps < 150 && !choices_.isEmpty(); ++steps) step();
+            takeBatch();
             checkCounters(output);
         }
         KESTRO_EXPECT(output.takenCount() == 0);
@@ -212,11 +214,23 @@ class Stream {
     void take(const Bytes& datagram) {
         ++datagrams_;
         if (sent_.note(datagram)) ++wellFormed_;
-        assembler_->take(datagram, now_);
+        if (!inBatches_ || datagram.empty()) return assembler_->take(datagram, now_);
+        if (datagram.size() > batchPacketBytes_) takeBatch();
+        if (batch_.empty()) batchPacketBytes_ = datagram.size();
+        batch_.insert(batch_.end(), datagram.begin(), datagram.end());
+        if (datagram.size() < batchPacketBytes_) takeBatch();
+    }
+    /** What came since the last one, all of one size but the last, as the kernel puts it together.
+     */
+    void takeBatch() {
+        if (!batch_.empty()) assembler_->takeBatch(exactly(batch_), batchPacketBytes_, now_);
+        batch_.clear();
+        batchPacketBytes_ = 0;
     }
     /** Time goes on, and what is due is done. */
     void pass() {
         static constexpr int kSteps[] = {0, 1, 2, 10, 20, 40, 41, 100, 500, 10000};
+        takeBatch();
         now_ += milliseconds(choices_.oneOf(kSteps));
         assembler_->tick(now_);
         // Or the receiver would turn in circles.
@@ -331,6 +345,9 @@ class Stream {
     StreamCounters counters_;
     FrameAssembler* assembler_ = nullptr;
     FrameAssembler::Time now_{std::chrono::hours(1)};
+    bool inBatches_ = false;
+    Bytes batch_;
+    std::size_t batchPacketBytes_ = 0;
     bool extended_ = false;
     std::size_t stride_ = 1;
     std::size_t last_ = 4;  ///< the trailer's packet id
