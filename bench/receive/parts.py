@@ -94,28 +94,34 @@ class Search:
         unpaced = run(0)
         if unpaced.is_lossless():
             return {"rate": unpaced.rate, "is_senders": 1.0, "unpaced": unpaced.rate}
-        rate, is_senders = self.climb(key, run)
-        return {"rate": rate, "is_senders": float(is_senders), "unpaced": unpaced.rate}
+        return {"rate": self.climb(key, run, unpaced.rate), "is_senders": 0.0, "unpaced": unpaced.rate}
 
-    def climb(self, key, run):
-        """Bytes a second, and whether the sender was the limit."""
+    def climb(self, key, run, lossy_rate):
+        """Bytes a second, below a rate at which something was lost."""
+        above = 1
+        while self.rate_of(above) < lossy_rate:
+            above += 1
         stride = 1 if key in self.begin else self.FIRST_STRIDE
-        step = self.begin.get(key, self.FIRST)
-        below, above, best = -1, None, 0.0
-        while above is None or above - below > 1:
-            done = run(self.rate_of(step))
-            if not done.is_lossless():
-                above = step
-                step = max(step - stride, 0) if below < 0 else (below + above) // 2
-            elif done.rate < 0.95 * self.rate_of(step):
-                return done.rate, True
+        step = min(self.begin.get(key, self.FIRST), above - 1)
+        below, best = -1, 0.0
+        while above - below > 1:
+            done = self.undisturbed(run, self.rate_of(step))
+            if done.is_lossless():
+                below, best, beyond = step, max(best, done.rate), step + stride
             else:
-                below, best = step, done.rate
-                step = step + stride if above is None else (below + above) // 2
-            if above == 0:
-                break
+                above, beyond = step, step - stride
+            step = beyond if below < beyond < above else (below + above) // 2
         self.begin[key] = max(below, 0)
-        return best, False
+        return best
+
+    @staticmethod
+    def undisturbed(run, rate, trials=3):
+        """The sender is known to be able to send so fast: where it was kept from it, it tries again."""
+        for _ in range(trials):
+            done = run(rate)
+            if done.rate > 0.95 * rate:
+                break
+        return done
 
 
 def rates(setup, figures, plan):
