@@ -13,8 +13,8 @@ set style line 3 lc rgb "#9a6bb8"
 set style line 4 lc rgb "#8a8f98"
 set border 3 lc rgb "#666666"
 set tics nomirror
-set grid y lc rgb "#dddddd"
-set key top left Left reverse
+set grid ytics lt 1 lc rgb "#dddddd"
+set key outside top center horizontal Left reverse
 set yrange [0:*]
 """
 BARS = """
@@ -22,6 +22,7 @@ set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.9 noborder
 set boxwidth 0.9
+set bmargin 4
 """
 
 
@@ -87,7 +88,7 @@ def scale(path):
     cpu, latency = values("ms_per_second_and_camera"), values("p50_us")
     draw_one(path, 'set xlabel "cameras of 1.3 MP, 10 frames a second each"\nset logscale x 2\n'
              'set ylabel "ms of a processor per second and camera"\nset y2label "µs to the hand-over, median"\n'
-             "set y2tics\nset y2range [0:*]\nset border 11\nset key bottom left",
+             "set y2tics\nset y2range [0:*]\nset border 11",
              '$data using 1:2 with linespoints title "processor time" ls 1 lw 2 pt 7, '
              '$data using 1:3 axes x1y2 with linespoints title "latency (right)" ls 2 lw 2 pt 5',
              [[count, cpu[count], latency[count]] for count in counts])
