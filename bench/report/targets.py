@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """What was meant to be reached, and whether it was."""
+import math
 import statistics
 
 from results import Spread, of, repeated
@@ -14,7 +15,7 @@ class Received:
 
     def ratio(self, part, figure, other, packet, batched):
         ours, others = (self.values[part, receiver, packet, batched, figure] for receiver in ("kestro", other))
-        ratios = [a / b for a, b in zip(ours, others)]
+        ratios = [a / b for a, b in zip(ours, others) if b] or [math.inf]  # others that lose at every rate have none
         return Spread(statistics.median(ratios), min(ratios), max(ratios))
 
 
