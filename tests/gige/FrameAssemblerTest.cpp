@@ -91,6 +91,15 @@ class Bench : public FrameOutput {
             if (assembler_->deadline() <= now_) assembler_->tick(now_);
         }
     }
+    /** Each packet so long after the one before it. */
+    void feedSlowly(const std::vector<Bytes>& packets, std::chrono::microseconds step) {
+        for (const Bytes& packet : packets) {
+            feed(packet);
+            wait(step);
+        }
+    }
+    void wait(FrameAssembler::Clock::duration time) { now_ += time; }
+    [[nodiscard]] FrameAssembler::Clock::duration rest() const { return assembler_->restOfFrame(); }
     [[nodiscard]] bool idle() const {
         return !assembler_->busy() && assembler_->deadline() == FrameAssembler::Time::max();
     }
@@ -814,6 +823,45 @@ TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
         EXPECT_EQ(inBatches.requests.size(), bench.requests.size());
         EXPECT_EQ(inBatches.frames.size(), bench.frames.size());
     }
+}
+
+/** Of a frame of 10 packets behind its leader, 100 us each, the next one being under way. */
+TEST(FrameAssembler, TellsHowLongTheRestOfAFrameTakes) {
+    constexpr auto kStep = std::chrono::microseconds(100);
+    constexpr auto kUnknown = FrameAssembler::Clock::duration::max();
+    const auto block = [](std::uint64_t id, std::size_t bytes) {
+        return PacketWriter{.blockId = id, .timestamp = id}.block(content(bytes, 1));
+    };
+    Bench bench;
+    EXPECT_EQ(bench.rest(), kUnknown);
+    const auto first = block(1, 900);
+    bench.feedSlowly({first.begin(), first.end() - 1}, kStep);
+    EXPECT_EQ(bench.rest(), kUnknown) << "there was none before it";
+    bench.feed(first.back());
+    EXPECT_EQ(bench.rest(), kUnknown) << "none is under way";
+
+    const auto second = block(2, 1000);
+    bench.feedSlowly({second.begin(), second.begin() + 4}, kStep);
+    EXPECT_EQ(bench.rest(), 7 * kStep);
+    bench.feedSlowly({second.begin() + 4, second.begin() + 10}, kStep);
+    EXPECT_EQ(bench.rest(), kStep);
+    bench.feedSlowly({second.begin() + 10, second.begin() + 11}, kStep);
+    EXPECT_EQ(bench.rest(), FrameAssembler::kRestOfLongerFrame);
+    bench.feed(second.back());
+}
+
+/** It is taken for as long as the time between the looks at first. */
+TEST(FrameAssembler, FindsOutHowShortAFrameIsThatComesBetweenTwoLooks) {
+    constexpr auto kLongest = std::chrono::microseconds(800);
+    Bench bench;
+    for (std::uint64_t id = 1; id <= 10; ++id) {
+        const auto packets = PacketWriter{.blockId = id, .timestamp = id}.block(content(1000, 1));
+        bench.feed(packets[0]);
+        bench.wait(std::min<FrameAssembler::Clock::duration>(bench.rest(), kLongest));
+        bench.feedAll({packets.begin() + 1, packets.end()});
+    }
+    bench.feed(PacketWriter{.blockId = 11, .timestamp = 11}.leader());
+    EXPECT_LT(bench.rest(), kLongest / 8);
 }
 
 TEST(FrameAssembler, SurvivesGarbage) {

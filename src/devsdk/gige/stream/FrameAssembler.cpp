@@ -114,7 +114,7 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
     if (count == 0) return 0;
     counters_.packets.add(count);
     part.takeRun(count);
-    current_->lastPacket = lastProgress_ = now;
+    notePacket(*current_, now);
     return count * packetBytes;
 }
 
@@ -202,6 +202,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.wireId = packet.blockId;
     block.silence = newestId_ != 0 ? now - lastProgress_ : Clock::duration::zero();
     block.firstPacket = block.lastPacket = now;
+    block.laterLooks = 0;
     block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
     block.askedEnd = 0;
     block.rounds = 0;
@@ -313,8 +314,13 @@ void FrameAssembler::takeRefusal(const GvspPacket& packet) {
     release();
 }
 
-void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now) {
+void FrameAssembler::notePacket(OpenBlock& block, Time now) {
+    if (now != block.lastPacket) ++block.laterLooks;
     block.lastPacket = lastProgress_ = now;
+}
+
+void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now) {
+    notePacket(block, now);
     noteGap(block, missingBefore, now);
     const std::uint32_t missing = block.part.missing();
     if (missing == 0) block.gapSince = kNever;
@@ -360,8 +366,16 @@ void FrameAssembler::finish(OpenBlock& block) {
     const auto [shorter, longer] = std::minmax(trailerId, trailerId_);
     if (trailerId_ != 0 && longer - shorter > kAlwaysRequested) lengthsVary_ = true;
     trailerId_ = trailerId;
-    packetTime_ = (block.lastPacket - block.firstPacket) / trailerId;
+    packetTime_ = packetTimeOf(block, trailerId);
     release();
+}
+
+FrameAssembler::Clock::duration FrameAssembler::packetTimeOf(const OpenBlock& block,
+                                                             std::uint32_t trailerId) {
+    Clock::duration took = block.lastPacket - block.firstPacket;
+    // All of it came while nobody looked: nobody knows how much sooner.
+    if (block.laterLooks <= 1) took -= took / 4;
+    return took / trailerId;
 }
 
 void FrameAssembler::drop(OpenBlock& block, Counter& reason) {
@@ -453,7 +467,9 @@ FrameAssembler::Clock::duration FrameAssembler::restOfFrame() const {
     const OpenBlock* const newest = openCount_ != 0 ? order_[openCount_ - 1] : nullptr;
     if (!newest || newest->state != State::gathering || packetTime_ == Clock::duration::zero())
         return Clock::duration::max();
-    return (expectedEnd(*newest) - newest->part.knownEnd()) * packetTime_;
+    const PartialFrame& part = newest->part;
+    if (!part.hasTrailer() && part.knownEnd() > trailerId_) return kRestOfLongerFrame;
+    return (expectedEnd(*newest) - part.knownEnd()) * packetTime_;
 }
 
 FrameAssembler::Time FrameAssembler::dueAt(const OpenBlock& block) const {

@@ -86,6 +86,9 @@ class FrameAssembler {
     void abandon();
     /** When tick() has something to do next; Time::max() when nothing is under way. */
     [[nodiscard]] Time deadline() const;
+    /** With this wait for a frame that is longer than the one before. */
+    static constexpr auto kRestOfLongerFrame = std::chrono::microseconds(100);
+
     /**
      * How long what the newest frame under way still lacks will take to come, if it comes as the
      * frame before did; longer than anything where that cannot be told.
@@ -107,6 +110,7 @@ class FrameAssembler {
         std::uint64_t wireId = 0;   ///< as the camera writes it
         Clock::duration silence{};  ///< before its first packet
         Time firstPacket{};
+        unsigned laterLooks = 0;  ///< how often more of it was there, after the first packet
         Time lastPacket{};
         Time gapSince = kNever;   ///< of the gaps not yet asked for
         Time tailSince = kNever;  ///< since when the end is overdue
@@ -142,11 +146,14 @@ class FrameAssembler {
     [[nodiscard]] PartialFrame::Outcome placeLeader(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);
     void takeRefusal(const GvspPacket& packet);
+    void notePacket(OpenBlock& block, Time now);
     void noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now);
     [[nodiscard]] bool isDoubtful(OpenBlock& block);
     void askForTheEnd(OpenBlock& block, Time now);
     void noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now);
     void finish(OpenBlock& block);
+    [[nodiscard]] static Clock::duration packetTimeOf(const OpenBlock& block,
+                                                      std::uint32_t trailerId);
     void drop(OpenBlock& block, Counter& reason);
     void giveUp(OpenBlock& block);
 
