@@ -825,9 +825,9 @@ TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
     }
 }
 
-/** Of a frame of 10 packets behind its leader, 100 us each, the next one being under way. */
+/** Of a frame of 10 packets behind its leader, 200 us each, the next one being under way. */
 TEST(FrameAssembler, TellsHowLongTheRestOfAFrameTakes) {
-    constexpr auto kStep = std::chrono::microseconds(100);
+    constexpr auto kStep = std::chrono::microseconds(200);
     constexpr auto kUnknown = FrameAssembler::Clock::duration::max();
     const auto block = [](std::uint64_t id, std::size_t bytes) {
         return PacketWriter{.blockId = id, .timestamp = id}.block(content(bytes, 1));
