@@ -2,11 +2,14 @@
 """The figures of all rounds, and what is made of them."""
 import collections
 import json
+import math
 import statistics
 
 
 class Figures:
     """Lists of values, one of each round, by part, receiver, circumstances and name."""
+
+    NOT_WHERE = {"part", "receiver", "figure", "median", "min", "max", "values"}
 
     def __init__(self):
         self.values = collections.defaultdict(list)
@@ -27,10 +30,22 @@ class Figures:
     def ratio(self, part, receivers, where, name):
         """Of two receivers, round by round: each had its turn when the other had."""
         values = [self.values.get(self.key(part, receiver, where, name)) for receiver in receivers]
-        return Figure([a / b for a, b in zip(*values) if b]) if all(values) else None
+        if not all(values):
+            return None
+        # A highest rate is 0 where every rate loses: who loses like the other has not beaten it.
+        return Figure([a / b if b else (math.inf if a else 0.0) for a, b in zip(*values)])
 
     def has(self, part):
         return any(key[0] == part for key in self.values)
+
+    @classmethod
+    def of_listed(cls, lines):
+        """What listed() gave."""
+        figures = cls()
+        for line in lines:
+            where = {name: value for name, value in line.items() if name not in cls.NOT_WHERE}
+            figures.values[cls.key(line["part"], line["receiver"], where, line["figure"])] = line["values"]
+        return figures
 
     def listed(self):
         return [{"part": part, "receiver": receiver, **json.loads(where), "figure": name, **Figure(values).listed()}

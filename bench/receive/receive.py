@@ -3,6 +3,7 @@
 """What receiving streams costs with this library, with Aravis and with a receiver that only counts.
 
     bench/receive/receive.py [--quick] [--only rates,latency,cameras,scale] [--json FILE]
+    bench/receive/receive.py --tables FILE
 
 Needs the programs, which KESTRO_BUILD_BENCH builds, in KESTRO_BINARY_DIR (build/release when not
 said). All run in a network namespace of their own, sender and receiver on processors of their own.
@@ -32,6 +33,7 @@ def parse():
     parser.add_argument("--rounds", type=int, help="5 when not said")
     parser.add_argument("--only", default=",".join(PARTS), help="parts, with commas between them")
     parser.add_argument("--json", help="a file for all figures")
+    parser.add_argument("--tables", metavar="FILE", help="only prints the tables of such a file")
     parser.add_argument("--realtime", action="store_true",
                         help="for a busy machine: nothing else gets the two processors while they are needed (root)")
     parser.add_argument("--sender-cpu", type=int, default=0)
@@ -46,8 +48,16 @@ def machine():
             "realtime": os.sched_getscheduler(0) == os.SCHED_FIFO}
 
 
+def print_tables(path):
+    with open(path) as file:
+        tables.print_all(Figures.of_listed(json.load(file)["figures"]))
+
+
 def main():
     options = parse()
+    if options.tables:
+        print_tables(options.tables)
+        return
     harness.enter_namespace()
     os.sched_setaffinity(0, {options.sender_cpu})  # the receivers have their processor for themselves
     if options.realtime:

@@ -45,14 +45,14 @@ def rates(figures):
 
 def ratios(figures):
     heading("Against the others, round by round; targets in brackets",
-            "packet", "batches", "ns/packet, of Aravis' socket", "ns/packet, of raw", "highest rate, of Aravis' socket",
-            "highest rate, of raw")
+            "packet", "batches", "ns/packet: kestro of Aravis' socket", "raw of Aravis' socket", "kestro of raw",
+            "highest rate: kestro of Aravis' socket", "kestro of raw")
     for packet, batched in CASES:
         where = {"packet": packet, "batched": batched}
-        ratio = lambda part, other, name: text(  # noqa: E731
-            figures.ratio(part, (KESTRO.name, other.name), where, name), digits=2)
+        ratio = lambda part, other, name, one=KESTRO: text(  # noqa: E731
+            figures.ratio(part, (one.name, other.name), where, name), digits=2)
         row(packet, yes(batched), ratio("processor", SOCKET, "ns_per_packet") + f" [{0.3 if batched else 0.7}]",
-            ratio("processor", RAW, "ns_per_packet") + " [1.5]",
+            ratio("processor", SOCKET, "ns_per_packet", RAW), ratio("processor", RAW, "ns_per_packet") + " [1.5]",
             ratio("highest", SOCKET, "rate") + (" [1.5]" if batched else ""), ratio("highest", RAW, "rate"))
 
 

@@ -1,46 +1,45 @@
 # SPDX-License-Identifier: Apache-2.0
 """Writes docs/performance.md: the text of performance.md.in here, with what was measured in its places."""
-import datetime
 import os
 import re
-import subprocess
+import sys
 
 import plots
 import tables
-from results import ROOT
+from parts import PARTS
+from results import ROOT, of, rounds
 
 TEMPLATE = os.path.join(ROOT, "bench/report/performance.md.in")
 PAGE = os.path.join(ROOT, "docs/performance.md")
 PICTURES = os.path.join(ROOT, "docs/performance")
 
 
-def output(*command):
-    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
+RECEIVERS = ("receive", "scale")
+LEAST_ROUNDS = 5
 
 
-def processor():
-    with open("/proc/cpuinfo", encoding="utf-8") as file:
-        names = re.findall(r"^model name\s*: (.*)$", file.read(), re.MULTILINE)
-    return names[0] if names else os.uname().machine
+def measured():
+    """Where and when: a line for all parts, or one for each where they differ."""
+    said = {part: of(part).get("measured", "where and when was not recorded") for part in PARTS}
+    if len(set(said.values())) == 1:
+        return next(iter(said.values()))
+    return "\n".join(f"- {part}: {where}" for part, where in said.items())
 
 
-def system():
-    with open("/etc/os-release", encoding="utf-8") as file:
-        return re.search(r'^PRETTY_NAME="(.*)"$', file.read(), re.MULTILINE)[1]
-
-
-def machine():
-    compiler = output("c++", "--version").splitlines()[0]
-    return (f"{processor()}, {os.cpu_count()} processors, {system()}, kernel {os.uname().release}, {compiler}, "
-            f"`RelWithDebInfo`; {datetime.date.today()}")
+def refuse_quick_results():
+    for part in RECEIVERS:
+        if rounds(part) < LEAST_ROUNDS:
+            sys.exit(f"bench: {part} was measured in {rounds(part)} of {LEAST_ROUNDS} rounds, which is not worth a page: "
+                     f"scripts/bench {part}")
 
 
 def write():
     """Each {name} alone on its line stands for what the function `name` of tables.py gives."""
     def fill(match):
         name = match[1]
-        return machine() if name == "machine" else getattr(tables, name)()
+        return measured() if name == "measured" else getattr(tables, name)()
 
+    refuse_quick_results()
     with open(TEMPLATE, encoding="utf-8") as file:
         text = re.sub(r"^\{(\w+)\}$", fill, file.read(), flags=re.MULTILINE)
     plots.draw(PICTURES)

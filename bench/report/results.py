@@ -1,22 +1,26 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the benchmarks have measured."""
+"""What the benchmarks have measured, where and when."""
 import json
 import os
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.join(ROOT, "build/bench")
 RESULTS = os.path.join(BUILD, "results")
+QUICK_RESULTS = os.path.join(BUILD, "results-quick")
+
+
+def path_of(part):
+    return os.path.join(RESULTS, part + ".json")
 
 
 def of(part):
-    with open(os.path.join(RESULTS, part + ".json"), encoding="utf-8") as file:
+    with open(path_of(part), encoding="utf-8") as file:
         return json.load(file)
 
 
-def said(part):
-    """What it printed."""
-    with open(os.path.join(RESULTS, part + ".txt"), encoding="utf-8") as file:
-        return file.read().strip()
+def rounds(part):
+    """Of a part of the receivers, in the case that has the fewest; a latency has none in a round without frames."""
+    return min(len(line["values"]) for line in of(part)["figures"] if line["figure"] in ("rate", "lossless"))
 
 
 class Spread:

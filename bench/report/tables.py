@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """The tables of docs/performance.md, each a function of its name there."""
-import targets as bounds
-from results import repeated, said, words
+import os
+import subprocess
+
+import bounds
+from results import ROOT, path_of, repeated, words
 
 
 def table(heading, rows):
@@ -63,8 +66,8 @@ def hand_over():
         lines.append([PAYLOADS[payload], MEGAPIXELS[width], codes, microseconds(copied["memcpy_us"].median),
                       microseconds(copied["hand_over_us"].median), f"{copied['ratio']:.2f}", copied["ratio"].range(".2f"),
                       microseconds(given["hand_over_us"].median), f"{given['ratio']:.2f}", given["ratio"].range(".2f")])
-    return table(["payload", "size", "codes", "memcpy, µs", "copied, µs", "ratio", "of nine", "given, µs", "ratio", "of nine"],
-                 lines)
+    return table(["payload", "size", "codes", "memcpy, µs", "copied, µs", "ratio", "of nine", "given, µs", "ratio",
+                  "of nine"], lines)
 
 
 def control():
@@ -98,18 +101,21 @@ def discovery():
         rows.append([{"first": "the first", "later": "a later one"}[plain[1]], at["cameras"],
                      f"{found.least:.0f} to {found.most:.0f}", f"{counters['answers_ms']:.1f}",
                      f"{counters['answers_ms'].most:.1f}", f"{counters['call_ms']:.0f}", f"{counters['call_ms'].most:.0f}"])
-    return table(["call of a process", "cameras", "found, in 20 calls", "last answer in, ms", "at most", "call, ms", "at most"],
-                 rows)
+    return table(["call of a process", "cameras", "found, in 20 calls", "last answer in, ms", "at most", "call, ms",
+                  "at most"], rows)
 
 
+def of_receivers(part):
+    command = ["python3", "-B", os.path.join(ROOT, "bench/receive/receive.py"), "--tables", path_of(part)]
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
 
 
 def receive():
-    return said("receive")
+    return of_receivers("receive")
 
 
 def scale():
-    return said("scale")
+    return of_receivers("scale")
 
 
 def targets():

@@ -10,12 +10,13 @@ class Received:
     """The rounds of the receivers, which took turns in each."""
 
     def __init__(self):
-        self.values = {(line["part"], line["receiver"], line.get("packet"), line.get("batched"), line["figure"]): line["values"]
-                       for line in of("receive")["figures"]}
+        self.values = {(line["part"], line["receiver"], line.get("packet"), line.get("batched"), line["figure"]):
+                       line["values"] for line in of("receive")["figures"]}
 
     def ratio(self, part, figure, other, packet, batched):
         ours, others = (self.values[part, receiver, packet, batched, figure] for receiver in ("kestro", other))
-        ratios = [a / b for a, b in zip(ours, others) if b] or [math.inf]  # others that lose at every rate have none
+        # A highest rate is 0 where every rate loses: who loses like the other has not beaten it.
+        ratios = [a / b if b else (math.inf if a else 0.0) for a, b in zip(ours, others)]
         return Spread(statistics.median(ratios), min(ratios), max(ratios))
 
 
@@ -68,8 +69,8 @@ def discovering():
         found, answers, call = (counters[counter] for counter in ("found", "answers_ms", "call_ms"))
         yield row(f"discovery, {where}: found in every call", Spread(found.least, found.least, found.most), cameras, ".0f",
                   is_least=True)
-        yield row(f"discovery, {where}: the last answer taken in, slowest call", Spread(answers.most, answers.least, answers.most),
-                  50, ".1f", " ms")
+        yield row(f"discovery, {where}: the last answer taken in, slowest call",
+                  Spread(answers.most, answers.least, answers.most), 50, ".1f", " ms")
         yield row(f"discovery, {where}: slowest call", Spread(call.most, call.least, call.most), 300, ".0f", " ms")
 
 
