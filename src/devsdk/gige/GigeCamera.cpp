@@ -193,9 +193,11 @@ bool GigeCamera::takeModel(Session& session, Connection& connection) const {
     if (!location) return false;
     ModelStore& store = ModelStore::ofThisProcess();
     const ModelName name{texts_.manufacturer, texts_.model, texts_.version, location->url};
-    auto file = readDescription(camera, *location, store.find(name));
+    auto known = store.find(name);
+    if (!known) known = session.file;
+    auto file = readDescription(camera, *location, known);
     if (!file) return false;
-    file = store.keep(name, std::move(file));
+    session.file = file = store.keep(name, std::move(file));
     if (!session.model || session.model->description() != file->description)
         session.model = store.lend(*file);
     connection.model = session.model;

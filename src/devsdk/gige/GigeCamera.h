@@ -29,6 +29,8 @@
 
 namespace Vorda::Gige {
 
+struct DescriptionFile;
+
 /** Where a camera is, as its latest answer said. */
 struct CameraLocation {
     Ipv4 address;
@@ -140,7 +142,8 @@ class GigeCamera final : public GenICam::ICamera,
         const std::shared_ptr<AppliedSettings> settings;
 
         // Guarded by connectMutex_.
-        std::shared_ptr<FeatureModel> model;  ///< of the latest description
+        std::shared_ptr<const DescriptionFile> file;  ///< the latest; others may push it out
+        std::shared_ptr<FeatureModel> model;          ///< of it
 
         // Of the outage that there is, or of the next one. Likewise.
         CameraSearch search;

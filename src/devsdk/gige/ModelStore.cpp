@@ -4,9 +4,11 @@
 #include "VordaInfra.h"
 
 #include <algorithm>
+#include <iterator>
 #include <list>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 namespace Vorda::Gige {
 
@@ -16,6 +18,7 @@ class ModelStore::Shelf {
     using File = std::shared_ptr<const DescriptionFile>;
     using Model = std::unique_ptr<FeatureModel>;
 
+    Shelf() { free_.reserve(kMostFreeModels + 1); }
     [[nodiscard]] File find(const ModelName& name);
     [[nodiscard]] File keep(const ModelName& name, File file);
     /** A free one of the description; empty when there is none. */
@@ -36,7 +39,8 @@ class ModelStore::Shelf {
 
     mutable std::mutex mutex_;  // guards what follows
     std::list<Entry> entries_;  ///< those that were used lately first
-    std::list<Model> free_;     ///< those that came back lately first
+    /** Those that came back lately last. It never grows: to give back must not fail. */
+    std::vector<Model> free_;
 };
 
 ModelStore::Shelf::File ModelStore::Shelf::find(const ModelName& name) {
@@ -49,20 +53,20 @@ ModelStore::Shelf::File ModelStore::Shelf::find(const ModelName& name) {
 
 ModelStore::Shelf::File ModelStore::Shelf::keep(const ModelName& name, File file) {
     std::list<Entry> dropped;
-    std::list<Model> droppedModels;
+    std::vector<Model> droppedModels;
     const std::lock_guard lock(mutex_);
     const auto found = std::ranges::find(entries_, name, &Entry::name);
     if (found != entries_.end()) {
-        if (found->file->bytes == file->bytes) return found->file;
+        if (found->file == file || found->file->bytes == file->bytes) return found->file;
         dropped.splice(dropped.begin(), entries_, found);
     }
     entries_.push_front({name, file, std::make_shared<PayloadLayout>(file->description)});
     if (entries_.size() > kMostDescriptions)
         dropped.splice(dropped.begin(), entries_, std::prev(entries_.end()));
-    for (auto each = free_.begin(); each != free_.end();) {
-        const auto model = each++;
-        if (!isKept(**model)) droppedModels.splice(droppedModels.begin(), free_, model);
-    }
+    const auto unused = std::stable_partition(free_.begin(), free_.end(),
+                                              [this](const Model& each) { return isKept(*each); });
+    std::move(unused, free_.end(), std::back_inserter(droppedModels));
+    free_.erase(unused, free_.end());
     return file;
 }
 
@@ -74,11 +78,12 @@ bool ModelStore::Shelf::isKept(const FeatureModel& model) const {
 
 ModelStore::Shelf::Model ModelStore::Shelf::take(const DescriptionFile& file) {
     const std::lock_guard lock(mutex_);
-    const auto found = std::ranges::find_if(
-        free_, [&file](const Model& each) { return each->description() == file.description; });
-    if (found == free_.end()) return nullptr;
+    const auto found = std::find_if(free_.rbegin(), free_.rend(), [&file](const Model& each) {
+        return each->description() == file.description;
+    });
+    if (found == free_.rend()) return nullptr;
     Model model = std::move(*found);
-    free_.erase(found);
+    free_.erase(std::prev(found.base()));
     return model;
 }
 
@@ -89,10 +94,10 @@ void ModelStore::Shelf::giveBack(Model model) {
         dropped = std::move(model);
         return;
     }
-    free_.push_front(std::move(model));
+    free_.push_back(std::move(model));
     if (free_.size() <= kMostFreeModels) return;
-    dropped = std::move(free_.back());
-    free_.pop_back();
+    dropped = std::move(free_.front());
+    free_.erase(free_.begin());
 }
 
 std::shared_ptr<const PayloadLayout> ModelStore::Shelf::layoutOf(

@@ -2,6 +2,7 @@
 #include "Description.h"
 
 #include "LastError.h"
+#include "VordaInfra.h"
 #include "Zip.h"
 
 #include <algorithm>
@@ -83,30 +84,49 @@ bool isArchive(const DescriptionLocation& location, const Bytes& bytes) {
     return lowerCase(location.fileName).ends_with(".zip") || looksZipped(bytes);
 }
 
-std::shared_ptr<const CheckedDescription> makeDescription(const Bytes& bytes, bool isZipped) {
+/** What tells an archive from others, where that can be trusted and is short. */
+std::size_t nameplateBytes(const Bytes& archive, const UnzippedFile& file) {
+    const std::size_t bytes = file.isSumRight ? zipDirectory(archive).size() : 0;
+    return bytes <= kLongestNameplateBytes ? bytes : 0;
+}
+
+std::shared_ptr<const DescriptionFile> makeFile(Bytes bytes, bool isZipped) {
+    auto made = std::make_shared<DescriptionFile>();
     std::string xml;
     std::string reason;
     if (isZipped) {
         auto unpacked = unzipFirstFile(bytes, kLongestDescriptionBytes, reason);
         if (!unpacked) return failDescription(reason);
-        xml = std::move(*unpacked);
+        made->nameplateBytes = nameplateBytes(bytes, *unpacked);
+        xml = std::move(unpacked->text);
     } else {
         xml.assign(bytes.begin(), bytes.end());
     }
     cutAfterRoot(xml);
-    auto checked = CheckedDescription::make(std::move(xml), reason);
-    return checked ? checked : failDescription(reason);
+    made->description = CheckedDescription::make(std::move(xml), reason);
+    if (!made->description) return failDescription(reason);
+    bytes.shrink_to_fit();  // they may be kept as long as the process lives
+    made->bytes = std::move(bytes);
+    return made;
 }
 
-/** Whether the camera's file ends as the known one does; empty, with the last error, without an
- * answer. */
+/** Whether a request has failed for want of an answer: the next one would only take as long. */
+bool isCameraSilent() {
+    return isConnectionGone() || Infra::getLastError() == static_cast<int>(Error::timeout);
+}
+
+/**
+ * Whether the camera's file ends as the known one does: a camera that does not give its end alone
+ * may well give all of it. Empty, with the last error, when it does not answer.
+ */
 std::optional<bool> hasNameplate(RegisterPort& camera, const DescriptionLocation& location,
                                  const DescriptionFile& known) {
     if (known.nameplateBytes == 0 || location.sizeBytes != known.bytes.size()) return false;
     const ByteView wanted = ByteView(known.bytes).last(known.nameplateBytes);
     Bytes found(wanted.size());
     const std::uint64_t offset = known.bytes.size() - wanted.size();
-    if (!camera.readMemory(location.address + offset, found)) return std::nullopt;
+    if (!camera.readMemory(location.address + offset, found))
+        return isCameraSilent() ? std::nullopt : std::optional(false);
     return std::ranges::equal(found, wanted);
 }
 
@@ -163,13 +183,7 @@ std::shared_ptr<const DescriptionFile> readDescription(
     if (!bytes) return nullptr;
     if (known && *bytes == known->bytes) return known;
     const bool isZipped = isArchive(location, *bytes);
-    auto made = std::make_shared<DescriptionFile>();
-    made->description = makeDescription(*bytes, isZipped);
-    if (!made->description) return nullptr;
-    const std::size_t nameplateBytes = isZipped ? zipDirectory(*bytes).size() : 0;
-    if (nameplateBytes <= kLongestNameplateBytes) made->nameplateBytes = nameplateBytes;
-    made->bytes = std::move(*bytes);
-    return made;
+    return makeFile(std::move(*bytes), isZipped);
 }
 
 }  // namespace Vorda::Gige

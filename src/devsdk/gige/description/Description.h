@@ -44,7 +44,7 @@ struct DescriptionFile {
 
 /**
  * The description at `location`, unpacked and checked: `known`, which may be empty, when the camera
- * holds the same. Of an archive that is known only the end is read, for it has a check sum.
+ * holds the same. Of an archive that is known only the end is read, where it has a right check sum.
  * Empty, with the last error, when the camera does not hold one that can be used.
  */
 [[nodiscard]] std::shared_ptr<const DescriptionFile> readDescription(

@@ -17,6 +17,7 @@
 
 #include <zlib.h>
 #include <algorithm>
+#include <utility>
 
 namespace Vorda::Gige {
 namespace {
@@ -96,8 +97,8 @@ std::uint32_t checkSum(const std::string& text) {
 
 bool looksZipped(ByteView bytes) { return bytes.size() >= 4 && little32(bytes, 0) == kLocalHeader; }
 
-std::optional<std::string> unzipFirstFile(ByteView archive, std::size_t limitBytes,
-                                          std::string& reason) {
+std::optional<UnzippedFile> unzipFirstFile(ByteView archive, std::size_t limitBytes,
+                                           std::string& reason) {
     const auto failed = [&reason](const char* why) {
         reason = why;
         return std::nullopt;
@@ -123,8 +124,8 @@ std::optional<std::string> unzipFirstFile(ByteView archive, std::size_t limitByt
         std::ranges::copy(packed, text.begin());
     else if (!inflateInto(text, packed))
         return failed("the zip archive is damaged");
-    if (checkSum(text) != little32(entry, 16)) return failed("the zip archive is damaged");
-    return text;
+    const bool isSumRight = checkSum(text) == little32(entry, 16);
+    return UnzippedFile{std::move(text), isSumRight};
 }
 
 ByteView zipDirectory(ByteView archive) {

@@ -104,6 +104,8 @@ struct PayloadLayout::Impl {
     };
 
     void resolve();
+    void clear();
+    void findFeatures();
     void add(PayloadFeature feature);
     void log() const;
     [[nodiscard]] std::optional<LoadedValue> valueOf(const PayloadFeature& feature,
@@ -127,11 +129,24 @@ struct PayloadLayout::Impl {
 };
 
 void PayloadLayout::Impl::resolve() {
-    const std::string xml = withOpenPorts(std::exchange(description, nullptr)->text());
-    if (xml.empty()) return;
     const KeepLastError kept;
-    nodes = AravisNodes::make(current, xml);
-    if (!nodes) return;
+    clear();
+    const std::string xml = withOpenPorts(description->text());
+    if (!xml.empty()) nodes = AravisNodes::make(current, xml);
+    if (nodes) findFeatures();
+    description.reset();
+}
+
+/** What an attempt has left that ran out of memory. */
+void PayloadLayout::Impl::clear() {
+    chunks.clear();
+    events.clear();
+    places.clear();
+    unusable = 0;
+    nodes.reset();
+}
+
+void PayloadLayout::Impl::findFeatures() {
     bool evaluates = false;
     for (PayloadFeature& feature : findPayloadFeatures(*nodes)) {
         evaluates |= feature.source == PayloadFeature::Source::moving ||
