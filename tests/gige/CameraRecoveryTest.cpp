@@ -2,6 +2,7 @@
 //
 // A connected camera that is lost and comes back, scripted.
 #include "LastError.h"
+#include "ModelStore.h"
 #include "PlatedCamera.h"
 #include "RecordingLogger.h"
 
@@ -123,6 +124,24 @@ TEST_F(CameraRecovery, KeepsItsPortForTheCameraMayStillKnowIt) {
     for (const ControlRequest& request : scripted.requests())
         if (request.command >= kReadRegister) ports.insert(request.port);
     EXPECT_EQ(1u, ports.size());
+}
+
+TEST_F(CameraRecovery, KeepsItsDescriptionThoughOthersPushedItOut) {
+    connect();
+    ModelStore& store = ModelStore::ofThisProcess();
+    Bytes url(512);
+    ASSERT_TRUE(camera->registers()->readMemory(0x200, url));
+    const ModelName name{camera->getVendor(), camera->getModelName(), camera->getDeviceVersion(),
+                         BigEndianReader(url).text(url.size())};
+    const auto kept = store.find(name);
+    ASSERT_TRUE(kept);
+    for (std::size_t i = 0; i < ModelStore::kMostDescriptions; ++i)
+        static_cast<void>(
+            store.keep({"other", std::to_string(i), "", ""}, std::make_shared<DescriptionFile>()));
+    ASSERT_FALSE(store.find(name));
+    giveUp();
+    ASSERT_TRUE(awaitReturn());
+    EXPECT_EQ(kept, store.find(name));
 }
 
 TEST_F(CameraRecovery, WaitsForAnotherProgramToLetGo) {
