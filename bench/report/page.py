@@ -19,11 +19,13 @@ LEAST_ROUNDS = 5
 
 
 def measured():
-    """Where and when: a line for all parts, or one for each where they differ."""
-    said = {part: of(part).get("measured", "where and when was not recorded") for part in PARTS}
-    if len(set(said.values())) == 1:
-        return next(iter(said.values()))
-    return "\n".join(f"- {part}: {where}" for part, where in said.items())
+    """One line when all parts agree, else one for each place and time."""
+    parts = {}
+    for part in PARTS:
+        parts.setdefault(of(part).get("measured", "where and when was not recorded"), []).append(part)
+    if len(parts) == 1:
+        return "Measured on " + next(iter(parts)) + "."
+    return "Measured:\n\n" + "\n".join(f"- {', '.join(names)}: {where}" for where, names in parts.items())
 
 
 def refuse_quick_results():
