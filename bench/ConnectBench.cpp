@@ -9,12 +9,12 @@
 // only network.
 #include <kestro/kestro.h>
 
+#include "Processor.h"
 #include "Simulator.h"
 #include "Turns.h"
 
 #include <arv.h>
 #include <benchmark/benchmark.h>
-#include <sched.h>
 
 #include <chrono>
 #include <cstdio>
@@ -22,12 +22,12 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace {
 
+using kestro::bench::stayOn;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kAddress = "127.0.0.2";
@@ -39,14 +39,6 @@ constexpr const char* kPeer = "aravis";
 
 void require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
-}
-
-/** From now on this thread, and those that it starts, run on one processor. */
-void stayOn(unsigned processor) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(processor % std::thread::hardware_concurrency(), &set);
-    require(::sched_setaffinity(0, sizeof set, &set) == 0, "the processor cannot be chosen");
 }
 
 template <typename Work>

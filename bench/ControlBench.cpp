@@ -9,12 +9,12 @@
 // loopback is the only network.
 #include <kestro/kestro.h>
 
+#include "Processor.h"
 #include "Simulator.h"
 #include "Turns.h"
 
 #include <arv.h>
 #include <benchmark/benchmark.h>
-#include <sched.h>
 #include <time.h>
 
 #include <chrono>
@@ -24,10 +24,10 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 namespace {
 
+using kestro::bench::stayOn;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kOurAddress = "127.0.0.2";
@@ -42,14 +42,6 @@ kestrosim::CameraOptions optionsFor(const char* address) {
 
 void require(bool holds, const std::string& what) {
     if (!holds) throw std::runtime_error(what);
-}
-
-/** From now on this thread, and those that it starts, run on one processor. */
-void stayOn(unsigned processor) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(processor % std::thread::hardware_concurrency(), &set);
-    require(::sched_setaffinity(0, sizeof set, &set) == 0, "the processor cannot be chosen");
 }
 
 /** A feature through the library. */
