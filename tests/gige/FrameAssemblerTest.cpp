@@ -677,6 +677,28 @@ TEST(FrameAssembler, FollowsACameraThatStartsAnew) {
     }
 }
 
+TEST(FrameAssembler, TellsACameraThatStartsAnewFromTheWrapOfItsIds) {
+    Bench bench;
+    const auto send = [&](std::uint64_t id) {
+        bench.feedAll(PacketWriter{.blockId = id, .timestamp = id}.block(content(250, 1)));
+    };
+    send(42135);
+    // Behind the wrap 1 would be nearer than in front of it, but 23,400 blocks were never taken.
+    bench.feed(PacketWriter{.blockId = 1}.payload(1, content(100, 1)));
+    send(1);
+    send(2);
+    EXPECT_THAT(bench.ids(), ElementsAre(42135u, 1u, 2u));
+    EXPECT_EQ(bench.counters.cameraRestarts.get(), 1u);
+    EXPECT_EQ(bench.counters.latePackets.get(), 1u);
+    EXPECT_EQ(bench.counters.lostFrames.get(), 0u);
+    for (const std::uint64_t id : {20000u, 40000u, 62000u}) send(id);
+    bench.pass(milliseconds(400));  // in which a quick camera may have taken the 3,536 between
+    send(1);
+    EXPECT_EQ(bench.ids().back(), 65536u);
+    EXPECT_EQ(bench.frames.back().lostBefore, 3535u);
+    EXPECT_EQ(bench.counters.cameraRestarts.get(), 1u);
+}
+
 TEST(FrameAssembler, CountsAllThatAQuickCameraTookInASilence) {
     Bench bench(Bench::extended());
     bench.feedAll(PacketWriter{.blockId = 1, .extended = true}.block(content(250, 1)));

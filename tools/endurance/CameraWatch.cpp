@@ -90,10 +90,15 @@ void CameraWatch::take(const kestro::Frame& frame) {
     follow(frame.getBlockId());
 }
 
-/** Ids begin at 1 with the stream, with each that is begun anew, and after 65535. */
+/**
+ * Ids begin at 1 with the stream and with each that is begun anew; the library counts those of 16
+ * bits on past 65535, but knows nothing of where they were before it connected again.
+ */
 void CameraWatch::follow(std::uint64_t blockId) {
     constexpr std::uint64_t kLastId = 0xffff;
-    const bool hasWrapped = blockId <= lastBlock_ && lastBlock_ + 64 > kLastId && blockId < 64;
+    const bool isBack = blockId <= lastBlock_;
+    if (isBack && lastBlock_ != 0) lastBlock_ = (lastBlock_ - 1) % kLastId + 1;
+    const bool hasWrapped = isBack && lastBlock_ + 64 > kLastId && blockId < 64;
     std::uint64_t passed = blockId - 1;
     if (hasWrapped)
         passed += kLastId - lastBlock_;

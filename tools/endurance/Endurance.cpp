@@ -31,7 +31,8 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Watches = std::vector<std::unique_ptr<CameraWatch>>;
 
-/** Memory is compared from here on: by then everything that is kept has been made. */
+/** Memory is compared from here on: by then everything that is kept has been made. A camera that is
+ * just away has given some of it back. */
 constexpr std::uint64_t kSettledFrames = 10'000;
 constexpr auto kLook = 20ms;
 /** Cameras that end by themselves have ended when nothing came for so long. */
@@ -136,6 +137,11 @@ std::uint64_t deliveredBy(const Watches& watches) {
     return sum;
 }
 
+bool areAllConnected(const Watches& watches) {
+    return std::all_of(watches.begin(), watches.end(),
+                       [](const auto& each) { return each->isConnected(); });
+}
+
 /** What a run showed of the process. */
 struct Run {
     bool isWhole = false;
@@ -156,7 +162,7 @@ Run watch(const Watches& watches, const Options& options) {
         const std::uint64_t delivered = deliveredBy(watches);
         if (delivered != known) lastNews = Clock::now();
         known = delivered;
-        if (!isSettled && delivered >= kSettledFrames) {
+        if (!isSettled && delivered >= kSettledFrames && areAllConnected(watches)) {
             isSettled = true;
             run.settled = usage();
         }
@@ -175,21 +181,17 @@ Run watch(const Watches& watches, const Options& options) {
 
 /**
  * A camera that is just away is back in a moment, and then says what was lost. That it is away may
- * not have been noticed yet: each that goes on sending sends one more frame. False when one is not.
+ * not have been noticed yet: one that goes on sending sends one more frame. False when it is not
+ * back.
  */
-bool awaitAll(const Watches& watches, bool goOnSending) {
-    std::vector<std::uint64_t> delivered;
-    for (const auto& each : watches) delivered.push_back(each->delivered());
-    const auto isThere = [&](std::size_t i) {
-        return watches[i]->isConnected() &&
-               (!goOnSending || watches[i]->delivered() > delivered[i]);
+bool isThereSoon(const CameraWatch& watch, bool goesOnSending) {
+    const std::uint64_t delivered = watch.delivered();
+    const auto isThere = [&] {
+        return watch.isConnected() && (!goesOnSending || watch.delivered() > delivered);
     };
     const auto deadline = Clock::now() + kLongestAbsence;
-    for (std::size_t i = 0; i < watches.size(); ++i) {
-        while (Clock::now() < deadline && !isThere(i)) std::this_thread::sleep_for(kLook);
-        if (!isThere(i)) return false;
-    }
-    return true;
+    while (!isThere() && Clock::now() < deadline) std::this_thread::sleep_for(kLook);
+    return isThere();
 }
 
 /** False when something came that must not come. */
@@ -220,8 +222,11 @@ int endure(const Options& options) {
         watches.push_back(std::make_unique<CameraWatch>(std::move(camera), options.wanted));
     for (const auto& each : watches) each->start();
     const Run run = watch(watches, options);
-    bool isSound = awaitAll(watches, options.frames != 0);
-    for (const auto& each : watches) each->stop();
+    bool isSound = true;
+    for (const auto& each : watches) {
+        isSound = isThereSoon(*each, options.frames != 0) && isSound;
+        each->stop();  // at once: the next accident may be near
+    }
     for (const auto& each : watches) isSound = print(*each) && isSound;
     watches.clear();
     const Usage after = usage();

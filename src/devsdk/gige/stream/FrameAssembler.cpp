@@ -35,6 +35,10 @@ constexpr auto kRestartSilence = std::chrono::milliseconds(500);
 /** Stands in for a packet size that is not known: the first packets tell. */
 constexpr std::size_t kUnknownStride = 65536;
 
+std::uint64_t mostSkippedIn(std::chrono::steady_clock::duration silence) {
+    return kMaxCountedSkip + static_cast<std::uint64_t>(silence / kLeastFrameTime);
+}
+
 /** Where `wireId` lies when the newest block counts `newest`; 16-bit ids run from 1 to 65535. */
 std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
     const auto period = static_cast<std::int64_t>(kLastStandardBlockId);
@@ -132,7 +136,8 @@ FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Tim
     if (current_ && current_->wireId == packet.blockId) return current_;
     std::uint64_t id = countOn(packet);
     if (OpenBlock* block = findOpen(id)) return current_ = block;
-    if (id <= lastClosedId_ || (id < order_[0]->id && !hasRoom())) {
+    const bool isOld = id <= lastClosedId_ || (id < order_[0]->id && !hasRoom());
+    if (isOld || isBehindTooLongAStep(id, packet, now)) {
         if (!isRestart(id, packet, now)) {
             counters_.latePackets.add();
             return nullptr;
@@ -151,6 +156,17 @@ std::uint64_t FrameAssembler::countOn(const GvspPacket& packet) const {
         std::max<std::int64_t>(nearestTo(newestId_, packet.blockId), 0));
 }
 
+/**
+ * A step over the wrap of 16-bit ids, and so long that the blocks between were never taken: from
+ * 40000 to 1 a camera has begun anew, though from 65500 to 1 it may have gone on.
+ */
+bool FrameAssembler::isBehindTooLongAStep(std::uint64_t id, const GvspPacket& packet,
+                                          Time now) const {
+    if (packet.extendedIds || newestId_ == 0 || id <= newestId_) return false;
+    const bool isBehindWrap = packet.blockId <= (newestId_ - 1) % kLastStandardBlockId;
+    return isBehindWrap && id - newestId_ - 1 > mostSkippedIn(now - lastProgress_);
+}
+
 FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
     for (std::size_t i = 0; i < openCount_; ++i)
         if (order_[i]->id == id) return order_[i];
@@ -159,12 +175,14 @@ FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
 
 /**
  * A leader of an old block is either late or sent twice, or of a camera that lost power and counts
- * from 1 again. The clock in the leader tells: the same block has the same time.
+ * from 1 again. The clock in the leader tells: the same block has the same time. None of it
+ * concerns an id ahead of the newest, which has been found too far already.
  */
 bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const {
     if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) return false;
     const auto leader = decodeGvspLeader(packet.body);
     if (!leader) return false;
+    if (id > newestId_) return true;
     if (now - lastProgress_ >= kRestartSilence) return true;
     const bool longAgo = id < lastClosedId_ && lastClosedId_ - id > closed_.size();
     if (longAgo) return true;
@@ -417,8 +435,7 @@ void FrameAssembler::closeFront() {
     OpenBlock& block = *order_[0];
     const auto& leader = block.part.leader();
     const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
-    const auto takenMeanwhile = static_cast<std::uint64_t>(block.silence / kLeastFrameTime);
-    if (skipped <= kMaxCountedSkip + takenMeanwhile) counters_.lostFrames.add(skipped);
+    if (skipped <= mostSkippedIn(block.silence)) counters_.lostFrames.add(skipped);
     // Whoever gets the frame finds what is missing before it counted.
     if (block.state == State::complete) handOver(block);
     lastClosedId_ = block.id;

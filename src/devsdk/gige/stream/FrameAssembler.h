@@ -137,6 +137,8 @@ class FrameAssembler {
     [[nodiscard]] bool hasRoom() const;
     void makeRoomFor(std::uint64_t id);
     [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
+    [[nodiscard]] bool isBehindTooLongAStep(std::uint64_t id, const GvspPacket& packet,
+                                            Time now) const;
     [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;
     void restart(bool extendedIds);
 
