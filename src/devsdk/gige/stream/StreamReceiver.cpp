@@ -42,6 +42,8 @@ constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
  * packet. A small receive buffer shortens it: at 10 Gbit/s it must not fill by more than a quarter.
  */
 constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(800);
+/** So long before the end of a frame what is there of it is taken. */
+constexpr std::chrono::nanoseconds kLastLook = std::chrono::microseconds(80);
 /** With less than this to come, the socket itself is watched. */
 constexpr std::chrono::nanoseconds kShortestGathering = std::chrono::microseconds(30);
 constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
@@ -314,10 +316,14 @@ void StreamReceiver::waitForPackets(bool frameUnderWay) {
     ::ppoll(watched, 2, &timeout, nullptr);
 }
 
-/** No longer than until the frame is there: whoever waits for it does so from its last packet on.
+/**
+ * No longer than until the frame is there: whoever waits for it does so from its last packet on.
+ * What has gathered is taken shortly before, so that there is little left to do then.
  */
 std::chrono::nanoseconds StreamReceiver::gatheringTime() const {
-    return std::min<std::chrono::nanoseconds>(gathering_, assembler_->restOfFrame());
+    const std::chrono::nanoseconds rest = assembler_->restOfFrame();
+    if (rest > gathering_ + kLastLook) return gathering_;
+    return rest > 2 * kLastLook ? rest - kLastLook : rest;
 }
 
 void StreamReceiver::countHostDrops() {
