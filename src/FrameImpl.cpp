@@ -176,6 +176,7 @@ bool FrameImpl::parseJson(std::string_view text) {
 void FrameImpl::takeReadings(const decode::JsonReadings& readings) {
     status_ = decode::statusFromName(readings.status);
     barcodeDetectTime_ = static_cast<std::uint32_t>(readings.time);
+    barcodes_.reserve(barcodes_.size() + readings.codes.size());
     for (const decode::CodeValues& code : readings.codes) appendCode(code);
 }
 
@@ -241,6 +242,7 @@ void FrameImpl::appendChunkCodes(decode::ChunkLines& lines, decode::CodeKeyTable
         KESTRO_LOG_ERROR("too many codes in chunk, announced: {%u}, decoded: {%u}", announced,
                          count);
     }
+    barcodes_.reserve(barcodes_.size() + count);
     decode::CodeKeys spare;
     for (std::uint32_t i = 0; i < count; ++i) appendCode(codeOf(lines, table.keys(i, spare)));
 }

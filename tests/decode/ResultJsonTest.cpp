@@ -209,7 +209,7 @@ TEST(ResultJson, RefusesTextsNestedTooDeep) {
     const std::string close(200, ']');
     EXPECT_EQ(parseResultJson(open + close).error, "");
     EXPECT_EQ(parseResultJson("[" + open + close + "]").error,
-              "The document is nested deeper than 200 levels. (offset 200)");
+              "The document is nested deeper than 200 levels. (offset 201)");
     EXPECT_NE(parseResultJson(std::string(1'000'000, '[')).error, "");
 }
 
