@@ -818,6 +818,7 @@ TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
         Bytes before;  ///< comes before the batch, behind two full packets
         std::vector<std::uint32_t> ids;
         std::size_t bytes;
+        std::uint8_t status = 0;  ///< upper byte of the last one's
     };
     const Case cases[] = {
         {full(3), {4, 5, 6}, 100},
@@ -828,6 +829,7 @@ TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
         {writer.payload(3, content(50, 3)), {1, 4, 5}, 100},
         {writer.trailer(4), {1, 3, 4, 5}, 100},
         {writer.trailer(6), {1, 3, 4, 5}, 100},
+        {full(3), {4, 5, 6}, 100, 0x80},
     };
     for (const Case& at : cases) {
         Bench bench;
@@ -835,7 +837,8 @@ TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
         for (Bench* each : {&bench, &inBatches})
             each->feedAll({writer.leader(), full(1), full(2), at.before});
         for (const std::uint32_t id : at.ids) {
-            const Bytes packet = writer.payload(id, content(at.bytes, id));
+            Bytes packet = writer.payload(id, content(at.bytes, id));
+            if (id == at.ids.back()) packet[0] = at.status;
             bench.feed(packet);
             inBatches.gather(packet);
         }

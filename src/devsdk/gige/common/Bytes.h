@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,6 +13,19 @@ namespace Vorda::Gige {
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
+
+/** The number that the bytes, of which there are enough, begin with. */
+[[nodiscard]] inline std::uint32_t bigEndian32(const std::uint8_t* bytes) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
+}
+
+[[nodiscard]] inline std::uint64_t bigEndian64(const std::uint8_t* bytes) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+}
 
 /** Reads big-endian numbers from foreign bytes; a read past the end gives 0 and clears ok(). */
 class BigEndianReader {

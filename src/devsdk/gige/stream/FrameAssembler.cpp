@@ -107,7 +107,7 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
     PartialFrame& part = current_->part;
     const std::uint32_t first = part.highestPayload() + 1;
     if (first < current_->askedEnd) return 0;
-    PlainPayloadHeader header(current_->wireId, extendedIds_);
+    const PlainPayloadHeader header(current_->wireId, extendedIds_);
     if (packetBytes != header.size() + part.stride()) return 0;
     const std::uint32_t room = part.roomForRun();
     std::uint32_t count = 0;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Gvsp.h"
 
-#include <cstring>
-
 namespace Vorda::Gige {
 
 namespace {
@@ -17,11 +15,7 @@ namespace {
 constexpr std::uint32_t kExtendedBit = 0x80000000;
 constexpr unsigned kFormatShift = 24;
 constexpr std::uint32_t kFormatMask = 0x0f;
-constexpr std::uint32_t kPacketIdMask = 0x00ffffff;
-constexpr std::size_t kBlockIdAt = 2;
-constexpr std::size_t kBlockIdEnd = 4;
-constexpr std::size_t kFormatAt = 4;
-constexpr std::size_t kExtendedBlockIdEnd = 16;
+constexpr unsigned kBlockIdShift = 32;  // in the first 8 bytes
 
 // Leader body:
 //   2  payload type   16
@@ -44,7 +38,7 @@ std::optional<GvspPacket> decodeGvspPacket(ByteView datagram) {
     packet.blockId = header.u16();
     const std::uint32_t formatAndId = header.u32();
     packet.format = static_cast<std::uint8_t>(formatAndId >> kFormatShift & kFormatMask);
-    packet.packetId = formatAndId & kPacketIdMask;
+    packet.packetId = formatAndId & kLastStandardPacketId;
     packet.extendedIds = (formatAndId & kExtendedBit) != 0;
     packet.body = datagram.subspan(kGvspHeaderBytes);
     if (!packet.extendedIds) return packet;
@@ -56,22 +50,10 @@ std::optional<GvspPacket> decodeGvspPacket(ByteView datagram) {
 }
 
 PlainPayloadHeader::PlainPayloadHeader(std::uint64_t blockId, bool extendedIds)
-    : size_(extendedIds ? kGvspExtendedHeaderBytes : kGvspHeaderBytes) {
-    constexpr std::uint8_t kExtended = kExtendedBit >> kFormatShift;
-    const auto format = static_cast<std::uint8_t>(GvspFormat::payload);
-    bytes_[kFormatAt] = extendedIds ? format | kExtended : format;
-    const std::size_t idEnd = extendedIds ? kExtendedBlockIdEnd : kBlockIdEnd;
-    for (std::size_t at = idEnd; at > kBlockIdAt && blockId != 0; blockId >>= 8)
-        bytes_[--at] = static_cast<std::uint8_t>(blockId);
-}
-
-bool PlainPayloadHeader::isOf(ByteView datagram, std::uint32_t packetId) {
-    const bool isExtended = size_ == kGvspExtendedHeaderBytes;
-    if (!isExtended && packetId > kPacketIdMask) return false;
-    // The id ends the header; a standard one has 24 bits.
-    for (std::size_t i = 1; i <= (isExtended ? 4U : 3U); ++i, packetId >>= 8)
-        bytes_[size_ - i] = static_cast<std::uint8_t>(packetId);
-    return datagram.size() >= size_ && std::memcmp(datagram.data(), bytes_.data(), size_) == 0;
+    : start_(std::uint64_t{static_cast<std::uint8_t>(GvspFormat::payload)} << kFormatShift),
+      blockId_(blockId),
+      size_(extendedIds ? kGvspExtendedHeaderBytes : kGvspHeaderBytes) {
+    start_ |= extendedIds ? kExtendedBit : blockId << kBlockIdShift;
 }
 
 bool isReadable(const GvspLeader& leader) {

@@ -5,7 +5,6 @@
 
 #include "Bytes.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -19,6 +18,8 @@ inline constexpr std::size_t kGvspExtendedHeaderBytes = 20;
 
 /** Largest standard block id; the next block after it has id 1. */
 inline constexpr std::uint64_t kLastStandardBlockId = 0xffff;
+/** Largest packet id that goes with it. */
+inline constexpr std::uint32_t kLastStandardPacketId = 0xffffff;
 
 enum class GvspFormat : std::uint8_t { leader = 1, trailer = 2, payload = 3 };
 
@@ -79,10 +80,18 @@ class PlainPayloadHeader {
 
     [[nodiscard]] std::size_t size() const { return size_; }
     /** Whether the datagram begins with it, and with this packet id. */
-    [[nodiscard]] bool isOf(ByteView datagram, std::uint32_t packetId);
+    [[nodiscard]] bool isOf(ByteView datagram, std::uint32_t packetId) const {
+        const std::uint8_t* const bytes = datagram.data();
+        if (datagram.size() < size_) return false;
+        if (size_ == kGvspHeaderBytes)
+            return packetId <= kLastStandardPacketId && bigEndian64(bytes) == (start_ | packetId);
+        return bigEndian64(bytes) == start_ && bigEndian64(bytes + 8) == blockId_ &&
+               bigEndian32(bytes + 16) == packetId;
+    }
 
  private:
-    std::array<std::uint8_t, kGvspExtendedHeaderBytes> bytes_{};
+    std::uint64_t start_;    ///< its first 8 bytes, with packet id 0
+    std::uint64_t blockId_;  ///< behind them in an extended one
     std::size_t size_;
 };
 
