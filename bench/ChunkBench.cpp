@@ -15,6 +15,9 @@ namespace {
 using namespace kestro::bench;
 using Vorda::GenICam::CFrame;
 
+constexpr std::size_t kLinesOfFrame = 4;
+constexpr std::size_t kLinesOfCode = 12;
+
 std::size_t countLines(const CFrame& frame) {
     static Vorda::GenICam::TVector<Vorda::Infra::CString> lines;
     std::size_t count = 0;
@@ -26,37 +29,57 @@ std::size_t countLines(const CFrame& frame) {
     return count;
 }
 
+CFrame frameWith(std::uint32_t barcodes, std::uint32_t qrCodes) {
+    constexpr std::uint32_t kImage =
+        16;  // too small a part of its buffer for that to be given away
+    const Vorda::Gige::Bytes payload = chunkedPayload(kImage, barcodes, qrCodes);
+    const auto pool = Vorda::Gige::BufferPool::create(1, payload.size());
+    Vorda::Gige::GvspLeader leader;
+    leader.payloadType = Vorda::Gige::kGvspImage | Vorda::Gige::kGvspChunkBit;
+    const unsigned slots = std::max({kSlots, barcodes, qrCodes});
+    return received(*pool, payload, described(payload, leader, chunkLayout(slots)));
+}
+
 /**
- * The whole frame in turns with its lines alone: what lies between is the reading of the texts, up
- * to the vector of codes, and the frame itself.
+ * The whole frame in turns with its lines alone, and with a frame without codes: what lies between
+ * is the reading of the texts, up to the vector of codes.
  */
 void chunks(benchmark::State& state) {
     const auto barcodes = static_cast<std::uint32_t>(state.range(0));
     const auto qrCodes = static_cast<std::uint32_t>(state.range(1));
     const std::size_t codes = barcodes + qrCodes;
-    const Vorda::Gige::Bytes payload = chunkedPayload(64, barcodes, qrCodes);
-    const auto pool = Vorda::Gige::BufferPool::create(1, payload.size());
-    Vorda::Gige::GvspLeader leader;
-    leader.payloadType = Vorda::Gige::kGvspImage | Vorda::Gige::kGvspChunkBit;
-    const unsigned slots = std::max({kSlots, barcodes, qrCodes});
-    const CFrame frame = received(*pool, payload, described(payload, leader, chunkLayout(slots)));
+    const CFrame frame = frameWith(barcodes, qrCodes);
+    const CFrame empty = frameWith(0, 0);
+    Times emptyWhole;
+    Times emptyLines;
     std::size_t codesMade = 0;
     std::size_t linesMade = 0;
     const Sides sides = takeTurns(
         state,
         [&](Times& times) {
-            times.take([&] {
-                const auto made = kestro::FrameImpl::create(frame);
-                codesMade += made ? made->getBarcodes().size() : 0;
-            });
+            const auto make = [&](Times& spent, const CFrame& from) {
+                spent.take([&] {
+                    const auto made = kestro::FrameImpl::create(from);
+                    codesMade += made ? made->getBarcodes().size() : 0;
+                });
+            };
+            make(emptyWhole, empty);
+            make(times, frame);
         },
-        [&](Times& times) { times.take([&] { linesMade += countLines(frame); }); });
+        [&](Times& times) {
+            emptyLines.take([&] { linesMade += countLines(empty); });
+            times.take([&] { linesMade += countLines(frame); });
+        });
 
     const std::size_t rounds = sides.first.count();
     require(codesMade == rounds * codes, "codes are missing");
-    require(linesMade == rounds * (4 + 12 * codes), "lines are missing");
-    const double whole = 1000 * medianOf(sides.first) / static_cast<double>(codes);
-    const double lines = 1000 * medianOf(sides.second) / static_cast<double>(codes);
+    require(linesMade == rounds * (2 * kLinesOfFrame + kLinesOfCode * codes), "lines are missing");
+    const auto each = [&](const Times& with, const Times& without) {
+        return 1000 * (medianOf(with) - medianOf(without)) / static_cast<double>(codes);
+    };
+    const double whole = each(sides.first, emptyWhole);
+    const double lines = each(sides.second, emptyLines);
+    state.counters["frame_ns"] = 1000 * medianOf(emptyWhole);
     state.counters["whole_ns_per_code"] = whole;
     state.counters["lines_ns_per_code"] = lines;
     state.counters["ns_per_code"] = whole - lines;  // from the texts to the codes

@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Receives as fast as the machine can, and only counts: recvmmsg, of batches (UDP_GRO) where the
-// kernel makes some. What of a datagram it looks at is its length, and of trailers, which are known
-// by theirs, the block id. The word is for how many microseconds packets may gather in the socket
-// before they are taken: as with this library, whose frames are compared, or 0, when the time of
-// each trailer is what is asked for. Threads: one for each camera.
+// Receives as fast as the machine can: recvmmsg, of batches (UDP_GRO) where the kernel makes some.
+// What of a datagram it looks at is its length, and of trailers, which are known by theirs, the
+// block id. The word says for how many microseconds packets may gather in the socket before they
+// are taken, as with this library, whose frames are compared, or 0, when the time of each trailer
+// is what is asked for; and what becomes of them:
+//
+//     800          nothing, they are only counted
+//     800,copy     they are put together to frames, with a copy of each packet
+//     800,split    the kernel puts them where they belong, each header somewhere else
+//
+// The last two believe that every packet comes, and in its place: they show what frames cost at
+// least. Threads: one for each camera.
 #include "Account.h"
+#include "FrameMemory.h"
 #include "Processor.h"
 #include "ReceiveBuffer.h"
 #include "ReceiverOptions.h"
@@ -22,7 +30,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,8 +44,11 @@ using namespace kestro::bench;
 
 constexpr unsigned kBatch = 32;
 constexpr std::size_t kSlot = 65536 + 33 * 64;  // no two of a batch in the same cache sets
+constexpr unsigned kSlots = 64;
 constexpr int kReceiveBuffer = 32 << 20;
+constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kTrailerBytes = 16;
+constexpr std::size_t kLargestDatagram = 65536;
 constexpr int kPollMs = 100;
 
 /** A count that one thread adds to. */
@@ -49,14 +63,30 @@ class Counter {
     std::atomic<std::uint64_t> value_{0};
 };
 
+enum class Making { nothing, copies, places };
+
+struct Word {
+    std::chrono::microseconds gathering{0};
+    Making making = Making::nothing;
+
+    explicit Word(const std::string& text) : gathering(std::atoi(text.c_str())) {
+        const std::size_t comma = text.find(',');
+        if (comma == std::string::npos) return;
+        const std::string what = text.substr(comma + 1);
+        if (what != "copy" && what != "split") giveUp(what + ": copy or split");
+        making = what == "copy" ? Making::copies : Making::places;
+    }
+};
+
 class Stream {
  public:
-    Stream(std::chrono::nanoseconds gathering, std::size_t packetBytes, HandOvers& handOvers)
-        : gathering_(gathering),
+    Stream(Word word, std::size_t packetBytes, HandOvers& handOvers)
+        : gathering_(word.gathering),
+          making_(word.making),
           segmentBytes_(packetBytes - 28),
           handOvers_(handOvers),
           socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
-          slots_(static_cast<std::uint8_t*>(::mmap(nullptr, kBatch * kSlot, PROT_READ | PROT_WRITE,
+          slots_(static_cast<std::uint8_t*>(::mmap(nullptr, kSlots * kSlot, PROT_READ | PROT_WRITE,
                                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1,
                                                    0))) {
         sockaddr_in any{};
@@ -72,7 +102,7 @@ class Stream {
     ~Stream() {
         isOver_ = true;
         thread_.join();
-        ::munmap(slots_, kBatch * kSlot);
+        ::munmap(slots_, kSlots * kSlot);
         ::close(socket_);
     }
     Stream(const Stream&) = delete;
@@ -86,7 +116,7 @@ class Stream {
     }
     [[nodiscard]] std::uint64_t receiveBuffer() const { return receiveBuffer_; }
     void addTo(Received& sum) const {
-        sum.frames += frames_.get();
+        sum.frames += frameCount_.get();
         sum.packets += packets_.get();
         sum.bytes += bytes_.get();
     }
@@ -94,25 +124,67 @@ class Stream {
  private:
     void run() {
         ::prctl(PR_SET_TIMERSLACK, 1UL);
+        if (making_ != Making::nothing) frames_.emplace();
+        for (bool hasCome = false; !isOver_;) {
+            const unsigned asked = making_ == Making::places ? askForPlaces() : askForSlots();
+            const int count = ::recvmmsg(socket_, headers_, asked, MSG_DONTWAIT, nullptr);
+            for (int i = 0; i < count; ++i) take(static_cast<unsigned>(i));
+            hasCome = hasCome || count > 0;
+            if (count == static_cast<int>(asked)) continue;
+            wait(hasCome);
+            hasCome = false;
+        }
+    }
+    /** Each datagram goes into a slot of its own. */
+    unsigned askForSlots() {
         for (unsigned i = 0; i < kBatch; ++i) {
             slices_[i] = {slots_ + i * kSlot, kSlot};
             headers_[i].msg_hdr.msg_iov = &slices_[i];
             headers_[i].msg_hdr.msg_iovlen = 1;
         }
-        while (!isOver_) {
-            const int count = ::recvmmsg(socket_, headers_, kBatch, MSG_DONTWAIT, nullptr);
-            for (int i = 0; i < count; ++i) take(static_cast<unsigned>(i));
-            if (count < static_cast<int>(kBatch)) wait(count > 0);
+        return kBatch;
+    }
+    /** Single packets go where they belong if none is missing; of batches the next one does, for
+     * how many packets that one holds, and so where another begins, is not known. */
+    unsigned askForPlaces() {
+        const std::size_t payload = segmentBytes_ - kHeaderBytes;
+        const std::size_t packets = isBatched_ ? kLargestDatagram / segmentBytes_ + 1 : kBatch;
+        std::uint8_t* to = frames_->place(packets * payload);
+        for (std::size_t i = 0; i < packets; ++i, to += payload) {
+            slices_[2 * i] = {slots_ + i * kSlot, kHeaderBytes};
+            slices_[2 * i + 1] = {to, payload};
         }
+        for (std::size_t i = 0; i < kBatch; ++i) {
+            headers_[i].msg_hdr.msg_iov = &slices_[isBatched_ ? 0 : 2 * i];
+            headers_[i].msg_hdr.msg_iovlen = isBatched_ ? 2 * packets : 2;
+        }
+        return isBatched_ ? 1 : kBatch;
     }
     void take(unsigned i) {
         const std::size_t bytes = headers_[i].msg_len;
+        const std::size_t packets = (bytes + segmentBytes_ - 1) / segmentBytes_;
         bytes_.add(bytes);
-        packets_.add((bytes + segmentBytes_ - 1) / segmentBytes_);
-        if (bytes != kTrailerBytes) return;
-        const std::uint8_t* const block = slots_ + i * kSlot + 2;
-        frames_.add(1);
-        handOvers_.record(static_cast<std::uint64_t>(block[0] << 8 | block[1]));
+        packets_.add(packets);
+        if (bytes == kTrailerBytes) return end(slots_ + i * kSlot);
+        if (making_ == Making::copies) copy(slots_ + i * kSlot, bytes);
+        if (making_ == Making::places) frames_->advance(bytes - packets * kHeaderBytes);
+        const bool isCut = (headers_[i].msg_hdr.msg_flags & MSG_TRUNC) != 0;
+        if (bytes >= segmentBytes_ || isCut) isBatched_ = isCut || packets > 1;
+    }
+    void copy(const std::uint8_t* from, std::size_t left) {
+        while (left > kHeaderBytes) {
+            const std::size_t bytes = std::min(left, segmentBytes_);
+            const std::size_t payload = bytes - kHeaderBytes;
+            std::memcpy(frames_->place(payload), from + kHeaderBytes, payload);
+            frames_->advance(payload);
+            from += bytes;
+            left -= bytes;
+        }
+    }
+    void end(const std::uint8_t* trailer) {
+        frameCount_.add(1);
+        handOvers_.record(static_cast<std::uint64_t>(trailer[2] << 8 | trailer[3]));
+        if (frames_) frames_->next();
     }
     void wait(bool packetsCame) const {
         pollfd watched{socket_, POLLIN, 0};
@@ -123,14 +195,17 @@ class Stream {
     }
 
     const std::chrono::nanoseconds gathering_;
+    const Making making_;
     const std::size_t segmentBytes_;
     HandOvers& handOvers_;
     int socket_;
     std::uint8_t* slots_;
-    iovec slices_[kBatch]{};
+    iovec slices_[2 * kSlots]{};
     mmsghdr headers_[kBatch]{};
+    std::optional<FrameMemory> frames_;
+    bool isBatched_ = false;
     std::uint64_t receiveBuffer_ = 0;
-    Counter frames_;
+    Counter frameCount_;
     Counter packets_;
     Counter bytes_;
     std::atomic<bool> isOver_{false};
@@ -158,12 +233,12 @@ std::string details(const Streams& streams) {
 int main(int count, char** words) {
     const ReceiverOptions options = receiverOptions(count, words);
     stayOn(options.cpu);
-    const std::chrono::microseconds gathering(std::atoi(options.word.c_str()));
+    const Word word(options.word);
     std::vector<HandOvers> handOvers(options.cameras);
     Streams streams;
     for (std::size_t i = 0; i < options.cameras; ++i) {
         streams.push_back(std::make_unique<Stream>(
-            gathering, static_cast<std::size_t>(options.packetBytes), handOvers[i]));
+            word, static_cast<std::size_t>(options.packetBytes), handOvers[i]));
     }
     giveAccount([&streams] { return sumOf(streams); }, handOvers, details(streams));
 }

@@ -35,6 +35,11 @@ class Figures:
         # A highest rate is 0 where every rate loses: who loses like the other has not beaten it.
         return Figure([a / b if b else (math.inf if a else 0.0) for a, b in zip(*values)])
 
+    def cheapest(self, part, receivers, where, name):
+        """Of several receivers the one with the least median; None where one was not measured."""
+        found = {receiver: self.get(part, receiver, where, name) for receiver in receivers}
+        return min(found, key=lambda receiver: found[receiver].median) if all(found.values()) else None
+
     def has(self, part):
         return any(key[0] == part for key in self.values)
 

@@ -13,6 +13,10 @@ RING = Kind("aravis ring", "aravis", ["ring"])
 RAW = Kind("raw", "raw", [800])        # microseconds that packets gather, as with this library
 RAW_AT_ONCE = Kind("raw", "raw", [0])  # where the time counts
 KINDS = [KESTRO, SOCKET, RING, RAW]
+# What frames cost at least that are put together from what a socket gives: two ways.
+COPYING = Kind("raw copying", "raw", ["800,copy"])
+SPLITTING = Kind("raw splitting", "raw", ["800,split"])
+FRAME_MAKERS = [COPYING, SPLITTING]
 
 PACKETS = [1500, 8192]
 LARGE = (2448, 2048)
@@ -130,7 +134,7 @@ def rates(setup, figures, plan):
     with Sender(setup, 1, *LARGE) as sender:
         for _ in plan.rounds("rates"):
             for packet in PACKETS:
-                for kind in KINDS:
+                for kind in KINDS + FRAME_MAKERS:
                     with Receiver(setup, kind, 1, packet) as receiver:
                         for batched in ways_of(kind):
                             rates_of(figures, plan, search, sender, receiver, batched)
@@ -144,6 +148,8 @@ def rates_of(figures, plan, search, sender, receiver, batched):
 
     warm_up(sender, receiver, batched)
     spend(figures, "processor", kind, where, run(COMMON_RATE[(receiver.packet_bytes, batched)]))
+    if kind in FRAME_MAKERS:
+        return
     figures.add("highest", kind.name, where, receive_buffer=receiver.details.get("receive_buffer", 0),
                 **search.highest((kind.name, *where.values()), run))
 

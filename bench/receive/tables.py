@@ -56,6 +56,19 @@ def ratios(figures):
             ratio("highest", SOCKET, "rate") + (" [1.5]" if batched else ""), ratio("highest", RAW, "rate"))
 
 
+def limits(figures):
+    heading("What frames cost at least: the two raw receivers that make some, and the cheaper of them against the others",
+            "packet", "batches", "ns/packet: raw copying", "raw splitting", "the cheaper of raw", "of Aravis' socket",
+            "kestro of the cheaper")
+    makers = [kind.name for kind in parts.FRAME_MAKERS]
+    for packet, batched in CASES:
+        where = {"packet": packet, "batched": batched}
+        cheaper = figures.cheapest("processor", makers, where, "ns_per_packet")
+        ratio = lambda one, other: text(figures.ratio("processor", (one, other), where, "ns_per_packet"), digits=2)  # noqa: E731
+        row(packet, yes(batched), *(text(figures.get("processor", name, where, "ns_per_packet")) for name in makers),
+            ratio(cheaper, RAW.name), ratio(cheaper, SOCKET.name), ratio(KESTRO.name, cheaper))
+
+
 def latency(figures):
     heading("One camera of 1.3 MP: microseconds from the last packet to the hand-over",
             "packet", "batches", "receiver", "MB/s", "frames a round", "p50", "p99", "p99.9")
@@ -103,7 +116,7 @@ def scale_row(figures, part, what, count):
         text(get("p50_us")), text(get("p99_us")))
 
 
-TABLES = {"processor": [rates, ratios], "latency": [latency], "cameras": [cameras], "scale": [scale, buffers]}
+TABLES = {"processor": [rates, ratios, limits], "latency": [latency], "cameras": [cameras], "scale": [scale, buffers]}
 
 
 def print_all(figures):

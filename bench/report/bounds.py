@@ -6,6 +6,9 @@ import statistics
 from results import Spread, of, repeated, words
 
 
+FRAME_MAKERS = ("raw copying", "raw splitting")
+
+
 class Received:
     """The rounds of the receivers, which took turns in each."""
 
@@ -13,17 +16,25 @@ class Received:
         self.values = {(line["part"], line["receiver"], line.get("packet"), line.get("batched"), line["figure"]):
                        line["values"] for line in of("receive")["figures"]}
 
-    def ratio(self, part, figure, other, packet, batched):
-        ours, others = (self.values[part, receiver, packet, batched, figure] for receiver in ("kestro", other))
+    def ratio(self, part, figure, other, packet, batched, one="kestro"):
+        ours, others = (self.values[part, receiver, packet, batched, figure] for receiver in (one, other))
         # A highest rate is 0 where every rate loses: who loses like the other has not beaten it.
         ratios = [a / b if b else (math.inf if a else 0.0) for a, b in zip(ours, others)]
         return Spread(statistics.median(ratios), min(ratios), max(ratios))
 
 
-def row(what, reached, bound, form, unit="", is_least=False):
+    def least(self, other, packet, batched):
+        """The processor time of the cheaper of those that make frames and nothing else, against another's."""
+        return min((self.ratio("processor", "ns_per_packet", other, packet, batched, maker) for maker in FRAME_MAKERS),
+                   key=lambda ratio: ratio.median)
+
+
+def row(what, reached, bound, form, unit="", is_least=False, limit=None):
+    """`limit` is what was found to be the best that is possible; it is worth telling only of a target that was missed."""
     is_met = reached.median >= bound if is_least else reached.median <= bound
     target = f"at {'least' if is_least else 'most'} {bound:g}{unit}"
-    return [f"{what}: {target}", f"{reached:{form}}{unit} ({reached.range(form)})", "met" if is_met else "**missed**"]
+    return [f"{what}: {target}", f"{reached:{form}}{unit} ({reached.range(form)})", "met" if is_met else "**missed**",
+            f"{limit:{form}}{unit}" if limit and not is_met else ""]
 
 
 def receiving():
@@ -32,9 +43,10 @@ def receiving():
         for batched in (True, False):
             where = f"{packet} bytes, {'batches' if batched else 'single packets'}"
             ratio = lambda part, figure, other: received.ratio(part, figure, other, packet, batched)  # noqa: E731
-            yield row(f"processor time per packet against Aravis' socket, {where}",
-                      ratio("processor", "ns_per_packet", "aravis socket"), 0.3 if batched else 0.7, ".2f")
-            yield row(f"the same against the bare receiver, {where}", ratio("processor", "ns_per_packet", "raw"), 1.5, ".2f")
+            for what, other, bound in (("processor time per packet against Aravis' socket", "aravis socket", 0.3 if batched else 0.7),
+                                       ("the same against the bare receiver", "raw", 1.5)):
+                yield row(f"{what}, {where}", ratio("processor", "ns_per_packet", other), bound, ".2f",
+                          limit=received.least(other, packet, batched))
             if batched:
                 yield row(f"highest rate without loss against Aravis' socket, {where}",
                           ratio("highest", "rate", "aravis socket"), 1.5, ".2f", is_least=True)
@@ -45,8 +57,9 @@ def handing_over():
     for road, bound in (("copied", 1.10), ("given", 0.35)):
         for payload in ("container", "chunks"):
             name = next(name for name in found if f"{payload}_{road}/width:2448/height:2048/codes:20" in name)
+            given = found[name.replace("_copied/", "_given/")]["ratio"]
             yield row(f"hand-over, image {road}, 5 MP, 20 codes, {payload}, against a memcpy of the image",
-                      found[name]["ratio"], bound, ".2f")
+                      found[name]["ratio"], bound, ".2f", limit=1 + given.median if road == "copied" else None)
 
 
 def decoding():

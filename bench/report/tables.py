@@ -35,8 +35,9 @@ def chunks():
     for name, counters in repeated("chunks").items():
         at = words(name)[0]
         codes = f"{at['barcodes']} and {at['qr']} QR" if at["qr"] else at["barcodes"]
-        rows.append([codes, *(f"{counters[part + 'ns_per_code']:.0f}" for part in ("lines_", "", "whole_"))])
-    return table(["codes", "lines, ns per code", "texts to codes, ns per code", "the whole frame, ns per code"], rows)
+        rows.append([codes, *(f"{counters[part + 'ns_per_code']:.0f}" for part in ("lines_", "", "whole_")),
+                     f"{counters['frame_ns']:.0f}"])
+    return table(["codes", "lines, ns per code", "texts to codes, ns per code", "both", "a frame without codes, ns"], rows)
 
 
 def c_interface():
@@ -119,4 +120,4 @@ def scale():
 
 
 def targets():
-    return table(["target", "reached", ""], bounds.all_of_them())
+    return table(["target", "reached", "", "limit"], bounds.all_of_them())
