@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "FrameAssembler.h"
-
-#include "BufferPool.h"
+#include "AssemblerBench.h"
 #include "Pcap.h"
-#include "StreamPackets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <deque>
-#include <functional>
-#include <map>
-#include <memory>
-#include <optional>
 #include <random>
 #include <tuple>
 #include <utility>
@@ -20,9 +12,12 @@
 namespace {
 
 using namespace Vorda::Gige;
+using Bench = kestro::test::AssemblerBench;
 using kestro::test::Bytes;
 using kestro::test::content;
+using kestro::test::kAssemblerPayload;
 using kestro::test::PacketWriter;
+using kestro::test::resized;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -33,117 +28,6 @@ using Range = std::tuple<std::uint64_t, std::uint32_t, std::uint32_t>;
 Range rangeOf(const ResendRequest& request) {
     return {request.blockId, request.firstPacket, request.lastPacket};
 }
-
-constexpr std::uint32_t kPayload = 1000;
-
-/** An assembler with a clock of its own, and everything that comes out of it. */
-class Bench : public FrameOutput {
- public:
-    struct Frame {
-        FrameInfo info;
-        Bytes bytes;
-        std::uint64_t lostBefore = 0;  ///< as the counter said when it was delivered
-    };
-
-    // Packets of 100 payload bytes.
-    static StreamSetup standard() { return {kPayload, 136, true, false, 0}; }
-    static StreamSetup extended() { return {kPayload, 148, true, true, 0}; }
-    static StreamSetup withoutResend() { return {kPayload, 136, false, false, 0}; }
-
-    explicit Bench(const StreamSetup& setup = standard(), unsigned buffers = 8)
-        : memory_(buffers, Bytes(setup.payloadBytes)), buffers_(buffers) {
-        for (unsigned i = 0; i < buffers; ++i) {
-            buffers_[i].data = memory_[i].data();
-            buffers_[i].capacity = setup.payloadBytes;
-            free_.push_back(&buffers_[i]);
-        }
-        assembler_ = std::make_unique<FrameAssembler>(setup, *this, counters);
-    }
-    ~Bench() override {
-        assembler_.reset();
-        EXPECT_EQ(free_.size(), buffers_.size()) << "a buffer was lost";
-    }
-
-    void feed(const Bytes& packet) { assembler_->take(packet, now_); }
-    void feed(const std::vector<Bytes>& packets, std::initializer_list<std::size_t> order) {
-        for (const std::size_t index : order) feed(packets[index]);
-    }
-    void feedAll(const std::vector<Bytes>& packets) {
-        for (const Bytes& packet : packets) feed(packet);
-    }
-    /** The same packet, but together with those of its size around it, as the kernel gathers them.
-     */
-    void gather(const Bytes& packet) {
-        if (packet.size() > batchPacketBytes_) feedBatch();
-        if (batch_.empty()) batchPacketBytes_ = packet.size();
-        batch_.insert(batch_.end(), packet.begin(), packet.end());
-        if (packet.size() < batchPacketBytes_) feedBatch();
-    }
-    void feedBatch() {
-        assembler_->takeBatch(batch_, batchPacketBytes_, now_);
-        batch_.clear();
-    }
-    /** Lets time pass in steps of half a millisecond, as the receiver's waits would. */
-    void pass(milliseconds time) {
-        const auto end = now_ + time;
-        while (now_ < end) {
-            now_ += std::chrono::microseconds(500);
-            if (assembler_->deadline() <= now_) assembler_->tick(now_);
-        }
-    }
-    /** Each packet so long after the one before it. */
-    void feedSlowly(const std::vector<Bytes>& packets, std::chrono::microseconds step) {
-        for (const Bytes& packet : packets) {
-            feed(packet);
-            wait(step);
-        }
-    }
-    void wait(FrameAssembler::Clock::duration time) { now_ += time; }
-    [[nodiscard]] FrameAssembler::Clock::duration rest() const { return assembler_->restOfFrame(); }
-    [[nodiscard]] bool idle() const {
-        return !assembler_->busy() && assembler_->deadline() == FrameAssembler::Time::max();
-    }
-    [[nodiscard]] std::vector<std::uint64_t> ids() const {
-        std::vector<std::uint64_t> ids;
-        for (const Frame& frame : frames) ids.push_back(frame.info.blockId);
-        return ids;
-    }
-
-    FrameBuffer* takeBuffer() override {
-        if (free_.empty()) return nullptr;
-        FrameBuffer* buffer = free_.back();
-        free_.pop_back();
-        return buffer;
-    }
-    bool hasSpareBuffer() const override { return free_.size() > 1; }
-    void returnBuffer(FrameBuffer& buffer) override {
-        std::fill_n(buffer.data, buffer.capacity, std::uint8_t{0xee});
-        free_.push_back(&buffer);
-    }
-    void deliver(FrameBuffer& buffer, const FrameInfo& info) override {
-        frames.push_back(
-            {info, Bytes(buffer.data, buffer.data + info.sizeBytes), counters.lostFrames.get()});
-        returnBuffer(buffer);
-    }
-    void requestResend(const ResendRequest& request) override {
-        requests.push_back(request);
-        if (onResend) onResend(request);
-    }
-
-    StreamCounters counters;
-    std::vector<Frame> frames;
-    std::vector<ResendRequest> requests;
-    std::function<void(const ResendRequest&)> onResend;
-
- private:
-    std::vector<Bytes> memory_;
-    std::vector<FrameBuffer> buffers_;
-    std::vector<FrameBuffer*> free_;
-    Bytes batch_;
-    std::size_t batchPacketBytes_ = 0;
-    FrameAssembler::Time now_{std::chrono::hours(1)};
-    std::unique_ptr<FrameAssembler> assembler_;
-};
 
 TEST(FrameAssembler, TellsWhatTheLeaderSays) {
     for (const bool extended : {false, true}) {
@@ -184,31 +68,26 @@ TEST_P(AnyArrival, GivesTheFrameOnceAndWhole) {
 
 INSTANTIATE_TEST_SUITE_P(
     FrameAssembler, AnyArrival,
-    testing::Values(ArrivalCase{"LastPacketShort", 250, 100, {0, 1, 2, 3, 4}},
-                    ArrivalCase{"LastPacketExactlyFull", 300, 100, {0, 1, 2, 3, 4}},
-                    ArrivalCase{
-                        "FillsTheBuffer", kPayload, 100, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-                    ArrivalCase{"OnePacket", 40, 100, {0, 1, 2}},
-                    ArrivalCase{"NoPayload", 0, 100, {0, 1}},
-                    ArrivalCase{"NoPayloadTrailerFirst", 0, 100, {1, 0}},
-                    ArrivalCase{"LateLeader", 250, 100, {1, 2, 3, 4, 0}},
-                    ArrivalCase{"LeaderBeforeTrailer", 250, 100, {1, 2, 3, 0, 4}},
-                    ArrivalCase{"Backwards", 250, 100, {4, 3, 2, 1, 0}},
-                    ArrivalCase{"ShortPacketFirst", 250, 100, {3, 0, 2, 1, 4}},
-                    ArrivalCase{"Duplicates", 250, 100, {0, 0, 1, 1, 2, 1, 3, 3, 2, 4, 4}},
-                    ArrivalCase{"SmallerPacketsThanSet", 250, 60, {0, 1, 2, 3, 4, 5, 6}},
-                    ArrivalCase{"SmallerPacketsBackwards", 250, 60, {6, 5, 4, 3, 2, 1, 0}},
-                    ArrivalCase{"SmallerPacketsLastInTheMiddle", 250, 60, {0, 2, 5, 1, 3, 4, 6}},
-                    ArrivalCase{"SmallerPacketsAllFull", 240, 60, {0, 4, 3, 2, 1, 5}},
-                    ArrivalCase{"TwoSmallerPackets", 90, 60, {0, 2, 1, 3}},
-                    ArrivalCase{"LargerPacketsThanSet", 250, 120, {0, 1, 2, 3, 4}},
-                    ArrivalCase{"LargerPacketsLastFirst", 250, 120, {3, 2, 0, 1, 4}}),
+    testing::Values(
+        ArrivalCase{"LastPacketShort", 250, 100, {0, 1, 2, 3, 4}},
+        ArrivalCase{"LastPacketExactlyFull", 300, 100, {0, 1, 2, 3, 4}},
+        ArrivalCase{
+            "FillsTheBuffer", kAssemblerPayload, 100, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
+        ArrivalCase{"OnePacket", 40, 100, {0, 1, 2}}, ArrivalCase{"NoPayload", 0, 100, {0, 1}},
+        ArrivalCase{"NoPayloadTrailerFirst", 0, 100, {1, 0}},
+        ArrivalCase{"LateLeader", 250, 100, {1, 2, 3, 4, 0}},
+        ArrivalCase{"LeaderBeforeTrailer", 250, 100, {1, 2, 3, 0, 4}},
+        ArrivalCase{"Backwards", 250, 100, {4, 3, 2, 1, 0}},
+        ArrivalCase{"ShortPacketFirst", 250, 100, {3, 0, 2, 1, 4}},
+        ArrivalCase{"Duplicates", 250, 100, {0, 0, 1, 1, 2, 1, 3, 3, 2, 4, 4}},
+        ArrivalCase{"SmallerPacketsThanSet", 250, 60, {0, 1, 2, 3, 4, 5, 6}},
+        ArrivalCase{"SmallerPacketsBackwards", 250, 60, {6, 5, 4, 3, 2, 1, 0}},
+        ArrivalCase{"SmallerPacketsLastInTheMiddle", 250, 60, {0, 2, 5, 1, 3, 4, 6}},
+        ArrivalCase{"SmallerPacketsAllFull", 240, 60, {0, 4, 3, 2, 1, 5}},
+        ArrivalCase{"TwoSmallerPackets", 90, 60, {0, 2, 1, 3}},
+        ArrivalCase{"LargerPacketsThanSet", 250, 120, {0, 1, 2, 3, 4}},
+        ArrivalCase{"LargerPacketsLastFirst", 250, 120, {3, 2, 0, 1, 4}}),
     [](const auto& test) { return test.param.name; });
-
-Bytes resized(Bytes packet, std::size_t bytes) {
-    packet.resize(bytes);
-    return packet;
-}
 
 TEST(FrameAssembler, PutsTogetherWhatAnIndependentCameraSends) {
     StreamSetup setup;
@@ -317,7 +196,8 @@ INSTANTIATE_TEST_SUITE_P(
                     SizeCase{"LastShort", 5, 49}, SizeCase{"LastEmpty", 5, 0},
                     SizeCase{"LastFullShort", 4, 99, 400}, SizeCase{"OfTwoFirstShort", 1, 60, 150},
                     SizeCase{"OfTwoLastShort", 2, 20, 150}, SizeCase{"OnlyShort", 1, 20, 50},
-                    SizeCase{"LastPastTheEnd", 10, 140, kPayload}, SizeCase{"LeaderShort", 0, 30}),
+                    SizeCase{"LastPastTheEnd", 10, 140, kAssemblerPayload},
+                    SizeCase{"LeaderShort", 0, 30}),
     [](const auto& test) { return test.param.name; });
 
 TEST(FrameAssembler, BelievesACameraWhoseImagesAreSmallerThanItSays) {
@@ -377,7 +257,7 @@ TEST(FrameAssembler, KeepsTheFirstOfTwoPacketsThatDiffer) {
 
 TEST(FrameAssembler, CountsWhatItCannotTake) {
     Bench bench;
-    bench.feedAll(PacketWriter{.blockId = 1}.block(content(kPayload + 1, 1)));
+    bench.feedAll(PacketWriter{.blockId = 1}.block(content(kAssemblerPayload + 1, 1)));
     EXPECT_EQ(bench.counters.tooBig.get(), 1u);
     bench.feedAll(PacketWriter{.blockId = 2, .payloadType = 3}.block(content(250, 1)));
     EXPECT_EQ(bench.counters.unsupported.get(), 1u);
@@ -677,26 +557,48 @@ TEST(FrameAssembler, FollowsACameraThatStartsAnew) {
     }
 }
 
+/** Behind the wrap 1 is nearer to 42135 than in front of it, but 23,400 blocks were never taken. */
 TEST(FrameAssembler, TellsACameraThatStartsAnewFromTheWrapOfItsIds) {
-    Bench bench;
-    const auto send = [&](std::uint64_t id) {
-        bench.feedAll(PacketWriter{.blockId = id, .timestamp = id}.block(content(250, 1)));
+    struct Case {
+        std::uint64_t before;  ///< the last block's id
+        milliseconds silence;
+        std::uint64_t time;  ///< of the next one, whose id is 1; blocks are 10 apart
+        bool isAnew;
     };
-    send(42135);
-    // Behind the wrap 1 would be nearer than in front of it, but 23,400 blocks were never taken.
-    bench.feed(PacketWriter{.blockId = 1}.payload(1, content(100, 1)));
-    send(1);
-    send(2);
-    EXPECT_THAT(bench.ids(), ElementsAre(42135u, 1u, 2u));
-    EXPECT_EQ(bench.counters.cameraRestarts.get(), 1u);
-    EXPECT_EQ(bench.counters.latePackets.get(), 1u);
-    EXPECT_EQ(bench.counters.lostFrames.get(), 0u);
-    for (const std::uint64_t id : {20000u, 40000u, 62000u}) send(id);
-    bench.pass(milliseconds(400));  // in which a quick camera may have taken the 3,536 between
-    send(1);
-    EXPECT_EQ(bench.ids().back(), 65536u);
-    EXPECT_EQ(bench.frames.back().lostBefore, 3535u);
-    EXPECT_EQ(bench.counters.cameraRestarts.get(), 1u);
+    const Case cases[] = {
+        {42135, milliseconds(0), 110, true},        // ids only
+        {42135, milliseconds(3000), 110, true},     // a camera that waited for a trigger
+        {42135, milliseconds(3000), 5, true},       // one that was switched off and on
+        {62000, milliseconds(400), 40'000, false},  // 3,535 may have been taken meanwhile
+        {62000, milliseconds(400), 20'000, true},   // in this time they may not
+        {65000, milliseconds(0), 110, false},       // as many may be lost at any time
+    };
+    for (const Case& at : cases) {
+        Bench bench;
+        const auto send = [&](std::uint64_t id, std::uint64_t time) {
+            bench.feedAll(PacketWriter{.blockId = id, .timestamp = time}.block(content(250, 1)));
+        };
+        send(at.before - 1, 90);
+        send(at.before, 100);
+        bench.pass(at.silence);
+        bench.feed(PacketWriter{.blockId = 1}.payload(1, content(100, 1)));
+        EXPECT_EQ(bench.counters.latePackets.get(), at.before == 65000 ? 0u : 1u);
+        send(1, at.time);
+        EXPECT_EQ(bench.ids().back(), at.isAnew ? 1u : 65536u) << at.before << ' ' << at.time;
+        EXPECT_EQ(bench.counters.cameraRestarts.get(), at.isAnew ? 1u : 0u);
+        EXPECT_EQ(bench.frames.back().lostBefore, at.isAnew ? 0u : 65535 - at.before);
+    }
+}
+
+/** Of a camera without a clock the silence tells. */
+TEST(FrameAssembler, BelievesThatIdsWrapWhenNothingCameForLong) {
+    for (const bool isLong : {false, true}) {
+        Bench bench;
+        bench.feedAll(PacketWriter{.blockId = 62000, .timestamp = 0}.block(content(250, 1)));
+        bench.pass(milliseconds(isLong ? 400 : 200));
+        bench.feedAll(PacketWriter{.blockId = 1, .timestamp = 0}.block(content(250, 1)));
+        EXPECT_EQ(bench.ids().back(), isLong ? 65536u : 1u);
+    }
 }
 
 TEST(FrameAssembler, CountsAllThatAQuickCameraTookInASilence) {
@@ -719,174 +621,6 @@ TEST(FrameAssembler, SurvivesAForgedBlockId) {
     for (unsigned id = 14; id <= 15; ++id)
         bench.feedAll(PacketWriter{.blockId = id, .timestamp = id}.block(content(250, id)));
     EXPECT_THAT(bench.ids(), ElementsAre(10u, 11u, 12u, 13u, 14u, 15u));
-}
-
-/** A network with faults between a camera and an assembler. */
-class FaultyNetwork : public testing::TestWithParam<unsigned> {};
-
-TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
-    std::minstd_rand engine(GetParam() + 1);
-    const auto random = [&] { return static_cast<unsigned>(engine() >> 5); };
-    const auto chance = [&](unsigned perMille) { return random() % 1000 < perMille; };
-    const bool extended = chance(500);
-    const std::uint64_t firstId = extended ? 1 : 65500;  // the ids wrap on the way
-    const std::size_t stride = chance(500) ? 100 : 40 + random() % 100;
-    const unsigned dropped = random() % 3 * 20;
-    const unsigned window = 1 + random() % 12;
-    const unsigned missized = random() % 3 * 10;
-    constexpr unsigned kBlocks = 150;
-
-    Bench bench(extended ? Bench::extended() : Bench::standard());
-    Bench inBatches(extended ? Bench::extended() : Bench::standard());
-    const auto pass = [&](milliseconds time) {
-        inBatches.feedBatch();
-        for (Bench* each : {&bench, &inBatches}) each->pass(time);
-    };
-    std::map<std::uint64_t, Bytes> images;
-    std::map<std::uint64_t, std::vector<Bytes>> wire;
-    std::deque<Bytes> underWay;
-    bench.onResend = [&](const ResendRequest& request) {
-        const auto& packets = wire.at(request.blockId);
-        for (std::uint64_t id = request.firstPacket; id <= request.lastPacket; ++id)
-            if (id < packets.size() && !chance(dropped)) underWay.push_back(packets[id]);
-    };
-    const auto arrive = [&](std::size_t keep) {
-        while (underWay.size() > keep) {
-            const std::size_t index = random() % std::min<std::size_t>(window, underWay.size());
-            bench.feed(underWay[index]);
-            inBatches.gather(underWay[index]);
-            underWay.erase(underWay.begin() + static_cast<std::ptrdiff_t>(index));
-            if (chance(30)) pass(milliseconds(1));
-        }
-    };
-    for (unsigned i = 0; i < kBlocks; ++i) {
-        const std::uint64_t id = firstId + i;
-        const std::uint64_t wireId = extended ? id : (id - 1) % 65535 + 1;
-        images[id] = content(random() % (kPayload + 1), i);
-        wire[wireId] = PacketWriter{.blockId = wireId,
-                                    .extended = extended,
-                                    .stride = stride,
-                                    .timestamp = id,
-                                    .width = 1,
-                                    .height = 1}
-                           .block(images[id]);
-        const auto& packets = wire[wireId];
-        for (std::size_t n = 0; n < packets.size(); ++n) {
-            if (!chance(dropped)) underWay.push_back(packets[n]);
-            if (chance(20)) underWay.push_back(packets[n]);
-            // That the last one is another, nothing tells; nor, of two, that it is not the stride.
-            const bool isTold = n > 0 && packets.size() > 5 && n + 2 < packets.size();
-            if (isTold && chance(missized)) {
-                const std::size_t bytes = packets[n].size() - stride + random() % (stride + 20);
-                underWay.back() = resized(packets[n], bytes);
-            }
-        }
-        arrive(window);
-        pass(milliseconds(2));
-    }
-    for (int i = 0; i < 20; ++i) {
-        arrive(0);
-        pass(milliseconds(20));
-    }
-    std::uint64_t last = 0;
-    for (const auto& frame : bench.frames) {
-        EXPECT_GT(frame.info.blockId, last);
-        last = frame.info.blockId;
-        EXPECT_EQ(frame.bytes, images.at(last)) << "block " << last;
-    }
-    EXPECT_TRUE(bench.idle());
-    EXPECT_EQ(inBatches.counters.text(), bench.counters.text());
-    EXPECT_EQ(inBatches.ids(), bench.ids());
-    for (const auto& frame : inBatches.frames)
-        EXPECT_EQ(frame.bytes, images.at(frame.info.blockId)) << "block " << frame.info.blockId;
-    if (missized == 0) {
-        EXPECT_EQ(bench.counters.malformedFrames.get(), 0u);
-    }
-    EXPECT_EQ(bench.frames.size() + bench.counters.lostFrames.get() + bench.counters.tooBig.get() +
-                  bench.counters.malformedFrames.get(),
-              kBlocks);
-    // Reordering of tiny frames may exceed the room for open ones; loss is repaired mostly.
-    EXPECT_GE(bench.frames.size(), kBlocks * (dropped == 0 ? 95 : 80) / 100);
-}
-
-INSTANTIATE_TEST_SUITE_P(FrameAssembler, FaultyNetwork, testing::Range(0u, 60u));
-
-TEST(FrameAssembler, TakesABatchForNoMoreThanItsPackets) {
-    const PacketWriter writer{.blockId = 7};
-    const auto full = [&](std::uint32_t id) { return writer.payload(id, content(100, id)); };
-    struct Case {
-        Bytes before;  ///< comes before the batch, behind two full packets
-        std::vector<std::uint32_t> ids;
-        std::size_t bytes;
-        std::uint8_t status = 0;  ///< upper byte of the last one's
-    };
-    const Case cases[] = {
-        {full(3), {4, 5, 6}, 100},
-        {full(3), {4, 6, 7}, 100},
-        {full(3), {4, 4, 5}, 100},
-        {full(3), {8, 9, 10, 11}, 100},
-        {full(3), {2, 4, 5}, 110},
-        {writer.payload(3, content(50, 3)), {1, 4, 5}, 100},
-        {writer.trailer(4), {1, 3, 4, 5}, 100},
-        {writer.trailer(6), {1, 3, 4, 5}, 100},
-        {full(3), {4, 5, 6}, 100, 0x80},
-    };
-    for (const Case& at : cases) {
-        Bench bench;
-        Bench inBatches;
-        for (Bench* each : {&bench, &inBatches})
-            each->feedAll({writer.leader(), full(1), full(2), at.before});
-        for (const std::uint32_t id : at.ids) {
-            Bytes packet = writer.payload(id, content(at.bytes, id));
-            if (id == at.ids.back()) packet[0] = at.status;
-            bench.feed(packet);
-            inBatches.gather(packet);
-        }
-        inBatches.feedBatch();
-        for (Bench* each : {&bench, &inBatches}) each->pass(milliseconds(1000));
-        EXPECT_EQ(inBatches.counters.text(), bench.counters.text());
-        EXPECT_EQ(inBatches.requests.size(), bench.requests.size());
-        EXPECT_EQ(inBatches.frames.size(), bench.frames.size());
-    }
-}
-
-/** Of a frame of 10 packets behind its leader, 200 us each, the next one being under way. */
-TEST(FrameAssembler, TellsHowLongTheRestOfAFrameTakes) {
-    constexpr auto kStep = std::chrono::microseconds(200);
-    constexpr auto kUnknown = FrameAssembler::Clock::duration::max();
-    const auto block = [](std::uint64_t id, std::size_t bytes) {
-        return PacketWriter{.blockId = id, .timestamp = id}.block(content(bytes, 1));
-    };
-    Bench bench;
-    EXPECT_EQ(bench.rest(), kUnknown);
-    const auto first = block(1, 900);
-    bench.feedSlowly({first.begin(), first.end() - 1}, kStep);
-    EXPECT_EQ(bench.rest(), kUnknown) << "there was none before it";
-    bench.feed(first.back());
-    EXPECT_EQ(bench.rest(), kUnknown) << "none is under way";
-
-    const auto second = block(2, 1000);
-    bench.feedSlowly({second.begin(), second.begin() + 4}, kStep);
-    EXPECT_EQ(bench.rest(), 7 * kStep);
-    bench.feedSlowly({second.begin() + 4, second.begin() + 10}, kStep);
-    EXPECT_EQ(bench.rest(), kStep);
-    bench.feedSlowly({second.begin() + 10, second.begin() + 11}, kStep);
-    EXPECT_EQ(bench.rest(), FrameAssembler::kRestOfLongerFrame);
-    bench.feed(second.back());
-}
-
-/** It is taken for as long as the time between the looks at first. */
-TEST(FrameAssembler, FindsOutHowShortAFrameIsThatComesBetweenTwoLooks) {
-    constexpr auto kLongest = std::chrono::microseconds(800);
-    Bench bench;
-    for (std::uint64_t id = 1; id <= 10; ++id) {
-        const auto packets = PacketWriter{.blockId = id, .timestamp = id}.block(content(1000, 1));
-        bench.feed(packets[0]);
-        bench.wait(std::min<FrameAssembler::Clock::duration>(bench.rest(), kLongest));
-        bench.feedAll({packets.begin() + 1, packets.end()});
-    }
-    bench.feed(PacketWriter{.blockId = 11, .timestamp = 11}.leader());
-    EXPECT_LT(bench.rest(), kLongest / 8);
 }
 
 TEST(FrameAssembler, SurvivesGarbage) {

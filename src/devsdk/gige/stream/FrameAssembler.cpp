@@ -49,6 +49,10 @@ std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
     return reference + step;
 }
 
+bool isLeader(const GvspPacket& packet) {
+    return packet.format == static_cast<std::uint8_t>(GvspFormat::leader);
+}
+
 void noteChunks(const PayloadContent& content, std::uint64_t blockId, StreamCounters& counters) {
     if (content.chunks.ignored() != 0)
         GIGE_LOG_WHEN_FREE(kDebug, "Block " + std::to_string(blockId) + " has " +
@@ -127,7 +131,7 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
 FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Time now) {
     if (packet.extendedIds != extendedIds_) {
         // A camera that came back may be set up differently; anything but a leader is debris.
-        if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) {
+        if (!isLeader(packet)) {
             counters_.malformedPackets.add();
             return nullptr;
         }
@@ -137,14 +141,15 @@ FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Tim
     std::uint64_t id = countOn(packet);
     if (OpenBlock* block = findOpen(id)) return current_ = block;
     const bool isOld = id <= lastClosedId_ || (id < order_[0]->id && !hasRoom());
-    if (isOld || isBehindTooLongAStep(id, packet, now)) {
-        if (!isRestart(id, packet, now)) {
+    if (isOld || isFarBehindWrap(id, packet)) {
+        if (isRestart(id, packet, now)) {
+            counters_.cameraRestarts.add();
+            restart(packet.extendedIds);
+            id = packet.blockId;
+        } else if (isOld || !isLeader(packet)) {
             counters_.latePackets.add();
             return nullptr;
         }
-        counters_.cameraRestarts.add();
-        restart(packet.extendedIds);
-        id = packet.blockId;
     }
     return current_ = &open(id, packet, now);
 }
@@ -156,15 +161,29 @@ std::uint64_t FrameAssembler::countOn(const GvspPacket& packet) const {
         std::max<std::int64_t>(nearestTo(newestId_, packet.blockId), 0));
 }
 
-/**
- * A step over the wrap of 16-bit ids, and so long that the blocks between were never taken: from
- * 40000 to 1 a camera has begun anew, though from 65500 to 1 it may have gone on.
- */
-bool FrameAssembler::isBehindTooLongAStep(std::uint64_t id, const GvspPacket& packet,
-                                          Time now) const {
+/** From 40000 to 1 a camera may have begun anew, though from 65500 to 1 it has gone on. */
+bool FrameAssembler::isFarBehindWrap(std::uint64_t id, const GvspPacket& packet) const {
     if (packet.extendedIds || newestId_ == 0 || id <= newestId_) return false;
     const bool isBehindWrap = packet.blockId <= (newestId_ - 1) % kLastStandardBlockId;
-    return isBehindWrap && id - newestId_ - 1 > mostSkippedIn(now - lastProgress_);
+    return isBehindWrap && id - newestId_ > kMaxCountedSkip;
+}
+
+/** How many blocks a camera may have taken since the newest, by its own clock where it has one. */
+std::uint64_t FrameAssembler::mostTakenUntil(const GvspLeader& leader, Time now) const {
+    const bool hasClock = clock_.least != 0 && leader.timestamp != 0;
+    if (!hasClock) return mostSkippedIn(now - lastProgress_);
+    if (leader.timestamp < clock_.latest) return 0;  // switched off and on
+    return kMaxCountedSkip + (leader.timestamp - clock_.latest) / clock_.least;
+}
+
+void FrameAssembler::noteTime(std::uint64_t id, std::uint64_t timestamp) {
+    if (id <= clock_.id) return;
+    if (clock_.id != 0 && timestamp > clock_.latest) {
+        const std::uint64_t each = (timestamp - clock_.latest) / (id - clock_.id);
+        if (each != 0 && (clock_.least == 0 || each < clock_.least)) clock_.least = each;
+    }
+    clock_.id = id;
+    clock_.latest = timestamp;
 }
 
 FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
@@ -175,14 +194,15 @@ FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
 
 /**
  * A leader of an old block is either late or sent twice, or of a camera that lost power and counts
- * from 1 again. The clock in the leader tells: the same block has the same time. None of it
- * concerns an id ahead of the newest, which has been found too far already.
+ * from 1 again. The clock in the leader tells: the same block has the same time. One that seems to
+ * be ahead, behind the wrap of the ids, is of such a camera when there was no time for the blocks
+ * between.
  */
 bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const {
-    if (packet.format != static_cast<std::uint8_t>(GvspFormat::leader)) return false;
+    if (!isLeader(packet)) return false;
     const auto leader = decodeGvspLeader(packet.body);
     if (!leader) return false;
-    if (id > newestId_) return true;
+    if (id > newestId_) return id - newestId_ > mostTakenUntil(*leader, now);
     if (now - lastProgress_ >= kRestartSilence) return true;
     const bool longAgo = id < lastClosedId_ && lastClosedId_ - id > closed_.size();
     if (longAgo) return true;
@@ -207,6 +227,7 @@ void FrameAssembler::restart(bool extendedIds) {
     packetTime_ = {};
     lengthsVary_ = false;
     newestId_ = lastClosedId_ = 0;
+    clock_ = {};
     closed_.fill({});
 }
 
@@ -304,6 +325,7 @@ Outcome FrameAssembler::placeLeader(OpenBlock& block, const GvspPacket& packet) 
     if (packet.packetId != 0) return Outcome::malformed;
     if (!leader) return Outcome::refused;
     const Outcome outcome = block.part.takeLeader(*leader);
+    if (outcome == Outcome::taken) noteTime(block.id, leader->timestamp);
     if (!isReadable(*leader)) drop(block, counters_.unsupported);
     return outcome;
 }

@@ -130,6 +130,12 @@ class FrameAssembler {
         std::uint64_t timestamp = 0;
         bool hasTimestamp = false;
     };
+    /** What the leaders say of the camera's clock, in its ticks. */
+    struct CameraClock {
+        std::uint64_t id = 0;      ///< of the newest block whose leader came; 0: none
+        std::uint64_t latest = 0;  ///< that leader's time
+        std::uint64_t least = 0;   ///< from one block to the next; 0: not known
+    };
 
     [[nodiscard]] OpenBlock* blockOf(const GvspPacket& packet, Time now);
     [[nodiscard]] OpenBlock* findOpen(std::uint64_t id);
@@ -137,8 +143,9 @@ class FrameAssembler {
     [[nodiscard]] bool hasRoom() const;
     void makeRoomFor(std::uint64_t id);
     [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
-    [[nodiscard]] bool isBehindTooLongAStep(std::uint64_t id, const GvspPacket& packet,
-                                            Time now) const;
+    [[nodiscard]] bool isFarBehindWrap(std::uint64_t id, const GvspPacket& packet) const;
+    [[nodiscard]] std::uint64_t mostTakenUntil(const GvspLeader& leader, Time now) const;
+    void noteTime(std::uint64_t id, std::uint64_t timestamp);
     [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;
     void restart(bool extendedIds);
 
@@ -193,6 +200,7 @@ class FrameAssembler {
     std::uint64_t lastClosedId_ = 0;  ///< 0: none
     Time lastProgress_{};             ///< when a packet last made a difference
     Clock::duration answerTime_ = kRepeatRequestAfter;  ///< from a request to its first packet
+    CameraClock clock_;
     std::array<ClosedBlock, 64> closed_{};
     std::size_t closedNext_ = 0;
 };

@@ -322,8 +322,7 @@ void StreamReceiver::waitForPackets(bool frameUnderWay) {
  */
 std::chrono::nanoseconds StreamReceiver::gatheringTime() const {
     const std::chrono::nanoseconds rest = assembler_->restOfFrame();
-    if (rest > gathering_ + kLastLook) return gathering_;
-    return rest > 2 * kLastLook ? rest - kLastLook : rest;
+    return std::min(gathering_, rest > 2 * kLastLook ? rest - kLastLook : rest);
 }
 
 void StreamReceiver::countHostDrops() {
