@@ -400,8 +400,8 @@ std::string errorText(const json::ParseResult& outcome, bool isTooDeep) {
 // Parses result.bytes, which hold `size` bytes and a NUL behind them, and writes over them.
 json::ParseErrorCode parseInSitu(std::size_t size, ResultJson& result) {
     // Recursive, which is a sixth faster than iterative: the handler ends it at kDeepestLevel, so
-    // that nesting takes no more of the caller's stack than some 30 KB. As texts: no number loses
-    // anything.
+    // that nesting takes no more of the caller's stack than some 30 KB (optimised). As texts: no
+    // number loses anything.
     constexpr unsigned kFlags =
         json::kParseInsituFlag | json::kParseNumbersAsStringsFlag | json::kParseFullPrecisionFlag;
     json::InsituStringStream stream(result.bytes.get());
