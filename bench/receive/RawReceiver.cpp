@@ -10,8 +10,9 @@
 //     800,copy     they are put together to frames, with a copy of each packet
 //     800,split    the kernel puts them where they belong, each header somewhere else
 //
-// The last two believe that every packet comes, and in its place: they show what frames cost at
-// least. Threads: one for each camera.
+// The last two believe that every packet comes, and in its place, and split what comes with a
+// trailer as if it still belonged to that frame: they show what frames cost at least. Threads: one
+// for each camera.
 #include "Account.h"
 #include "FrameMemory.h"
 #include "Processor.h"
@@ -44,9 +45,10 @@ using namespace kestro::bench;
 
 constexpr unsigned kBatch = 32;
 constexpr std::size_t kSlot = 65536 + 33 * 64;  // no two of a batch in the same cache sets
-constexpr unsigned kSlots = 64;
+constexpr std::size_t kMostPackets = 64;        // of a batch that is split
 constexpr int kReceiveBuffer = 32 << 20;
 constexpr std::size_t kHeaderBytes = 8;
+constexpr std::size_t kLeaderBytes = 44;
 constexpr std::size_t kTrailerBytes = 16;
 constexpr std::size_t kLargestDatagram = 65536;
 constexpr int kPollMs = 100;
@@ -63,30 +65,30 @@ class Counter {
     std::atomic<std::uint64_t> value_{0};
 };
 
-enum class Making { nothing, copies, places };
+enum class Making { nothing, byCopying, bySplitting };
 
-struct Word {
+struct Task {
     std::chrono::microseconds gathering{0};
     Making making = Making::nothing;
 
-    explicit Word(const std::string& text) : gathering(std::atoi(text.c_str())) {
+    explicit Task(const std::string& text) : gathering(std::atoi(text.c_str())) {
         const std::size_t comma = text.find(',');
         if (comma == std::string::npos) return;
         const std::string what = text.substr(comma + 1);
         if (what != "copy" && what != "split") giveUp(what + ": copy or split");
-        making = what == "copy" ? Making::copies : Making::places;
+        making = what == "copy" ? Making::byCopying : Making::bySplitting;
     }
 };
 
 class Stream {
  public:
-    Stream(Word word, std::size_t packetBytes, HandOvers& handOvers)
-        : gathering_(word.gathering),
-          making_(word.making),
+    Stream(Task task, std::size_t packetBytes, HandOvers& handOvers)
+        : gathering_(task.gathering),
+          making_(task.making),
           segmentBytes_(packetBytes - 28),
           handOvers_(handOvers),
           socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
-          slots_(static_cast<std::uint8_t*>(::mmap(nullptr, kSlots * kSlot, PROT_READ | PROT_WRITE,
+          slots_(static_cast<std::uint8_t*>(::mmap(nullptr, kBatch * kSlot, PROT_READ | PROT_WRITE,
                                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1,
                                                    0))) {
         sockaddr_in any{};
@@ -96,13 +98,14 @@ class Stream {
         if (slots_ == MAP_FAILED || ::setsockopt(socket_, SOL_UDP, UDP_GRO, &on, sizeof on) != 0 ||
             ::bind(socket_, reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0)
             giveUp("a socket cannot be made");
+        if (kLargestDatagram / segmentBytes_ >= kMostPackets) giveUp("the packets are too small");
         receiveBuffer_ = forceReceiveBuffer(port(), kReceiveBuffer);
         thread_ = std::thread([this] { run(); });
     }
     ~Stream() {
         isOver_ = true;
         thread_.join();
-        ::munmap(slots_, kSlots * kSlot);
+        ::munmap(slots_, kBatch * kSlot);
         ::close(socket_);
     }
     Stream(const Stream&) = delete;
@@ -125,24 +128,24 @@ class Stream {
     void run() {
         ::prctl(PR_SET_TIMERSLACK, 1UL);
         if (making_ != Making::nothing) frames_.emplace();
+        askForSlots();
         for (bool hasCome = false; !isOver_;) {
-            const unsigned asked = making_ == Making::places ? askForPlaces() : askForSlots();
+            const unsigned asked = making_ == Making::bySplitting ? askForPlaces() : kBatch;
             const int count = ::recvmmsg(socket_, headers_, asked, MSG_DONTWAIT, nullptr);
             for (int i = 0; i < count; ++i) take(static_cast<unsigned>(i));
-            hasCome = hasCome || count > 0;
+            hasCome = count > 0 || (asked == 1 && hasCome);
             if (count == static_cast<int>(asked)) continue;
             wait(hasCome);
             hasCome = false;
         }
     }
     /** Each datagram goes into a slot of its own. */
-    unsigned askForSlots() {
+    void askForSlots() {
         for (unsigned i = 0; i < kBatch; ++i) {
             slices_[i] = {slots_ + i * kSlot, kSlot};
             headers_[i].msg_hdr.msg_iov = &slices_[i];
             headers_[i].msg_hdr.msg_iovlen = 1;
         }
-        return kBatch;
     }
     /** Single packets go where they belong if none is missing; of batches the next one does, for
      * how many packets that one holds, and so where another begins, is not known. */
@@ -151,7 +154,7 @@ class Stream {
         const std::size_t packets = isBatched_ ? kLargestDatagram / segmentBytes_ + 1 : kBatch;
         std::uint8_t* to = frames_->place(packets * payload);
         for (std::size_t i = 0; i < packets; ++i, to += payload) {
-            slices_[2 * i] = {slots_ + i * kSlot, kHeaderBytes};
+            slices_[2 * i] = {packetHeaders_[i], kHeaderBytes};
             slices_[2 * i + 1] = {to, payload};
         }
         for (std::size_t i = 0; i < kBatch; ++i) {
@@ -163,11 +166,13 @@ class Stream {
     void take(unsigned i) {
         const std::size_t bytes = headers_[i].msg_len;
         const std::size_t packets = (bytes + segmentBytes_ - 1) / segmentBytes_;
+        const bool isSplit = making_ == Making::bySplitting;
         bytes_.add(bytes);
         packets_.add(packets);
-        if (bytes == kTrailerBytes) return end(slots_ + i * kSlot);
-        if (making_ == Making::copies) copy(slots_ + i * kSlot, bytes);
-        if (making_ == Making::places) frames_->advance(bytes - packets * kHeaderBytes);
+        if (bytes == kTrailerBytes) return end(isSplit ? packetHeaders_[i] : slots_ + i * kSlot);
+        if (bytes == kLeaderBytes) return;
+        if (making_ == Making::byCopying) copy(slots_ + i * kSlot, bytes);
+        if (isSplit) frames_->advance(bytes - packets * kHeaderBytes);
         const bool isCut = (headers_[i].msg_hdr.msg_flags & MSG_TRUNC) != 0;
         if (bytes >= segmentBytes_ || isCut) isBatched_ = isCut || packets > 1;
     }
@@ -200,7 +205,8 @@ class Stream {
     HandOvers& handOvers_;
     int socket_;
     std::uint8_t* slots_;
-    iovec slices_[2 * kSlots]{};
+    std::uint8_t packetHeaders_[kMostPackets][kHeaderBytes]{};
+    iovec slices_[2 * kMostPackets]{};
     mmsghdr headers_[kBatch]{};
     std::optional<FrameMemory> frames_;
     bool isBatched_ = false;
@@ -233,12 +239,12 @@ std::string details(const Streams& streams) {
 int main(int count, char** words) {
     const ReceiverOptions options = receiverOptions(count, words);
     stayOn(options.cpu);
-    const Word word(options.word);
+    const Task task(options.word);
     std::vector<HandOvers> handOvers(options.cameras);
     Streams streams;
     for (std::size_t i = 0; i < options.cameras; ++i) {
         streams.push_back(std::make_unique<Stream>(
-            word, static_cast<std::size_t>(options.packetBytes), handOvers[i]));
+            task, static_cast<std::size_t>(options.packetBytes), handOvers[i]));
     }
     giveAccount([&streams] { return sumOf(streams); }, handOvers, details(streams));
 }
