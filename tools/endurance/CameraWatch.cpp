@@ -97,13 +97,13 @@ void CameraWatch::take(const kestro::Frame& frame) {
 void CameraWatch::follow(std::uint64_t blockId) {
     constexpr std::uint64_t kLastId = 0xffff;
     const bool isBack = blockId <= lastBlock_;
-    if (isBack && lastBlock_ != 0) lastBlock_ = (lastBlock_ - 1) % kLastId + 1;
-    const bool hasWrapped = isBack && lastBlock_ + 64 > kLastId && blockId < 64;
+    const std::uint64_t before = isBack ? (lastBlock_ - 1) % kLastId + 1 : lastBlock_;
+    const bool hasWrapped = isBack && before + 64 > kLastId && blockId < 64;
     std::uint64_t passed = blockId - 1;
     if (hasWrapped)
-        passed += kLastId - lastBlock_;
-    else if (blockId > lastBlock_)
-        passed -= lastBlock_;
+        passed += kLastId - before;
+    else if (blockId > before)
+        passed -= before;
     else
         ++account_.restarts;
     lastBlock_ = blockId;

@@ -184,12 +184,11 @@ Run watch(const Watches& watches, const Options& options) {
  * not have been noticed yet: one that goes on sending sends one more frame. False when it is not
  * back.
  */
-bool isThereSoon(const CameraWatch& watch, bool goesOnSending) {
+bool isThereBefore(Clock::time_point deadline, const CameraWatch& watch, bool goesOnSending) {
     const std::uint64_t delivered = watch.delivered();
     const auto isThere = [&] {
         return watch.isConnected() && (!goesOnSending || watch.delivered() > delivered);
     };
-    const auto deadline = Clock::now() + kLongestAbsence;
     while (!isThere() && Clock::now() < deadline) std::this_thread::sleep_for(kLook);
     return isThere();
 }
@@ -223,8 +222,9 @@ int endure(const Options& options) {
     for (const auto& each : watches) each->start();
     const Run run = watch(watches, options);
     bool isSound = true;
+    const auto deadline = Clock::now() + kLongestAbsence;
     for (const auto& each : watches) {
-        isSound = isThereSoon(*each, options.frames != 0) && isSound;
+        isSound = isThereBefore(deadline, *each, options.frames != 0) && isSound;
         each->stop();  // at once: the next accident may be near
     }
     for (const auto& each : watches) isSound = print(*each) && isSound;
