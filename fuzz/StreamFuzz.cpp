@@ -8,6 +8,7 @@
 #include "FuzzInput.h"
 #include "RecordingLogger.h"
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -176,6 +177,7 @@ class Stream {
         setup_.canResend = (flags & 1) == 0;
         setup_.extendedIds = extended_ = (flags & 2) != 0;
         inBatches_ = (flags & 8) != 0;
+        inPlace_ = (flags & 16) != 0;
         stride_ = 1 + flags % 37;
         blockId_ = (flags & 4) == 0 ? 1 : extended_ ? 0xfffffffffffffff0 : 0xfffc;
     }
@@ -223,9 +225,27 @@ class Stream {
     /** What came since the last one, all of one size but the last, as the kernel puts it together.
      */
     void takeBatch() {
-        if (!batch_.empty()) assembler_->takeBatch(exactly(batch_), batchPacketBytes_, now_);
+        if (!batch_.empty()) {
+            const std::size_t inPlace = inPlace_ ? receiveInPlace() * batchPacketBytes_ : 0;
+            const ByteView rest = ByteView(batch_).subspan(inPlace);
+            assembler_->takeBatch(exactly(rest), batchPacketBytes_, now_);
+        }
         batch_.clear();
         batchPacketBytes_ = 0;
+    }
+    /** What came is written to where the next packets belong; gives how many it was. */
+    std::size_t receiveInPlace() {
+        const ExpectedRun run = assembler_->expectedRun();
+        if (run.count == 0) return 0;
+        std::fill_n(run.place, run.count * run.stride, std::uint8_t{0xdd});
+        if (batchPacketBytes_ != run.headerBytes + run.stride) return 0;
+        Bytes headers;
+        for (std::size_t i = 0; i < std::min(run.count, batch_.size() / batchPacketBytes_); ++i) {
+            const std::uint8_t* const packet = batch_.data() + i * batchPacketBytes_;
+            headers.insert(headers.end(), packet, packet + run.headerBytes);
+            std::copy_n(packet + run.headerBytes, run.stride, run.place + i * run.stride);
+        }
+        return assembler_->takePlaced(exactly(headers), now_);
     }
     /** Time goes on, and what is due is done. */
     void pass() {
@@ -346,6 +366,7 @@ class Stream {
     FrameAssembler* assembler_ = nullptr;
     FrameAssembler::Time now_{std::chrono::hours(1)};
     bool inBatches_ = false;
+    bool inPlace_ = false;
     Bytes batch_;
     std::size_t batchPacketBytes_ = 0;
     bool extended_ = false;

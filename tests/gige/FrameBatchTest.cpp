@@ -38,9 +38,12 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
 
     Bench bench(extended ? Bench::extended() : Bench::standard());
     Bench inBatches(extended ? Bench::extended() : Bench::standard());
+    Bench inPlace(extended ? Bench::extended() : Bench::standard());
+    inPlace.isReceivedInPlace = true;
+    Bench* const together[] = {&inBatches, &inPlace};
     const auto pass = [&](milliseconds time) {
-        inBatches.feedBatch();
-        for (Bench* each : {&bench, &inBatches}) each->pass(time);
+        for (Bench* each : together) each->feedBatch();
+        for (Bench* each : {&bench, &inBatches, &inPlace}) each->pass(time);
     };
     std::map<std::uint64_t, Bytes> images;
     std::map<std::uint64_t, std::vector<Bytes>> wire;
@@ -54,7 +57,7 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
         while (underWay.size() > keep) {
             const std::size_t index = random() % std::min<std::size_t>(window, underWay.size());
             bench.feed(underWay[index]);
-            inBatches.gather(underWay[index]);
+            for (Bench* each : together) each->gather(underWay[index]);
             underWay.erase(underWay.begin() + static_cast<std::ptrdiff_t>(index));
             if (chance(30)) pass(milliseconds(1));
         }
@@ -95,10 +98,12 @@ TEST_P(FaultyNetwork, NeverMakesAWrongFrameAndBatchesMakeNoDifference) {
         EXPECT_EQ(frame.bytes, images.at(last)) << "block " << last;
     }
     EXPECT_TRUE(bench.idle());
-    EXPECT_EQ(inBatches.counters.text(), bench.counters.text());
-    EXPECT_EQ(inBatches.ids(), bench.ids());
-    for (const auto& frame : inBatches.frames)
-        EXPECT_EQ(frame.bytes, images.at(frame.info.blockId)) << "block " << frame.info.blockId;
+    for (const Bench* each : together) {
+        EXPECT_EQ(each->counters.text(), bench.counters.text());
+        EXPECT_EQ(each->ids(), bench.ids());
+        for (const auto& frame : each->frames)
+            EXPECT_EQ(frame.bytes, images.at(frame.info.blockId)) << "block " << frame.info.blockId;
+    }
     if (missized == 0) {
         EXPECT_EQ(bench.counters.malformedFrames.get(), 0u);
     }

@@ -5,6 +5,7 @@
 #include "HeldLines.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -107,23 +108,50 @@ void FrameAssembler::takeBatch(ByteView batch, std::size_t packetBytes, Time now
  * packet by full packet: nearly all of a stream does. Gives the bytes taken.
  */
 std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Time now) {
-    if (!current_ || current_->state != State::gathering) return 0;
-    PartialFrame& part = current_->part;
-    const std::uint32_t first = part.highestPayload() + 1;
-    if (first < current_->askedEnd) return 0;
-    const PlainPayloadHeader header(current_->wireId, extendedIds_);
-    if (packetBytes != header.size() + part.stride()) return 0;
-    const std::uint32_t room = part.roomForRun();
-    std::uint32_t count = 0;
-    while (count < room && batch.size() >= packetBytes && header.isOf(batch, first + count)) {
-        part.putInRun(count++, batch.subspan(header.size(), part.stride()));
-        batch = batch.subspan(packetBytes);
-    }
-    if (count == 0) return 0;
-    counters_.packets.add(count);
-    part.takeRun(count);
-    notePacket(*current_, now);
+    const ExpectedRun run = expectedRun();
+    if (run.count == 0 || packetBytes != run.headerBytes + run.stride) return 0;
+    const std::size_t most = std::min(run.count, batch.size() / packetBytes);
+    const std::size_t count = countNext(batch, packetBytes, most);
+    const std::uint8_t* from = batch.data() + run.headerBytes;
+    for (std::size_t i = 0; i < count; ++i)
+        std::memcpy(run.place + i * run.stride, from + i * packetBytes, run.stride);
+    noteRun(count, now);
     return count * packetBytes;
+}
+
+ExpectedRun FrameAssembler::expectedRun() const {
+    if (!current_ || current_->state != State::gathering) return {};
+    const PartialFrame& part = current_->part;
+    if (part.highestPayload() + 1 < current_->askedEnd) return {};
+    const std::size_t header = extendedIds_ ? kGvspExtendedHeaderBytes : kGvspHeaderBytes;
+    return {part.runPlace(), part.stride(), header, part.roomForRun()};
+}
+
+std::size_t FrameAssembler::takePlaced(ByteView headers, Time now) {
+    if (headers.empty()) return 0;
+    const ExpectedRun run = expectedRun();
+    const std::size_t most = std::min(run.count, headers.size() / run.headerBytes);
+    const std::size_t count = countNext(headers, run.headerBytes, most);
+    noteRun(count, now);
+    return count;
+}
+
+/** How many of the packets, one each `step` bytes, come next in the current block. */
+std::size_t FrameAssembler::countNext(ByteView packets, std::size_t step, std::size_t most) const {
+    const PlainPayloadHeader header(current_->wireId, extendedIds_);
+    const std::uint32_t first = current_->part.highestPayload() + 1;
+    std::size_t count = 0;
+    while (count < most &&
+           header.isOf(packets.subspan(count * step), first + static_cast<std::uint32_t>(count)))
+        ++count;
+    return count;
+}
+
+void FrameAssembler::noteRun(std::size_t count, Time now) {
+    if (count == 0) return;
+    counters_.packets.add(count);
+    current_->part.takeRun(static_cast<std::uint32_t>(count));
+    notePacket(*current_, now);
 }
 
 /** The open block that the packet belongs to, opened if it is new; null when it is to be ignored.

@@ -41,6 +41,14 @@ class FrameOutput {
     virtual void requestResend(const ResendRequest& request) = 0;
 };
 
+/** The full packets that come next if all goes well, and where their payloads belong. */
+struct ExpectedRun {
+    std::uint8_t* place = nullptr;  ///< of the first one; the others' are right behind
+    std::size_t stride = 0;         ///< bytes of each
+    std::size_t headerBytes = 0;
+    std::size_t count = 0;  ///< no more than these; 0: what comes next is not known
+};
+
 /**
  * Makes frames of packets: a state machine without clock, socket or thread.
  *
@@ -80,6 +88,13 @@ class FrameAssembler {
     void take(ByteView datagram, Time now);
     /** Packets of `packetBytes` one behind the other, the last one perhaps smaller. */
     void takeBatch(ByteView batch, std::size_t packetBytes, Time now);
+    /** Its places are free for whoever receives to write to, until something is taken. */
+    [[nodiscard]] ExpectedRun expectedRun() const;
+    /**
+     * Takes packets whose payloads lie in the places of expectedRun(): as many of the headers, one
+     * behind the other, as are the expected ones. Gives their count.
+     */
+    [[nodiscard]] std::size_t takePlaced(ByteView headers, Time now);
     /** Asks for missing packets and gives frames up, as far as it is time. */
     void tick(Time now);
     /** Gives up the frames under way: nothing more will come for them. */
@@ -151,6 +166,8 @@ class FrameAssembler {
 
     void takeInto(OpenBlock& block, const GvspPacket& packet, Time now);
     [[nodiscard]] std::size_t takeRun(ByteView batch, std::size_t packetBytes, Time now);
+    [[nodiscard]] std::size_t countNext(ByteView packets, std::size_t step, std::size_t most) const;
+    void noteRun(std::size_t count, Time now);
     [[nodiscard]] PartialFrame::Outcome place(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placeLeader(OpenBlock& block, const GvspPacket& packet);
     [[nodiscard]] PartialFrame::Outcome placePayload(OpenBlock& block, const GvspPacket& packet);

@@ -49,9 +49,8 @@ std::uint32_t PartialFrame::roomForRun() const {
     return fit > highestPayload_ ? static_cast<std::uint32_t>(fit - highestPayload_) : 0;
 }
 
-void PartialFrame::putInRun(std::uint32_t index, ByteView bytes) {
-    const std::size_t before = std::size_t{highestPayload_} + index;
-    std::memcpy(data_ + before * stride_, bytes.data(), stride_);
+std::uint8_t* PartialFrame::runPlace() const {
+    return roomForRun() != 0 ? data_ + highestPayload_ * stride_ : nullptr;
 }
 
 void PartialFrame::takeRun(std::uint32_t count) {

@@ -40,9 +40,9 @@ class PartialFrame {
      * nothing that came before speaks against them.
      */
     [[nodiscard]] std::uint32_t roomForRun() const;
-    /** Puts one of them in its place, the `index`th from 0. */
-    void putInRun(std::uint32_t index, ByteView bytes);
-    /** The first `count` of them have come. */
+    /** The place of the first of them, if there is room for any; the others' are right behind. */
+    [[nodiscard]] std::uint8_t* runPlace() const;
+    /** The first `count` of them have come, and are in their places. */
     void takeRun(std::uint32_t count);
     [[nodiscard]] std::size_t stride() const { return stride_; }
     [[nodiscard]] std::uint32_t highestPayload() const { return highestPayload_; }

@@ -26,12 +26,6 @@ namespace Vorda::Gige {
 
 namespace {
 
-constexpr unsigned kBatch = 32;
-/** The kernel may hand over several packets of one sender as one datagram of up to 64 KiB. */
-constexpr std::size_t kLargestDatagram = 65536;
-/** Not a power of two, so that the datagrams of a batch do not share cache sets. */
-constexpr std::size_t kDatagramStride = kLargestDatagram + std::size_t{33} * 64;
-
 /** A frame twice over, and as much again for the kernel's own overhead, which it counts too. */
 constexpr std::uint64_t kReceiveBufferPerPayload = 4;
 constexpr std::uint64_t kLeastReceiveBuffer = std::uint64_t{4} << 20;
@@ -57,18 +51,6 @@ timespec toTimespec(std::chrono::nanoseconds time) {
     return {count / kNanosecondsPerSecond, count % kNanosecondsPerSecond};
 }
 
-/** Bytes of each packet in a datagram that the kernel put together of several; else 0. */
-std::size_t segmentBytesOf(msghdr& header) {
-    for (cmsghdr* control = CMSG_FIRSTHDR(&header); control;
-         control = CMSG_NXTHDR(&header, control)) {
-        if (control->cmsg_level != SOL_UDP || control->cmsg_type != UDP_GRO) continue;
-        int bytes = 0;
-        std::memcpy(&bytes, CMSG_DATA(control), sizeof bytes);
-        return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
-    }
-    return 0;
-}
-
 /** Takes a waiting datagram away; gives its bytes, or -1 with errno. */
 ssize_t takeSize(int socket, sockaddr_in& source) {
     std::uint8_t unused = 0;
@@ -76,8 +58,6 @@ ssize_t takeSize(int socket, sockaddr_in& source) {
     return ::recvfrom(socket, &unused, sizeof unused, MSG_TRUNC | MSG_DONTWAIT,
                       reinterpret_cast<sockaddr*>(&source), &length);
 }
-
-Ipv4 senderOf(const sockaddr_in& source) { return {ntohl(source.sin_addr.s_addr)}; }
 
 /** Gives the bytes that the kernel granted. */
 std::uint64_t setReceiveBuffer(int socket, std::uint64_t wanted) {
@@ -104,54 +84,7 @@ void warnOfSmallBuffer(const char* key, std::uint64_t wanted, std::uint64_t gran
                            std::to_string(wanted));
 }
 
-constexpr std::size_t kBatchBytes = kBatch * kDatagramStride;
-
-struct Unmap {
-    void operator()(std::uint8_t* pages) const { ::munmap(pages, kBatchBytes); }
-};
-using BatchBytes = std::unique_ptr<std::uint8_t[], Unmap>;
-
-/**
- * All pages at once, and back to the system in the end. The faster packets come, the more of them
- * the kernel puts into a datagram: pages would be touched for the first time just then, and one
- * stream after the other would leave others of them behind in the heap.
- */
-BatchBytes mapBatch() {
-    void* const pages = ::mmap(nullptr, kBatchBytes, PROT_READ | PROT_WRITE,
-                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    if (pages == MAP_FAILED) throw std::bad_alloc();
-    return BatchBytes(static_cast<std::uint8_t*>(pages));
-}
-
 }  // namespace
-
-/** What recvmmsg fills in one call. */
-struct StreamReceiver::Batch {
-    Batch() : bytes(mapBatch()) {
-        for (unsigned i = 0; i < kBatch; ++i) {
-            slices[i] = {bytes.get() + i * kDatagramStride, kLargestDatagram};
-            headers[i].msg_hdr.msg_iov = &slices[i];
-            headers[i].msg_hdr.msg_iovlen = 1;
-            headers[i].msg_hdr.msg_name = &sources[i];
-            headers[i].msg_hdr.msg_control = controls[i].bytes;
-            rearm(i);
-        }
-    }
-    /** Restores the lengths, which the kernel overwrites. */
-    void rearm(unsigned i) {
-        headers[i].msg_hdr.msg_namelen = sizeof sources[i];
-        headers[i].msg_hdr.msg_controllen = sizeof controls[i].bytes;
-    }
-
-    struct Control {
-        alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(int))];
-    };
-    BatchBytes bytes;
-    iovec slices[kBatch];
-    sockaddr_in sources[kBatch];
-    Control controls[kBatch];
-    mmsghdr headers[kBatch]{};
-};
 
 StreamReceiver::StreamReceiver(CameraLink& link, FrameDelivery& delivery, StreamCounters& counters)
     : link_(link), delivery_(delivery), counters_(counters) {}
@@ -173,7 +106,7 @@ bool StreamReceiver::start(const StreamSetup& setup, std::shared_ptr<BufferPool>
     if (setup.inBatches) receiveInBatches();
     try {
         FrameOutput& output = *this;  // emplace cannot see the private base
-        batch_ = std::make_unique<Batch>();
+        batch_ = std::make_unique<ReceiveBatch>();
         assembler_.emplace(setup, output, counters_);
         thread_ = startNamedThread("kst-rx", [this] { run(); });
     } catch (const std::exception& error) {
@@ -249,48 +182,41 @@ void StreamReceiver::dropWaitingPackets() {
 void StreamReceiver::run() {
     constexpr unsigned long kTimerSlack = 1000;  // nanoseconds; 50,000 otherwise
     ::prctl(PR_SET_TIMERSLACK, kTimerSlack);
-    while (!stopped_.isRaised()) {
+    for (bool came = false; !stopped_.isRaised();) {
         // That nothing is there holds for now, not for when this thread may run again: what comes
         // meanwhile must not be given up for late.
         const auto asked = FrameAssembler::Clock::now();
-        const int count = ::recvmmsg(socket_.fd(), batch_->headers, kBatch, MSG_DONTWAIT, nullptr);
-        const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
-        if (count > 0) takeBatch(count, FrameAssembler::Clock::now());
+        const bool received = batch_->receive(socket_.fd(), assembler_->expectedRun());
+        const bool failed = !received && errno != EAGAIN && errno != EINTR;
+        if (received) takeBatch(FrameAssembler::Clock::now());
         assembler_->tick(asked);
+        came |= received;
         if (failed) {
             pollfd stop{stopped_.fd(), POLLIN, 0};
             ::poll(&stop, 1, static_cast<int>(kErrorPause.count()));
-        } else if (count < static_cast<int>(kBatch)) {
-            waitForPackets(count > 0 && assembler_->busy());
+        } else if (!batch_->mayBeMore()) {
+            waitForPackets(std::exchange(came, false) && assembler_->busy());
         }
     }
 }
 
-void StreamReceiver::takeBatch(int count, FrameAssembler::Time now) {
-    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
-        mmsghdr& message = batch_->headers[i];
-        const std::size_t segmentBytes = segmentBytesOf(message.msg_hdr);
-        const bool cut = (message.msg_hdr.msg_flags & MSG_TRUNC) != 0;
-        if (!isFromCamera(batch_->sources[i], now)) {
-            counters_.strayPackets.add();
-        } else if (cut) {
-            counters_.malformedPackets.add();
-        } else {
-            const auto* bytes = static_cast<const std::uint8_t*>(batch_->slices[i].iov_base);
-            const ByteView datagram{bytes, message.msg_len};
-            if (segmentBytes == 0) {
-                assembler_->take(datagram, now);
-            } else {
-                counters_.batches.add();
-                assembler_->takeBatch(datagram, segmentBytes, now);
-            }
-        }
-        batch_->rearm(i);
-    }
+void StreamReceiver::takeBatch(FrameAssembler::Time now) {
+    batch_->collectBut(assembler_->takePlaced(batch_->headersInPlace(camera_), now));
+    for (std::size_t i = 0; i < batch_->count(); ++i) take(batch_->datagram(i), now);
 }
 
-bool StreamReceiver::isFromCamera(const sockaddr_in& source, FrameAssembler::Time now) {
-    const Ipv4 sender = senderOf(source);
+void StreamReceiver::take(const ReceiveBatch::Datagram& datagram, FrameAssembler::Time now) {
+    if (!isFromCamera(datagram.sender, now)) return counters_.strayPackets.add();
+    if (datagram.isCut) return counters_.malformedPackets.add();
+    if (datagram.segmentBytes != 0) counters_.batches.add();
+    if (datagram.isTaken) return;
+    if (datagram.segmentBytes != 0)
+        assembler_->takeBatch(datagram.bytes, datagram.segmentBytes, now);
+    else
+        assembler_->take(datagram.bytes, now);
+}
+
+bool StreamReceiver::isFromCamera(Ipv4 sender, FrameAssembler::Time now) {
     if (sender == camera_) return true;
     // A camera that was found again may have another address than at the start.
     if (now - cameraAsked_ < kAskCameraAddressEvery) return false;

@@ -5,11 +5,10 @@
 #include "CameraLink.h"
 #include "FrameAssembler.h"
 #include "FrameDelivery.h"
+#include "ReceiveBatch.h"
 #include "Signal.h"
 #include "StreamCounters.h"
 #include "UdpSocket.h"
-
-#include <netinet/in.h>
 
 #include <chrono>
 #include <cstdint>
@@ -48,8 +47,6 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     void breakOff();
 
  private:
-    struct Batch;
-
     [[nodiscard]] FrameBuffer* takeBuffer() override;
     [[nodiscard]] bool hasSpareBuffer() const override;
     void returnBuffer(FrameBuffer& buffer) override;
@@ -60,8 +57,9 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     void receiveInBatches();
     void dropWaitingPackets();
     void run();
-    void takeBatch(int count, FrameAssembler::Time now);
-    [[nodiscard]] bool isFromCamera(const sockaddr_in& source, FrameAssembler::Time now);
+    void takeBatch(FrameAssembler::Time now);
+    void take(const ReceiveBatch::Datagram& datagram, FrameAssembler::Time now);
+    [[nodiscard]] bool isFromCamera(Ipv4 sender, FrameAssembler::Time now);
     void endThread();
     void waitForPackets(bool frameUnderWay);
     [[nodiscard]] std::chrono::nanoseconds gatheringTime() const;
@@ -76,7 +74,7 @@ class StreamReceiver : public StreamInlet, private FrameOutput {
     FrameAssembler::Time cameraAsked_{};
     std::chrono::nanoseconds gathering_{};  ///< how long packets may pile up in the socket
     std::shared_ptr<BufferPool> pool_;
-    std::unique_ptr<Batch> batch_;
+    std::unique_ptr<ReceiveBatch> batch_;
     std::optional<FrameAssembler> assembler_;
     Signal stopped_;
     std::thread thread_;
