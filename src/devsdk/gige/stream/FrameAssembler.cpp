@@ -15,13 +15,6 @@ namespace {
 
 using Outcome = PartialFrame::Outcome;
 
-/**
- * A larger step in the block ids is a camera that starts anew, not a loss to be counted, unless
- * nothing came for so long that a quick camera may have taken as many frames.
- */
-constexpr std::uint64_t kMaxCountedSkip = 1000;
-constexpr auto kLeastFrameTime = std::chrono::microseconds(100);
-
 /** More than this share of a frame missing is a network that requests would only load further. */
 constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
 constexpr std::uint32_t kAlwaysRequested = 32;
@@ -31,24 +24,8 @@ constexpr std::uint32_t kAlwaysRequested = 32;
 constexpr unsigned kMostDoubts = 3;
 constexpr unsigned kMostVainDoubts = 3;
 
-/** No packet travels for so long: a block id that was used before then means a restarted camera. */
-constexpr auto kRestartSilence = std::chrono::milliseconds(500);
 /** Stands in for a packet size that is not known: the first packets tell. */
 constexpr std::size_t kUnknownStride = 65536;
-
-std::uint64_t mostSkippedIn(std::chrono::steady_clock::duration silence) {
-    return kMaxCountedSkip + static_cast<std::uint64_t>(silence / kLeastFrameTime);
-}
-
-/** Where `wireId` lies when the newest block counts `newest`; 16-bit ids run from 1 to 65535. */
-std::int64_t nearestTo(std::uint64_t newest, std::uint64_t wireId) {
-    const auto period = static_cast<std::int64_t>(kLastStandardBlockId);
-    const auto reference = static_cast<std::int64_t>(newest);
-    std::int64_t step = (static_cast<std::int64_t>(wireId) - reference) % period;
-    if (step > period / 2) step -= period;
-    if (step < -(period / 2)) step += period;
-    return reference + step;
-}
 
 bool isLeader(const GvspPacket& packet) {
     return packet.format == static_cast<std::uint8_t>(GvspFormat::leader);
@@ -123,7 +100,7 @@ ExpectedRun FrameAssembler::expectedRun() const {
     if (!current_ || current_->state != State::gathering) return {};
     const PartialFrame& part = current_->part;
     if (part.highestPayload() + 1 < current_->askedEnd) return {};
-    const std::size_t header = extendedIds_ ? kGvspExtendedHeaderBytes : kGvspHeaderBytes;
+    const std::size_t header = ids_.areExtended() ? kGvspExtendedHeaderBytes : kGvspHeaderBytes;
     return {part.runPlace(), part.stride(), header, part.roomForRun()};
 }
 
@@ -138,7 +115,7 @@ std::size_t FrameAssembler::takePlaced(ByteView headers, Time now) {
 
 /** How many of the packets, one each `step` bytes, come next in the current block. */
 std::size_t FrameAssembler::countNext(ByteView packets, std::size_t step, std::size_t most) const {
-    const PlainPayloadHeader header(current_->wireId, extendedIds_);
+    const PlainPayloadHeader header(current_->wireId, ids_.areExtended());
     const std::uint32_t first = current_->part.highestPayload() + 1;
     std::size_t count = 0;
     while (count < most &&
@@ -157,7 +134,7 @@ void FrameAssembler::noteRun(std::size_t count, Time now) {
 /** The open block that the packet belongs to, opened if it is new; null when it is to be ignored.
  */
 FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Time now) {
-    if (packet.extendedIds != extendedIds_) {
+    if (packet.extendedIds != ids_.areExtended()) {
         // A camera that came back may be set up differently; anything but a leader is debris.
         if (!isLeader(packet)) {
             counters_.malformedPackets.add();
@@ -166,10 +143,10 @@ FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Tim
         restart(packet.extendedIds);
     }
     if (current_ && current_->wireId == packet.blockId) return current_;
-    std::uint64_t id = countOn(packet);
+    std::uint64_t id = ids_.countOn(packet.blockId);
     if (OpenBlock* block = findOpen(id)) return current_ = block;
-    const bool isOld = id <= lastClosedId_ || (id < order_[0]->id && !hasRoom());
-    if (isOld || isFarBehindWrap(id, packet)) {
+    const bool isOld = id <= ids_.lastClosed() || (id < order_[0]->id && !hasRoom());
+    if (isOld || ids_.isFarBehindWrap(id, packet.blockId)) {
         if (isRestart(id, packet, now)) {
             counters_.cameraRestarts.add();
             restart(packet.extendedIds);
@@ -182,61 +159,16 @@ FrameAssembler::OpenBlock* FrameAssembler::blockOf(const GvspPacket& packet, Tim
     return current_ = &open(id, packet, now);
 }
 
-/** The block's id counted on past the wrap of 16-bit ids; 0 for one from before the first. */
-std::uint64_t FrameAssembler::countOn(const GvspPacket& packet) const {
-    if (packet.extendedIds || newestId_ == 0) return packet.blockId;
-    return static_cast<std::uint64_t>(
-        std::max<std::int64_t>(nearestTo(newestId_, packet.blockId), 0));
-}
-
-/** From 40000 to 1 a camera may have begun anew, though from 65500 to 1 it has gone on. */
-bool FrameAssembler::isFarBehindWrap(std::uint64_t id, const GvspPacket& packet) const {
-    if (packet.extendedIds || newestId_ == 0 || id <= newestId_) return false;
-    const bool isBehindWrap = packet.blockId <= (newestId_ - 1) % kLastStandardBlockId;
-    return isBehindWrap && id - newestId_ > kMaxCountedSkip;
-}
-
-/** How many blocks a camera may have taken since the newest, by its own clock where it has one. */
-std::uint64_t FrameAssembler::mostTakenUntil(const GvspLeader& leader, Time now) const {
-    const bool hasClock = clock_.least != 0 && leader.timestamp != 0;
-    if (!hasClock) return mostSkippedIn(now - lastProgress_);
-    if (leader.timestamp < clock_.latest) return 0;  // switched off and on
-    return kMaxCountedSkip + (leader.timestamp - clock_.latest) / clock_.least;
-}
-
-void FrameAssembler::noteTime(std::uint64_t id, std::uint64_t timestamp) {
-    if (id <= clock_.id) return;
-    if (clock_.id != 0 && timestamp > clock_.latest) {
-        const std::uint64_t each = (timestamp - clock_.latest) / (id - clock_.id);
-        if (each != 0 && (clock_.least == 0 || each < clock_.least)) clock_.least = each;
-    }
-    clock_.id = id;
-    clock_.latest = timestamp;
-}
-
 FrameAssembler::OpenBlock* FrameAssembler::findOpen(std::uint64_t id) {
     for (std::size_t i = 0; i < openCount_; ++i)
         if (order_[i]->id == id) return order_[i];
     return nullptr;
 }
 
-/**
- * A leader of an old block is either late or sent twice, or of a camera that lost power and counts
- * from 1 again. The clock in the leader tells: the same block has the same time. One that seems to
- * be ahead, behind the wrap of the ids, is of such a camera when there was no time for the blocks
- * between.
- */
 bool FrameAssembler::isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const {
     if (!isLeader(packet)) return false;
     const auto leader = decodeGvspLeader(packet.body);
-    if (!leader) return false;
-    if (id > newestId_) return id - newestId_ > mostTakenUntil(*leader, now);
-    if (now - lastProgress_ >= kRestartSilence) return true;
-    const bool longAgo = id < lastClosedId_ && lastClosedId_ - id > closed_.size();
-    if (longAgo) return true;
-    return std::any_of(closed_.begin(), closed_.end(), [&](const ClosedBlock& closed) {
-        return closed.id == id && closed.hasTimestamp && closed.timestamp != leader->timestamp;
-    });
+    return leader && ids_.isRestart(id, *leader, now - lastProgress_);
 }
 
 void FrameAssembler::abandon() {
@@ -248,15 +180,12 @@ void FrameAssembler::abandon() {
 
 void FrameAssembler::restart(bool extendedIds) {
     abandon();
-    extendedIds_ = extendedIds;
+    ids_.begin(extendedIds);
     stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
     if (stride_ == 0) stride_ = kUnknownStride;
     trailerId_ = 0;
     packetTime_ = {};
     lengthsVary_ = false;
-    newestId_ = lastClosedId_ = 0;
-    clock_ = {};
-    closed_.fill({});
 }
 
 FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPacket& packet,
@@ -267,7 +196,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     block.state = State::gathering;
     block.id = id;
     block.wireId = packet.blockId;
-    block.silence = newestId_ != 0 ? now - lastProgress_ : Clock::duration::zero();
+    block.silence = ids_.isFirst() ? Clock::duration::zero() : now - lastProgress_;
     block.firstPacket = block.lastPacket = now;
     block.laterLooks = 0;
     block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
@@ -282,7 +211,7 @@ FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPack
     // The camera has gone on to the next block: what older ones lack of their end is overdue.
     for (std::size_t i = 0; order_[i] != &block; ++i)
         order_[i]->tailSince = std::min(order_[i]->tailSince, now);
-    newestId_ = std::max(newestId_, id);
+    ids_.noteBlock(id);
     return block;
 }
 
@@ -353,7 +282,7 @@ Outcome FrameAssembler::placeLeader(OpenBlock& block, const GvspPacket& packet) 
     if (packet.packetId != 0) return Outcome::malformed;
     if (!leader) return Outcome::refused;
     const Outcome outcome = block.part.takeLeader(*leader);
-    if (outcome == Outcome::taken) noteTime(block.id, leader->timestamp);
+    if (outcome == Outcome::taken) ids_.noteLeader(block.id, *leader);
     if (!isReadable(*leader)) drop(block, counters_.unsupported);
     return outcome;
 }
@@ -372,8 +301,8 @@ Outcome FrameAssembler::placePayload(OpenBlock& block, const GvspPacket& packet)
 
 /** The camera does not send a packet again. */
 void FrameAssembler::takeRefusal(const GvspPacket& packet) {
-    if (packet.extendedIds != extendedIds_) return counters_.malformedPackets.add();
-    OpenBlock* block = findOpen(countOn(packet));
+    if (packet.extendedIds != ids_.areExtended()) return counters_.malformedPackets.add();
+    OpenBlock* block = findOpen(ids_.countOn(packet.blockId));
     if (packet.status == kGvspPacketNotYetAvailable || !block) return;
     counters_.unavailablePackets.add();
     // Beyond the known end the packet was a guess and may never have existed.
@@ -484,13 +413,10 @@ bool FrameAssembler::overtaken() const {
 void FrameAssembler::closeFront() {
     OpenBlock& block = *order_[0];
     const auto& leader = block.part.leader();
-    const std::uint64_t skipped = lastClosedId_ != 0 ? block.id - lastClosedId_ - 1 : 0;
-    if (skipped <= mostSkippedIn(block.silence)) counters_.lostFrames.add(skipped);
+    counters_.lostFrames.add(ids_.missingBefore(block.id, block.silence));
     // Whoever gets the frame finds what is missing before it counted.
     if (block.state == State::complete) handOver(block);
-    lastClosedId_ = block.id;
-    closed_[closedNext_] = {block.id, leader ? leader->timestamp : 0, leader.has_value()};
-    closedNext_ = (closedNext_ + 1) % closed_.size();
+    ids_.noteClosed(block.id, leader ? &*leader : nullptr);
     std::rotate(order_.begin(), order_.begin() + 1,
                 order_.begin() + static_cast<std::ptrdiff_t>(openCount_));
     --openCount_;
@@ -596,7 +522,7 @@ void FrameAssembler::requestGaps(const OpenBlock& block, std::uint32_t from, std
         if (first >= end) return;
         from = block.part.nextPresent(first, end);
         counters_.resendRequests.add();
-        output_.requestResend({block.wireId, first, from - 1, extendedIds_});
+        output_.requestResend({block.wireId, first, from - 1, ids_.areExtended()});
     }
 }
 

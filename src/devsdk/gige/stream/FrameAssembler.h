@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "BlockIds.h"
 #include "CameraLink.h"
 #include "Gvsp.h"
 #include "PartialFrame.h"
@@ -139,28 +140,11 @@ class FrameAssembler {
         std::size_t doubtedBytes = 0;
     };
 
-    /** A block that is done with, so that late packets do not open it again. */
-    struct ClosedBlock {
-        std::uint64_t id = 0;
-        std::uint64_t timestamp = 0;
-        bool hasTimestamp = false;
-    };
-    /** What the leaders say of the camera's clock, in its ticks. */
-    struct CameraClock {
-        std::uint64_t id = 0;      ///< of the newest block whose leader came; 0: none
-        std::uint64_t latest = 0;  ///< that leader's time
-        std::uint64_t least = 0;   ///< from one block to the next; 0: not known
-    };
-
     [[nodiscard]] OpenBlock* blockOf(const GvspPacket& packet, Time now);
     [[nodiscard]] OpenBlock* findOpen(std::uint64_t id);
     OpenBlock& open(std::uint64_t id, const GvspPacket& packet, Time now);
     [[nodiscard]] bool hasRoom() const;
     void makeRoomFor(std::uint64_t id);
-    [[nodiscard]] std::uint64_t countOn(const GvspPacket& packet) const;
-    [[nodiscard]] bool isFarBehindWrap(std::uint64_t id, const GvspPacket& packet) const;
-    [[nodiscard]] std::uint64_t mostTakenUntil(const GvspLeader& leader, Time now) const;
-    void noteTime(std::uint64_t id, std::uint64_t timestamp);
     [[nodiscard]] bool isRestart(std::uint64_t id, const GvspPacket& packet, Time now) const;
     void restart(bool extendedIds);
 
@@ -207,19 +191,14 @@ class FrameAssembler {
     std::size_t openCount_ = 0;
     OpenBlock* current_ = nullptr;  ///< the one that the last packet belonged to
 
-    bool extendedIds_ = false;
-    std::size_t stride_ = 0;          ///< payload of a full packet, learnt from complete frames
-    std::uint32_t trailerId_ = 0;     ///< of the last complete frame: a guess for the next
-    Clock::duration packetTime_{};    ///< from packet to packet of that frame; 0: not known
-    unsigned vainDoubts_ = 0;         ///< one after the other
-    bool lengthsVary_ = false;        ///< too much for that: the frames are JPEG files, for one
-    std::uint64_t newestId_ = 0;      ///< 0: no block seen since the camera's (re)start
-    std::uint64_t lastClosedId_ = 0;  ///< 0: none
-    Time lastProgress_{};             ///< when a packet last made a difference
+    BlockIds ids_;
+    std::size_t stride_ = 0;        ///< payload of a full packet, learnt from complete frames
+    std::uint32_t trailerId_ = 0;   ///< of the last complete frame: a guess for the next
+    Clock::duration packetTime_{};  ///< from packet to packet of that frame; 0: not known
+    unsigned vainDoubts_ = 0;       ///< one after the other
+    bool lengthsVary_ = false;      ///< too much for that: the frames are JPEG files, for one
+    Time lastProgress_{};           ///< when a packet last made a difference
     Clock::duration answerTime_ = kRepeatRequestAfter;  ///< from a request to its first packet
-    CameraClock clock_;
-    std::array<ClosedBlock, 64> closed_{};
-    std::size_t closedNext_ = 0;
 };
 
 }  // namespace Vorda::Gige
