@@ -176,7 +176,7 @@ TEST(FrameAssembler, TellsHowLongTheRestOfAFrameTakes) {
     bench.feedSlowly({second.begin() + 4, second.begin() + 10}, kStep);
     EXPECT_EQ(bench.rest(), kStep);
     bench.feedSlowly({second.begin() + 10, second.begin() + 11}, kStep);
-    EXPECT_EQ(bench.rest(), FrameAssembler::kRestOfLongerFrame);
+    EXPECT_EQ(bench.rest(), FramePattern::kRestOfLongerFrame);
     bench.feed(second.back());
 }
 

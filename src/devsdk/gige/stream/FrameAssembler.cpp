@@ -15,17 +15,10 @@ namespace {
 
 using Outcome = PartialFrame::Outcome;
 
-/** More than this share of a frame missing is a network that requests would only load further. */
-constexpr std::uint32_t kMaxMissingShare = 4;  // one in four
-constexpr std::uint32_t kAlwaysRequested = 32;
-
 /** The end of a frame that may have been cut is asked for so often; and of so many in vain, for a
  * camera may mean it so, and may not be able to send it again. */
 constexpr unsigned kMostDoubts = 3;
 constexpr unsigned kMostVainDoubts = 3;
-
-/** Stands in for a packet size that is not known: the first packets tell. */
-constexpr std::size_t kUnknownStride = 65536;
 
 bool isLeader(const GvspPacket& packet) {
     return packet.format == static_cast<std::uint8_t>(GvspFormat::leader);
@@ -99,7 +92,7 @@ std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Tim
 ExpectedRun FrameAssembler::expectedRun() const {
     if (!current_ || current_->state != State::gathering) return {};
     const PartialFrame& part = current_->part;
-    if (part.highestPayload() + 1 < current_->askedEnd) return {};
+    if (current_->resend.wasAskedFor(part.highestPayload() + 1)) return {};
     const std::size_t header = ids_.areExtended() ? kGvspExtendedHeaderBytes : kGvspHeaderBytes;
     return {part.runPlace(), part.stride(), header, part.roomForRun()};
 }
@@ -181,36 +174,27 @@ void FrameAssembler::abandon() {
 void FrameAssembler::restart(bool extendedIds) {
     abandon();
     ids_.begin(extendedIds);
-    stride_ = gvspPayloadBytes(setup_.packetBytes, extendedIds);
-    if (stride_ == 0) stride_ = kUnknownStride;
-    trailerId_ = 0;
-    packetTime_ = {};
-    lengthsVary_ = false;
+    pattern_.begin(setup_, extendedIds);
 }
 
 FrameAssembler::OpenBlock& FrameAssembler::open(std::uint64_t id, const GvspPacket& packet,
                                                 Time now) {
     if (!hasRoom()) makeRoomFor(id);
     OpenBlock& block = *order_[openCount_];
-    block.part.begin(stride_, setup_.payloadBytes);
+    block.part.begin(pattern_.stride(), setup_.payloadBytes);
     block.state = State::gathering;
     block.id = id;
     block.wireId = packet.blockId;
     block.silence = ids_.isFirst() ? Clock::duration::zero() : now - lastProgress_;
     block.firstPacket = block.lastPacket = now;
     block.laterLooks = 0;
-    block.gapSince = block.tailSince = block.repeatAt = block.askedAt = kNever;
-    block.askedEnd = 0;
-    block.rounds = 0;
-    block.resend = setup_.canResend;
+    block.resend.begin(setup_.canResend);
     block.refused = false;
     block.doubts = 0;
     ++openCount_;
     for (std::size_t i = openCount_ - 1; i > 0 && order_[i - 1]->id > id; --i)
         std::swap(order_[i - 1], order_[i]);
-    // The camera has gone on to the next block: what older ones lack of their end is overdue.
-    for (std::size_t i = 0; order_[i] != &block; ++i)
-        order_[i]->tailSince = std::min(order_[i]->tailSince, now);
+    for (std::size_t i = 0; order_[i] != &block; ++i) order_[i]->resend.noteNewerBlock(now);
     ids_.noteBlock(id);
     return block;
 }
@@ -252,10 +236,9 @@ void FrameAssembler::takeInto(OpenBlock& block, const GvspPacket& packet, Time n
     }
     if (block.state == State::dropped) return;
     if (outcome == Outcome::refused) return noteGap(block, missingBefore, now);
-    if (packet.packetId < block.askedEnd) {
+    if (block.resend.wasAskedFor(packet.packetId)) {
         counters_.resentPackets.add();
-        block.rounds = 0;  // asking helps
-        noteAnswer(block, now);
+        block.resend.noteAnswer(now, answers_);
     }
     noteProgress(block, missingBefore, now);
     if (!block.part.complete()) return;
@@ -307,7 +290,7 @@ void FrameAssembler::takeRefusal(const GvspPacket& packet) {
     counters_.unavailablePackets.add();
     // Beyond the known end the packet was a guess and may never have existed.
     if (packet.packetId >= block->part.knownEnd() || block->part.has(packet.packetId)) return;
-    block->resend = false;
+    block->resend.close();
     release();
 }
 
@@ -319,9 +302,7 @@ void FrameAssembler::notePacket(OpenBlock& block, Time now) {
 void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore, Time now) {
     notePacket(block, now);
     noteGap(block, missingBefore, now);
-    const std::uint32_t missing = block.part.missing();
-    if (missing == 0) block.gapSince = kNever;
-    if (missing == 0 && block.askedEnd <= block.part.knownEnd()) block.repeatAt = kNever;
+    block.resend.noteProgress(block.part);
 }
 
 /**
@@ -330,7 +311,7 @@ void FrameAssembler::noteProgress(OpenBlock& block, std::uint32_t missingBefore,
  */
 bool FrameAssembler::isDoubtful(OpenBlock& block) {
     const std::size_t bytes = block.part.sizeBytes();
-    if (!block.resend || bytes == 0 || vainDoubts_ >= kMostVainDoubts) return false;
+    if (!block.resend.isOpen() || bytes == 0 || vainDoubts_ >= kMostVainDoubts) return false;
     if (looksWhole(*block.part.leader(), {block.buffer->data, bytes})) {
         vainDoubts_ = 0;
         return false;
@@ -346,33 +327,25 @@ void FrameAssembler::askForTheEnd(OpenBlock& block, Time now) {
     block.refused = true;
     block.part.throwOutEnd();
     counters_.malformedPackets.add(block.part.takeThrownOut());
-    block.askedEnd = 0;
-    block.gapSince = now;
+    block.resend.startAgain(now);
 }
 
 void FrameAssembler::noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now) {
-    if (block.part.missing() > missingBefore) block.gapSince = std::min(block.gapSince, now);
+    if (block.part.missing() > missingBefore) block.resend.noteGap(now);
 }
 
 void FrameAssembler::finish(OpenBlock& block) {
     if (!block.buffer) block.buffer = output_.takeBuffer();  // a frame without a byte
     if (!block.buffer) return drop(block, counters_.noBuffer);
     block.state = State::complete;
-    stride_ = block.part.provenStride().value_or(stride_);
-    const std::uint32_t trailerId = block.part.knownEnd() - 1;
-    const auto [shorter, longer] = std::minmax(trailerId, trailerId_);
-    if (trailerId_ != 0 && longer - shorter > kAlwaysRequested) lengthsVary_ = true;
-    trailerId_ = trailerId;
-    packetTime_ = packetTimeOf(block, trailerId);
+    pattern_.note(block.part, timeOf(block));
     release();
 }
 
-FrameAssembler::Clock::duration FrameAssembler::packetTimeOf(const OpenBlock& block,
-                                                             std::uint32_t trailerId) {
-    Clock::duration took = block.lastPacket - block.firstPacket;
+FrameAssembler::Clock::duration FrameAssembler::timeOf(const OpenBlock& block) {
+    const Clock::duration took = block.lastPacket - block.firstPacket;
     // All of it came while nobody looked: nobody knows how much sooner.
-    if (block.laterLooks <= 1) took -= took / 4;
-    return took / trailerId;
+    return block.laterLooks <= 1 ? took - took / 4 : took;
 }
 
 void FrameAssembler::drop(OpenBlock& block, Counter& reason) {
@@ -397,7 +370,7 @@ void FrameAssembler::release() {
     while (openCount_ != 0) {
         OpenBlock& front = *order_[0];
         if (front.state == State::gathering) {
-            if (front.resend || !overtaken()) return;
+            if (front.resend.isOpen() || !overtaken()) return;
             giveUp(front);
         }
         closeFront();
@@ -438,7 +411,7 @@ void FrameAssembler::tick(Time now) {
         if (block.state != State::gathering) continue;
         if (now - block.lastPacket >= kRetention) {
             giveUp(block);
-        } else if (block.resend && now >= dueAt(block)) {
+        } else if (now >= block.resend.dueAt(block.part, block.lastPacket)) {
             askForMissing(block, now);
         }
     }
@@ -450,73 +423,20 @@ FrameAssembler::Time FrameAssembler::deadline() const {
     for (std::size_t i = 0; i < openCount_; ++i) {
         const OpenBlock& block = *order_[i];
         if (block.state != State::gathering) continue;
-        next = std::min(next, block.lastPacket + kRetention);
-        if (block.resend) next = std::min(next, dueAt(block));
+        next = std::min({next, block.lastPacket + kRetention,
+                         block.resend.dueAt(block.part, block.lastPacket)});
     }
     return next;
 }
 
 FrameAssembler::Clock::duration FrameAssembler::restOfFrame() const {
     const OpenBlock* const newest = openCount_ != 0 ? order_[openCount_ - 1] : nullptr;
-    if (!newest || newest->state != State::gathering || packetTime_ == Clock::duration::zero())
-        return Clock::duration::max();
-    const PartialFrame& part = newest->part;
-    if (!part.hasTrailer() && part.knownEnd() > trailerId_) return kRestOfLongerFrame;
-    return (expectedEnd(*newest) - part.knownEnd()) * packetTime_;
-}
-
-FrameAssembler::Time FrameAssembler::dueAt(const OpenBlock& block) const {
-    const Time gap = block.gapSince == kNever ? kNever : block.gapSince + kFirstRequestAfter;
-    return std::min({gap, tailDueAt(block), block.repeatAt});
-}
-
-/** When the missing end of a block is to be asked for first; kNever once it was, or has come. */
-FrameAssembler::Time FrameAssembler::tailDueAt(const OpenBlock& block) const {
-    if (block.part.hasTrailer() || block.askedEnd > block.part.knownEnd()) return kNever;
-    const Time idle = block.lastPacket + kTailRequestAfter;
-    return block.tailSince == kNever ? idle : std::min(idle, block.tailSince + kFirstRequestAfter);
+    const bool isUnderWay = newest && newest->state == State::gathering;
+    return isUnderWay ? pattern_.restOf(newest->part) : Clock::duration::max();
 }
 
 void FrameAssembler::askForMissing(OpenBlock& block, Time now) {
-    const bool repeat = now >= block.repeatAt;
-    const std::uint32_t end = endToAskFor(block, now);
-    const std::uint32_t missing = block.part.missing() + (end - block.part.knownEnd());
-    if (repeat && ++block.rounds >= kMaxRequestRounds) block.resend = false;
-    if (missing > kAlwaysRequested && missing > expectedEnd(block) / kMaxMissingShare)
-        block.resend = false;
-    if (!block.resend) return;
-    requestGaps(block, repeat ? 0 : block.askedEnd, end);
-    block.askedEnd = std::max(block.askedEnd, end);
-    block.gapSince = kNever;
-    block.askedAt = now;
-    if (repeat || block.repeatAt == kNever) block.repeatAt = now + repeatAfter(block.rounds);
-}
-
-/** A slow answer counts at once, a quick one little by little. */
-void FrameAssembler::noteAnswer(OpenBlock& block, Time now) {
-    if (block.askedAt == kNever) return;
-    const Clock::duration took = now - std::exchange(block.askedAt, kNever);
-    answerTime_ = std::max(took, answerTime_ - (answerTime_ - took) / 4);
-}
-
-FrameAssembler::Clock::duration FrameAssembler::repeatAfter(unsigned rounds) const {
-    constexpr int kPatience = 4;  // answers may be this much slower than they were
-    const auto first = std::max<Clock::duration>(kPatience * answerTime_, kSoonestRepeat);
-    return std::min<Clock::duration>(first * (1U << rounds), kRepeatRequestAfter);
-}
-
-std::uint32_t FrameAssembler::endToAskFor(const OpenBlock& block, Time now) const {
-    const std::uint32_t known = block.part.knownEnd();
-    const bool tail = now >= tailDueAt(block) || block.askedEnd > known;
-    if (block.part.hasTrailer() || !tail) return known;
-    const std::uint32_t step = known + kAlwaysRequested;
-    if (lengthsVary_) return step;
-    const std::uint32_t end = expectedEnd(block);
-    // Unless the next block has begun, the camera may just be slow, or exposing after its leader.
-    return block.tailSince != kNever ? end : std::min(end, step);
-}
-
-void FrameAssembler::requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end) {
+    auto [from, end] = block.resend.ask(block.part, block.lastPacket, pattern_, answers_, now);
     for (;;) {
         const std::uint32_t first = block.part.nextMissing(from, end);
         if (first >= end) return;
@@ -524,17 +444,6 @@ void FrameAssembler::requestGaps(const OpenBlock& block, std::uint32_t from, std
         counters_.resendRequests.add();
         output_.requestResend({block.wireId, first, from - 1, ids_.areExtended()});
     }
-}
-
-/**
- * One past the trailer as far as can be told. Frames are mostly as long as the one before; of the
- * first one only the largest size is known.
- */
-std::uint32_t FrameAssembler::expectedEnd(const OpenBlock& block) const {
-    if (block.part.hasTrailer()) return block.part.knownEnd();
-    const auto largest = static_cast<std::uint32_t>((setup_.payloadBytes + stride_ - 1) / stride_);
-    const std::uint32_t guess = trailerId_ != 0 ? trailerId_ + 1 : largest + 2;
-    return std::max(guess, block.part.knownEnd() + 1);
 }
 
 }  // namespace Vorda::Gige

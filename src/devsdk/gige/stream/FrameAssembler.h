@@ -3,9 +3,11 @@
 
 #include "BlockIds.h"
 #include "CameraLink.h"
+#include "FramePattern.h"
 #include "Gvsp.h"
 #include "PartialFrame.h"
 #include "PayloadChunks.h"
+#include "ResendPlan.h"
 #include "StreamCounters.h"
 
 #include <array>
@@ -66,17 +68,6 @@ class FrameAssembler {
     static constexpr std::size_t kOpenBlocks = 4;
     /** A quick camera's next frames come sooner than what it sends again. */
     static constexpr std::size_t kMaxOpenBlocks = 32;
-    /** A gap is asked for after this time: reordered packets fill it by themselves. */
-    static constexpr auto kFirstRequestAfter = std::chrono::milliseconds(1);
-    /**
-     * What was asked for and has not come is asked for again after this time, or sooner, and then
-     * less and less so, where the camera has shown to answer sooner: newer frames wait behind it.
-     */
-    static constexpr auto kRepeatRequestAfter = std::chrono::milliseconds(20);
-    static constexpr auto kSoonestRepeat = std::chrono::milliseconds(4);
-    /** The end of a frame is asked for when nothing came for this long and no newer one began. */
-    static constexpr auto kTailRequestAfter = std::chrono::milliseconds(40);
-    static constexpr unsigned kMaxRequestRounds = 7;
     /** An incomplete frame is given up when nothing new came for it for this long. */
     static constexpr auto kRetention = std::chrono::milliseconds(100);
 
@@ -102,9 +93,6 @@ class FrameAssembler {
     void abandon();
     /** When tick() has something to do next; Time::max() when nothing is under way. */
     [[nodiscard]] Time deadline() const;
-    /** With this wait for a frame that is longer than the one before. */
-    static constexpr auto kRestOfLongerFrame = std::chrono::microseconds(100);
-
     /**
      * How long what the newest frame under way still lacks will take to come, if it comes as the
      * frame before did; longer than anything where that cannot be told.
@@ -128,13 +116,7 @@ class FrameAssembler {
         Time firstPacket{};
         unsigned laterLooks = 0;  ///< how often more of it was there, after the first packet
         Time lastPacket{};
-        Time gapSince = kNever;   ///< of the gaps not yet asked for
-        Time tailSince = kNever;  ///< since when the end is overdue
-        Time repeatAt = kNever;
-        Time askedAt = kNever;       ///< the latest request that nothing has answered yet
-        std::uint32_t askedEnd = 0;  ///< packets below were asked for once, or came
-        unsigned rounds = 0;
-        bool resend = false;   ///< asking again still makes sense
+        ResendPlan resend;
         bool refused = false;  ///< a packet was left or thrown out
         unsigned doubts = 0;   ///< how often the end was asked for though it had come
         std::size_t doubtedBytes = 0;
@@ -162,19 +144,11 @@ class FrameAssembler {
     void askForTheEnd(OpenBlock& block, Time now);
     void noteGap(OpenBlock& block, std::uint32_t missingBefore, Time now);
     void finish(OpenBlock& block);
-    [[nodiscard]] static Clock::duration packetTimeOf(const OpenBlock& block,
-                                                      std::uint32_t trailerId);
+    [[nodiscard]] static Clock::duration timeOf(const OpenBlock& block);
     void drop(OpenBlock& block, Counter& reason);
     void giveUp(OpenBlock& block);
 
-    [[nodiscard]] Time dueAt(const OpenBlock& block) const;
-    [[nodiscard]] Time tailDueAt(const OpenBlock& block) const;
     void askForMissing(OpenBlock& block, Time now);
-    void noteAnswer(OpenBlock& block, Time now);
-    [[nodiscard]] Clock::duration repeatAfter(unsigned rounds) const;
-    void requestGaps(const OpenBlock& block, std::uint32_t from, std::uint32_t end);
-    [[nodiscard]] std::uint32_t endToAskFor(const OpenBlock& block, Time now) const;
-    [[nodiscard]] std::uint32_t expectedEnd(const OpenBlock& block) const;
 
     /** Hands on what is complete and in order, gives up what cannot become so. */
     void release();
@@ -192,13 +166,10 @@ class FrameAssembler {
     OpenBlock* current_ = nullptr;  ///< the one that the last packet belonged to
 
     BlockIds ids_;
-    std::size_t stride_ = 0;        ///< payload of a full packet, learnt from complete frames
-    std::uint32_t trailerId_ = 0;   ///< of the last complete frame: a guess for the next
-    Clock::duration packetTime_{};  ///< from packet to packet of that frame; 0: not known
-    unsigned vainDoubts_ = 0;       ///< one after the other
-    bool lengthsVary_ = false;      ///< too much for that: the frames are JPEG files, for one
-    Time lastProgress_{};           ///< when a packet last made a difference
-    Clock::duration answerTime_ = kRepeatRequestAfter;  ///< from a request to its first packet
+    FramePattern pattern_;
+    unsigned vainDoubts_ = 0;  ///< one after the other
+    Time lastProgress_{};      ///< when a packet last made a difference
+    AnswerTime answers_;
 };
 
 }  // namespace Vorda::Gige
