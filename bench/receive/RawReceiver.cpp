@@ -6,9 +6,9 @@
 // are taken, as with this library, whose frames are compared, or 0, when the time of each trailer
 // is what is asked for; and what becomes of them:
 //
-//     800          nothing, they are only counted
-//     800,copy     they are put together to frames, with a copy of each packet
-//     800,split    the kernel puts them where they belong, each header somewhere else
+//     1600         nothing, they are only counted
+//     1600,copy    they are put together to frames, with a copy of each packet
+//     1600,split   the kernel puts them where they belong, each header somewhere else
 //
 // The last two believe that every packet comes, and in its place, and split what comes with a
 // trailer as if it still belonged to that frame: they show what frames cost at least. Threads: one

@@ -35,9 +35,12 @@ constexpr std::uint64_t kMostReceiveBuffer = std::uint64_t{32} << 20;
  * Packets of a running frame are left to gather for so long, because a wake-up costs more than a
  * packet. A small receive buffer shortens it: at 10 Gbit/s it must not fill by more than a quarter.
  */
-constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(800);
-/** So long before the end of a frame what is there of it is taken. */
+constexpr std::chrono::nanoseconds kLongestGathering = std::chrono::microseconds(1600);
+/** So long before the end of a frame what is there of it is taken: little is left to do then. */
 constexpr std::chrono::nanoseconds kLastLook = std::chrono::microseconds(80);
+/** Before that, each look leaves this part of the rest, so that the next one does not begin late.
+ */
+constexpr int kShareOfLastLooks = 5;
 /** With less than this to come, the socket itself is watched. */
 constexpr std::chrono::nanoseconds kShortestGathering = std::chrono::microseconds(30);
 constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
@@ -227,28 +230,27 @@ bool StreamReceiver::isFromCamera(Ipv4 sender, FrameAssembler::Time now) {
 
 /** Waits for the socket, the assembler's next deadline or stop(). */
 void StreamReceiver::waitForPackets(bool frameUnderWay) {
+    const auto deadline = assembler_->deadline();
+    const bool isTimed = deadline != FrameAssembler::Time::max();
+    const std::chrono::nanoseconds left =
+        isTimed ? deadline - FrameAssembler::Clock::now() : std::chrono::nanoseconds::max();
     pollfd watched[] = {{stopped_.fd(), POLLIN, 0}, {socket_.fd(), POLLIN, 0}};
-    if (const auto time = gatheringTime(); frameUnderWay && time >= kShortestGathering) {
+    if (const auto time = std::min(gatheringTime(), left);
+        frameUnderWay && time >= kShortestGathering) {
         const timespec gather = toTimespec(time);
         ::ppoll(watched, 1, &gather, nullptr);
         return;
     }
-    const auto deadline = assembler_->deadline();
-    if (deadline == FrameAssembler::Time::max()) {
-        ::ppoll(watched, 2, nullptr, nullptr);
-        return;
-    }
-    const timespec timeout = toTimespec(deadline - FrameAssembler::Clock::now());
-    ::ppoll(watched, 2, &timeout, nullptr);
+    const timespec timeout = toTimespec(left);
+    ::ppoll(watched, 2, isTimed ? &timeout : nullptr, nullptr);
 }
 
-/**
- * No longer than until the frame is there: whoever waits for it does so from its last packet on.
- * What has gathered is taken shortly before, so that there is little left to do then.
+/** No longer than until the frame is there: whoever waits for it does so from its last packet on.
  */
 std::chrono::nanoseconds StreamReceiver::gatheringTime() const {
     const std::chrono::nanoseconds rest = assembler_->restOfFrame();
-    return std::min(gathering_, rest > 2 * kLastLook ? rest - kLastLook : rest);
+    if (rest <= 2 * kLastLook) return std::min(gathering_, rest);
+    return std::min(gathering_, rest - std::max(kLastLook, rest / kShareOfLastLooks));
 }
 
 void StreamReceiver::countHostDrops() {
