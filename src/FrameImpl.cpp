@@ -53,21 +53,26 @@ constexpr std::uint32_t kMostCodesInFrame = 4 * kMostCodesInChunk;
 constexpr std::uint64_t kMostReadingsOfContainer = 4;
 
 std::uint32_t unsignedOf(decode::ChunkLines& lines, const decode::ChunkKey& key) {
-    return decode::streamNumber<std::uint32_t>(lines.find(key));
+    return decode::streamNumber<std::uint32_t>(lines.next(key));
 }
 
 std::int32_t signedOf(decode::ChunkLines& lines, const decode::ChunkKey& key) {
-    return decode::streamNumber<std::int32_t>(lines.find(key));
+    return decode::streamNumber<std::int32_t>(lines.next(key));
 }
 
 decode::CodeValues codeOf(decode::ChunkLines& lines, const decode::CodeKeys& keys) {
+    const auto number = [](std::string_view text) {
+        return decode::streamNumber<std::int32_t>(text);
+    };
+    // All lines of a code in the order in which they come; the count of points is not read.
     decode::CodeValues code;
-    code.typeName = lines.find(keys.codeType());
-    code.data = lines.find(keys.codeData());
+    code.typeName = lines.next(keys.codeType());
+    code.data = lines.next(keys.codeData());
+    lines.skip(keys.positionPointCount());
     for (std::size_t j = 0; j < code.corners.size(); ++j) {
-        code.corners[j] = {signedOf(lines, keys.pointX(j)), signedOf(lines, keys.pointY(j))};
+        code.corners[j] = {number(lines.next(keys.pointX(j))), number(lines.next(keys.pointY(j)))};
     }
-    code.ppm = decode::streamFloat(lines.find(keys.ppm()));
+    code.ppm = decode::streamFloat(lines.next(keys.ppm()));
     return code;
 }
 
@@ -221,7 +226,7 @@ void FrameImpl::parseChunk(std::uint32_t chunkId, decode::ChunkLines& lines) {
             appendChunkCodes(lines, decode::CodeKeyTable::qrCodes(), unsignedOf(lines, kQrCount));
             break;
         case kPipelineChunk:
-            status_ = decode::statusFromName(lines.find(kStatus));
+            status_ = decode::statusFromName(lines.next(kStatus));
             timestamp_ = std::uint64_t{unsignedOf(lines, kTimestampHigh)} << 32 |
                          unsignedOf(lines, kTimestampLow);
             break;
@@ -252,10 +257,8 @@ void FrameImpl::appendCode(const decode::CodeValues& code) {
     info->setCodeType(decode::codeTypeFromName(code.typeName), std::string(code.typeName));
     info->setCodeData(std::string(code.data));
     info->setPPM(code.ppm);
-    std::vector<Point> points;
-    points.reserve(code.corners.size());
-    for (const decode::Corner& corner : code.corners) points.push_back({corner.x, corner.y});
-    info->setPoints(std::move(points));
+    const auto& [a, b, c, d] = code.corners;
+    info->setPoints({{a.x, a.y}, {b.x, b.y}, {c.x, c.y}, {d.x, d.y}});
     barcodes_.push_back(std::move(info));
 }
 

@@ -9,24 +9,9 @@
 namespace kestro::decode {
 
 CodeKeys::CodeKeys(std::string_view prefix, std::uint32_t codeIndex) {
-    std::size_t next = 0;
-    const auto add = [&]<typename... Numbers>(
-                         fmt::format_string<std::string_view&, std::uint32_t&, Numbers&...> format,
-                         Numbers... numbers) {
-        Text& text = texts_[next++];
-        const auto made = fmt::format_to_n(text.bytes.data(), text.bytes.size(), format, prefix,
-                                           codeIndex, numbers...);
-        text.length = static_cast<std::uint8_t>(made.out - text.bytes.data());
-        text.hash = chunkKeyHash({text.bytes.data(), text.length});
-    };
-    add("{}{}_CodeType");
-    add("{}{}_CodeData");
-    add("{}{}_PosPointNum");
-    for (int point = 0; point < 4; ++point) {
-        add("{}{}_Point{}_X", point);
-        add("{}{}_Point{}_Y", point);
-    }
-    add("{}{}_PPM");
+    const auto made = fmt::format_to_n(head_.data(), head_.size(), "{}{}_", prefix, codeIndex);
+    headSize_ = static_cast<std::uint8_t>(made.out - head_.data());
+    headHash_ = chunkKeyHash({head_.data(), headSize_});
 }
 
 CodeKeyTable::CodeKeyTable(std::string_view prefix) : prefix_(prefix) { makePart(0); }

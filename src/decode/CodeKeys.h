@@ -11,32 +11,40 @@
 
 namespace kestro::decode {
 
-/** The twelve keys of one code, "BarCode3_CodeType" and so on, with their hashes. */
+/** The twelve keys of one code, "BarCode3_CodeType" and so on. */
 class CodeKeys {
  public:
     CodeKeys() = default;
     CodeKeys(std::string_view prefix, std::uint32_t codeIndex);
 
-    [[nodiscard]] ChunkKey codeType() const { return key(0); }
-    [[nodiscard]] ChunkKey codeData() const { return key(1); }
-    [[nodiscard]] ChunkKey positionPointCount() const { return key(2); }
-    [[nodiscard]] ChunkKey pointX(std::size_t point) const { return key(3 + 2 * point); }
-    [[nodiscard]] ChunkKey pointY(std::size_t point) const { return key(4 + 2 * point); }
-    [[nodiscard]] ChunkKey ppm() const { return key(11); }
+    [[nodiscard]] ChunkKey codeType() const { return key("CodeType"); }
+    [[nodiscard]] ChunkKey codeData() const { return key("CodeData"); }
+    [[nodiscard]] ChunkKey positionPointCount() const { return key("PosPointNum"); }
+    [[nodiscard]] ChunkKey pointX(std::size_t point) const { return key(kPointTails[point].x); }
+    [[nodiscard]] ChunkKey pointY(std::size_t point) const { return key(kPointTails[point].y); }
+    [[nodiscard]] ChunkKey ppm() const { return key("PPM"); }
 
  private:
-    // Room for the longest key there is, "BarCode4294967295_PosPointNum".
-    struct Text {
-        std::uint32_t hash = 0;
-        std::uint8_t length = 0;
-        std::array<char, 31> bytes{};
+    struct PointTails {
+        char x[sizeof "Point0_X"];
+        char y[sizeof "Point0_Y"];
     };
+    static constexpr PointTails kPointTails[] = {{"Point0_X", "Point0_Y"},
+                                                 {"Point1_X", "Point1_Y"},
+                                                 {"Point2_X", "Point2_Y"},
+                                                 {"Point3_X", "Point3_Y"}};
 
-    [[nodiscard]] ChunkKey key(std::size_t i) const {
-        return {std::string_view(texts_[i].bytes.data(), texts_[i].length), texts_[i].hash};
+    // By its array: that the size is known makes comparing a matter of a few instructions.
+    template <std::size_t Size>
+    [[nodiscard]] ChunkKey key(const char (&tail)[Size]) const {
+        return {std::string_view(head_.data(), headSize_), headHash_,
+                std::string_view(tail, Size - 1)};
     }
 
-    std::array<Text, 12> texts_{};
+    // What all keys begin with; kept so short, that of hundreds of codes stays in the near caches.
+    std::uint32_t headHash_ = 0;
+    std::uint8_t headSize_ = 0;
+    std::array<char, 27> head_{};  // "BarCode4294967295_" at the longest
 };
 
 /**

@@ -9,9 +9,12 @@
 #include "DecimalText.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <string_view>
 #include <system_error>
@@ -56,12 +59,11 @@ struct SignedText {
     return end > exponent ? end : 0;  // an exponent without digits spoils the whole number
 }
 
-}  // namespace streamed
-
+/** As streamNumber(), for every text. */
 template <std::integral T>
-requires(sizeof(T) == 4) [[nodiscard]] T streamNumber(std::string_view text) {
+[[nodiscard]] T anyNumber(std::string_view text) {
     using Limits = std::numeric_limits<T>;
-    const auto [isNegative, digits] = streamed::afterSign(text);
+    const auto [isNegative, digits] = afterSign(text);
     std::uint64_t magnitude = 0;
     const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude);
     const bool isBelowZero = isNegative && Limits::is_signed;
@@ -73,13 +75,66 @@ requires(sizeof(T) == 4) [[nodiscard]] T streamNumber(std::string_view text) {
     return static_cast<T>(isNegative ? 0 - magnitude : magnitude);
 }
 
-[[nodiscard]] inline float streamFloat(std::string_view text) {
-    const auto [isNegative, digits] = streamed::afterSign(text);
-    const std::size_t length = streamed::floatLength(digits);
+/** As streamFloat(), for every text. */
+[[nodiscard]] inline float anyFloat(std::string_view text) {
+    const auto [isNegative, digits] = afterSign(text);
+    const std::size_t length = floatLength(digits);
     if (length == 0) return 0;
     const float magnitude =
         std::min(decimalValue<float>(digits.substr(0, length)), std::numeric_limits<float>::max());
     return isNegative ? -magnitude : magnitude;
+}
+
+inline constexpr double kPowersOf10[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+
+/** As streamFloat(), for digits with `fraction` of them behind the point; `text` says them whole.
+ */
+[[nodiscard]] inline float quotient(std::uint64_t digits, std::size_t fraction,
+                                    std::string_view text) {
+    // Both are exact, so that this is the nearest double. The float nearest to it is the nearest
+    // to the number, too, unless the double lies in the middle between two floats.
+    const double value = static_cast<double>(digits) / kPowersOf10[fraction];
+    constexpr std::uint64_t kBehindFloat = (std::uint64_t{1} << 29) - 1;
+    constexpr std::uint64_t kMiddle = std::uint64_t{1} << 28;
+    const bool isMiddle = (std::bit_cast<std::uint64_t>(value) & kBehindFloat) == kMiddle;
+    return isMiddle ? anyFloat(text) : static_cast<float>(value);
+}
+
+}  // namespace streamed
+
+template <std::integral T>
+requires(sizeof(T) == 4) [[nodiscard]] T streamNumber(std::string_view text) {
+    // Most texts are a few digits.
+    constexpr std::size_t kMostDigits = std::numeric_limits<std::int32_t>::digits10;
+    if (text.empty() || text.size() > kMostDigits) return streamed::anyNumber<T>(text);
+    std::uint32_t value = 0;
+    for (const char c : text) {
+        const auto digit = static_cast<std::uint32_t>(c) - '0';
+        if (digit > 9) return streamed::anyNumber<T>(text);
+        value = 10 * value + digit;
+    }
+    return static_cast<T>(value);
+}
+
+[[nodiscard]] inline float streamFloat(std::string_view text) {
+    // Most texts are a few digits with a point among them.
+    constexpr std::size_t kMostBytes = std::numeric_limits<double>::digits10;
+    if (text.size() > kMostBytes) return streamed::anyFloat(text);
+    std::uint64_t digits = 0;
+    std::size_t point = text.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto digit = static_cast<std::uint32_t>(text[i]) - '0';
+        if (digit <= 9) {
+            digits = 10 * digits + digit;
+        } else if (text[i] == '.' && point == text.size()) {
+            point = i;
+        } else {
+            return streamed::anyFloat(text);
+        }
+    }
+    const std::size_t fraction = text.size() - std::min(point + 1, text.size());
+    return streamed::quotient(digits, fraction, text);
 }
 
 }  // namespace kestro::decode

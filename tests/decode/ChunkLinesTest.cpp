@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <random>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -98,16 +100,64 @@ TEST(ChunkLines, HoldAsManyLinesAsTheChunkHas) {
     }
 }
 
+// Chunks that have some of the lines in the order in which they are asked for, some twice, some out
+// of order, some of another form; every key asked for once, with and without find() in between.
+TEST(ChunkLines, GiveWhatAPlainMapGivesWhateverTheLines) {
+    std::mt19937 random(20240229);
+    const auto oneIn = [&random](unsigned count) { return random() % count == 0; };
+    ChunkLines lines;
+    for (int chunk = 0; chunk < 5000; ++chunk) {
+        std::vector<CodeKeys> codes;
+        std::vector<ChunkKey> asked;
+        for (std::uint32_t i = 0; i < 3; ++i)
+            codes.emplace_back(oneIn(2) ? "BarCode" : "QR", 7 * i);
+        for (const CodeKeys& code : codes) {
+            asked.insert(asked.end(),
+                         {code.codeType(), code.pointX(0), code.pointY(3), code.ppm()});
+        }
+        const unsigned spoiled = oneIn(4) ? 1000 : 2 + static_cast<unsigned>(random() % 12);
+        std::vector<std::string> texts;
+        for (const ChunkKey& key : asked) {
+            if (oneIn(spoiled)) texts.push_back(asked[random() % asked.size()].text() + " Value:x");
+            if (oneIn(spoiled)) texts.push_back("other" + std::to_string(random() % 3) + " Value:");
+            if (oneIn(spoiled)) texts.push_back(key.text() + (oneIn(2) ? " value:1" : ""));
+            if (!oneIn(spoiled))
+                texts.push_back(key.text() + " Value:" + std::to_string(texts.size()));
+            if (!texts.empty() && oneIn(spoiled))
+                std::swap(texts[random() % texts.size()], texts.back());
+        }
+        std::map<std::string, std::string> plain;
+        lines.reset(texts.size());
+        for (const std::string& text : texts) {
+            lines.add(text);
+            const std::size_t mark = text.find(" Value:");
+            if (mark != std::string::npos)
+                plain.emplace(text.substr(0, mark), text.substr(mark + 7));
+        }
+        for (const ChunkKey& key : asked) {
+            if (oneIn(spoiled)) {
+                const ChunkKey& any = asked[random() % asked.size()];
+                ASSERT_EQ(lines.find(any), plain[any.text()]) << testing::PrintToString(texts);
+            }
+            if (oneIn(spoiled)) {
+                lines.skip(key);
+            } else {
+                ASSERT_EQ(lines.next(key), plain[key.text()]) << testing::PrintToString(texts);
+            }
+        }
+    }
+}
+
 TEST(CodeKeys, AreMadeOfPrefixAndIndex) {
     const CodeKeys keys("BarCode", 3);
-    EXPECT_EQ(keys.codeType().text, "BarCode3_CodeType");
-    EXPECT_EQ(keys.codeData().text, "BarCode3_CodeData");
-    EXPECT_EQ(keys.positionPointCount().text, "BarCode3_PosPointNum");
-    EXPECT_EQ(keys.pointX(0).text, "BarCode3_Point0_X");
-    EXPECT_EQ(keys.pointY(3).text, "BarCode3_Point3_Y");
-    EXPECT_EQ(keys.ppm().text, "BarCode3_PPM");
-    EXPECT_EQ(keys.ppm().hash, chunkKeyHash("BarCode3_PPM"));
-    EXPECT_EQ(CodeKeys("BarCode", 4294967295).positionPointCount().text,
+    EXPECT_EQ(keys.codeType().text(), "BarCode3_CodeType");
+    EXPECT_EQ(keys.codeData().text(), "BarCode3_CodeData");
+    EXPECT_EQ(keys.positionPointCount().text(), "BarCode3_PosPointNum");
+    EXPECT_EQ(keys.pointX(0).text(), "BarCode3_Point0_X");
+    EXPECT_EQ(keys.pointY(3).text(), "BarCode3_Point3_Y");
+    EXPECT_EQ(keys.ppm().text(), "BarCode3_PPM");
+    EXPECT_EQ(keys.ppm().hash(), chunkKeyHash("BarCode3_PPM"));
+    EXPECT_EQ(CodeKeys("BarCode", 4294967295).positionPointCount().text(),
               "BarCode4294967295_PosPointNum");
 }
 
@@ -118,16 +168,16 @@ TEST(CodeKeyTable, DoublesUpToItsBound) {
     const CodeKeys* const kept = &table.keys(63, spare);
     EXPECT_EQ(table.size(), 64U);
     for (std::uint32_t i = 0; i < 70; ++i) {
-        EXPECT_EQ(table.keys(i, spare).ppm().text, "QR" + std::to_string(i) + "_PPM");
+        EXPECT_EQ(table.keys(i, spare).ppm().text(), "QR" + std::to_string(i) + "_PPM");
     }
     EXPECT_EQ(table.size(), 128U);
     for (std::uint32_t i = 70; i < 1024; ++i) {
-        ASSERT_EQ(table.keys(i, spare).ppm().text, "QR" + std::to_string(i) + "_PPM");
+        ASSERT_EQ(table.keys(i, spare).ppm().text(), "QR" + std::to_string(i) + "_PPM");
     }
     EXPECT_EQ(table.size(), 1024U);
     EXPECT_EQ(&table.keys(63, spare), kept);  // readers may hold keys while the table grows
     EXPECT_EQ(&table.keys(1024, spare), &spare);
-    EXPECT_EQ(spare.codeType().text, "QR1024_CodeType");
+    EXPECT_EQ(spare.codeType().text(), "QR1024_CodeType");
     EXPECT_EQ(table.size(), 1024U);
 }
 
@@ -136,7 +186,7 @@ TEST(CodeKeyTable, GrowsFromManyThreadsAtOnce) {
     const auto work = [&table] {
         CodeKeys spare;
         for (std::uint32_t i = 0; i < 1024; ++i) {
-            ASSERT_EQ(table.keys(i, spare).codeData().text,
+            ASSERT_EQ(table.keys(i, spare).codeData().text(),
                       "BarCode" + std::to_string(i) + "_CodeData");
         }
     };

@@ -24,7 +24,7 @@ TEST(Names, GiveTheCodeTypesTheirNumbers) {
             EXPECT_EQ(codeTypeFromName(std::string("CODABAR") + start + stop), 8) << start << stop;
         }
     }
-    for (const char* name : {"", "qr", "QR ", "CODABARA", "CODABARAE", "NA"}) {
+    for (const char* name : {"", "qr", "QR ", "CODABARA", "CODABARAE", "CODABARAAA", "NA"}) {
         EXPECT_EQ(codeTypeFromName(name), -1) << name;
     }
 }
@@ -35,7 +35,8 @@ TEST(Names, GiveTheStatusesTheirNumbers) {
                                     "PhasePartial", "PhaseFail"};
     std::uint32_t number = 0;
     for (const char* name : statuses) EXPECT_EQ(statusFromName(name), ++number) << name;
-    for (const char* name : {"", "na", "Phase", "QR"}) EXPECT_EQ(statusFromName(name), 0U) << name;
+    for (const char* name : {"", "na", "Phase", "PhaseCompleted", "QR"})
+        EXPECT_EQ(statusFromName(name), 0U) << name;
 }
 
 }  // namespace

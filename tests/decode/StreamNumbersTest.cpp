@@ -73,6 +73,9 @@ const Row kRows[] = {
      0, 0, 0},
     {"true", 0, 0, 0},
     {"1e3x", 1, 1, 1000},
+    // Next to the middle between two floats, nearer to it than any double is: above and below.
+    {".50001659989357", 0, 0, 0x1.00022EP-1F},
+    {".50002321600914", 0, 0, 0x1.00030AP-1F},
 };
 
 TEST(StreamNumbers, ReadAsAStreamDoes) {
