@@ -9,6 +9,7 @@
 // only network.
 #include <kestro/kestro.h>
 
+#include "ChildProcess.h"
 #include "Processor.h"
 #include "Simulator.h"
 #include "Turns.h"
@@ -122,14 +123,8 @@ int measureHere(const std::string& side, const std::string& figure) {
 }
 
 double measureElsewhere(const std::string& program, const char* side, Figure figure) {
-    const std::string words =
-        std::string(" ") + side + " " + std::to_string(static_cast<int>(figure));
-    FILE* const output = ::popen(("'" + program + "'" + words).c_str(), "r");
-    kestro::bench::require(output != nullptr, "no process can be started");
-    double milliseconds = 0;
-    const int fields = std::fscanf(output, "%lf", &milliseconds);
-    kestro::bench::require(::pclose(output) == 0 && fields == 1, "a process has failed");
-    return milliseconds;
+    const std::string words = std::string(side) + " " + std::to_string(static_cast<int>(figure));
+    return kestro::bench::numbersFrom(program, words, 1)[0];
 }
 
 void compare(benchmark::State& state, const std::string& program, Figure figure) {

@@ -8,6 +8,7 @@
 // process of its own, the later ones as its second; it reads the lines of the library's trace.
 #include <kestro/kestro.h>
 
+#include "ChildProcess.h"
 #include "RecordingLogger.h"
 #include "Simulator.h"
 #include "Turns.h"
@@ -37,7 +38,7 @@ constexpr int kCalls = 20;
 
 /** What one call came to. */
 struct Call {
-    unsigned found = 0;
+    double found = 0;
     double answersMs = 0;  ///< from the question to the slowest answer
     double callMs = 0;
 };
@@ -64,7 +65,7 @@ Call discover() {
     const auto begin = Clock::now();
     if (!kestro::System::getInstance().discovery(cameras, 0).isOK()) return call;
     call.callMs = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-    call.found = static_cast<unsigned>(cameras.size());
+    call.found = static_cast<double>(cameras.size());
     call.answersMs = slowestAnswerMs();
     return call;
 }
@@ -72,20 +73,15 @@ Call discover() {
 int measureHere(int calls) {
     Call call;
     while (calls-- > 0) call = discover();
-    std::printf("%u %f %f\n", call.found, call.answersMs, call.callMs);
+    std::printf("%.0f %f %f\n", call.found, call.answersMs, call.callMs);
     return 0;
 }
 
 /** The last of so many calls of a process of their own. */
 Call measureElsewhere(const std::string& program, int calls) {
-    const std::string command = "'" + program + "' " + kCall + " " + std::to_string(calls);
-    FILE* const output = ::popen(command.c_str(), "r");
-    kestro::bench::require(output != nullptr, "no process can be started");
-    Call call;
-    const int fields =
-        std::fscanf(output, "%u %lf %lf", &call.found, &call.answersMs, &call.callMs);
-    kestro::bench::require(::pclose(output) == 0 && fields == 3, "a process has failed");
-    return call;
+    const std::string words = std::string(kCall) + " " + std::to_string(calls);
+    const auto numbers = kestro::bench::numbersFrom(program, words, 3);
+    return {numbers[0], numbers[1], numbers[2]};
 }
 
 std::vector<std::unique_ptr<kestrosim::SimulatedCamera>> switchOn(std::size_t count) {
