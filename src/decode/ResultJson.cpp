@@ -27,11 +27,16 @@ constexpr std::size_t kDeepestLevel = 200;
 constexpr std::size_t kUsualCodes = 32;
 constexpr std::string_view kWrapped = "value";
 
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
 // Toward zero to 64 bits, at most their range, of which the low 32 bits stay: 4294967295 is -1.
 std::int32_t intValue(std::string_view number) {
-    std::int32_t small = 0;
-    const auto read = std::from_chars(number.data(), number.data() + number.size(), small);
-    if (read.ec == std::errc() && read.ptr == number.data() + number.size()) return small;
+    if (number.size() <= std::numeric_limits<std::int32_t>::digits10) {
+        std::int32_t small = 0;
+        std::size_t i = 0;
+        for (; i < number.size() && isDigit(number[i]); ++i) small = 10 * small + (number[i] - '0');
+        if (i == number.size()) return small;
+    }
     const double value = decimalValue<double>(number);
     constexpr double kTwoTo63 = 9223372036854775808.0;
     std::int64_t whole = 0;
@@ -318,10 +323,11 @@ void ResultHandler::clearMember() {
 bool ResultHandler::findCodeMember(std::string_view name) {
     CodeValues& code = readings().codes.back();
     forgetDatum();
+    if (findCorner(name)) return true;  // most members are one
     if (name == "CodeType") text_ = &code.typeName;
     if (name == "CodeData") text_ = &code.data;
     if (name == "PPM") fraction_ = &code.ppm;
-    return text_ || fraction_ || findCorner(name);
+    return text_ || fraction_;
 }
 
 // "Point0_X" to "Point3_Y"
@@ -336,8 +342,6 @@ bool ResultHandler::findCorner(std::string_view name) {
     if (axis == "_Y") number_ = &corner.y;
     return number_;
 }
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 // JSON has no zeros in front and digits on both sides of the point; the rest from_chars sees.
 bool isJsonNumber(std::string_view number) {

@@ -138,6 +138,14 @@ TEST(ResultJson, MembersOfAnotherTypeReadAsNothing) {
     EXPECT_EQ(ppmOf("\"2\""), 0.0F);
 }
 
+TEST(ResultJson, CornersBeyondTheFourthGoNowhere) {
+    // As many codes as room is made for at once: the sanitizer sees what is written behind the
+    // last.
+    std::string elements = "{}";
+    for (int i = 1; i < 32; ++i) elements += R"(,{"Point4_Y":{"value":9},"Point:_Y":{"value":9}})";
+    EXPECT_EQ(parsed(codes(elements)).barcodes->codes.size(), 32U);
+}
+
 TEST(ResultJson, WholeNumbersKeepTheirLowWord) {
     EXPECT_EQ(timeOf("2147483647"), 2147483647);
     EXPECT_EQ(timeOf("-2147483648"), -2147483647 - 1);
