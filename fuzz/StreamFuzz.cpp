@@ -6,6 +6,7 @@
 #include "BufferPool.h"
 #include "FrameAssembler.h"
 #include "FuzzInput.h"
+#include "PacketsInPlace.h"
 #include "RecordingLogger.h"
 
 #include <algorithm>
@@ -226,26 +227,14 @@ class Stream {
      */
     void takeBatch() {
         if (!batch_.empty()) {
-            const std::size_t inPlace = inPlace_ ? receiveInPlace() * batchPacketBytes_ : 0;
-            const ByteView rest = ByteView(batch_).subspan(inPlace);
+            const std::size_t taken =
+                inPlace_ ? kestro::test::takeInPlace(*assembler_, batch_, batchPacketBytes_, now_)
+                         : 0;
+            const ByteView rest = ByteView(batch_).subspan(taken * batchPacketBytes_);
             assembler_->takeBatch(exactly(rest), batchPacketBytes_, now_);
         }
         batch_.clear();
         batchPacketBytes_ = 0;
-    }
-    /** What came is written to where the next packets belong; gives how many it was. */
-    std::size_t receiveInPlace() {
-        const ExpectedRun run = assembler_->expectedRun();
-        if (run.count == 0) return 0;
-        std::fill_n(run.place, run.count * run.stride, std::uint8_t{0xdd});
-        if (batchPacketBytes_ != run.headerBytes + run.stride) return 0;
-        Bytes headers;
-        for (std::size_t i = 0; i < std::min(run.count, batch_.size() / batchPacketBytes_); ++i) {
-            const std::uint8_t* const packet = batch_.data() + i * batchPacketBytes_;
-            headers.insert(headers.end(), packet, packet + run.headerBytes);
-            std::copy_n(packet + run.headerBytes, run.stride, run.place + i * run.stride);
-        }
-        return assembler_->takePlaced(exactly(headers), now_);
     }
     /** Time goes on, and what is due is done. */
     void pass() {

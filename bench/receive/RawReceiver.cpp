@@ -3,7 +3,7 @@
 // Receives as fast as the machine can: recvmmsg, of batches (UDP_GRO) where the kernel makes some.
 // What of a datagram it looks at is its length, and of trailers, which are known by theirs, the
 // block id. The word says for how many microseconds packets may gather in the socket before they
-// are taken, as with this library, whose frames are compared, or 0, when the time of each trailer
+// are taken, as with this library at most, or 0, when the time of each trailer
 // is what is asked for; and what becomes of them:
 //
 //     1600         nothing, they are only counted

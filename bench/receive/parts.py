@@ -10,7 +10,7 @@ Kind = collections.namedtuple("Kind", "name program words")
 KESTRO = Kind("kestro", "kestro", [])
 SOCKET = Kind("aravis socket", "aravis", [])
 RING = Kind("aravis ring", "aravis", ["ring"])
-RAW = Kind("raw", "raw", [1600])       # microseconds that packets gather, as with this library
+RAW = Kind("raw", "raw", [1600])       # microseconds that packets gather, as with this library at most
 RAW_AT_ONCE = Kind("raw", "raw", [0])  # where the time counts
 KINDS = [KESTRO, SOCKET, RING, RAW]
 # What frames cost at least that are put together from what a socket gives: two ways.

@@ -68,7 +68,7 @@ class ChunkLines {
  public:
     /** Forgets all lines and makes room for `lineCount` of them. */
     void reset(std::size_t lineCount);
-    /** Takes a line in; of several lines with one key the first counts, others are dropped. */
+    /** Takes a line in; of several lines with one key the first counts. */
     void add(std::string_view line) { lines_.push_back(line); }
     /** What follows the colon; empty when there is no such line. */
     [[nodiscard]] std::string_view find(const ChunkKey& key);

@@ -9,7 +9,7 @@ namespace kestro::decode {
 
 /**
  * Whether both places hold the same bytes. Always in line, for texts as short as keys and names:
- * to call memcmp for each costs more than all else that is done with it.
+ * a call of memcmp for each would be a good part of the decoding.
  */
 [[nodiscard, gnu::always_inline]] inline bool areSameBytes(const char* one, const char* other,
                                                            std::size_t size) {

@@ -14,7 +14,6 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <limits>
 #include <string_view>
 #include <system_error>
@@ -90,8 +89,8 @@ inline constexpr double kPowersOf10[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 
 
 /** As streamFloat(), for digits with `fraction` of them behind the point; `text` says them whole.
  */
-[[nodiscard]] inline float quotient(std::uint64_t digits, std::size_t fraction,
-                                    std::string_view text) {
+[[nodiscard]] inline float nearestFloat(std::uint64_t digits, std::size_t fraction,
+                                        std::string_view text) {
     // Both are exact, so that this is the nearest double. The float nearest to it is the nearest
     // to the number, too, unless the double lies in the middle between two floats.
     const double value = static_cast<double>(digits) / kPowersOf10[fraction];
@@ -134,7 +133,7 @@ requires(sizeof(T) == 4) [[nodiscard]] T streamNumber(std::string_view text) {
         }
     }
     const std::size_t fraction = text.size() - std::min(point + 1, text.size());
-    return streamed::quotient(digits, fraction, text);
+    return streamed::nearestFloat(digits, fraction, text);
 }
 
 }  // namespace kestro::decode

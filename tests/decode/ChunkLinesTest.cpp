@@ -100,32 +100,51 @@ TEST(ChunkLines, HoldAsManyLinesAsTheChunkHas) {
     }
 }
 
-// Chunks that have some of the lines in the order in which they are asked for, some twice, some out
-// of order, some of another form; every key asked for once, with and without find() in between.
-TEST(ChunkLines, GiveWhatAPlainMapGivesWhateverTheLines) {
-    std::mt19937 random(20240229);
-    const auto oneIn = [&random](unsigned count) { return random() % count == 0; };
-    ChunkLines lines;
-    for (int chunk = 0; chunk < 5000; ++chunk) {
+/** Chunks with some of the lines that are asked for, some twice, some out of order, some odd. */
+class SpoiledChunks {
+ public:
+    /** True once in so many times. */
+    bool oneIn(unsigned count) { return random_() % count == 0; }
+    std::vector<CodeKeys> codes() {
         std::vector<CodeKeys> codes;
-        std::vector<ChunkKey> asked;
         for (std::uint32_t i = 0; i < 3; ++i)
             codes.emplace_back(oneIn(2) ? "BarCode" : "QR", 7 * i);
+        return codes;
+    }
+    const ChunkKey& any(const std::vector<ChunkKey>& keys) { return keys[random_() % keys.size()]; }
+    /** How many lines it takes for one to be spoiled. */
+    unsigned rarity() { return oneIn(4) ? 1000 : 2 + static_cast<unsigned>(random_() % 12); }
+    std::vector<std::string> lines(const std::vector<ChunkKey>& keys, unsigned rarity) {
+        std::vector<std::string> lines;
+        for (const ChunkKey& key : keys) {
+            if (oneIn(rarity)) lines.push_back(any(keys).text() + " Value:x");
+            if (oneIn(rarity)) lines.push_back("other" + std::to_string(random_() % 3) + " Value:");
+            if (oneIn(rarity)) lines.push_back(key.text() + (oneIn(2) ? " value:1" : ""));
+            if (!oneIn(rarity))
+                lines.push_back(key.text() + " Value:" + std::to_string(lines.size()));
+            if (!lines.empty() && oneIn(rarity))
+                std::swap(lines[random_() % lines.size()], lines.back());
+        }
+        return lines;
+    }
+
+ private:
+    std::mt19937 random_{20240229};
+};
+
+// Every key asked for once, with and without find() in between.
+TEST(ChunkLines, GiveWhatAPlainMapGivesWhateverTheLines) {
+    SpoiledChunks chunks;
+    ChunkLines lines;
+    for (int chunk = 0; chunk < 5000; ++chunk) {
+        const std::vector<CodeKeys> codes = chunks.codes();
+        std::vector<ChunkKey> asked;
         for (const CodeKeys& code : codes) {
             asked.insert(asked.end(),
                          {code.codeType(), code.pointX(0), code.pointY(3), code.ppm()});
         }
-        const unsigned spoiled = oneIn(4) ? 1000 : 2 + static_cast<unsigned>(random() % 12);
-        std::vector<std::string> texts;
-        for (const ChunkKey& key : asked) {
-            if (oneIn(spoiled)) texts.push_back(asked[random() % asked.size()].text() + " Value:x");
-            if (oneIn(spoiled)) texts.push_back("other" + std::to_string(random() % 3) + " Value:");
-            if (oneIn(spoiled)) texts.push_back(key.text() + (oneIn(2) ? " value:1" : ""));
-            if (!oneIn(spoiled))
-                texts.push_back(key.text() + " Value:" + std::to_string(texts.size()));
-            if (!texts.empty() && oneIn(spoiled))
-                std::swap(texts[random() % texts.size()], texts.back());
-        }
+        const unsigned rarity = chunks.rarity();
+        const std::vector<std::string> texts = chunks.lines(asked, rarity);
         std::map<std::string, std::string> plain;
         lines.reset(texts.size());
         for (const std::string& text : texts) {
@@ -135,11 +154,11 @@ TEST(ChunkLines, GiveWhatAPlainMapGivesWhateverTheLines) {
                 plain.emplace(text.substr(0, mark), text.substr(mark + 7));
         }
         for (const ChunkKey& key : asked) {
-            if (oneIn(spoiled)) {
-                const ChunkKey& any = asked[random() % asked.size()];
+            const ChunkKey& any = chunks.any(asked);
+            if (chunks.oneIn(rarity)) {
                 ASSERT_EQ(lines.find(any), plain[any.text()]) << testing::PrintToString(texts);
             }
-            if (oneIn(spoiled)) {
+            if (chunks.oneIn(rarity)) {
                 lines.skip(key);
             } else {
                 ASSERT_EQ(lines.next(key), plain[key.text()]) << testing::PrintToString(texts);

@@ -5,6 +5,7 @@
 
 #include "BufferPool.h"
 #include "FrameAssembler.h"
+#include "PacketsInPlace.h"
 #include "StreamPackets.h"
 
 #include <gtest/gtest.h>
@@ -69,9 +70,10 @@ class AssemblerBench : public Vorda::Gige::FrameOutput {
         if (packet.size() < batchPacketBytes_) feedBatch();
     }
     void feedBatch() {
-        const std::size_t inPlace = isReceivedInPlace ? receiveInPlace() * batchPacketBytes_ : 0;
         const Vorda::Gige::ByteView batch(batch_);
-        assembler_->takeBatch(batch.subspan(inPlace), batchPacketBytes_, now_);
+        const std::size_t taken =
+            isReceivedInPlace ? takeInPlace(*assembler_, batch, batchPacketBytes_, now_) : 0;
+        assembler_->takeBatch(batch.subspan(taken * batchPacketBytes_), batchPacketBytes_, now_);
         batch_.clear();
     }
     /** Lets time pass in steps of half a millisecond, as the receiver's waits would. */
@@ -131,21 +133,6 @@ class AssemblerBench : public Vorda::Gige::FrameOutput {
     std::function<void(const Vorda::Gige::ResendRequest&)> onResend;
 
  private:
-    /** Puts the packets of the batch where others were expected, perhaps; gives how many fit. */
-    std::size_t receiveInPlace() {
-        const auto run = assembler_->expectedRun();
-        if (run.count == 0) return 0;
-        std::fill_n(run.place, run.count * run.stride, std::uint8_t{0xdd});
-        if (batchPacketBytes_ != run.headerBytes + run.stride) return 0;
-        Bytes headers;
-        for (std::size_t i = 0; i < std::min(run.count, batch_.size() / batchPacketBytes_); ++i) {
-            const std::uint8_t* const packet = batch_.data() + i * batchPacketBytes_;
-            headers.insert(headers.end(), packet, packet + run.headerBytes);
-            std::copy_n(packet + run.headerBytes, run.stride, run.place + i * run.stride);
-        }
-        return assembler_->takePlaced(headers, now_);
-    }
-
     std::vector<Bytes> memory_;
     std::vector<Vorda::Gige::FrameBuffer> buffers_;
     std::vector<Vorda::Gige::FrameBuffer*> free_;

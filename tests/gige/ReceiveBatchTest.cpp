@@ -30,8 +30,14 @@ struct Sent {
 
 void append(Bytes& bytes, ByteView more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
 
-class ReceiveBatchInPlace : public testing::TestWithParam<unsigned> {
+class ReceiveBatchTest : public testing::Test {
  protected:
+    void open() {
+        ASSERT_TRUE(socket_.open({kCamera, 0}));
+        port_ = socket_.local().port;
+        const int on = 1;
+        ASSERT_EQ(::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on), 0);
+    }
     unsigned below(unsigned end) { return static_cast<unsigned>(engine_() >> 5) % end; }
     Bytes packet(std::size_t bytes) { return content(bytes, below(10000)); }
 
@@ -114,7 +120,7 @@ class ReceiveBatchInPlace : public testing::TestWithParam<unsigned> {
         append(arrived_.back().bytes, datagram.bytes);
     }
 
-    std::minstd_rand engine_{GetParam() + 1};
+    std::minstd_rand engine_{1};
     TestSocket camera_{"127.0.0.1"};
     TestSocket stranger_{"127.0.0.2"};
     UdpSocket socket_;
@@ -126,11 +132,12 @@ class ReceiveBatchInPlace : public testing::TestWithParam<unsigned> {
     std::size_t placed_ = 0;
 };
 
+class ReceiveBatchInPlace : public ReceiveBatchTest,
+                            public testing::WithParamInterface<unsigned> {};
+
 TEST_P(ReceiveBatchInPlace, LosesAndMixesUpNothing) {
-    ASSERT_TRUE(socket_.open({kCamera, 0}));
-    port_ = socket_.local().port;
-    const int on = 1;
-    ASSERT_EQ(::setsockopt(socket_.fd(), SOL_UDP, UDP_GRO, &on, sizeof on), 0);
+    engine_.seed(GetParam() + 1);
+    open();
     ReceiveBatch batch;
     run_.headerBytes = below(2) == 0 ? kGvspHeaderBytes : kGvspExtendedHeaderBytes;
     run_.stride = 2000 + below(7000);
@@ -150,6 +157,32 @@ TEST_P(ReceiveBatchInPlace, LosesAndMixesUpNothing) {
     }
     EXPECT_FALSE(batch.receive(socket_.fd(), run_));
     EXPECT_GT(placed_, 50u);
+}
+
+TEST_F(ReceiveBatchTest, AsksForBatchesOneByOneWhileTheyCome) {
+    open();
+    ReceiveBatch batch;
+    const auto received = [&] {
+        pollfd watched{socket_.fd(), POLLIN, 0};
+        EXPECT_EQ(::poll(&watched, 1, 10000), 1);
+        EXPECT_TRUE(batch.receive(socket_.fd(), {}));
+        return batch.count();
+    };
+    const std::vector<Bytes> packets(5, packet(3000));
+    ASSERT_TRUE(camera_.sendTogether(port_, packets));
+    EXPECT_EQ(received(), 1u);
+    // One that comes alone does not change that.
+    camera_.sendTo(port_, packets[0]);
+    for (int i = 0; i < 2; ++i) ASSERT_TRUE(camera_.sendTogether(port_, packets));
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(received(), 1u);
+        EXPECT_TRUE(batch.mayBeMore());
+    }
+    // Many do, however small they are.
+    for (int i = 0; i < 60; ++i) camera_.sendTo(port_, {1});
+    for (int i = 0; i < 32; ++i) ASSERT_EQ(received(), 1u);
+    EXPECT_EQ(received(), 28u);
+    EXPECT_FALSE(batch.mayBeMore());
 }
 
 INSTANTIATE_TEST_SUITE_P(ReceiveBatch, ReceiveBatchInPlace, testing::Range(0u, 20u));

@@ -472,6 +472,33 @@ TEST_F(StreamSource, GivesTheSameFramesInBatchesAndPacketByPacket) {
     }
 }
 
+// Of the second frame on, batches are taken one by one, and the later ones of a frame in place.
+TEST_F(StreamSource, TakesLargePacketsInTheirPlaces) {
+    camera->payloadBytes = 60000;
+    start();
+    constexpr std::size_t kStride = 3000;
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        const Bytes image = content(59000, static_cast<std::uint32_t>(id));
+        const auto packets =
+            kestro::test::PacketWriter{.blockId = id, .stride = kStride, .timestamp = id}.block(
+                image);
+        const std::uint16_t port = camera->hostPort();
+        camera->socket().sendTo(port, packets[0]);
+        const auto at = [&](std::size_t i) {
+            return packets.begin() + static_cast<std::ptrdiff_t>(i);
+        };
+        for (std::size_t i = 1; i < packets.size() - 1; i += 5)
+            if (!camera->socket().sendTogether(port,
+                                               {at(i), at(std::min(i + 5, packets.size() - 1))}))
+                GTEST_SKIP() << "no UDP segmentation here";
+        camera->socket().sendTo(port, packets.back());
+        CFrame frame;
+        ASSERT_TRUE(source->getFrame(frame, kLongMs));
+        EXPECT_EQ(bytesOf(frame), image);
+        EXPECT_EQ(counters->packets.get(), id * packets.size());
+    }
+}
+
 /** Takes away this thread's right to exceed the system's limits, until it ends. */
 void giveUpNetworkAdministration() {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};

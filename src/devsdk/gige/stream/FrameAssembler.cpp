@@ -80,6 +80,7 @@ void FrameAssembler::takeBatch(ByteView batch, std::size_t packetBytes, Time now
 std::size_t FrameAssembler::takeRun(ByteView batch, std::size_t packetBytes, Time now) {
     const ExpectedRun run = expectedRun();
     if (run.count == 0 || packetBytes != run.headerBytes + run.stride) return 0;
+    if (batch.size() < packetBytes) return 0;
     const std::size_t most = std::min(run.count, batch.size() / packetBytes);
     const std::size_t count = countNext(batch, packetBytes, most);
     const std::uint8_t* from = batch.data() + run.headerBytes;
@@ -98,8 +99,8 @@ ExpectedRun FrameAssembler::expectedRun() const {
 }
 
 std::size_t FrameAssembler::takePlaced(ByteView headers, Time now) {
-    if (headers.empty()) return 0;
     const ExpectedRun run = expectedRun();
+    if (run.count == 0) return 0;
     const std::size_t most = std::min(run.count, headers.size() / run.headerBytes);
     const std::size_t count = countNext(headers, run.headerBytes, most);
     noteRun(count, now);
@@ -344,7 +345,7 @@ void FrameAssembler::finish(OpenBlock& block) {
 
 FrameAssembler::Clock::duration FrameAssembler::timeOf(const OpenBlock& block) {
     const Clock::duration took = block.lastPacket - block.firstPacket;
-    // All of it came while nobody looked: nobody knows how much sooner.
+    // It was there at the first look, or the second: nobody knows how much sooner it came.
     return block.laterLooks <= 1 ? took - took / 4 : took;
 }
 
@@ -419,7 +420,7 @@ void FrameAssembler::tick(Time now) {
 }
 
 FrameAssembler::Time FrameAssembler::deadline() const {
-    Time next = kNever;
+    Time next = Time::max();
     for (std::size_t i = 0; i < openCount_; ++i) {
         const OpenBlock& block = *order_[i];
         if (block.state != State::gathering) continue;
@@ -431,8 +432,10 @@ FrameAssembler::Time FrameAssembler::deadline() const {
 
 FrameAssembler::Clock::duration FrameAssembler::restOfFrame() const {
     const OpenBlock* const newest = openCount_ != 0 ? order_[openCount_ - 1] : nullptr;
-    const bool isUnderWay = newest && newest->state == State::gathering;
-    return isUnderWay ? pattern_.restOf(newest->part) : Clock::duration::max();
+    if (!newest) return Clock::duration::max();
+    // What it waits for behind an older one may come at any time.
+    if (newest->state != State::gathering) return FramePattern::kRestOfLongerFrame;
+    return pattern_.restOf(newest->part);
 }
 
 void FrameAssembler::askForMissing(OpenBlock& block, Time now) {

@@ -102,8 +102,6 @@ class FrameAssembler {
     [[nodiscard]] bool busy() const { return openCount_ != 0; }
 
  private:
-    static constexpr Time kNever = Time::max();
-
     enum class State { gathering, complete, dropped };
 
     struct OpenBlock {

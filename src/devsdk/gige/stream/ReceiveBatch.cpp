@@ -57,11 +57,12 @@ bool ReceiveBatch::receive(int socket, const ExpectedRun& run) {
 
 /** How many packets a batch holds, and so where the next one begins, is not known before. */
 void ReceiveBatch::expect(const ExpectedRun& run) {
-    asked_ = comesInBatches_ ? 1 : kBatch;
+    const bool comesInBatches = sinceBatch_ < kBatch;
+    asked_ = comesInBatches ? 1 : kBatch;
     run_ = run;
     if (run_.stride < kLeastPlaced) run_.count = 0;
     if (run_.count == 0) return;
-    perDatagram_ = comesInBatches_ ? kLargestDatagram / packetBytes() : 1;
+    perDatagram_ = comesInBatches ? kLargestDatagram / packetBytes() : 1;
     run_.count = std::min(run_.count, asked_ * perDatagram_);
 }
 
@@ -85,8 +86,7 @@ void ReceiveBatch::arm(std::size_t index, iovec*& slice) {
 
 void ReceiveBatch::noteBatches() {
     for (std::size_t i = 0; i < count_; ++i)
-        if (headers_[i].msg_len >= kLeastPlaced)
-            comesInBatches_ = segmentBytesOf(headers_[i].msg_hdr) >= kLeastPlaced;
+        sinceBatch_ = segmentBytesOf(headers_[i].msg_hdr) >= kLeastPlaced ? 0 : sinceBatch_ + 1;
 }
 
 std::uint8_t* ReceiveBatch::slot(std::size_t index) const {

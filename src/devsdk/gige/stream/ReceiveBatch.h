@@ -84,12 +84,12 @@ class ReceiveBatch {
     [[nodiscard]] std::size_t takenOf(std::size_t index) const;
 
     std::unique_ptr<std::uint8_t[], Unmap> bytes_;
-    ExpectedRun run_;              ///< of which some are asked for; count 0: none
-    std::size_t perDatagram_ = 0;  ///< packets of it that a datagram is thought to hold
-    std::size_t asked_ = 0;        ///< datagrams
-    std::size_t count_ = 0;        ///< that came
-    std::size_t taken_ = 0;        ///< packets in their places
-    bool comesInBatches_ = false;  ///< large packets, put together
+    ExpectedRun run_;                  ///< of which some are asked for; count 0: none
+    std::size_t perDatagram_ = 0;      ///< packets of it that a datagram is thought to hold
+    std::size_t asked_ = 0;            ///< datagrams
+    std::size_t count_ = 0;            ///< that came
+    std::size_t taken_ = 0;            ///< packets in their places
+    std::size_t sinceBatch_ = kBatch;  ///< datagrams since one of large packets put together
     std::uint8_t packetHeaders_[kMostPlaced * kGvspExtendedHeaderBytes];
     iovec slices_[2 * kMostPlaced + kBatch];
     sockaddr_in senders_[kBatch];

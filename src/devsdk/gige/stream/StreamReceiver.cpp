@@ -8,17 +8,14 @@
 #include <linux/sock_diag.h>
 #include <netinet/udp.h>
 #include <poll.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 
