@@ -80,7 +80,10 @@ class FrameAssembler {
     void take(ByteView datagram, Time now);
     /** Packets of `packetBytes` one behind the other, the last one perhaps smaller. */
     void takeBatch(ByteView batch, std::size_t packetBytes, Time now);
-    /** Its places are free for whoever receives to write to, until something is taken. */
+    /**
+     * What should come next. Its places may be written to, whatever comes, until something is taken
+     * or given up.
+     */
     [[nodiscard]] ExpectedRun expectedRun() const;
     /**
      * Takes packets whose payloads lie in the places of expectedRun(): as many of the headers, one

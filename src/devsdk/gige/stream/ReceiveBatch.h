@@ -39,8 +39,8 @@ class ReceiveBatch {
     ReceiveBatch();
 
     /**
-     * Takes what is there, without waiting, for memory that must stay until the next call; false
-     * with errno when there is nothing.
+     * Takes what is there, without waiting; false with errno when that is nothing. The places of
+     * `run` are written to here, and read until collectBut() has returned.
      */
     [[nodiscard]] bool receive(int socket, const ExpectedRun& run);
     [[nodiscard]] std::size_t count() const { return count_; }
