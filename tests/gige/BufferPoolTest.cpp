@@ -85,6 +85,9 @@ TEST_F(GivenFrame, TakesNoBufferFromTheStreamAndBoundedMemory) {
         EXPECT_EQ(pool->freeCount(), kBuffers - (frame.valid() ? 1 : 0));
     }
     ASSERT_EQ(kept.size(), BufferPool::kMostGiven);
+    std::vector<CFrame> all(kBuffers);
+    for (CFrame& frame : all) EXPECT_TRUE((frame = receive(*pool, 0xff)).valid());
+    all.clear();
     for (std::uint8_t i = 0; i < kept.size(); ++i) EXPECT_TRUE(holds(kept[i].get(), i));
     for (int round = 0; round < 100; ++round) {
         kept.clear();
@@ -96,6 +99,25 @@ TEST_F(GivenFrame, TakesNoBufferFromTheStreamAndBoundedMemory) {
         }
     }
     EXPECT_LE(memory.size(), kBuffers + BufferPool::kMostGiven);
+}
+
+// While one is used the next is received: its memory was in use just before, and is still near.
+TEST_F(GivenFrame, TakesTurnsWithOneOtherHoweverManyMemoriesThereAre) {
+    for (const bool isGiven : {false, true}) {
+        std::set<const void*> memory;
+        CFrame used;
+        Given given;
+        for (std::uint8_t i = 0; i < 20; ++i) {
+            const CFrame frame = receive(*pool, i);
+            memory.insert(frame.getImage());
+            given = nullptr;
+            if (isGiven)
+                given = frame.giveBuffer(kCapacity);
+            else
+                used = frame;
+        }
+        EXPECT_EQ(memory.size(), 2u);
+    }
 }
 
 TEST_F(GivenFrame, OutlivesItsPoolWithoutKeepingIt) {

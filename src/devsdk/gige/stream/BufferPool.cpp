@@ -89,7 +89,7 @@ class BufferPool::Given {
         if (Infra::isForkedChild()) {  // where another thread may hold the pool's lock for ever
             static_cast<void>(memory_.release());
         } else if (const auto pool = pool_.lock()) {
-            pool->keepSpare(std::move(memory_));
+            pool->takeBack(std::move(memory_));
         }
     }
 
@@ -105,15 +105,14 @@ class BufferPool::Given {
 
 BufferPool::BufferPool(std::size_t count, std::size_t capacity)
     : capacity_(capacity),
+      mostMade_(std::min(kMostGiven, largestPoolBytes() / capacity - count)),
       buffers_(count),
-      sparesLeft_(std::min(kMostGiven, largestPoolBytes() / capacity - count)) {
+      memory_(count) {
     free_.reserve(count);
-    memory_.reserve(count);
-    spares_.reserve(kMostGiven);
+    freeMemory_.reserve(count + mostMade_);
     for (FrameBuffer& buffer : buffers_) {
-        memory_.push_back(makeMemory());
-        if (!memory_.back()) throw std::bad_alloc();
-        buffer.data = memory_.back().get();
+        freeMemory_.push_back(makeMemory());
+        if (!freeMemory_.back()) throw std::bad_alloc();
         buffer.capacity = capacity;
         free_.push_back(&buffer);
     }
@@ -139,16 +138,26 @@ std::size_t BufferPool::freeCount() const {
     return free_.size();
 }
 
+BufferPool::FrameMemory& BufferPool::memoryOf(const FrameBuffer& buffer) {
+    return memory_[static_cast<std::size_t>(&buffer - buffers_.data())];
+}
+
 FrameBuffer* BufferPool::take() {
     const std::lock_guard lock(mutex_);
     if (free_.empty()) return nullptr;
-    FrameBuffer* buffer = free_.back();
+    FrameBuffer* const buffer = free_.back();
     free_.pop_back();
+    FrameMemory& memory = memoryOf(*buffer);
+    memory = std::move(freeMemory_.back());
+    freeMemory_.pop_back();
+    buffer->data = memory.get();
     return buffer;
 }
 
 void BufferPool::giveBack(FrameBuffer& buffer) {
     const std::lock_guard lock(mutex_);
+    buffer.data = nullptr;
+    if (FrameMemory& memory = memoryOf(buffer)) freeMemory_.push_back(std::move(memory));
     free_.push_back(&buffer);
 }
 
@@ -161,42 +170,42 @@ std::shared_ptr<const GenICam::CFrame::Impl> BufferPool::makeFrame(FrameBuffer& 
 
 std::shared_ptr<const void> BufferPool::giveAway(FrameBuffer& buffer) {
     try {
-        // All that can fail comes before the exchange: the bytes must not get lost.
+        // All that can fail comes first: the bytes must not get lost.
         const auto given = std::make_shared<Given>(weak_from_this());
-        FrameMemory memory = takeSpare();
-        if (!memory) return nullptr;
-        FrameMemory& own = memory_[static_cast<std::size_t>(&buffer - buffers_.data())];
-        own.swap(memory);
-        buffer.data = own.get();
-        return {given, given->take(std::move(memory))};
+        if (!makeUpForOne()) return nullptr;
+        buffer.data = nullptr;
+        return {given, given->take(std::move(memoryOf(buffer)))};
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-/** Made on the thread of whoever gives a frame away, for the receiver has no time for it. */
-BufferPool::FrameMemory BufferPool::takeSpare() {
+/**
+ * Sees to it that a memory can go and each buffer still finds one; counts it as given. What is
+ * missing is made here, on the thread of whoever gives a frame away: the receiver has no time.
+ */
+bool BufferPool::makeUpForOne() {
     {
         const std::lock_guard lock(mutex_);
-        if (!spares_.empty()) {
-            FrameMemory spare = std::move(spares_.back());
-            spares_.pop_back();
-            return spare;
-        }
-        if (sparesLeft_ == 0) return nullptr;
-        --sparesLeft_;
+        if (given_ == mostMade_) return false;
+        if (++given_ <= made_) return true;
+        ++made_;
     }
     FrameMemory made = makeMemory();
-    if (!made) {
-        const std::lock_guard lock(mutex_);
-        ++sparesLeft_;
+    const std::lock_guard lock(mutex_);
+    if (made) {
+        freeMemory_.push_back(std::move(made));
+        return true;
     }
-    return made;
+    --given_;
+    --made_;
+    return false;
 }
 
-void BufferPool::keepSpare(FrameMemory memory) {
+void BufferPool::takeBack(FrameMemory memory) {
     const std::lock_guard lock(mutex_);
-    spares_.push_back(std::move(memory));  // there is room for all
+    --given_;
+    freeMemory_.push_back(std::move(memory));  // there is room for all
 }
 
 }  // namespace Vorda::Gige

@@ -15,7 +15,7 @@ namespace Vorda::Gige {
 
 /** Memory of one frame. */
 struct FrameBuffer {
-    std::uint8_t* data = nullptr;  ///< another one after its bytes were given away
+    std::uint8_t* data = nullptr;  ///< of a taken one, until it is given away; else null
     std::size_t capacity = 0;
     /** The frame's description and its reference count live here, so that a frame costs no malloc.
      */
@@ -24,12 +24,14 @@ struct FrameBuffer {
 };
 
 /**
- * A fixed number of frame buffers. The one returned last is the first to be taken again, while its
- * memory is still in the cache. Lives as long as any frame made of it. Threads: any.
+ * A fixed number of frame buffers. Each gets its memory when it is taken, and of what is free the
+ * memory that came back last: it is still in the caches, and while frames are used as fast as they
+ * come, two memories take turns however many there are. Lives as long as any frame made of it.
+ * Threads: any.
  *
- * The bytes of a frame can be given away for good: other memory then takes their place in its
- * buffer, so that there are always as many buffers as at first. Bytes that were given away do not
- * keep the pool; while it lives their memory comes back to it, to take the place of others.
+ * The bytes of a frame can be given away for good: other memory is there instead, so that there
+ * are always as many buffers as at first. Bytes that were given away do not keep the pool; while
+ * it lives their memory comes back to it, to be taken again.
  */
 class BufferPool : public std::enable_shared_from_this<BufferPool> {
  public:
@@ -74,17 +76,20 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
     BufferPool(std::size_t count, std::size_t capacity);
 
     [[nodiscard]] FrameMemory makeMemory() const;
-    [[nodiscard]] FrameMemory takeSpare();
-    void keepSpare(FrameMemory memory);
+    [[nodiscard]] FrameMemory& memoryOf(const FrameBuffer& buffer);
+    [[nodiscard]] bool makeUpForOne();
+    void takeBack(FrameMemory memory);
 
     const std::size_t capacity_;
-    std::vector<FrameMemory> memory_;  ///< of the buffers, in their order; whoever has taken one
-                                       ///< may exchange its memory
+    const std::size_t mostMade_;
     std::vector<FrameBuffer> buffers_;
+    std::vector<FrameMemory> memory_;  ///< of those buffers that are taken and not given away
     mutable std::mutex mutex_;         ///< guards these
     std::vector<FrameBuffer*> free_;   ///< last in, first out
-    std::vector<FrameMemory> spares_;  ///< last in, first out, as well
-    std::size_t sparesLeft_;           ///< that may still be made
+    /** Last in, first out, as well; there are at least as many as free buffers. */
+    std::vector<FrameMemory> freeMemory_;
+    std::size_t made_ = 0;   ///< memories beyond one for each buffer
+    std::size_t given_ = 0;  ///< of all memories; never more than made_
 };
 
 }  // namespace Vorda::Gige
