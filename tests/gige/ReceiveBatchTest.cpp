@@ -47,7 +47,7 @@ class ReceiveBatchTest : public testing::Test {
      */
     void send() {
         for (unsigned i = 0; i < 3; ++i) {
-            switch (below(8)) {
+            switch (below(9)) {
                 case 0:
                     send(stranger_, kStranger, {packet(below(2) == 0 ? packetBytes() : 40000)});
                     break;
@@ -60,8 +60,11 @@ class ReceiveBatchTest : public testing::Test {
                 case 3:
                     send(camera_, kCamera, {packet(packetBytes())});
                     break;
+                case 4:
+                    sendTogether(500);
+                    break;
                 default:
-                    sendTogether();
+                    sendTogether(packetBytes());
             }
         }
     }
@@ -69,13 +72,13 @@ class ReceiveBatchTest : public testing::Test {
         from.sendTo(port_, packets[0]);
         sent_.push_back({address, packets[0], packets[0].size()});
     }
-    void sendTogether() {
-        std::vector<Bytes> packets(1 + below(static_cast<unsigned>(40000 / packetBytes())));
-        for (Bytes& each : packets) each = packet(packetBytes());
-        if (below(2) == 0) packets.back().resize(1 + below(2000));
+    void sendTogether(std::size_t packetBytes) {
+        std::vector<Bytes> packets(1 + below(static_cast<unsigned>(40000 / packetBytes)));
+        for (Bytes& each : packets) each = packet(packetBytes);
+        if (below(2) == 0) packets.back().resize(1 + below(static_cast<unsigned>(packetBytes)));
         if (packets.size() == 1) return send(camera_, kCamera, packets);
         ASSERT_TRUE(camera_.sendTogether(port_, packets));
-        sent_.push_back({kCamera, {}, packetBytes()});
+        sent_.push_back({kCamera, {}, packetBytes});
         for (const Bytes& each : packets) append(sent_.back().bytes, each);
     }
     [[nodiscard]] std::size_t packetBytes() const { return run_.headerBytes + run_.stride; }
@@ -159,30 +162,37 @@ TEST_P(ReceiveBatchInPlace, LosesAndMixesUpNothing) {
     EXPECT_GT(placed_, 50u);
 }
 
-TEST_F(ReceiveBatchTest, AsksForBatchesOneByOneWhileTheyCome) {
+// Large packets, whose places are only known one batch at a time, and small ones, of which as much
+// is taken as is still near when it is copied.
+TEST_F(ReceiveBatchTest, AsksForFewBatchesAtATimeWhileTheyCome) {
     open();
     ReceiveBatch batch;
-    const auto received = [&] {
-        pollfd watched{socket_.fd(), POLLIN, 0};
-        EXPECT_EQ(::poll(&watched, 1, 10000), 1);
-        EXPECT_TRUE(batch.receive(socket_.fd(), {}));
-        return batch.count();
-    };
-    const std::vector<Bytes> packets(5, packet(3000));
-    ASSERT_TRUE(camera_.sendTogether(port_, packets));
-    EXPECT_EQ(received(), 1u);
-    // One that comes alone does not change that.
-    camera_.sendTo(port_, packets[0]);
-    for (int i = 0; i < 2; ++i) ASSERT_TRUE(camera_.sendTogether(port_, packets));
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(received(), 1u);
-        EXPECT_TRUE(batch.mayBeMore());
+    for (const std::size_t atATime : {std::size_t{1}, std::size_t{2}}) {
+        const std::vector<Bytes> packets(5, packet(atATime == 1 ? 3000 : 1000));
+        const auto expectCalls = [&](std::vector<std::size_t> counts) {
+            for (const std::size_t count : counts) {
+                pollfd watched{socket_.fd(), POLLIN, 0};
+                ASSERT_EQ(::poll(&watched, 1, 10000), 1);
+                ASSERT_TRUE(batch.receive(socket_.fd(), {}));
+                ASSERT_EQ(batch.count(), count);
+                ASSERT_EQ(batch.mayBeMore(), count == atATime);
+            }
+        };
+        const auto sendBatches = [&](std::size_t count) {
+            for (; count != 0; --count) ASSERT_TRUE(camera_.sendTogether(port_, packets));
+        };
+        sendBatches(1);
+        ASSERT_TRUE(batch.receive(socket_.fd(), {}));
+        ASSERT_EQ(batch.count(), 1u);
+        // One that comes alone does not change that.
+        camera_.sendTo(port_, packets[0]);
+        sendBatches(2 * atATime - 1);
+        expectCalls({atATime, atATime});
+        // Many do, however small they are.
+        for (int i = 0; i < 60; ++i) camera_.sendTo(port_, {1});
+        expectCalls(std::vector<std::size_t>(32 / atATime, atATime));
+        expectCalls({28});
     }
-    // Many do, however small they are.
-    for (int i = 0; i < 60; ++i) camera_.sendTo(port_, {1});
-    for (int i = 0; i < 32; ++i) ASSERT_EQ(received(), 1u);
-    EXPECT_EQ(received(), 28u);
-    EXPECT_FALSE(batch.mayBeMore());
 }
 
 INSTANTIATE_TEST_SUITE_P(ReceiveBatch, ReceiveBatchInPlace, testing::Range(0u, 20u));

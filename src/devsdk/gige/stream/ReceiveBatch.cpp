@@ -51,19 +51,20 @@ bool ReceiveBatch::receive(int socket, const ExpectedRun& run) {
         ::recvmmsg(socket, headers_, static_cast<unsigned>(asked_), MSG_DONTWAIT, nullptr);
     count_ = static_cast<std::size_t>(std::max(count, 0));
     taken_ = 0;
-    noteBatches();
+    noteSegments();
     return count >= 0;
 }
 
 /** How many packets a batch holds, and so where the next one begins, is not known before. */
 void ReceiveBatch::expect(const ExpectedRun& run) {
-    const bool comesInBatches = sinceBatch_ < kBatch;
-    asked_ = comesInBatches ? 1 : kBatch;
     run_ = run;
     if (run_.stride < kLeastPlaced) run_.count = 0;
+    const bool comesInBatches = sinceBatch_ < kBatch;
+    const std::size_t batches = lastSegment_ < kLeastPlaced ? kSmallBatches : 1;
+    asked_ = comesInBatches ? batches : kBatch;
     if (run_.count == 0) return;
     perDatagram_ = comesInBatches ? kLargestDatagram / packetBytes() : 1;
-    run_.count = std::min(run_.count, asked_ * perDatagram_);
+    run_.count = std::min({run_.count, asked_ * perDatagram_, kMostPlaced});
 }
 
 /** Also restores the lengths, which the kernel overwrites. */
@@ -84,9 +85,14 @@ void ReceiveBatch::arm(std::size_t index, iovec*& slice) {
     header.msg_iovlen = 2 * places + 1;
 }
 
-void ReceiveBatch::noteBatches() {
-    for (std::size_t i = 0; i < count_; ++i)
-        sinceBatch_ = segmentBytesOf(headers_[i].msg_hdr) >= kLeastPlaced ? 0 : sinceBatch_ + 1;
+void ReceiveBatch::noteSegments() {
+    for (std::size_t i = 0; i < count_; ++i) {
+        segments_[i] = segmentBytesOf(headers_[i].msg_hdr);
+        ++sinceBatch_;
+        if (segments_[i] == 0) continue;
+        sinceBatch_ = 0;
+        lastSegment_ = segments_[i];
+    }
 }
 
 std::uint8_t* ReceiveBatch::slot(std::size_t index) const {
@@ -104,8 +110,7 @@ std::size_t ReceiveBatch::placesOf(std::size_t index) const {
 std::size_t ReceiveBatch::fullPacketsOf(std::size_t index, Ipv4 camera) const {
     const mmsghdr& message = headers_[index];
     if (isCut(message.msg_hdr) || senderOf(senders_[index]) != camera) return 0;
-    const std::size_t segment = segmentBytesOf(message.msg_hdr);
-    if ((segment != 0 ? segment : message.msg_len) != packetBytes()) return 0;
+    if ((segments_[index] != 0 ? segments_[index] : message.msg_len) != packetBytes()) return 0;
     return std::min(message.msg_len / packetBytes(), placesOf(index));
 }
 
@@ -151,7 +156,7 @@ ReceiveBatch::Datagram ReceiveBatch::datagram(std::size_t index) const {
     const mmsghdr& message = headers_[index];
     const std::size_t taken = takenOf(index) * packetBytes();
     return {{slot(index) + taken, message.msg_len - taken},
-            segmentBytesOf(message.msg_hdr),
+            segments_[index],
             senderOf(senders_[index]),
             isCut(message.msg_hdr),
             taken != 0 && taken == message.msg_len};
