@@ -12,7 +12,7 @@
 
 namespace kestro::bench {
 
-/** Eight frames that take turns, as a stream's buffers do. */
+/** Two frames that take turns: there are no fewer, for one is with the application. */
 class FrameMemory {
  public:
     FrameMemory() : bytes_(static_cast<std::uint8_t*>(std::aligned_alloc(kHugePage, kAll))) {
@@ -38,7 +38,7 @@ class FrameMemory {
  private:
     static constexpr std::size_t kHugePage = 2 << 20;
     static constexpr std::size_t kFrame = 3 * kHugePage;  // of five megapixels
-    static constexpr std::size_t kFrames = 8;
+    static constexpr std::size_t kFrames = 2;
     static constexpr std::size_t kAll = kFrames * kFrame;
 
     std::uint8_t* bytes_;

@@ -44,6 +44,7 @@ namespace {
 using namespace kestro::bench;
 
 constexpr unsigned kBatch = 32;
+constexpr unsigned kCopiedBatches = 2;
 constexpr std::size_t kSlot = 65536 + 33 * 64;  // no two of a batch in the same cache sets
 constexpr std::size_t kMostPackets = 64;        // of a batch that is split
 constexpr int kReceiveBuffer = 32 << 20;
@@ -130,14 +131,19 @@ class Stream {
         if (making_ != Making::nothing) frames_.emplace();
         askForSlots();
         for (bool hasCome = false; !isOver_;) {
-            const unsigned asked = making_ == Making::bySplitting ? askForPlaces() : kBatch;
+            const unsigned asked = ask();
             const int count = ::recvmmsg(socket_, headers_, asked, MSG_DONTWAIT, nullptr);
             for (int i = 0; i < count; ++i) take(static_cast<unsigned>(i));
-            hasCome = count > 0 || (asked == 1 && hasCome);
+            hasCome |= count > 0;
             if (count == static_cast<int>(asked)) continue;
             wait(hasCome);
             hasCome = false;
         }
+    }
+    /** For how many datagrams; of batches that are copied for no more than is still near then. */
+    unsigned ask() {
+        if (making_ == Making::bySplitting) return askForPlaces();
+        return making_ == Making::byCopying && isBatched_ ? kCopiedBatches : kBatch;
     }
     /** Each datagram goes into a slot of its own. */
     void askForSlots() {

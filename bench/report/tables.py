@@ -120,4 +120,4 @@ def scale():
 
 
 def targets():
-    return table(["target", "reached", "", "the least that was measured"], bounds.all_of_them())
+    return table(["target", "reached", "", "the limit that was measured"], bounds.all_of_them())
