@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <variant>
 
 // In a namespace of our own: an application may carry another version with the same symbols.
 #define RAPIDJSON_NAMESPACE kestro_rapidjson
@@ -85,10 +86,10 @@ class ResultHandler {
     bool Double(double) { return other(); }
     bool RawNumber(const char* text, json::SizeType length, bool);
     bool String(const char* text, json::SizeType length, bool);
-    bool StartObject() { return push(objectAt(takePlace())); }
+    bool StartObject();
     bool Key(const char* text, json::SizeType length, bool);
     bool EndObject(json::SizeType) { return pop(); }
-    bool StartArray() { return push(arrayAt(takePlace())); }
+    bool StartArray();
     bool EndArray(json::SizeType) { return pop(); }
 
  private:
@@ -98,115 +99,110 @@ class ResultHandler {
         kRoot,
         kDocument,         // the wrapper of a document
         kDocumentContent,  // its "value"
-        kMember,           // the wrapper of a document's member
+        kMember,           // the wrapper of a document's or of a code's member
         kMemberValue,      // its "value"
-        kCodes,            // as kMemberValue, where that is the array of codes
-        kCode,             // an element of it
-        kCodeMember,       // the wrapper of a code's member
-        kCodeMemberValue,  // its "value"
+        kCodesMember,      // the wrapper of a document's array of codes
+        kCodes,            // its "value"
+        kCode,             // an element of that
     };
 
-    Place takePlace();
-    void appendCode();
-    Place objectAt(Place place) const;
-    Place arrayAt(Place place) const;
-    Place placeOfKey(Place object, std::string_view key);
-    bool push(Place place);
-    bool pop();
     bool other();
+    bool push(Place container);
+    bool pop();
+    void enter(Place container);
+    void appendCode();
+    Place placeOfKey(std::string_view key);
 
     JsonReadings& readings();
     void clearDocument();
     void beginDocument();
-    bool findMember(std::string_view name);
-    void clearMember();
-    bool findCodeMember(std::string_view name);
-    bool findCorner(std::string_view name);
-    void forgetDatum();
+    Place findMember(std::string_view name);
+    Place findCodeMember(std::string_view name);
+    Corner* cornerOf(std::string_view name);
+    template <typename Datum>
+    Place lookFor(Datum& datum);
     void clearDatum();
 
     ResultJson& result_;
     bool isTooDeep_ = false;
-    std::size_t depth_ = 0;
-    std::array<Place, kDeepestLevel> containers_{};
-    Place next_ = Place::kRoot;
+    Place container_ = Place::kElsewhere;  // the object or array at hand
+    Place next_ = Place::kRoot;            // the next value in it
     Document document_ = Document::kNone;
-    bool isCodeArray_ = false;  // the document's member at hand is its code array
-    // What the datum at hand goes to, of a document or of a code: at most one is set.
-    std::int32_t* number_ = nullptr;
-    std::string_view* text_ = nullptr;
-    float* fraction_ = nullptr;
+    CodeValues* code_ = nullptr;
+    // What the member at hand goes to.
+    std::variant<std::int32_t*, std::string_view*, float*> datum_;
+    std::size_t depth_ = 0;
+    std::array<Place, kDeepestLevel> outer_{};  // what the container at hand stands in
 };
 
-void ResultHandler::appendCode() {
-    std::vector<CodeValues>& codes = readings().codes;
-    if (codes.capacity() == 0) codes.reserve(kUsualCodes);
-    codes.emplace_back();
-}
-
-ResultHandler::Place ResultHandler::takePlace() {
-    if (depth_ == 0) return Place::kRoot;
-    const Place container = containers_[depth_ - 1];
-    const Place place = container == Place::kCodes ? Place::kCode : next_;
-    next_ = Place::kElsewhere;
-    if (place == Place::kCode) appendCode();
-    return place;
-}
-
-// What an object at this place is: it has members of interest, or none.
-ResultHandler::Place ResultHandler::objectAt(Place place) const {
-    const bool isDatum =
-        place == Place::kMemberValue || place == Place::kCodeMemberValue || place == Place::kCodes;
-    return isDatum ? Place::kElsewhere : place;
-}
-
-ResultHandler::Place ResultHandler::arrayAt(Place place) const {
-    return place == Place::kCodes ? Place::kCodes : Place::kElsewhere;
-}
-
-bool ResultHandler::push(Place place) {
-    if (depth_ == kDeepestLevel) {
-        isTooDeep_ = true;
-        return false;
-    }
-    containers_[depth_++] = place;
-    next_ = Place::kElsewhere;
-    if (place == Place::kDocumentContent) beginDocument();
-    return true;
-}
-
-bool ResultHandler::pop() {
-    --depth_;
-    return true;
-}
-
+// A value that nothing is kept of. As an element of the array of codes it is one all the same.
 bool ResultHandler::other() {
-    takePlace();
+    if (next_ == Place::kCode) appendCode();
     return true;
 }
 
 bool ResultHandler::RawNumber(const char* text, json::SizeType length, bool) {
-    const Place place = takePlace();
-    if (place != Place::kMemberValue && place != Place::kCodeMemberValue) return true;
-    if (number_) *number_ = intValue({text, length});
-    if (fraction_) *fraction_ = floatValue({text, length});
+    if (next_ != Place::kMemberValue) return other();
+    if (auto* const number = std::get_if<std::int32_t*>(&datum_)) {
+        **number = intValue({text, length});
+    } else if (auto* const fraction = std::get_if<float*>(&datum_)) {
+        **fraction = floatValue({text, length});
+    }
     return true;
 }
 
 bool ResultHandler::String(const char* text, json::SizeType length, bool) {
-    const Place place = takePlace();
-    if (place != Place::kMemberValue && place != Place::kCodeMemberValue) return true;
-    if (text_) *text_ = {text, length};
+    if (next_ != Place::kMemberValue) return other();
+    if (auto* const kept = std::get_if<std::string_view*>(&datum_)) **kept = {text, length};
     return true;
+}
+
+bool ResultHandler::StartObject() {
+    if (next_ == Place::kDocumentContent) beginDocument();
+    if (next_ == Place::kCode) appendCode();
+    const bool isOther = next_ == Place::kMemberValue || next_ == Place::kCodes;
+    return push(isOther ? Place::kElsewhere : next_);
+}
+
+bool ResultHandler::StartArray() {
+    if (next_ == Place::kCode) appendCode();
+    return push(next_ == Place::kCodes ? Place::kCodes : Place::kElsewhere);
+}
+
+bool ResultHandler::push(Place container) {
+    if (depth_ == kDeepestLevel) {
+        isTooDeep_ = true;
+        return false;
+    }
+    outer_[depth_++] = container_;
+    enter(container);
+    return true;
+}
+
+bool ResultHandler::pop() {
+    enter(outer_[--depth_]);
+    return true;
+}
+
+// What is next in an object its key says.
+void ResultHandler::enter(Place container) {
+    container_ = container;
+    next_ = container == Place::kCodes ? Place::kCode : Place::kElsewhere;
+}
+
+void ResultHandler::appendCode() {
+    std::vector<CodeValues>& codes = readings().codes;
+    if (codes.capacity() == 0) codes.reserve(kUsualCodes);
+    code_ = &codes.emplace_back();
 }
 
 bool ResultHandler::Key(const char* text, json::SizeType length, bool) {
-    next_ = placeOfKey(containers_[depth_ - 1], {text, length});
+    next_ = placeOfKey({text, length});
     return true;
 }
 
-ResultHandler::Place ResultHandler::placeOfKey(Place object, std::string_view key) {
-    switch (object) {
+ResultHandler::Place ResultHandler::placeOfKey(std::string_view key) {
+    switch (container_) {
         case Place::kRoot:
             document_ = documentFromName(key);
             clearDocument();
@@ -216,21 +212,17 @@ ResultHandler::Place ResultHandler::placeOfKey(Place object, std::string_view ke
             clearDocument();
             return Place::kDocumentContent;
         case Place::kDocumentContent:
-            if (!findMember(key)) break;
-            clearMember();
-            return Place::kMember;
+            return findMember(key);
+        case Place::kCodesMember:
+            if (key != kWrapped) break;
+            readings().codes.clear();
+            return Place::kCodes;
+        case Place::kCode:
+            return findCodeMember(key);
         case Place::kMember:
             if (key != kWrapped) break;
-            clearMember();
-            return isCodeArray_ ? Place::kCodes : Place::kMemberValue;
-        case Place::kCode:
-            if (!findCodeMember(key)) break;
             clearDatum();
-            return Place::kCodeMember;
-        case Place::kCodeMember:
-            if (key != kWrapped) break;
-            clearDatum();
-            return Place::kCodeMemberValue;
+            return Place::kMemberValue;
         default:
             break;
     }
@@ -279,68 +271,55 @@ void ResultHandler::beginDocument() {
     }
 }
 
-bool ResultHandler::findMember(std::string_view name) {
-    forgetDatum();
-    isCodeArray_ = false;
+template <typename Datum>
+ResultHandler::Place ResultHandler::lookFor(Datum& datum) {
+    datum = {};
+    datum_ = &datum;
+    return Place::kMember;
+}
+
+ResultHandler::Place ResultHandler::findMember(std::string_view name) {
     switch (document_) {
         case Document::kPipeline:
-            if (name == "TriggerTsHigh") number_ = &result_.pipeline->timestampHigh;
-            if (name == "TriggerTsLow") number_ = &result_.pipeline->timestampLow;
+            if (name == "TriggerTsHigh") return lookFor(result_.pipeline->timestampHigh);
+            if (name == "TriggerTsLow") return lookFor(result_.pipeline->timestampLow);
             break;
         case Document::kScale:
-            if (name == "OutWidth") number_ = &result_.scale->width;
-            if (name == "OutHeight") number_ = &result_.scale->height;
+            if (name == "OutWidth") return lookFor(result_.scale->width);
+            if (name == "OutHeight") return lookFor(result_.scale->height);
             break;
         default:
-            if (name == "Status") text_ = &readings().status;
-            if (name == "Time") number_ = &readings().time;
-            isCodeArray_ = name == (document_ == Document::kQrCodes ? "DataCode" : "BarCode");
-            break;
+            if (name == "Status") return lookFor(readings().status);
+            if (name == "Time") return lookFor(readings().time);
+            if (name != (document_ == Document::kQrCodes ? "DataCode" : "BarCode")) break;
+            readings().codes.clear();
+            return Place::kCodesMember;
     }
-    return number_ || text_ || isCodeArray_;
+    return Place::kElsewhere;
 }
 
-void ResultHandler::forgetDatum() {
-    number_ = nullptr;
-    text_ = nullptr;
-    fraction_ = nullptr;
-}
-
-void ResultHandler::clearDatum() {
-    if (number_) *number_ = 0;
-    if (text_) *text_ = {};
-    if (fraction_) *fraction_ = 0;
-}
-
-void ResultHandler::clearMember() {
-    if (isCodeArray_) {
-        readings().codes.clear();
-    } else {
-        clearDatum();
+ResultHandler::Place ResultHandler::findCodeMember(std::string_view name) {
+    if (Corner* const corner = cornerOf(name)) {  // most members are of one
+        return lookFor(name.back() == 'X' ? corner->x : corner->y);
     }
-}
-
-bool ResultHandler::findCodeMember(std::string_view name) {
-    CodeValues& code = readings().codes.back();
-    forgetDatum();
-    if (findCorner(name)) return true;  // most members are one
-    if (name == "CodeType") text_ = &code.typeName;
-    if (name == "CodeData") text_ = &code.data;
-    if (name == "PPM") fraction_ = &code.ppm;
-    return text_ || fraction_;
+    if (name == "CodeType") return lookFor(code_->typeName);
+    if (name == "CodeData") return lookFor(code_->data);
+    if (name == "PPM") return lookFor(code_->ppm);
+    return Place::kElsewhere;
 }
 
 // "Point0_X" to "Point3_Y"
-bool ResultHandler::findCorner(std::string_view name) {
+Corner* ResultHandler::cornerOf(std::string_view name) {
     static constexpr std::string_view kBegin = "Point";
-    if (name.size() != kBegin.size() + 3 || !name.starts_with(kBegin)) return false;
+    if (name.size() != kBegin.size() + 3 || !name.starts_with(kBegin)) return nullptr;
     const char digit = name[kBegin.size()];
     const std::string_view axis = name.substr(kBegin.size() + 1);
-    if (digit < '0' || digit > '3') return false;
-    Corner& corner = readings().codes.back().corners[static_cast<std::size_t>(digit - '0')];
-    if (axis == "_X") number_ = &corner.x;
-    if (axis == "_Y") number_ = &corner.y;
-    return number_;
+    if (digit < '0' || digit > '3' || (axis != "_X" && axis != "_Y")) return nullptr;
+    return &code_->corners[static_cast<std::size_t>(digit - '0')];
+}
+
+void ResultHandler::clearDatum() {
+    std::visit([](auto* datum) { *datum = {}; }, datum_);
 }
 
 // JSON has no zeros in front and digits on both sides of the point; the rest from_chars sees.
