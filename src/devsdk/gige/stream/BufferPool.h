@@ -13,9 +13,9 @@
 
 namespace Vorda::Gige {
 
-/** Memory of one frame. */
+/** Room for one frame. */
 struct FrameBuffer {
-    std::uint8_t* data = nullptr;  ///< of a taken one, until it is given away; else null
+    std::uint8_t* data = nullptr;  ///< null unless taken, and once it was given away
     std::size_t capacity = 0;
     /** The frame's description and its reference count live here, so that a frame costs no malloc.
      */
@@ -83,13 +83,14 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
     const std::size_t capacity_;
     const std::size_t mostMade_;
     std::vector<FrameBuffer> buffers_;
-    std::vector<FrameMemory> memory_;  ///< of those buffers that are taken and not given away
-    mutable std::mutex mutex_;         ///< guards these
-    std::vector<FrameBuffer*> free_;   ///< last in, first out
+    /** Of the buffers, in their order; each belongs to whoever has taken the buffer. */
+    std::vector<FrameMemory> memory_;
+    mutable std::mutex mutex_;        ///< guards these
+    std::vector<FrameBuffer*> free_;  ///< last in, first out
     /** Last in, first out, as well; there are at least as many as free buffers. */
     std::vector<FrameMemory> freeMemory_;
-    std::size_t made_ = 0;   ///< memories beyond one for each buffer
-    std::size_t given_ = 0;  ///< of all memories; never more than made_
+    std::size_t made_ = 0;   ///< memories beyond one for each buffer, with those being made
+    std::size_t given_ = 0;  ///< given away, or about to be; never more than made_
 };
 
 }  // namespace Vorda::Gige
