@@ -73,7 +73,9 @@ class ReceiveBatchTest : public testing::Test {
         sent_.push_back({address, packets[0], packets[0].size()});
     }
     void sendTogether(std::size_t packetBytes) {
-        std::vector<Bytes> packets(1 + below(static_cast<unsigned>(40000 / packetBytes)));
+        constexpr std::size_t kMostTogether = 64;
+        const std::size_t most = std::min(kMostTogether, 40000 / packetBytes);
+        std::vector<Bytes> packets(1 + below(static_cast<unsigned>(most)));
         for (Bytes& each : packets) each = packet(packetBytes);
         if (below(2) == 0) packets.back().resize(1 + below(static_cast<unsigned>(packetBytes)));
         if (packets.size() == 1) return send(camera_, kCamera, packets);
@@ -123,6 +125,8 @@ class ReceiveBatchTest : public testing::Test {
         append(arrived_.back().bytes, datagram.bytes);
     }
 
+    std::size_t mostAtATime(ReceiveBatch& batch, std::size_t datagrams);
+
     std::minstd_rand engine_{1};
     TestSocket camera_{"127.0.0.1"};
     TestSocket stranger_{"127.0.0.2"};
@@ -134,6 +138,18 @@ class ReceiveBatchTest : public testing::Test {
     std::vector<Sent> arrived_;
     std::size_t placed_ = 0;
 };
+
+/** Datagrams with one call, at the most, until all have come. */
+std::size_t ReceiveBatchTest::mostAtATime(ReceiveBatch& batch, std::size_t datagrams) {
+    std::size_t most = 0;
+    while (datagrams != 0) {
+        pollfd watched{socket_.fd(), POLLIN, 0};
+        if (::poll(&watched, 1, 10000) != 1 || !batch.receive(socket_.fd(), {})) return 0;
+        most = std::max(most, batch.count());
+        datagrams -= std::min(datagrams, batch.count());
+    }
+    return most;
+}
 
 class ReceiveBatchInPlace : public ReceiveBatchTest,
                             public testing::WithParamInterface<unsigned> {};
@@ -162,36 +178,29 @@ TEST_P(ReceiveBatchInPlace, LosesAndMixesUpNothing) {
     EXPECT_GT(placed_, 50u);
 }
 
-// Large packets, whose places are only known one batch at a time, and small ones, of which as much
-// is taken as is still near when it is copied.
+// Of large packets one, whose places are not known before; of small ones as much as a cache holds.
 TEST_F(ReceiveBatchTest, AsksForFewBatchesAtATimeWhileTheyCome) {
     open();
     ReceiveBatch batch;
-    for (const std::size_t atATime : {std::size_t{1}, std::size_t{2}}) {
-        const std::vector<Bytes> packets(5, packet(atATime == 1 ? 3000 : 1000));
-        const auto expectCalls = [&](std::vector<std::size_t> counts) {
-            for (const std::size_t count : counts) {
-                pollfd watched{socket_.fd(), POLLIN, 0};
-                ASSERT_EQ(::poll(&watched, 1, 10000), 1);
-                ASSERT_TRUE(batch.receive(socket_.fd(), {}));
-                ASSERT_EQ(batch.count(), count);
-                ASSERT_EQ(batch.mayBeMore(), count == atATime);
-            }
-        };
-        const auto sendBatches = [&](std::size_t count) {
-            for (; count != 0; --count) ASSERT_TRUE(camera_.sendTogether(port_, packets));
-        };
-        sendBatches(1);
-        ASSERT_TRUE(batch.receive(socket_.fd(), {}));
-        ASSERT_EQ(batch.count(), 1u);
-        // One that comes alone does not change that.
-        camera_.sendTo(port_, packets[0]);
-        sendBatches(2 * atATime - 1);
-        expectCalls({atATime, atATime});
-        // Many do, however small they are.
-        for (int i = 0; i < 60; ++i) camera_.sendTo(port_, {1});
-        expectCalls(std::vector<std::size_t>(32 / atATime, atATime));
-        expectCalls({28});
+    struct Kind {
+        std::size_t packetBytes;
+        std::size_t packets;
+        std::size_t atATime;
+    };
+    for (const auto& [packetBytes, packets, atATime] :
+         {Kind{3000, 5, 1}, Kind{1400, 40, 2}, Kind{1000, 8, 16}}) {
+        const std::vector<Bytes> together(packets, packet(packetBytes));
+        ASSERT_TRUE(camera_.sendTogether(port_, together));
+        ASSERT_EQ(mostAtATime(batch, 1), 1u);
+        // One that comes alone does not change that, nor does a smaller batch.
+        camera_.sendTo(port_, together[0]);
+        ASSERT_TRUE(camera_.sendTogether(port_, {together[0], together[0]}));
+        ASSERT_EQ(mostAtATime(batch, 2), std::min(atATime, std::size_t{2}));
+        for (int i = 0; i < 20; ++i) camera_.sendTo(port_, together[0]);
+        ASSERT_EQ(mostAtATime(batch, 20), atATime);
+        // Many do.
+        for (int i = 0; i < 100; ++i) camera_.sendTo(port_, {1});
+        ASSERT_EQ(mostAtATime(batch, 100), 32u);
     }
 }
 

@@ -55,15 +55,21 @@ bool ReceiveBatch::receive(int socket, const ExpectedRun& run) {
     return count >= 0;
 }
 
-/** How many packets a batch holds, and so where the next one begins, is not known before. */
+/**
+ * Of large packets one: how many packets a batch holds, and so where the next one begins, is not
+ * known before. Small ones are copied, while they are in a cache.
+ */
+std::size_t ReceiveBatch::batchesAtOnce() const {
+    if (lastSegment_ >= kLeastPlaced) return 1;
+    return std::clamp(kCachedBytes / largestBatch_, std::size_t{2}, kBatch);
+}
+
 void ReceiveBatch::expect(const ExpectedRun& run) {
+    asked_ = comesInBatches() ? batchesAtOnce() : kBatch;
     run_ = run;
     if (run_.stride < kLeastPlaced) run_.count = 0;
-    const bool comesInBatches = sinceBatch_ < kBatch;
-    const std::size_t batches = lastSegment_ < kLeastPlaced ? kSmallBatches : 1;
-    asked_ = comesInBatches ? batches : kBatch;
     if (run_.count == 0) return;
-    perDatagram_ = comesInBatches ? kLargestDatagram / packetBytes() : 1;
+    perDatagram_ = comesInBatches() ? kLargestDatagram / packetBytes() : 1;
     run_.count = std::min({run_.count, asked_ * perDatagram_, kMostPlaced});
 }
 
@@ -88,10 +94,14 @@ void ReceiveBatch::arm(std::size_t index, iovec*& slice) {
 void ReceiveBatch::noteSegments() {
     for (std::size_t i = 0; i < count_; ++i) {
         segments_[i] = segmentBytesOf(headers_[i].msg_hdr);
-        ++sinceBatch_;
-        if (segments_[i] == 0) continue;
-        sinceBatch_ = 0;
+        if (segments_[i] == 0) {
+            ++sinceBatch_;
+            continue;
+        }
+        const std::size_t bytes = headers_[i].msg_len;
+        largestBatch_ = comesInBatches() ? std::max(largestBatch_, bytes) : bytes;
         lastSegment_ = segments_[i];
+        sinceBatch_ = 0;
     }
 }
 

@@ -60,8 +60,8 @@ class ReceiveBatch {
     /** Not a power of two, so that the datagrams of a batch do not share cache sets. */
     static constexpr std::size_t kDatagramStride = kLargestDatagram + std::size_t{33} * 64;
     static constexpr std::size_t kBytes = kBatch * kDatagramStride;
-    /** What a call takes of small packets put together should still be near when it is copied. */
-    static constexpr std::size_t kSmallBatches = 2;
+    /** So much of batches of small packets is still in the second cache when it is copied. */
+    static constexpr std::size_t kCachedBytes = std::size_t{128} << 10;
     /** With smaller ones, telling the kernel costs as much as the copy. */
     static constexpr std::size_t kLeastPlaced = 2000;
     static constexpr std::size_t kMostPlaced = kLargestDatagram / kLeastPlaced;
@@ -75,6 +75,8 @@ class ReceiveBatch {
     };
 
     static std::unique_ptr<std::uint8_t[], Unmap> map();
+    [[nodiscard]] bool comesInBatches() const { return sinceBatch_ < kBatch; }
+    [[nodiscard]] std::size_t batchesAtOnce() const;
     void expect(const ExpectedRun& run);
     void arm(std::size_t index, iovec*& slice);
     void noteSegments();
@@ -93,6 +95,7 @@ class ReceiveBatch {
     std::size_t taken_ = 0;            ///< packets in their places
     std::size_t sinceBatch_ = kBatch;  ///< datagrams since one that was put together
     std::size_t lastSegment_ = 0;      ///< bytes of each packet in that one
+    std::size_t largestBatch_ = 0;     ///< bytes of a datagram, since they are put together
     std::size_t segments_[kBatch];     ///< as in Datagram, of those that came
     std::uint8_t packetHeaders_[kMostPlaced * kGvspExtendedHeaderBytes];
     iovec slices_[2 * kMostPlaced + kBatch];
