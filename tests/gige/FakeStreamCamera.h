@@ -143,6 +143,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
         return true;
     }
     void requestResend(const Vorda::Gige::ResendRequest& request) override {
+        if (const auto meanwhile = std::exchange(onResendRequest, {})) meanwhile();
         const std::lock_guard lock(mutex_);
         ++resendRequests;
         const auto block = sent_.find(request.blockId);
@@ -159,6 +160,7 @@ class FakeStreamCamera : public Vorda::Gige::CameraLink {
     bool failOpen = false;
     bool failStart = false;
     std::function<void()> onStart;
+    std::function<void()> onResendRequest;            ///< once, on the receiver's thread
     std::weak_ptr<Vorda::Gige::LinkedStream> stream;  ///< the latest that opened the channel
     bool failStop = false;
     std::atomic<int> channelsOpen{0};

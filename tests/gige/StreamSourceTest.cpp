@@ -423,6 +423,21 @@ TEST_F(StreamSource, GetsLostPacketsAgain) {
     EXPECT_THAT(RecordingLogger::instance().lines(700, 700), ElementsAre(HasSubstr("delivered 3")));
 }
 
+// The receiver gets no processor for longer than a frame waits for its packets. What it lacks came
+// meanwhile, but lies behind more than is taken at once.
+TEST_F(StreamSource, GivesNothingUpForWhatWaitsInTheSocket) {
+    start();
+    const Bytes image = content(4000, 3);
+    constexpr std::uint64_t kBehind = 6;
+    camera->onResendRequest = [&] {
+        for (std::uint64_t i = 0; i < kBehind; ++i) camera->send(image);
+        std::this_thread::sleep_for(FrameAssembler::kRetention + std::chrono::milliseconds(20));
+    };
+    camera->send(image, {2});
+    for (std::uint64_t id = 1; id <= 1 + kBehind; ++id) ASSERT_EQ(nextId(), id);
+    EXPECT_EQ(counters->lostFrames.get(), 0u);
+}
+
 TEST_F(StreamSource, TakesPacketsOfItsCameraOnly) {
     start();
     const kestro::test::TestSocket stranger("127.0.0.2");

@@ -41,6 +41,8 @@ constexpr int kShareOfLastLooks = 5;
 /** With less than this to come, the socket itself is watched. */
 constexpr std::chrono::nanoseconds kShortestGathering = std::chrono::microseconds(30);
 constexpr std::uint64_t kBufferBytesPerGatheredNanosecond = 5;
+/** While more waits than is taken with one call, nothing is missed for so long. */
+constexpr auto kLongestBacklog = std::chrono::milliseconds(20);
 /** After an error of the socket that is not ours to mend (interface gone): no busy loop. */
 constexpr auto kErrorPause = std::chrono::milliseconds(20);
 constexpr auto kAskCameraAddressEvery = std::chrono::milliseconds(100);
@@ -182,21 +184,24 @@ void StreamReceiver::dropWaitingPackets() {
 void StreamReceiver::run() {
     constexpr unsigned long kTimerSlack = 1000;  // nanoseconds; 50,000 otherwise
     ::prctl(PR_SET_TIMERSLACK, kTimerSlack);
+    // That nothing more is there holds for when the socket was asked, not for when this thread may
+    // run again: what comes meanwhile, or still waits, must not be given up for late.
+    auto asked = FrameAssembler::Clock::now();
     for (bool came = false; !stopped_.isRaised();) {
-        // That nothing is there holds for now, not for when this thread may run again: what comes
-        // meanwhile must not be given up for late.
-        const auto asked = FrameAssembler::Clock::now();
         const bool received = batch_->receive(socket_.fd(), assembler_->expectedRun());
         const bool failed = !received && errno != EAGAIN && errno != EINTR;
-        if (received) takeBatch(FrameAssembler::Clock::now());
-        assembler_->tick(asked);
+        const auto now = FrameAssembler::Clock::now();
+        if (received) takeBatch(now);
         came |= received;
+        if (batch_->mayBeMore() && now - asked < kLongestBacklog) continue;
+        assembler_->tick(asked);
         if (failed) {
             pollfd stop{stopped_.fd(), POLLIN, 0};
             ::poll(&stop, 1, static_cast<int>(kErrorPause.count()));
         } else if (!batch_->mayBeMore()) {
             waitForPackets(std::exchange(came, false) && assembler_->busy());
         }
+        asked = FrameAssembler::Clock::now();
     }
 }
 
