@@ -44,7 +44,7 @@ namespace {
 using namespace kestro::bench;
 
 constexpr unsigned kBatch = 32;
-constexpr unsigned kCopiedBatches = 2;
+constexpr unsigned kCachedBatches = 2;
 constexpr std::size_t kSlot = 65536 + 33 * 64;  // no two of a batch in the same cache sets
 constexpr std::size_t kMostPackets = 64;        // of a batch that is split
 constexpr int kReceiveBuffer = 32 << 20;
@@ -140,10 +140,10 @@ class Stream {
             hasCome = false;
         }
     }
-    /** For how many datagrams; of batches that are copied for no more than is still near then. */
+    /** For how many datagrams; no more batches than a near cache holds. */
     unsigned ask() {
         if (making_ == Making::bySplitting) return askForPlaces();
-        return making_ == Making::byCopying && isBatched_ ? kCopiedBatches : kBatch;
+        return isBatched_ ? kCachedBatches : kBatch;
     }
     /** Each datagram goes into a slot of its own. */
     void askForSlots() {

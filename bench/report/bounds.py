@@ -27,7 +27,7 @@ class Received:
 
 
 def row(what, reached, bound, form, unit="", is_least=False, limit=None):
-    """`limit` is what was measured of what must be done at any rate, and nothing else; worth telling of a target that was missed."""
+    """`limit` is what a receiver reached that does only what none can leave out; worth telling of a target that was missed."""
     is_met = reached.median >= bound if is_least else reached.median <= bound
     target = f"at {'least' if is_least else 'most'} {bound:g}{unit}"
     return [f"{what}: {target}", f"{reached:{form}}{unit} ({reached.range(form)})", "met" if is_met else "**missed**",
